@@ -1,0 +1,53 @@
+#ifndef LIAISONORB_H
+#define LIAISONORB_H
+
+#include "orix_baseS.h"
+
+#include <chrono>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+/// What one ORB does differently from another. Each ORB has its own folder with the same operations; the build
+/// chooses one. Code outside uses only the standard C++ mapping and this header.
+namespace orix::orb
+{
+
+struct ParametresTLS
+{
+    std::string certificatAutorite; ///< PEM; empty: no TLS
+    std::string certificat;         ///< PEM, certificate and private key
+    std::string motDePasse;
+    bool exigerCertificat = true;
+};
+
+struct ParametresORB
+{
+    std::vector<std::string> pointsAcces; ///< "HOST:PORT"; port 0: a free one; empty list: a client without endpoint
+    std::chrono::milliseconds delaiConnexion{2000};
+    std::chrono::milliseconds delaiAppel{5000};
+    std::size_t tailleMessageMax = 2097152;
+    ParametresTLS tls;
+};
+
+/// Creates the ORB of the process: bounded calls, one multiplexed connection to each peer, messages of one
+/// connection dispatched in order. Throws CORBA::Exception, or std::runtime_error with a text for the user.
+CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres);
+
+/// Resolves the URL of a server's kernel, and gives nil when nobody answers there within the call time-out.
+/// Throws CORBA::BAD_PARAM for a wrong URL.
+CORBA::Object_ptr resoudre(CORBA::ORB_ptr orb, const std::string& url);
+
+/// Activates the servant so that corbaloc:iiop:HOST:PORT/CLE reaches it.
+void publierSousCle(CORBA::ORB_ptr orb, const std::string& cle, PortableServer::Servant servant);
+
+/// The same object, over connections shared only with references of the same number (1 and up): what travels
+/// there does not queue behind the messages of other references. Numbers are the caller's.
+CORBA::Object_ptr surConnexion(CORBA::Object_ptr objet, unsigned numero);
+
+/// What the exception says of itself, in one line.
+std::string information(const CORBA::Exception& exception);
+
+} // namespace orix::orb
+
+#endif

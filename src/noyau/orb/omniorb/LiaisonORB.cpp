@@ -1,0 +1,117 @@
+#include "LiaisonORB.h"
+
+#include <omniORB4/minorCode.h>
+#include <omniORB4/omniConnectionMgmt.h>
+#include <omniORB4/omniInterceptors.h>
+
+#include <mutex>
+#include <sstream>
+#include <stdexcept>
+
+namespace orix::orb
+{
+
+namespace
+{
+
+/// The options of ORB_init, as the pairs of C strings that it wants.
+class Options
+{
+  public:
+    void ajouter(const char* nom, const std::string& valeur) { _paires.push_back({nom, valeur}); }
+    void ajouter(const char* nom, long long valeur) { ajouter(nom, std::to_string(valeur)); }
+
+    CORBA::ORB_ptr initialiser(int& argc, char** argv) const
+    {
+        std::vector<const char*> plat;
+        for (const auto& [nom, valeur] : _paires) {
+            plat.push_back(nom);
+            plat.push_back(valeur.c_str());
+        }
+        plat.push_back(nullptr);
+        plat.push_back(nullptr);
+        return CORBA::ORB_init(argc, argv, "omniORB4",
+                               reinterpret_cast<const char*(*)[2]>(plat.data())); // an array of pairs
+    }
+
+  private:
+    std::vector<std::pair<const char*, std::string>> _paires;
+};
+
+} // namespace
+
+CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres)
+{
+    static std::once_flag gestionConnexions;
+    std::call_once(gestionConnexions, [] { omniConnectionMgmt::init(); });
+
+    Options options;
+    for (const std::string& point : parametres.pointsAcces)
+        options.ajouter("endPoint", "giop:tcp:" + point);
+    options.ajouter("clientConnectTimeOutPeriod", parametres.delaiConnexion.count());
+    options.ajouter("clientCallTimeOutPeriod", parametres.delaiAppel.count());
+    options.ajouter("giopMaxMsgSize", static_cast<long long>(parametres.tailleMessageMax));
+    // One connection to each peer, shared by all calls, and its messages dispatched one after another: order kept.
+    options.ajouter("maxGIOPConnectionPerServer", 1);
+    options.ajouter("oneCallPerConnection", 0LL);
+    options.ajouter("maxServerThreadPerConnection", 1);
+    // The first use of a reference must not be a blocking question.
+    options.ajouter("verifyObjectExistsAndType", 0LL);
+    // A connection that the peer closed while idle is opened again; scan often enough to honour the time-outs.
+    options.ajouter("scanGranularity", 1);
+    return options.initialiser(argc, argv);
+}
+
+CORBA::Object_ptr resoudre(CORBA::ORB_ptr orb, const std::string& url)
+{
+    CORBA::Object_var objet = orb->string_to_object(url.c_str());
+    if (CORBA::is_nil(objet))
+        return CORBA::Object::_nil();
+    try {
+        if (objet->_non_existent())
+            return CORBA::Object::_nil();
+    } catch (const CORBA::TRANSIENT&) {
+        return CORBA::Object::_nil();
+    } catch (const CORBA::COMM_FAILURE&) {
+        return CORBA::Object::_nil();
+    } catch (const CORBA::TIMEOUT&) {
+        return CORBA::Object::_nil();
+    } catch (const CORBA::OBJECT_NOT_EXIST&) {
+        return CORBA::Object::_nil();
+    }
+    return objet._retn();
+}
+
+void publierSousCle(CORBA::ORB_ptr orb, const std::string& cle, PortableServer::Servant servant)
+{
+    const CORBA::Object_var objet = orb->resolve_initial_references("omniINSPOA");
+    const PortableServer::POA_var poa = PortableServer::POA::_narrow(objet);
+    const PortableServer::ObjectId_var id = PortableServer::string_to_ObjectId(cle.c_str());
+    poa->activate_object_with_id(id, servant);
+    const PortableServer::POAManager_var gestionnaire = poa->the_POAManager();
+    gestionnaire->activate();
+}
+
+CORBA::Object_ptr surConnexion(CORBA::Object_ptr objet, unsigned numero)
+{
+    return omniConnectionMgmt::makeRestrictedReference(objet, numero, /*connections*/ 1, /*threads*/ 1,
+                                                       /*batch*/ 0, /*interleaved*/ 1, /*hold open*/ 0);
+}
+
+std::string information(const CORBA::Exception& exception)
+{
+    std::ostringstream texte;
+    texte << exception._rep_id();
+    if (const auto* systeme = CORBA::SystemException::_downcast(&exception)) {
+        texte << ", minor ";
+        if (const char* mineur = systeme->NP_minorString())
+            texte << mineur;
+        else
+            texte << "0x" << std::hex << systeme->minor() << std::dec;
+        static constexpr const char* ACHEVEMENT[] = {"yes", "no", "maybe"};
+        texte << ", completed " << ACHEVEMENT[systeme->completed()];
+    }
+    return texte.str();
+}
+
+} // namespace orix::orb

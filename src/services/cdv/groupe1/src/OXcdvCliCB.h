@@ -1,0 +1,46 @@
+#ifndef OXCDVCLICB_H
+#define OXCDVCLICB_H
+
+#include "orix/Exportation.h"
+#include "orix/OXstatut.h"
+
+class OXvol_completData;
+
+/// The callbacks of the cdv service: the application supplies these functions, the library calls them.
+///
+/// Thread: all run on the one callback thread of the process, one after another, in the order in which the events
+/// arrived; never on the caller's thread, the library's or the ORB's. A callback that takes its time delays the
+/// next ones, and once the queue is full the server; it disturbs no ping.
+/// From inside a callback every function of OXcdvCliItf may be called.
+/// Ownership: the record and the strings given are the library's and die when the callback returns. Copy what is to
+/// be kept; never delete them.
+/// Errors: what a callback throws is traced and goes no further.
+/// Operation numbers: nIdOp is the number that the request gave back. A notification may run before the request
+/// call has returned that number on its own thread.
+class ORIX_API OXcdvCliCB
+{
+  public:
+    /// The answer to an accepted OXcdvCliItf::active(). OXS_OK: the service is active, on that server and machine.
+    /// Otherwise it is not, the strings may be empty, and the next active() goes to the other server, if any.
+    static void activeCB(orix::OXstatut statut, const char* serveur, const char* machine);
+
+    /// The connection is over: by the server's will (its reason, OXS_SERVICE_NON_ACTIVE for an orderly end) or lost
+    /// (OXS_ECHEC_PING). After any other reason than the orderly one, the next active() goes to the other server.
+    /// Requests not answered by now will not be. Never called after a desactive() that returned OXS_OK.
+    static void deconnexionCB(orix::OXstatut statut);
+
+    /// Outcome of a creation: the server's code (0: done) and the record as the server keeps it.
+    static void cree_vol_completCB(int nResuVarda, OXvol_completData* vol, int nIdOp);
+    /// Outcome of a change: the server's code and the whole record after it.
+    static void modifie_vol_completCB(int nResuVarda, OXvol_completData* vol, int nIdOp);
+    /// Outcome of a deletion.
+    static void supprime_vol_completCB(int nResuVarda, int nIdOp);
+    /// Outcome of a consultation: the server's code and the record.
+    static void consulte_vol_completCB(int nResuVarda, OXvol_completData* vol, int nIdOp);
+    /// One record of a listing: any number of these, then one fin_liste_vol_completCB of the same nIdOp.
+    static void liste_vol_completCB(OXvol_completData* vol, int nIdOp);
+    /// End of a listing, with the server's code.
+    static void fin_liste_vol_completCB(int nResuVarda, int nIdOp);
+};
+
+#endif

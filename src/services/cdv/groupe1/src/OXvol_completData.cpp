@@ -1,0 +1,1 @@
+#include "OXvol_completDataC.h"

@@ -1,0 +1,118 @@
+#include "CallbacksEnregistres.h"
+
+#include "OXcdvCliCB.h"
+#include "OXvol_completData.h"
+
+#include <sstream>
+
+namespace essais
+{
+
+Callbacks& Callbacks::instance()
+{
+    static Callbacks callbacks;
+    return callbacks;
+}
+
+void Callbacks::noter(Appel appel, OXvol_completData* vol)
+{
+    appel.fil = std::this_thread::get_id();
+    if (vol != nullptr && vol->m_gidentifiant != nullptr)
+        appel.identifiant = vol->m_gidentifiant;
+    if (vol != nullptr && dumps) {
+        std::ostringstream texte;
+        texte << *vol;
+        appel.dump = texte.str();
+    }
+    if (pendant)
+        pendant(appel, vol);
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    _appels.push_back(std::move(appel));
+    _arrivee.notify_all();
+}
+
+Appel Callbacks::attendre(std::chrono::milliseconds delai)
+{
+    std::unique_lock<std::mutex> verrou(_mutex);
+    if (!_arrivee.wait_for(verrou, delai, [this] { return !_appels.empty(); }))
+        return {"rien"};
+    Appel appel = std::move(_appels.front());
+    _appels.pop_front();
+    return appel;
+}
+
+Appel Callbacks::attendre(const std::string& nom, std::chrono::milliseconds delai)
+{
+    const auto fin = std::chrono::steady_clock::now() + delai;
+    for (;;) {
+        const auto reste = fin - std::chrono::steady_clock::now();
+        Appel appel = attendre(std::chrono::duration_cast<std::chrono::milliseconds>(reste));
+        if (appel.nom == nom || appel.nom == "rien")
+            return appel;
+    }
+}
+
+std::size_t Callbacks::nombre()
+{
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    return _appels.size();
+}
+
+void Callbacks::oublier()
+{
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    _appels.clear();
+}
+
+namespace
+{
+Appel resultat(const char* nom, int statut, int idOp)
+{
+    Appel appel;
+    appel.nom = nom;
+    appel.statut = statut;
+    appel.idOp = idOp;
+    return appel;
+}
+} // namespace
+
+} // namespace essais
+
+using essais::Callbacks;
+using essais::resultat;
+
+void OXcdvCliCB::activeCB(orix::OXstatut statut, const char* serveur, const char* machine)
+{
+    essais::Appel appel = resultat("activeCB", statut, -1);
+    appel.serveur = serveur;
+    appel.machine = machine;
+    Callbacks::instance().noter(std::move(appel));
+}
+void OXcdvCliCB::deconnexionCB(orix::OXstatut statut)
+{
+    Callbacks::instance().noter(resultat("deconnexionCB", statut, -1));
+}
+void OXcdvCliCB::cree_vol_completCB(int nResuVarda, OXvol_completData* vol, int nIdOp)
+{
+    Callbacks::instance().noter(resultat("cree_vol_completCB", nResuVarda, nIdOp), vol);
+}
+void OXcdvCliCB::modifie_vol_completCB(int nResuVarda, OXvol_completData* vol, int nIdOp)
+{
+    Callbacks::instance().noter(resultat("modifie_vol_completCB", nResuVarda, nIdOp), vol);
+}
+void OXcdvCliCB::supprime_vol_completCB(int nResuVarda, int nIdOp)
+{
+    Callbacks::instance().noter(resultat("supprime_vol_completCB", nResuVarda, nIdOp));
+}
+void OXcdvCliCB::consulte_vol_completCB(int nResuVarda, OXvol_completData* vol, int nIdOp)
+{
+    Callbacks::instance().noter(resultat("consulte_vol_completCB", nResuVarda, nIdOp), vol);
+}
+void OXcdvCliCB::liste_vol_completCB(OXvol_completData* vol, int nIdOp)
+{
+    Callbacks::instance().noter(resultat("liste_vol_completCB", -1, nIdOp), vol);
+}
+void OXcdvCliCB::fin_liste_vol_completCB(int nResuVarda, int nIdOp)
+{
+    Callbacks::instance().noter(resultat("fin_liste_vol_completCB", nResuVarda, nIdOp));
+}
