@@ -1,0 +1,40 @@
+# What "cmake --install" ships: the libraries, the server, the public headers (none of which needs an ORB header), a
+# CMake package and a pkg-config file.
+include_guard(GLOBAL)
+include(CMakePackageConfigHelpers)
+
+set(paquet ${CMAKE_INSTALL_LIBDIR}/cmake/OXcdvCli)
+set(entetes ${CMAKE_INSTALL_INCLUDEDIR}/oxcdv)
+
+# A tree installed anywhere finds its own libraries.
+set_target_properties(OXcdvCli PROPERTIES INSTALL_RPATH $ORIGIN)
+set_target_properties(cdv-serveur PROPERTIES INSTALL_RPATH $ORIGIN/../${CMAKE_INSTALL_LIBDIR})
+
+install(TARGETS OXcdvCli EXPORT OXcdvCliTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS cdv-serveur RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(EXPORT OXcdvCliTargets NAMESPACE OXcdvCli:: DESTINATION ${paquet})
+
+set(services ${PROJECT_SOURCE_DIR}/src/services/cdv/groupe1/src)
+install(FILES ${services}/OXcdvCliItf.h ${services}/OXcdvCliArret.h ${services}/OXcdvCliCB.h
+              ${services}/OXvol_completData.h ${services}/OXvol_completDataChamps.h
+        DESTINATION ${entetes})
+
+# Our own middleware goes along; another provider installs its own, with the package "orix".
+if(OXCDV_FOURNISSEUR_ORIX STREQUAL plateforme)
+  set_target_properties(orix PROPERTIES INSTALL_RPATH $ORIGIN)
+  install(TARGETS orix EXPORT orixTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  install(EXPORT orixTargets NAMESPACE orix:: DESTINATION ${paquet})
+  set(orix ${PROJECT_SOURCE_DIR}/plateforme/include/orix)
+  install(FILES ${orix}/Configuration.h ${orix}/Exportation.h ${orix}/INonCopiable.h ${orix}/OXcci_rub_chgtData.h
+                ${orix}/OXchaine.h ${orix}/OXcode_statData.h ${orix}/OXstatut.h ${orix}/OXversion.h
+                ${orix}/Processus.h ${orix}/Trace.h
+          DESTINATION ${entetes}/orix)
+endif()
+
+configure_package_config_file(cmake/OXcdvCliConfig.cmake.in ${CMAKE_BINARY_DIR}/OXcdvCliConfig.cmake
+                              INSTALL_DESTINATION ${paquet})
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/OXcdvCliConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+configure_file(cmake/oxcdvcli.pc.in ${CMAKE_BINARY_DIR}/oxcdvcli.pc @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/OXcdvCliConfig.cmake ${CMAKE_BINARY_DIR}/OXcdvCliConfigVersion.cmake
+        DESTINATION ${paquet})
+install(FILES ${CMAKE_BINARY_DIR}/oxcdvcli.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,51 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that the project needs and that are not there yet.
+# Usage: scripts/installer-dependances.sh [--tests] [--bench]
+#   --tests   also what the tests need beyond the build
+#   --bench   also what the benchmarks need
+set -euo pipefail
+
+paquets=(
+    g++ cmake ninja-build pkg-config                      # tools
+    omniidl libomniorb4-dev libace-dev                    # ORB, timers
+    libspdlog-dev libtomlplusplus-dev libsqlite3-dev      # traces, configuration, store
+    libcli11-dev nlohmann-json3-dev                       # programs
+    libgtest-dev libgmock-dev                             # tests are part of the build
+)
+for option in "$@"; do
+    case $option in
+        --tests) paquets+=(binutils openssl iproute2) ;;
+        --bench) paquets+=(libbenchmark-dev) ;;
+        *)
+            echo "installer-dependances.sh: unknown option $option (--tests, --bench)" >&2
+            exit 2
+            ;;
+    esac
+done
+
+manquants=()
+for paquet in "${paquets[@]}"; do
+    dpkg-query -W -f='${Status}' "$paquet" 2>/dev/null | grep -q 'install ok installed' || manquants+=("$paquet")
+done
+[ ${#manquants[@]} -eq 0 ] && exit 0
+
+if [ "$(id -u)" -eq 0 ]; then
+    commande=()
+elif command -v sudo >/dev/null && sudo -n true 2>/dev/null; then
+    commande=(sudo)
+else
+    echo "These Debian packages are missing, and installing them needs root or sudo:" >&2
+    echo "    apt-get install ${manquants[*]}" >&2
+    exit 3
+fi
+
+echo "Installing: ${manquants[*]}"
+export DEBIAN_FRONTEND=noninteractive
+journal=$(mktemp)
+trap 'rm -f "$journal"' EXIT
+if ! { "${commande[@]}" apt-get update -q && "${commande[@]}" apt-get install -y -q --no-install-recommends "${manquants[@]}"; } \
+    >"$journal" 2>&1; then
+    tail -n 20 "$journal" >&2
+    echo "The installation of ${manquants[*]} failed (the end of its output is above)." >&2
+    exit 3
+fi
