@@ -1,0 +1,49 @@
+#!/usr/bin/env bash
+# Installs the build into an empty folder, and checks what is there by using it: the example is built from the installed
+# tree alone, with CMake and with pkg-config, and the shared object shows what it should and nothing else.
+# Usage: tests/installation.sh BUILD_FOLDER SOURCE_FOLDER [LINK_OPTION...]
+set -euo pipefail
+construction=$1
+sources=$2
+shift 2
+options=("$@")
+
+dossier=$(mktemp -d)
+trap 'rm -rf "$dossier"' EXIT
+echec() {
+    echo "installation: $*" >&2
+    exit 1
+}
+
+cmake --install "$construction" --prefix "$dossier/prefixe" >"$dossier/install.log" || { cat "$dossier/install.log"; exit 1; }
+bibliotheque=$(find "$dossier/prefixe" -name 'libOXcdvCli.so.3.0.0.0')
+[ -n "$bibliotheque" ] || echec "libOXcdvCli.so.3.0.0.0 is not installed"
+
+readelf -d "$bibliotheque" | grep -q 'SONAME.*\[libOXcdvCli\.so\.3\]' || echec "the SONAME is not libOXcdvCli.so.3"
+strings "$bibliotheque" | grep -qF '@(#) 3.0.0.0 $LastChangedRevision: 808 $ ' || echec "no identification string"
+
+# Public: the facade, the record, and the end of the adapter. Everything else stays inside.
+autres=$(nm -DC --defined-only "$bibliotheque" | cut -d' ' -f3- |
+    grep -vE '^(OXcdvCliItf::|OXvol_completData::|operator<<\(std::ostream&, OXvol_completData const&\)|operator<<\(std::basic_ostream.*OXvol_completData const&\)|orix::detruireOXcdvCliItfAdaptateur\(\))' |
+    grep -vE '^(typeinfo|vtable|guard variable|std::|__asan|__odr_asan|__ubsan)' || true)
+[ -z "$autres" ] || echec "symbols that should be hidden: $(head -n 10 <<<"$autres")"
+
+# Nothing public may need the ORB's headers: they are not looked for.
+entetes=$(dirname "$(find "$dossier/prefixe" -name OXcdvCliItf.h)")
+! grep -rlE 'include [<"](omniORB|CORBA|tao/|ace/)' "$entetes" || echec "a public header includes an ORB header"
+
+cp -r "$sources/exemples" "$dossier/exemples"
+cmake -S "$dossier/exemples" -B "$dossier/cmake" -DCMAKE_PREFIX_PATH="$dossier/prefixe" \
+    -DCMAKE_CXX_FLAGS="${options[*]}" >"$dossier/cmake.log" || { cat "$dossier/cmake.log"; exit 1; }
+cmake --build "$dossier/cmake" >"$dossier/make.log" || { cat "$dossier/make.log"; exit 1; }
+
+export PKG_CONFIG_PATH=$(dirname "$(find "$dossier/prefixe" -name oxcdvcli.pc)")
+c++ -std=c++17 "${options[@]}" $(pkg-config --cflags oxcdvcli --define-variable=prefix="$dossier/prefixe") \
+    "$dossier/exemples/session_cdv.cpp" -o "$dossier/session_cdv" \
+    $(pkg-config --libs oxcdvcli --define-variable=prefix="$dossier/prefixe")
+
+# The program runs against the installed libraries: a wrong file gives its line and its status.
+statut=0
+sortie=$("$dossier/cmake/session_cdv" "$dossier/absent.toml" "$dossier/exemples/vols.csv" 2>&1) || statut=$?
+[ "$statut" -eq 2 ] && grep -q 'absent.toml' <<<"$sortie" || echec "status $statut and '$sortie' for an absent configuration"
+echo "installation: the example builds and runs from the installed tree"
