@@ -78,4 +78,13 @@ ORIX_API Trace* trace();
         }                                                                                                         \
     } while (false)
 
+/// The same from where nothing may be thrown: a destructor.
+#define ORIX_TRACE_SANS_ECHEC(niveau, fichier, fonction, texte)                                                   \
+    do {                                                                                                          \
+        try {                                                                                                     \
+            ORIX_TRACE(niveau, fichier, fonction, texte);                                                         \
+        } catch (...) {                                                                                           \
+        }                                                                                                         \
+    } while (false)
+
 #endif
