@@ -15,6 +15,10 @@ if(NOT OMNIIDL)
 endif()
 pkg_check_modules(OMNIORB REQUIRED IMPORTED_TARGET omniDynamic4 omniConnectionMgmt4)
 
+# The TLS transport has no pkg-config file of its own.
+find_library(OMNISSL omnisslTP4 REQUIRED)
+find_package(OpenSSL REQUIRED)
+
 add_library(oxcdv_orb_interface INTERFACE)
 add_library(oxcdv::orb ALIAS oxcdv_orb_interface)
-target_link_libraries(oxcdv_orb_interface INTERFACE PkgConfig::OMNIORB Threads::Threads)
+target_link_libraries(oxcdv_orb_interface INTERFACE PkgConfig::OMNIORB ${OMNISSL} OpenSSL::Crypto Threads::Threads)

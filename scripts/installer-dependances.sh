@@ -7,7 +7,7 @@ set -euo pipefail
 
 paquets=(
     g++ cmake ninja-build pkg-config                      # tools
-    omniidl libomniorb4-dev libace-dev                    # ORB, timers
+    omniidl libomniorb4-dev libssl-dev libace-dev         # ORB, TLS, timers
     libspdlog-dev libtomlplusplus-dev libsqlite3-dev      # traces, configuration, store
     libcli11-dev nlohmann-json3-dev                       # programs
     libgtest-dev libgmock-dev                             # tests are part of the build

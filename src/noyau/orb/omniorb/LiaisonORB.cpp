@@ -2,7 +2,7 @@
 
 #include <omniORB4/minorCode.h>
 #include <omniORB4/omniConnectionMgmt.h>
-#include <omniORB4/omniInterceptors.h>
+#include <omniORB4/sslContext.h> // links the TLS transport in
 
 #include <mutex>
 #include <sstream>
@@ -46,8 +46,17 @@ CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres)
     std::call_once(gestionConnexions, [] { omniConnectionMgmt::init(); });
 
     Options options;
+    const bool tls = !parametres.tls.certificatAutorite.empty();
     for (const std::string& point : parametres.pointsAcces)
-        options.ajouter("endPoint", "giop:tcp:" + point);
+        options.ajouter("endPoint", (tls ? "giop:ssl:" : "giop:tcp:") + point);
+    if (tls) {
+        options.ajouter("sslCAFile", parametres.tls.certificatAutorite);
+        options.ajouter("sslKeyFile", parametres.tls.certificat);
+        options.ajouter("sslKeyPassword", parametres.tls.motDePasse);
+        options.ajouter("sslVerifyMode", parametres.tls.exigerCertificat ? "peer,fail" : "peer");
+        // Nothing leaves in plain text, whatever a reference offers.
+        options.ajouter("clientTransportRule", "* ssl");
+    }
     options.ajouter("clientConnectTimeOutPeriod", parametres.delaiConnexion.count());
     options.ajouter("clientCallTimeOutPeriod", parametres.delaiAppel.count());
     options.ajouter("giopMaxMsgSize", static_cast<long long>(parametres.tailleMessageMax));
