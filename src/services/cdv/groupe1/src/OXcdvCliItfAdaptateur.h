@@ -1,0 +1,159 @@
+#ifndef OXCDVCLIITFADAPTATEUR_H
+#define OXCDVCLIITFADAPTATEUR_H
+
+#include "Automate.h"
+#include "OXcdvClientVersServeurC.h"
+#include "OXcdvServeurVersClientImplementation.h"
+#include "ServantAttendu.h"
+#include "Singleton.h"
+#include "orix/Echec.h"
+#include "orix/IAdaptateurClient.h"
+#include "orix/OXroutage.h"
+#include "orix/OXversion.h"
+#include "orix/RepondeurNoyau.h"
+#include "orix_baseS.h"
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+class OXvol_completData;
+
+namespace orix {
+
+class IExecutable;
+
+/// Owner of the connection to the cdv server; one in the process. It is at once what the facade calls
+/// (application threads), what the kernel drives (its own threads, one event at a time) and the servant that
+/// the server pings (ORB threads). It takes no lock: the automaton decides who moves the connection, and the
+/// rest is published through atomics before the transition that lets others use it.
+class OXcdvCliItfAdaptateur : public virtual orb::ServantAttendu,
+                              public IAdaptateurClient,
+                              public Singleton<OXcdvCliItfAdaptateur>,
+                              public POA_orix_corba__Client
+{
+  public:
+    enum EtatAdaptateur : int
+    {
+        Desactive = 0,
+        DemandeActivation = 1, ///< the kernel was asked, activeCB will tell
+        Active_v3_0_0 = 2
+    };
+    enum TransitionsAdaptateur : int
+    {
+        activer = 0,
+        activation_v3_0_0 = 1,
+        activation_ = 2, ///< of no arc
+        echec_activation = 3,
+        desactivation = 4,
+        deconnexion = 5
+    };
+
+    /// The kernel at that URL does not answer.
+    class ServeurInjoignable
+    {
+      public:
+        explicit ServeurInjoignable(const std::string& url) : url(url) {}
+        std::string url;
+    };
+
+    /// Never throws: what could not be made (traced) is made again by active().
+    OXcdvCliItfAdaptateur();
+    /// Takes the servants back from the ORB, and waits for the requests inside. Tells the server nothing: see
+    /// detruire().
+    ~OXcdvCliItfAdaptateur() override;
+
+    // What the kernel drives (IAdaptateurClient).
+    void notifierDeconnexionCB(int statut) override;
+    /// Both the kernel's notice and the server's, on the ORB's threads.
+    void deconnexionCB(int raison) noexcept override;
+    void notifierAutomateDeconnexionCB() override;
+    void notifierEchecActivation(OXstatut statut) override;
+    int lireNumeroClient() override { return _numeroClient.load(); }
+    OXstatut active(const std::string& nomService) override;
+    OXstatut desactive() override;
+
+    // What the server calls (orix_corba__Client).
+    void testerConnexionClient(const char* nomService, const char* nomServeur, const char* nomMachine,
+                               int numeroClient) override;
+    void testerConnexionServeur(int numeroClient) override;
+
+    void activeCB(int statut, const char* serveur, const char* machine,
+                  const orix_corba::NiveauReference& niveau, int numeroClient) override;
+
+    // The requests. They throw Echec, CORBA exceptions, std::bad_alloc.
+    OXstatut cree_vol_complet(OXvol_completData* vol, int& idOp);
+    OXstatut modifie_vol_complet(OXvol_completData* vol, int& idOp);
+    OXstatut supprime_vol_complet(OXvol_completData* vol, int& idOp);
+    OXstatut consulte_vol_complet(OXvol_completData* vol, int& idOp);
+    OXstatut liste_vol_complet(OXvol_completData* vol, int& idOp);
+
+    /// Traces the message and throws Echec(OXS_SERVICE_NON_ACTIVE) unless active.
+    void verifierActivation(const std::string& message) const;
+    bool estActive() const { return _automate.lireSommetCourant() == Active_v3_0_0; }
+    OXversion lireVersion() const; ///< throws Echec(OXS_SERVICE_NON_ACTIVE)
+    std::vector<OXversion> lireVersionsConnues() const;
+
+    EtatAdaptateur lireEtat() const { return _automate.lireSommetCourant(); }
+    OXroutage::IdServeur lireServeurCourant() const
+    {
+        return static_cast<OXroutage::IdServeur>(_serveurCourant.load());
+    }
+
+    /// Points at the service's other server, when it has two. Throws nothing.
+    void basculerServeur();
+
+    /// Deactivates, then deletes this adapter.
+    void detruire();
+
+  private:
+    using Proxy = std::remove_pointer_t<orix_corba::OXcdv_v3_0_0_ClientVersServeur_ptr>;
+    using EnvoiRequete = void (Proxy::*)(orix_corba::AMI_OXcdv_v3_0_0_ClientVersServeurHandler_ptr,
+                                         const OXvol_completData_v3_0_0&, CORBA::Long, CORBA::Long);
+
+    OXstatut _envoyer(const char* signature, const char* nom, EnvoiRequete sendc, OXvol_completData* vol,
+                      int& idOp);
+    void _demanderActivation(const std::string& url);
+    void _deconnecter(int raison);
+    void nettoyerConnexion();
+
+    void _creerPOA();
+    void _detruirePOA() noexcept;
+    void _creerRepondeur();
+    /// Makes what is missing: all of it after a construction without kernel or after the kernel was started
+    /// again.
+    void _completer();
+    void _seRetirer() noexcept;
+
+    // In the order of their construction.
+    std::string _reserve1;
+    std::string _reserve2;
+    std::string _marqueVersion;
+    Automate<EtatAdaptateur, TransitionsAdaptateur> _automate{Desactive};
+    std::atomic<int> _serveurCourant{
+        OXroutage::PremierServeur}; // an IdServeur; written by basculerServeur() only
+    const OXversion _version{3, 0, 0, 0};
+    /// Null, never nil. Read and replaced with std::atomic_load and std::atomic_store: a request that is
+    /// being sent keeps the one it took.
+    std::shared_ptr<Proxy> _proxy;
+    std::atomic<int> _numeroClient{0};
+    std::unique_ptr<POA_OXcdv_v3_0_0_ServeurVersClientImplementation> _servant;
+    PortableServer::ObjectId_var _idServant; // of _servant, in the root POA
+    orix_corba::SequenceNiveauReference _niveaux;
+    PortableServer::Servant_var<RepondeurNoyau> _repondeur;
+    std::string _nomService; // written by active() only, in Desactive, and only when it changes
+
+    CORBA::ORB_var _orb;                    // the one that the servants were made on
+    PortableServer::ObjectId_var _idClient; // of this servant, in the root POA; set by active()
+};
+
+OXcdvCliItfAdaptateur* oxcdvCliItfAdaptateur();
+
+/// A status as the traces show it: "23 (OXS_SERVICE_NON_ACTIVE)".
+inline std::string codeEtTexte(int code) { return std::to_string(code) + " (" + texteStatut(code) + ")"; }
+
+} // namespace orix
+
+#endif
