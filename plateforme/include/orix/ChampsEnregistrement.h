@@ -49,7 +49,8 @@ inline void ecrireLigne(std::ostream& flux, const char* nom, const char* texte)
 
 /// Defines the accessors that ORIX_DECLARER_ACCESSEURS declares. A macro rather than a template: each of them
 /// traces under its own signature.
-#define ORIX_DEFINIR_ACCESSEURS(CLASSE, TYPE, nom)                                                           \
+#define ORIX_DEFINIR_ACCESSEURS(CLASSE, TYPE, nom) ORIX_DEFINIR_ACCESSEURS_(CLASSE, TYPE, nom)
+#define ORIX_DEFINIR_ACCESSEURS_(CLASSE, TYPE, nom)                                                          \
     const TYPE* CLASSE::lire_##nom(orix::OXstatut& statut) const                                             \
     {                                                                                                        \
         if (m_##nom == nullptr) {                                                                            \
