@@ -1,1 +1,387 @@
-#include "OXcdvServeurVersClientS.h"
+#include "Magasin.h"
+
+#include "ColonnesVol.h"
+
+#include "orix/Trace.h"
+
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+
+namespace cdv {
+
+namespace {
+
+constexpr int VERSION_SCHEMA = 1;
+constexpr int IDENTIFIANT_APPLICATION = 0x63647630; // "cdv0", in the header of the file
+constexpr std::chrono::milliseconds PAUSE_VERROU{10};
+
+/// The columns in the order of the statements' parameters: the texts, then the changed fields, then the
+/// points.
+std::vector<std::string> nomsColonnes()
+{
+    std::vector<std::string> noms;
+    for (const Colonne& colonne : colonnesVol())
+        noms.emplace_back(colonne.nom);
+    noms.emplace_back("m_trub_chgt");
+    noms.emplace_back("m_tpoint");
+    return noms;
+}
+
+/// What forme makes of each column and the number of its parameter, separated by commas.
+template <class Forme>
+std::string enumerer(Forme forme)
+{
+    std::string texte;
+    int numero = 0;
+    for (const std::string& nom : nomsColonnes())
+        texte += (texte.empty() ? "" : ", ") + forme(nom, std::to_string(++numero));
+    return texte;
+}
+
+std::string listeColonnes()
+{
+    return enumerer([](const std::string& nom, const std::string&) { return nom; });
+}
+
+std::string sqlCreation()
+{
+    return "CREATE TABLE vol (" + enumerer([](const std::string& nom, const std::string& numero) {
+               return nom + (numero == "1" ? " BLOB NOT NULL PRIMARY KEY" : " BLOB");
+           }) +
+           ") WITHOUT ROWID";
+}
+std::string sqlInsertion()
+{
+    return "INSERT INTO vol (" + listeColonnes() + ") VALUES (" +
+           enumerer([](const std::string&, const std::string& numero) { return "?" + numero; }) +
+           ") ON CONFLICT DO NOTHING";
+}
+std::string sqlModification()
+{
+    return "UPDATE vol SET " + enumerer([](const std::string& nom, const std::string& numero) {
+               return nom + " = coalesce(?" + numero + ", " + nom + ")";
+           }) +
+           " WHERE m_gidentifiant = ?1 RETURNING " + listeColonnes();
+}
+std::string sqlConsultation() { return "SELECT " + listeColonnes() + " FROM vol WHERE m_gidentifiant = ?1"; }
+
+const char* identifiant(const Vol& vol)
+{
+    const char* texte = colonnesVol().front().lire(vol);
+    return texte != nullptr && *texte != '\0' ? texte : nullptr;
+}
+
+/// Binds bytes that live as long as the execution; null: NULL.
+void lier(sqlite3_stmt* ordre, int numero, const char* octets, std::size_t taille)
+{
+    if (octets == nullptr)
+        sqlite3_bind_null(ordre, numero);
+    else
+        sqlite3_bind_blob64(ordre, numero, octets, taille, SQLITE_STATIC);
+}
+void lierTexte(sqlite3_stmt* ordre, int numero, const char* texte)
+{
+    lier(ordre, numero, texte, texte != nullptr ? std::strlen(texte) : 0);
+}
+
+/// The bytes of a column of the current row; null data for NULL.
+std::string_view lireOctets(sqlite3_stmt* ordre, int colonne)
+{
+    if (sqlite3_column_type(ordre, colonne) == SQLITE_NULL)
+        return {};
+    const auto* octets = static_cast<const char*>(sqlite3_column_blob(ordre, colonne));
+    return octets == nullptr ? std::string_view("", 0) // that is how SQLite gives no bytes at all
+                             : std::string_view(octets, sqlite3_column_bytes(ordre, colonne));
+}
+
+VolPartage lireVol(sqlite3_stmt* ordre)
+{
+    auto vol = std::make_shared<Vol>();
+    int numero = 0;
+    for (const Colonne& colonne : colonnesVol()) {
+        const std::string_view octets = lireOctets(ordre, numero++);
+        colonne.ecrire(*vol, octets.data(), octets.size());
+    }
+    decoderChangements(*vol, lireOctets(ordre, numero++));
+    decoderPoints(*vol, lireOctets(ordre, numero));
+    return vol;
+}
+
+/// The smallest bytes after everything that begins with the prefix; none when nothing is.
+std::optional<std::string> apresPrefixe(std::string prefixe)
+{
+    while (!prefixe.empty() && static_cast<unsigned char>(prefixe.back()) == 0xFF)
+        prefixe.pop_back();
+    if (prefixe.empty())
+        return std::nullopt;
+    ++prefixe.back();
+    return prefixe;
+}
+
+} // namespace
+
+/// One execution of a prepared statement; makes the statement ready for the next.
+class Magasin::Execution
+{
+  public:
+    explicit Execution(sqlite3_stmt* ordre) : _ordre(ordre) {}
+    ~Execution()
+    {
+        sqlite3_reset(_ordre);
+        sqlite3_clear_bindings(_ordre);
+    }
+    Execution(const Execution&) = delete;
+    Execution& operator=(const Execution&) = delete;
+
+    void lierVol(const Vol& vol)
+    {
+        int numero = 0;
+        for (const Colonne& colonne : colonnesVol())
+            lierTexte(_ordre, ++numero, colonne.lire(vol));
+        _changements = coderChangements(vol);
+        _points = coderPoints(vol);
+        for (const std::string* octets : {&_changements, &_points})
+            lier(_ordre, ++numero, octets->empty() ? nullptr : octets->data(), octets->size());
+    }
+
+    bool avancer() { return sqlite3_step(_ordre) == SQLITE_ROW; }
+    /// Runs to the end; whether all went well.
+    bool achever()
+    {
+        int code = SQLITE_ROW;
+        while (code == SQLITE_ROW)
+            code = sqlite3_step(_ordre);
+        return code == SQLITE_DONE;
+    }
+
+  private:
+    sqlite3_stmt* _ordre;
+    std::string _changements; // bound: must live until the statement is reset
+    std::string _points;
+};
+
+void Magasin::Fermeture::operator()(sqlite3* base) const { sqlite3_close_v2(base); }
+void Magasin::Fermeture::operator()(sqlite3_stmt* ordre) const { sqlite3_finalize(ordre); }
+
+Magasin::Magasin(const std::string& fichier) : Magasin(fichier, Reglages{}) {}
+
+Magasin::Magasin(const std::string& fichier, const Reglages& reglages) : _fichier(fichier)
+{
+    sqlite3* base = nullptr;
+    const int code = sqlite3_open_v2(
+        fichier.c_str(), &base, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+    _base.reset(base);
+    if (code != SQLITE_OK)
+        _echouer("ouverture impossible");
+    if (sqlite3_db_readonly(base, "main") == 1)
+        throw ErreurMagasin(_fichier + " : écriture interdite");
+    sqlite3_busy_timeout(base, static_cast<int>(reglages.attenteVerrou.count()));
+    _passerEnJournalAnticipe(reglages.attenteVerrou);
+    _executer("PRAGMA synchronous = FULL");
+    _verifierSchema();
+    if (reglages.pagesMax > 0)
+        _executer("PRAGMA max_page_count = " + std::to_string(reglages.pagesMax));
+
+    _commencerLecture = _preparer("BEGIN DEFERRED");
+    _commencerEcriture = _preparer("BEGIN IMMEDIATE");
+    _valider = _preparer("COMMIT");
+    _annuler = _preparer("ROLLBACK");
+    _insertion = _preparer(sqlInsertion());
+    _modification = _preparer(sqlModification());
+    _suppression = _preparer("DELETE FROM vol WHERE m_gidentifiant = ?1");
+    _consultation = _preparer(sqlConsultation());
+    _lireEntier("SELECT count(*) FROM (SELECT 1 FROM vol LIMIT 1)"); // a damaged root page shows now
+}
+
+Magasin::~Magasin() = default;
+
+void Magasin::_echouer(const std::string& pourquoi) const
+{
+    throw ErreurMagasin(_fichier + " : " + pourquoi + " (" + sqlite3_errmsg(_base.get()) + ")");
+}
+
+Magasin::Ordre Magasin::_preparer(const std::string& sql)
+{
+    sqlite3_stmt* ordre = nullptr;
+    if (sqlite3_prepare_v3(_base.get(), sql.c_str(), static_cast<int>(sql.size()) + 1,
+                           SQLITE_PREPARE_PERSISTENT, &ordre, nullptr) != SQLITE_OK)
+        _echouer("base inutilisable");
+    return Ordre(ordre);
+}
+
+void Magasin::_executer(const std::string& sql)
+{
+    if (sqlite3_exec(_base.get(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK)
+        _echouer("base inutilisable");
+}
+
+int Magasin::_lireEntier(const std::string& sql)
+{
+    const Ordre ordre = _preparer(sql);
+    if (sqlite3_step(ordre.get()) != SQLITE_ROW)
+        _echouer("base inutilisable");
+    return sqlite3_column_int(ordre.get(), 0);
+}
+
+void Magasin::_passerEnJournalAnticipe(std::chrono::milliseconds attente)
+{
+    // SQLite does not wait for a lock here, as it does elsewhere: two servers may open a new file together.
+    const auto fin = std::chrono::steady_clock::now() + attente;
+    int code = SQLITE_BUSY;
+    while ((code = sqlite3_exec(_base.get(), "PRAGMA journal_mode = WAL", nullptr, nullptr, nullptr)) ==
+               SQLITE_BUSY &&
+           std::chrono::steady_clock::now() < fin)
+        sqlite3_sleep(static_cast<int>(PAUSE_VERROU.count()));
+    if (code == SQLITE_NOTADB)
+        _echouer("ce n'est pas une base de vols");
+    if (code != SQLITE_OK)
+        _echouer("base inutilisable");
+}
+
+void Magasin::_verifierSchema()
+{
+    _executer("BEGIN IMMEDIATE");
+    const int version = _lireEntier("PRAGMA user_version");
+    const bool vide = _lireEntier("SELECT count(*) FROM sqlite_master") == 0;
+    if (vide && version == 0) {
+        _executer(sqlCreation());
+        _executer("PRAGMA user_version = " + std::to_string(VERSION_SCHEMA));
+        _executer("PRAGMA application_id = " + std::to_string(IDENTIFIANT_APPLICATION));
+    } else if (_lireEntier("PRAGMA application_id") != IDENTIFIANT_APPLICATION) {
+        throw ErreurMagasin(_fichier + " : ce n'est pas une base de vols");
+    } else if (version != VERSION_SCHEMA) {
+        throw ErreurMagasin(_fichier + " : schéma de version " + std::to_string(version) + ", version " +
+                            std::to_string(VERSION_SCHEMA) + " attendue");
+    }
+    _executer("COMMIT");
+}
+
+void Magasin::executer(const std::vector<Demande*>& lot)
+{
+    const bool ecriture = std::any_of(lot.begin(), lot.end(),
+                                      [](const Demande* d) { return d->operation != Operation::CONSULTE; });
+    std::vector<VolPartage> rendus; // given out only once committed
+    rendus.reserve(lot.size());
+
+    bool fait = Execution((ecriture ? _commencerEcriture : _commencerLecture).get()).achever();
+    for (auto demande = lot.begin(); fait && demande != lot.end(); ++demande) {
+        Demande essai = **demande;
+        (*demande)->resultat = _executer(essai);
+        fait = (*demande)->resultat != ECHEC_MAGASIN;
+        rendus.push_back(std::move(essai.vol));
+    }
+    fait = fait && Execution(_valider.get()).achever();
+    if (fait) {
+        for (std::size_t i = 0; i < lot.size(); ++i)
+            lot[i]->vol = std::move(rendus[i]);
+        return;
+    }
+    ORIX_TRACE(orix::NTO_NOTABLE, "Magasin", "executer",
+               "Lot de " << lot.size() << " demandes abandonné : " << sqlite3_errmsg(_base.get()));
+    if (sqlite3_get_autocommit(_base.get()) == 0) // else SQLite has already rolled back
+        Execution(_annuler.get()).achever();
+    for (Demande* demande : lot)
+        demande->resultat = ECHEC_MAGASIN;
+}
+
+int Magasin::_executer(Demande& demande)
+{
+    if (identifiant(*demande.vol) == nullptr)
+        return VOL_INVALIDE;
+    switch (demande.operation) {
+    case Operation::CREE:
+        return _cree(*demande.vol);
+    case Operation::SUPPRIME:
+        return _supprime(*demande.vol);
+    case Operation::MODIFIE:
+        return _rendre(_modification.get(), demande.vol);
+    case Operation::CONSULTE:
+        return _rendre(_consultation.get(), demande.vol);
+    case Operation::LISTE:
+        break; // has its own way: liste()
+    }
+    return VOL_INVALIDE;
+}
+
+int Magasin::_cree(const Vol& vol)
+{
+    Execution execution(_insertion.get());
+    execution.lierVol(vol);
+    if (!execution.achever())
+        return ECHEC_MAGASIN;
+    return sqlite3_changes(_base.get()) == 0 ? EXISTE_DEJA : FAIT;
+}
+
+int Magasin::_supprime(const Vol& vol)
+{
+    Execution execution(_suppression.get());
+    lierTexte(_suppression.get(), 1, identifiant(vol));
+    if (!execution.achever())
+        return ECHEC_MAGASIN;
+    return sqlite3_changes(_base.get()) == 0 ? INTROUVABLE : FAIT;
+}
+
+int Magasin::_rendre(sqlite3_stmt* ordre, VolPartage& vol)
+{
+    Execution execution(ordre);
+    const VolPartage demande = vol; // bound: must live until the statement is reset
+    if (ordre == _consultation.get())
+        lierTexte(ordre, 1, identifiant(*demande));
+    else
+        execution.lierVol(*demande);
+    const bool trouve = execution.avancer();
+    if (trouve)
+        vol = lireVol(ordre);
+    if (!execution.achever())
+        return ECHEC_MAGASIN;
+    return trouve ? FAIT : INTROUVABLE;
+}
+
+int Magasin::liste(const Vol& exemple, const std::function<bool(VolPartage)>& surVol)
+{
+    std::string conditions;
+    std::vector<std::string> valeurs;
+    const auto exiger = [&](const std::string& condition, std::string valeur) {
+        valeurs.push_back(std::move(valeur));
+        conditions += (conditions.empty() ? " WHERE " : " AND ") + condition + std::to_string(valeurs.size());
+    };
+    for (const Colonne& colonne : colonnesVol()) {
+        const char* texte = colonne.lireExemple(exemple);
+        if (texte == nullptr)
+            continue;
+        std::string valeur = texte;
+        if (valeur.empty() || valeur.back() != '*') {
+            exiger(colonne.nom + std::string(" = ?"), std::move(valeur));
+            continue;
+        }
+        valeur.pop_back();
+        // As bounds, so that a prefix of the identifier is found by the key.
+        if (const std::optional<std::string> fin = apresPrefixe(valeur))
+            exiger(colonne.nom + std::string(" < ?"), *fin);
+        exiger(colonne.nom + std::string(" >= ?"), std::move(valeur));
+    }
+
+    try {
+        const Ordre ordre =
+            _preparer("SELECT " + listeColonnes() + " FROM vol" + conditions + " ORDER BY m_gidentifiant");
+        for (std::size_t i = 0; i < valeurs.size(); ++i)
+            lier(ordre.get(), static_cast<int>(i) + 1, valeurs[i].data(), valeurs[i].size());
+        for (;;) {
+            const int code = sqlite3_step(ordre.get());
+            if (code == SQLITE_DONE)
+                return FAIT;
+            if (code != SQLITE_ROW)
+                _echouer("liste interrompue");
+            if (!surVol(lireVol(ordre.get())))
+                return FAIT;
+        }
+    } catch (const ErreurMagasin& erreur) {
+        ORIX_TRACE(orix::NTO_NOTABLE, "Magasin", "liste", erreur.what());
+        return ECHEC_MAGASIN;
+    }
+}
+
+} // namespace cdv

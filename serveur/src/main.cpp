@@ -1,1 +1,182 @@
-int main() {}
+#include "Serveur.h"
+
+#include "orix/Configuration.h"
+#include "orix/Processus.h"
+#include "orix/Trace.h"
+
+#include <CLI/CLI.hpp>
+
+#include <csignal>
+#include <iostream>
+#include <optional>
+
+namespace {
+
+constexpr int STATUT_REFUS = 2; // nothing was started
+
+constexpr const char* PRESENTATION =
+    "Serveur de référence du service cdv : garde des vols complets dans une base "
+    "SQLite et les sert aux clients CORBA.";
+
+constexpr const char* COMPLEMENT =
+    R"(Codes de résultat portés par les notifications :
+  0  fait
+  1  le vol existe déjà (création)
+  2  vol introuvable (modification, suppression, consultation)
+  3  vol invalide : identifiant absent ou vide
+  4  échec de la base : rien n'a été fait
+
+Opérations :
+  modifie   remplace les champs renseignés, et les listes qui ne sont pas vides
+  liste     par l'exemple : chaque champ renseigné doit être égal, ou commencer par ce qui
+            précède une « * » finale ; les listes de l'exemple sont ignorées
+
+Un vol est sur le disque avant que sa notification ne parte. Deux serveurs peuvent partager
+une base : ce sont les deux serveurs du service. Un client qui manque deux pings de suite, ou
+qui laisse 1000 notifications en attente pendant 5 s, est abandonné.
+
+Exemples :
+  cdv-serveur --base vols.db
+  cdv-serveur --base vols.db --hote 0.0.0.0 --port 2810 --nom cdv-secours --trace 300
+
+Statuts de sortie : 0 arrêté par SIGTERM ou SIGINT ; 2 refus au démarrage (option, base,
+port), dit en une ligne sur la sortie d'erreur.)";
+
+struct Options
+{
+    unsigned port = 2809;
+    std::string hote = "127.0.0.1";
+    std::string base;
+    std::string nom = "cdv-serveur";
+    std::string machine;
+    std::string configuration;
+    std::optional<int> trace;
+    long long periodePing = 1000;
+    long long delaiPing = 1000;
+    bool pointAccesDonne = false;
+};
+
+/// Fills in the options, or gives the exit status of a program that has nothing more to do.
+std::optional<int> lireOptions(int argc, char** argv, Options& options)
+{
+    constexpr long long UNE_HEURE = 3600000;
+    CLI::App application(PRESENTATION, "cdv-serveur");
+    application.footer(COMPLEMENT);
+    application.set_help_flag("-h,--help", "affiche cette aide");
+    application.add_option("--base", options.base, "base de données, créée s'il n'y en a pas (obligatoire)")
+        ->type_name("FICHIER");
+    const auto* port = application.add_option("--port", options.port, "port TCP ; 0 : un port libre (2809)")
+                           ->type_name("PORT")
+                           ->check(CLI::Range(0u, 65535u));
+    const auto* hote = application.add_option("--hote", options.hote, "adresse où écouter (127.0.0.1)")
+                           ->type_name("ADRESSE");
+    application.add_option("--nom", options.nom, "nom du serveur, dit aux clients (cdv-serveur)")
+        ->type_name("NOM");
+    application
+        .add_option("--machine", options.machine, "nom de machine, dit aux clients (celui de la machine)")
+        ->type_name("NOM");
+    application.add_option("--trace", options.trace, "niveau de trace : 0, 100, 300, 700 ou 900 (100)")
+        ->type_name("NIVEAU");
+    application.add_option("--periode-ping", options.periodePing, "période des pings, en ms (1000)")
+        ->type_name("MS")
+        ->check(CLI::Range(1LL, UNE_HEURE));
+    application
+        .add_option("--delai-ping", options.delaiPing,
+                    "un ping sans réponse d'ici là est manqué, en ms (1000)")
+        ->type_name("MS")
+        ->check(CLI::Range(1LL, UNE_HEURE));
+    application
+        .add_option(
+            "--configuration", options.configuration,
+            "fichier TOML de l'intergiciel (TLS, délais, trace) ; --port, --hote, --machine et --trace "
+            "passent avant lui")
+        ->type_name("FICHIER");
+
+    const auto refuser = [](const std::string& pourquoi) {
+        std::cerr << "cdv-serveur : " << pourquoi << " (voir --help)" << std::endl;
+        return STATUT_REFUS;
+    };
+    try {
+        application.parse(argc, argv);
+    } catch (const CLI::CallForHelp&) {
+        std::cout << application.help();
+        return EXIT_SUCCESS;
+    } catch (const CLI::ExtrasError&) {
+        return refuser("argument inconnu : " + application.remaining().front());
+    } catch (const CLI::ParseError& erreur) {
+        return refuser(std::string("option refusée : ") + erreur.what());
+    }
+    if (options.base.empty())
+        return refuser("option obligatoire absente : --base");
+    options.pointAccesDonne = port->count() + hote->count() > 0;
+    return std::nullopt;
+}
+
+/// Throws orix::ErreurConfiguration.
+orix::Configuration configurer(const Options& options)
+{
+    const bool fichier = !options.configuration.empty();
+    orix::Configuration configuration =
+        fichier ? orix::Configuration::lire(options.configuration) : orix::Configuration();
+    if (!fichier || options.pointAccesDonne)
+        configuration.pointsAcces = {options.hote + ":" + std::to_string(options.port)};
+    if (!options.machine.empty())
+        configuration.nomMachineHote = options.machine;
+    if (options.trace)
+        configuration.niveauTrace = *options.trace;
+    return configuration;
+}
+
+/// Serves until a signal of the set comes. Throws std::exception with a line for the user, or
+/// CORBA::Exception.
+void servir(int& argc, char** argv, const Options& options, const sigset_t& signaux)
+{
+    const orix::Configuration configuration = configurer(options);
+    cdv::Magasin magasin(options.base);
+
+    std::string message;
+    const orix::OXstatut statut = orix::initialiser(argc, argv, configuration, &message);
+    if (statut != orix::OXS_OK)
+        throw std::runtime_error(message);
+    const struct Fin
+    {
+        ~Fin() { orix::terminer(); }
+    } fin;
+
+    cdv::Serveur serveur(
+        magasin, {options.nom, configuration.nomMachineHote},
+        {std::chrono::milliseconds(options.periodePing), std::chrono::milliseconds(options.delaiPing)});
+    std::cout << "cdv-serveur: prêt, noyau corbaloc:iiop:" << serveur.pointAcces() << "/Noyau, base "
+              << options.base << std::endl;
+    int signal = 0;
+    sigwait(&signaux, &signal);
+    ORIX_TRACE(orix::NTO_NOTABLE, "main", "servir", "Arrêt demandé, signal " << signal);
+    serveur.arreter();
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    // Before any thread starts: all of them inherit it, and only sigwait receives these.
+    sigset_t signaux;
+    sigemptyset(&signaux);
+    sigaddset(&signaux, SIGTERM);
+    sigaddset(&signaux, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &signaux, nullptr);
+    std::signal(SIGPIPE, SIG_IGN);
+
+    Options options;
+    if (const std::optional<int> statut = lireOptions(argc, argv, options))
+        return *statut;
+    int argcORB = 1; // the ORB has no options of its own here
+    try {
+        servir(argcORB, argv, options, signaux);
+        return EXIT_SUCCESS;
+    } catch (const std::exception& exception) {
+        std::cerr << "cdv-serveur : " << exception.what() << std::endl;
+    } catch (const CORBA::Exception& exception) {
+        std::cerr << "cdv-serveur : exception CORBA " << exception._name() << std::endl;
+    }
+    return STATUT_REFUS;
+}

@@ -1,0 +1,79 @@
+#include "Client.h"
+
+#include "EnvoiSansReponse.h"
+#include "LiaisonORB.h"
+
+#include "orix/OXstatut.h"
+
+namespace cdv {
+
+namespace {
+constexpr std::size_t LOT_ENVOI = 256;
+using Proxy = std::remove_pointer_t<orix_corba::OXcdv_v3_0_0_ServeurVersClient_ptr>;
+} // namespace
+
+Client::Client(Identite identite, orix_corba::OXcdv_v3_0_0_ServeurVersClient_ptr notifications,
+               orix_corba__Client_ptr client, std::size_t capaciteFile, SurFin surFin)
+    : _identite(std::move(identite)),
+      _notifications(orix_corba::OXcdv_v3_0_0_ServeurVersClient::_duplicate(notifications)),
+      _client(orix_corba__Client::_duplicate(client)),
+      _surFin(std::move(surFin)),
+      _file(capaciteFile),
+      _envoi([this] { _envoyerTout(); })
+{}
+
+Client::~Client() = default;
+
+void Client::abandonner()
+{
+    _abandon = true;
+    _file.fermer(/*jeter*/ true);
+}
+
+void Client::_envoyerTout()
+{
+    std::string raison = "le service s'arrête";
+    try {
+        std::vector<Notification> lot = _file.prendre(LOT_ENVOI);
+        for (; !lot.empty(); lot = _file.prendre(LOT_ENVOI)) {
+            for (auto notification = lot.begin(); notification != lot.end() && !_abandon; ++notification)
+                _envoyer(*notification);
+        }
+        // Awaited, unlike the rest: the ORB stops next.
+        if (!_abandon)
+            _client->deconnexionCB(orix::OXS_SERVICE_NON_ACTIVE);
+    } catch (const CORBA::Exception& exception) {
+        raison = "envoi impossible, " + orix::orb::information(exception);
+    }
+    if (!_abandon)
+        _surFin(_identite.numero, raison);
+    _fini = true;
+}
+
+void Client::_envoyer(const Notification& n)
+{
+    const auto sansReponse = orix_corba::AMI_OXcdv_v3_0_0_ServeurVersClientHandler::_nil();
+    const CORBA::Long resultat = n.resultat;
+    const CORBA::Long idOp = n.idOp;
+    const auto envoyer = [&](auto sendc, const char* operation, const auto&... arguments) {
+        orix::orb::envoyer(_notifications.in(), sendc, operation, sansReponse, arguments...);
+    };
+    if (n.genre == Notification::ELEMENT)
+        return envoyer(&Proxy::sendc_liste_vol_complet, "liste_vol_complet", *n.vol, idOp);
+    if (n.genre == Notification::FIN_LISTE)
+        return envoyer(&Proxy::sendc_fin_liste_vol_complet, "fin_liste_vol_complet", resultat, idOp);
+    switch (n.operation) {
+    case Operation::CREE:
+        return envoyer(&Proxy::sendc_cree_vol_complet, "cree_vol_complet", resultat, *n.vol, idOp);
+    case Operation::MODIFIE:
+        return envoyer(&Proxy::sendc_modifie_vol_complet, "modifie_vol_complet", resultat, *n.vol, idOp);
+    case Operation::SUPPRIME:
+        return envoyer(&Proxy::sendc_supprime_vol_complet, "supprime_vol_complet", resultat, idOp);
+    case Operation::CONSULTE:
+        return envoyer(&Proxy::sendc_consulte_vol_complet, "consulte_vol_complet", resultat, *n.vol, idOp);
+    case Operation::LISTE:
+        break; // its notifications are of the other two kinds
+    }
+}
+
+} // namespace cdv

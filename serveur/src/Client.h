@@ -1,0 +1,91 @@
+#ifndef CLIENT_H
+#define CLIENT_H
+
+#include "FileBornee.h"
+#include "Magasin.h"
+
+#include "OXcdvServeurVersClientC.h"
+
+#include <atomic>
+#include <functional>
+#include <string>
+#include <thread>
+
+namespace cdv {
+
+/// What the server tells a client of one of its requests.
+struct Notification
+{
+    enum Genre
+    {
+        RESULTAT, ///< of any operation but a listing
+        ELEMENT,  ///< one record of a listing
+        FIN_LISTE
+    };
+
+    Genre genre;
+    Operation operation;
+    int resultat;
+    VolPartage vol;
+    int idOp;
+};
+
+/// An activated client: where its notifications go, and the thread that sends them, in order and without
+/// awaiting responses. Everything but the thread's work may be called from any thread.
+class Client
+{
+  public:
+    struct Identite
+    {
+        int numero;
+        std::string nom;
+        std::string machine;
+    };
+    /// Called once on the sender's thread when it ends of itself, with the reason.
+    using SurFin = std::function<void(int numero, const std::string& raison)>;
+
+    Client(Identite identite, orix_corba::OXcdv_v3_0_0_ServeurVersClient_ptr notifications,
+           orix_corba__Client_ptr client, std::size_t capaciteFile, SurFin surFin);
+    ~Client(); ///< the thread must have been joined
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    const Identite& identite() const { return _identite; }
+    orix_corba__Client_ptr reference() const { return _client.in(); } ///< stays this object's
+
+    /// Queues a notification; waits for a place, at most for the limit. What a closed queue refuses is lost.
+    Depot notifier(Notification notification, std::chrono::milliseconds limite)
+    {
+        return _file.deposer(std::move(notification), limite);
+    }
+
+    /// Sends what is queued, then tells the client that the server lets it go.
+    void congedier() { _file.fermer(); }
+    /// Drops what is queued and sends nothing more.
+    void abandonner();
+    bool aFini() const { return _fini; } ///< joining no longer waits
+    void joindre() { _envoi.join(); }
+
+    /// A sign of life came in.
+    void noterVie() { _vie = true; }
+    /// Whether one has come since the last question.
+    bool prendreVie() { return _vie.exchange(false); }
+
+  private:
+    void _envoyerTout();
+    void _envoyer(const Notification& notification);
+
+    const Identite _identite;
+    const orix_corba::OXcdv_v3_0_0_ServeurVersClient_var _notifications;
+    const orix_corba__Client_var _client;
+    const SurFin _surFin;
+    FileBornee<Notification> _file;
+    std::atomic<bool> _abandon{false};
+    std::atomic<bool> _vie{false};
+    std::atomic<bool> _fini{false};
+    std::thread _envoi; // last: it uses everything above
+};
+
+} // namespace cdv
+
+#endif

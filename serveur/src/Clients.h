@@ -1,0 +1,57 @@
+#ifndef CLIENTS_H
+#define CLIENTS_H
+
+#include "Client.h"
+
+#include <map>
+
+namespace cdv {
+
+/// The clients of this server, by number. Every operation may be called from any thread.
+class Clients
+{
+  public:
+    struct Reglages
+    {
+        std::size_t capaciteFile =
+            1000; ///< notifications that may wait for one client before the service does
+        /// A client that leaves its queue full for so long is dropped: the others wait meanwhile.
+        std::chrono::milliseconds delaiFilePleine{5000};
+    };
+
+    explicit Clients(const Reglages& reglages);
+    ~Clients();
+    Clients(const Clients&) = delete;
+    Clients& operator=(const Clients&) = delete;
+
+    /// Returns the number given to the client: one that no other client of this server has or had, and that
+    /// another server or an earlier life of this one is unlikely to have given.
+    int ajouter(const std::string& nom, const std::string& machine,
+                orix_corba::OXcdv_v3_0_0_ServeurVersClient_ptr notifications, orix_corba__Client_ptr client);
+    std::shared_ptr<Client> trouver(int numero) const; ///< null when there is none
+    std::vector<std::shared_ptr<Client>> tous() const;
+
+    /// Queues a notification; drops the client when its queue stays full. Returns whether it was queued.
+    bool notifier(Client& client, Notification notification);
+    /// Lets the client go without a word. Does nothing when the number is unknown.
+    void abandonner(int numero, const std::string& raison);
+    /// Ends the threads of the clients that have gone.
+    void recueillir();
+
+    /// Refuses new clients, sends to each what is queued for it, tells it that the server stops. Does not
+    /// wait longer than the delay for clients that do not take what they are sent, then lets go of them.
+    void arreter(std::chrono::milliseconds delai);
+
+  private:
+    const Reglages _reglages;
+    mutable std::mutex _mutex;
+    std::map<int, std::shared_ptr<Client>> _clients;
+    std::vector<std::shared_ptr<Client>> _partis; // their threads are to be joined
+    std::condition_variable _depart;
+    unsigned _prochain;
+    bool _arret = false;
+};
+
+} // namespace cdv
+
+#endif

@@ -1,0 +1,69 @@
+#include "FrontNoyau.h"
+
+#include "orix/Echec.h"
+#include "orix/OXversion.h"
+#include "orix/Trace.h"
+
+#include <optional>
+
+namespace cdv {
+
+namespace {
+
+constexpr orix::OXversion VERSION_INTERFACE(3, 0, 0, 0);
+
+std::optional<CORBA::ULong> trouverNiveau(const orix_corba::SequenceNiveauReference& niveaux)
+{
+    for (CORBA::ULong i = 0; i < niveaux.length(); ++i) {
+        const orix_corba::NiveauReference& n = niveaux[i];
+        if (orix::OXversion(n.majeur, n.mineur, n.correctif, n.construction) == VERSION_INTERFACE)
+            return i;
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+void FrontNoyau::activerService(const char* nomService, const orix_corba::SequenceNiveauReference& niveaux,
+                                orix_corba__Client_ptr client, const char* nomORBthread,
+                                const char* nomMachineHote, CORBA::Long& statut, CORBA::String_out serveur,
+                                CORBA::String_out machine, orix_corba::NiveauReference_out niveau,
+                                CORBA::Long& numeroClient)
+{
+    statut = orix::OXS_OK;
+    numeroClient = 0;
+    auto reponse = std::make_unique<orix_corba::NiveauReference>();
+    reponse->majeur = VERSION_INTERFACE.lireMajeur();
+    reponse->mineur = VERSION_INTERFACE.lireMineur();
+    reponse->correctif = VERSION_INTERFACE.lireCorrectif();
+    reponse->construction = VERSION_INTERFACE.lireConstruction();
+    try {
+        numeroClient = _activer(nomService, niveaux, client, nomORBthread, nomMachineHote);
+        reponse->reference = CORBA::Object::_duplicate(_service.in());
+    } catch (const orix::Echec& echec) {
+        statut = echec.lireCode();
+        ORIX_TRACE(orix::NTO_REFUS, "FrontNoyau", "activerService",
+                   "Activation refusée à " << nomORBthread << " sur " << nomMachineHote << " : " << statut
+                                           << " (" << echec.what() << ")");
+    }
+    serveur = CORBA::string_dup(_noms.serveur.c_str());
+    machine = CORBA::string_dup(_noms.machine.c_str());
+    niveau = reponse.release();
+}
+
+int FrontNoyau::_activer(const std::string& nomService, const orix_corba::SequenceNiveauReference& niveaux,
+                         orix_corba__Client_ptr client, const std::string& nom, const std::string& machine)
+{
+    if (nomService != NOM_SERVICE)
+        throw orix::Echec(orix::OXS_SERVEUR_INEXISTANT);
+    const std::optional<CORBA::ULong> rang = trouverNiveau(niveaux);
+    if (!rang)
+        throw orix::Echec(orix::OXS_PROTOCOLE_INCOMPATIBLE);
+    const orix_corba::OXcdv_v3_0_0_ServeurVersClient_var notifications =
+        orix_corba::OXcdv_v3_0_0_ServeurVersClient::_unchecked_narrow(niveaux[*rang].reference);
+    if (CORBA::is_nil(notifications) || CORBA::is_nil(client))
+        throw orix::Echec(orix::OXS_PARAMETRE_INVALIDE);
+    return _clients.ajouter(nom, machine, notifications, client);
+}
+
+} // namespace cdv

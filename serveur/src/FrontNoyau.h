@@ -1,0 +1,47 @@
+#ifndef FRONTNOYAU_H
+#define FRONTNOYAU_H
+
+#include "Clients.h"
+
+#include "OXcdvClientVersServeurS.h"
+
+namespace cdv {
+
+/// What this server calls itself, in activations and pings.
+struct NomsServeur
+{
+    std::string serveur;
+    std::string machine;
+};
+
+constexpr const char* NOM_SERVICE = "cdv";
+
+/// The kernel of this process as clients see it: activates them for the service.
+class FrontNoyau : public POA_orix_corba::Noyau, public PortableServer::RefCountServantBase
+{
+  public:
+    /// clients outlives the servant's last request.
+    FrontNoyau(NomsServeur noms, Clients& clients, orix_corba::OXcdv_v3_0_0_ClientVersServeur_ptr service)
+        : _noms(std::move(noms)),
+          _clients(clients),
+          _service(orix_corba::OXcdv_v3_0_0_ClientVersServeur::_duplicate(service))
+    {}
+
+    void activerService(const char* nomService, const orix_corba::SequenceNiveauReference& niveaux,
+                        orix_corba__Client_ptr client, const char* nomORBthread, const char* nomMachineHote,
+                        CORBA::Long& statut, CORBA::String_out serveur, CORBA::String_out machine,
+                        orix_corba::NiveauReference_out niveau, CORBA::Long& numeroClient) override;
+
+  private:
+    /// The new client's number; throws orix::Echec with the status of a refusal.
+    int _activer(const std::string& nomService, const orix_corba::SequenceNiveauReference& niveaux,
+                 orix_corba__Client_ptr client, const std::string& nom, const std::string& machine);
+
+    const NomsServeur _noms;
+    Clients& _clients;
+    const orix_corba::OXcdv_v3_0_0_ClientVersServeur_var _service;
+};
+
+} // namespace cdv
+
+#endif

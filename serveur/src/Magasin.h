@@ -1,0 +1,121 @@
+#ifndef MAGASIN_H
+#define MAGASIN_H
+
+#include "OXvol_completDataC.h"
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace cdv {
+
+using Vol = OXvol_completData_v3_0_0;
+using VolPartage = std::shared_ptr<const Vol>; ///< shared between the store, the queues and the senders
+
+/// Result codes of the service, as its notifications carry them.
+enum Resultat : int
+{
+    FAIT = 0,
+    EXISTE_DEJA = 1,
+    INTROUVABLE = 2,
+    VOL_INVALIDE = 3, ///< no identifier, or an empty one
+    ECHEC_MAGASIN = 4
+};
+
+enum class Operation
+{
+    CREE,
+    MODIFIE,
+    SUPPRIME,
+    CONSULTE,
+    LISTE
+};
+
+/// A request to the store and, once executed, its outcome.
+struct Demande
+{
+    Operation operation;
+    VolPartage vol; ///< as asked; replaced by the record of the store where there is one to give back
+    int resultat = ECHEC_MAGASIN;
+};
+
+/// A database that cannot be used; what() is one line, with the file's name.
+class ErreurMagasin : public std::runtime_error
+{
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The flight records, in an SQLite file that several processes may share. Used by one thread at a time.
+///
+/// What executer() reports as done is durable: it survives the end of the process by any cause, and a power
+/// cut where the disk honours its flushes (write-ahead log, flushed at each commit). Texts are kept byte for
+/// byte; a field that is not set is NULL.
+class Magasin
+{
+  public:
+    struct Reglages
+    {
+        std::chrono::milliseconds attenteVerrou{5000}; ///< how long another process may keep the file locked
+        int pagesMax = 0; ///< limit of the file's size, in pages of 4096 bytes; 0: none
+    };
+
+    /// Opens the file, creates it when there is none. Throws ErreurMagasin.
+    explicit Magasin(const std::string& fichier);
+    Magasin(const std::string& fichier, const Reglages& reglages);
+    ~Magasin();
+    Magasin(const Magasin&) = delete;
+    Magasin& operator=(const Magasin&) = delete;
+
+    /// Executes the requests, none of them a listing, in order and in one transaction: all of them are
+    /// ECHEC_MAGASIN when it cannot be committed. Throws nothing but std::bad_alloc.
+    void executer(const std::vector<Demande*>& lot);
+
+    /// Gives every record that matches the example, in the order of their identifiers, one at a time: each
+    /// set field of the example must be equal, or begin with what precedes a '*' at its end. The lists of the
+    /// example are ignored. surVol returns false to stop there. Returns FAIT or ECHEC_MAGASIN.
+    int liste(const Vol& exemple, const std::function<bool(VolPartage)>& surVol);
+
+  private:
+    struct Fermeture
+    {
+        void operator()(sqlite3* base) const;
+        void operator()(sqlite3_stmt* ordre) const;
+    };
+    using Base = std::unique_ptr<sqlite3, Fermeture>;
+    using Ordre = std::unique_ptr<sqlite3_stmt, Fermeture>;
+    class Execution;
+
+    Ordre _preparer(const std::string& sql);
+    void _executer(const std::string& sql);
+    int _lireEntier(const std::string& sql);
+    void _passerEnJournalAnticipe(std::chrono::milliseconds attente);
+    void _verifierSchema();
+    [[noreturn]] void _echouer(const std::string& pourquoi) const;
+
+    int _executer(Demande& demande);
+    int _cree(const Vol& vol);
+    int _supprime(const Vol& vol);
+    int _rendre(sqlite3_stmt* ordre, VolPartage& vol);
+
+    std::string _fichier;
+    Base _base; // outlives the statements below
+    Ordre _commencerLecture;
+    Ordre _commencerEcriture;
+    Ordre _valider;
+    Ordre _annuler;
+    Ordre _insertion;
+    Ordre _modification;
+    Ordre _suppression;
+    Ordre _consultation;
+};
+
+} // namespace cdv
+
+#endif

@@ -1,0 +1,45 @@
+#ifndef PINGS_H
+#define PINGS_H
+
+#include "Clients.h"
+#include "FrontNoyau.h"
+
+namespace cdv {
+
+/// Pings every client, on a connection of its own so that a ping does not queue behind notifications. A
+/// client is dropped when it answers that this server is not its own, or after two misses in a row; whatever
+/// it sends meanwhile proves it alive.
+class Pings
+{
+  public:
+    struct Reglages
+    {
+        std::chrono::milliseconds periode{1000};
+        std::chrono::milliseconds delai{1000}; ///< a ping not answered by then is missed
+    };
+
+    /// clients and the ORB outlive this object.
+    Pings(const Reglages& reglages, NomsServeur noms, Clients& clients);
+    ~Pings();
+    Pings(const Pings&) = delete;
+    Pings& operator=(const Pings&) = delete;
+
+  private:
+    class Suivi;
+
+    void _tourner();
+    void _faireTour();
+
+    const Reglages _reglages;
+    const NomsServeur _noms;
+    Clients& _clients;
+    std::map<int, std::unique_ptr<Suivi>> _suivis; // used by the thread only
+    std::mutex _mutex;
+    std::condition_variable _reveil;
+    bool _arret = false;
+    std::thread _fil; // last: it uses everything above
+};
+
+} // namespace cdv
+
+#endif

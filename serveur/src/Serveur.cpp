@@ -1,0 +1,38 @@
+#include "Serveur.h"
+
+#include "LiaisonORB.h"
+#include "PointAcces.h"
+
+#include "orix/Noyau.h"
+#include "orix/ORBthread.h"
+
+namespace cdv {
+
+namespace {
+constexpr std::size_t CAPACITE_REQUETES = 10000;
+constexpr std::chrono::seconds DELAI_ARRET{5}; // for clients that are slow to take what they are sent
+} // namespace
+
+Serveur::Serveur(Magasin& magasin, const NomsServeur& noms, const Pings::Reglages& reglagesPings)
+    : _requetes(CAPACITE_REQUETES), _clients(Clients::Reglages{}), _travailleur(magasin, _requetes, _clients)
+{
+    const CORBA::ORB_ptr orb = orix::oxNoyau()->lirePointAcces()->lireORB();
+    const PortableServer::Servant_var<Service> service = new Service(_clients, _requetes);
+    const orix_corba::OXcdv_v3_0_0_ClientVersServeur_var reference = service->_this();
+    const CORBA::String_var ior = orb->object_to_string(reference);
+    _pointAcces = cdv::pointAcces(ior.in());
+    _pings = std::make_unique<Pings>(reglagesPings, noms, _clients);
+    const PortableServer::Servant_var<FrontNoyau> front = new FrontNoyau(noms, _clients, reference);
+    orix::orb::publierSousCle(orb, "Noyau", front.in());
+}
+
+Serveur::~Serveur() { arreter(); }
+
+void Serveur::arreter()
+{
+    _pings.reset();
+    _travailleur.arreter();
+    _clients.arreter(DELAI_ARRET);
+}
+
+} // namespace cdv

@@ -1,0 +1,33 @@
+#ifndef SERVEUR_H
+#define SERVEUR_H
+
+#include "Pings.h"
+#include "Travailleur.h"
+
+namespace cdv {
+
+/// The service in a process whose middleware is initialised. Its parts, in the order in which they need each
+/// other.
+class Serveur
+{
+  public:
+    /// The store outlives this object. Clients can come from the return on.
+    Serveur(Magasin& magasin, const NomsServeur& noms, const Pings::Reglages& reglagesPings);
+    ~Serveur();
+
+    const std::string& pointAcces() const { return _pointAcces; } ///< "HOST:PORT" where clients reach it
+
+    /// Executes what was accepted, sends every notification, tells the clients, and serves nobody any more.
+    void arreter();
+
+  private:
+    FileRequetes _requetes;
+    Clients _clients;
+    Travailleur _travailleur;
+    std::unique_ptr<Pings> _pings;
+    std::string _pointAcces;
+};
+
+} // namespace cdv
+
+#endif

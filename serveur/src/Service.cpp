@@ -1,0 +1,66 @@
+#include "Service.h"
+
+#include "orix/Trace.h"
+
+namespace cdv {
+
+std::shared_ptr<Client> Service::_reconnaitre(int numero)
+{
+    std::shared_ptr<Client> client = _clients.trouver(numero);
+    if (client == nullptr) {
+        ORIX_TRACE(orix::NTO_REFUS, "Service", "_reconnaitre", "Client " << numero << " inconnu");
+        throw orix_corba::ClientDeconnecte();
+    }
+    client->noterVie();
+    return client;
+}
+
+void Service::_recevoir(Operation operation, const Vol& vol, int idOp, int numeroClient)
+{
+    std::shared_ptr<Client> client = _reconnaitre(numeroClient);
+    Requete requete{{operation, std::make_shared<Vol>(vol)}, idOp, std::move(client)};
+    // A full queue holds this client's connection, and by it the client.
+    if (_requetes.deposer(std::move(requete)) == Depot::FERMEE)
+        throw orix_corba::ClientDeconnecte();
+}
+
+void Service::cree_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient)
+{
+    _recevoir(Operation::CREE, vol, nIdOp, nIdClient);
+}
+void Service::modifie_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient)
+{
+    _recevoir(Operation::MODIFIE, vol, nIdOp, nIdClient);
+}
+void Service::supprime_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient)
+{
+    _recevoir(Operation::SUPPRIME, vol, nIdOp, nIdClient);
+}
+void Service::consulte_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient)
+{
+    _recevoir(Operation::CONSULTE, vol, nIdOp, nIdClient);
+}
+void Service::liste_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient)
+{
+    _recevoir(Operation::LISTE, vol, nIdOp, nIdClient);
+}
+
+void Service::desactiveCB(CORBA::Long numeroClient)
+{
+    _reconnaitre(numeroClient);
+    _clients.abandonner(numeroClient, "il se désactive");
+}
+
+void Service::deconnexionCB(CORBA::Long numeroClient)
+{
+    ORIX_TRACE(orix::NTO_REFUS, "Service", "deconnexionCB", "Ignoré, client " << numeroClient);
+}
+
+void Service::testerConnexionServeur(CORBA::Long numeroClient) { _reconnaitre(numeroClient); }
+
+void Service::testerConnexionClient(const char*, const char*, const char*, CORBA::Long numeroClient)
+{
+    ORIX_TRACE(orix::NTO_REFUS, "Service", "testerConnexionClient", "Ignoré, client " << numeroClient);
+}
+
+} // namespace cdv

@@ -1,0 +1,49 @@
+#ifndef SERVICE_H
+#define SERVICE_H
+
+#include "Clients.h"
+
+#include "OXcdvClientVersServeurS.h"
+
+namespace cdv {
+
+/// A client's request, from its arrival to its notification.
+struct Requete : Demande
+{
+    int idOp;
+    std::shared_ptr<Client> client;
+};
+using FileRequetes = FileBornee<Requete>;
+
+/// The cdv service as clients call it: checks who asks, queues what is asked. The work is the Travailleur's.
+class Service : public POA_orix_corba::OXcdv_v3_0_0_ClientVersServeur,
+                public PortableServer::RefCountServantBase
+{
+  public:
+    /// Both outlive the servant's last request.
+    Service(Clients& clients, FileRequetes& requetes) : _clients(clients), _requetes(requetes) {}
+
+    void cree_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient) override;
+    void modifie_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient) override;
+    void supprime_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient) override;
+    void consulte_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient) override;
+    void liste_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient) override;
+
+    void desactiveCB(CORBA::Long numeroClient) override;
+    void deconnexionCB(CORBA::Long numeroClient) override; ///< a notice of nothing to do: traced
+    void testerConnexionServeur(CORBA::Long numeroClient) override;
+    void testerConnexionClient(const char* nomService, const char* nomServeur, const char* nomMachine,
+                               CORBA::Long numeroClient) override; ///< meaningless on a server: traced
+
+  private:
+    /// Throws ClientDeconnecte for a number that is nobody's.
+    std::shared_ptr<Client> _reconnaitre(int numero);
+    void _recevoir(Operation operation, const Vol& vol, int idOp, int numeroClient);
+
+    Clients& _clients;
+    FileRequetes& _requetes;
+};
+
+} // namespace cdv
+
+#endif

@@ -1,0 +1,78 @@
+#ifndef SERVEURREEL_H
+#define SERVEURREEL_H
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <sys/types.h>
+#include <thread>
+#include <vector>
+
+namespace essais {
+
+/// A program that runs beside the test, with what it writes. Killed at the end if it still runs.
+class Programme
+{
+  public:
+    using Duree = std::chrono::milliseconds;
+
+    /// arguments: without the program's own name.
+    Programme(const std::string& chemin, const std::vector<std::string>& arguments);
+    ~Programme();
+    Programme(const Programme&) = delete;
+    Programme& operator=(const Programme&) = delete;
+
+    pid_t pid() const { return _pid; }
+    void signaler(int signal); ///< does nothing once it has ended
+    /// Waits for the end: its exit status, or 128 + the signal that ended it. May be asked again.
+    int attendreFin();
+
+    std::string sortie();  ///< of the standard output, so far; all of it after attendreFin()
+    std::string erreurs(); ///< of the standard error, likewise
+    /// Waits until the text is there; false when the program ended or the delay passed without it.
+    bool attendreSortie(const std::string& texte, Duree delai = std::chrono::seconds(30));
+    bool attendreErreurs(const std::string& texte, Duree delai = std::chrono::seconds(30));
+
+  private:
+    struct Flux
+    {
+        std::string texte;
+        bool fini = false;
+        std::thread lecture;
+    };
+    void _lire(Flux& flux, int descripteur);
+    std::string _texte(Flux& flux);
+    bool _attendre(Flux& flux, const std::string& texte, Duree delai);
+
+    pid_t _pid = -1;
+    bool _termine = false;
+    int _statut = 0;
+    std::mutex _mutex;
+    std::condition_variable _arrivee;
+    Flux _sortie;
+    Flux _erreurs;
+};
+
+/// The path of cdv-serveur.
+std::string cheminServeur();
+
+/// A real cdv-serveur on the loopback. The constructor returns when it is ready, and throws
+/// std::runtime_error with what it wrote when it does not become so.
+class ServeurReel : public Programme
+{
+  public:
+    /// port 0: a free one. options: further options of the program.
+    explicit ServeurReel(const std::string& base, const std::vector<std::string>& options = {}, int port = 0);
+
+    int port() const { return _port; }
+    const std::string& url() const { return _url; } ///< of its kernel, "corbaloc:..."
+
+  private:
+    int _port = 0;
+    std::string _url;
+};
+
+} // namespace essais
+
+#endif

@@ -1,0 +1,361 @@
+#include "ColonnesVol.h"
+#include "DossierTemporaire.h"
+#include "Magasin.h"
+#include "OXvol_completDataChamps.h"
+
+#include <gmock/gmock.h>
+#include <sqlite3.h>
+
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+using namespace cdv;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+/// A record with nothing set but, where given, the identifier.
+Vol volNul(const char* identifiant = nullptr)
+{
+    Vol vol;
+    for (const Colonne& colonne : colonnesVol())
+        colonne.ecrire(vol, nullptr, 0);
+    if (identifiant != nullptr)
+        vol.m_gidentifiant = identifiant;
+    return vol;
+}
+
+/// A record with everything set, each text different, and all bytes that a text can hold.
+Vol volPlein(const std::string& identifiant)
+{
+    Vol vol = volNul();
+    int numero = 0;
+    for (const Colonne& colonne : colonnesVol()) {
+        const std::string texte = "valeur " + std::to_string(++numero);
+        colonne.ecrire(vol, texte.data(), texte.size());
+    }
+    std::string octets;
+    for (int octet = 1; octet < 256; ++octet)
+        octets += static_cast<char>(octet);
+    vol.m_gidentifiant = identifiant.c_str();
+    vol.m_gnature = octets.c_str();
+    vol.m_gpiste = "";
+    vol.m_gparking = "__PtrNULL__";
+    vol.m_pcode_stat_arrivee[0].m_glibelle = "__PtrNULL__";
+    vol.m_trub_chgt.length(6);
+    for (CORBA::ULong i = 0; i < 6; ++i) {
+        vol.m_trub_chgt[i].m_grubrique = ("rubrique " + std::to_string(i)).c_str();
+        vol.m_trub_chgt[i].m_gancienne_valeur = "";
+        vol.m_trub_chgt[i].m_gnouvelle_valeur = "__PtrNULL__";
+    }
+    vol.m_tpoint.length(10);
+    for (CORBA::ULong i = 0; i < 10; ++i)
+        vol.m_tpoint[i] = i % 2 == 0 ? "" : octets.c_str();
+    return vol;
+}
+
+/// Every text of the record as it travels, and how many there are of each: equal for equal records only.
+std::string octetsSurLeFil(const Vol& vol)
+{
+    std::string octets;
+    const auto ajouter = [&](const char* texte) { octets += std::string(texte) + '\0'; };
+    const auto compter = [&](CORBA::ULong nombre) { octets += std::to_string(nombre) + ": "; };
+    const auto ajouterCodes = [&](const SeqOXcode_statData_v3_0_0& codes) {
+        compter(codes.length());
+        for (CORBA::ULong i = 0; i < codes.length(); ++i)
+            for (const auto& partie :
+                 {codes[i].m_gcode.in(), codes[i].m_glibelle.in(), codes[i].m_gheure_chgt.in()})
+                ajouter(partie);
+    };
+#define TEXTE(nom) ajouter(vol.m_##nom);
+#define CODE(nom) ajouterCodes(vol.m_##nom);
+    OXVOL_COMPLET_CHAMPS(TEXTE, CODE)
+#undef TEXTE
+#undef CODE
+    compter(vol.m_trub_chgt.length());
+    for (CORBA::ULong i = 0; i < vol.m_trub_chgt.length(); ++i) {
+        ajouter(vol.m_trub_chgt[i].m_grubrique);
+        ajouter(vol.m_trub_chgt[i].m_gancienne_valeur);
+        ajouter(vol.m_trub_chgt[i].m_gnouvelle_valeur);
+    }
+    compter(vol.m_tpoint.length());
+    for (CORBA::ULong i = 0; i < vol.m_tpoint.length(); ++i)
+        ajouter(vol.m_tpoint[i]);
+    return octets;
+}
+
+struct Issue
+{
+    int resultat;
+    VolPartage vol;
+};
+
+Issue executer(Magasin& magasin, Operation operation, const Vol& vol)
+{
+    Demande demande{operation, std::make_shared<Vol>(vol)};
+    magasin.executer({&demande});
+    return {demande.resultat, demande.vol};
+}
+
+std::vector<std::string> lister(Magasin& magasin, const Vol& exemple, std::size_t maximum = 1000)
+{
+    std::vector<std::string> identifiants;
+    EXPECT_EQ(FAIT, magasin.liste(exemple, [&](const VolPartage& vol) {
+        identifiants.emplace_back(vol->m_gidentifiant.in());
+        return identifiants.size() < maximum;
+    }));
+    return identifiants;
+}
+
+std::string refus(const std::string& fichier)
+{
+    try {
+        Magasin magasin(fichier);
+    } catch (const ErreurMagasin& erreur) {
+        return erreur.what();
+    }
+    return "";
+}
+
+class TestMagasin : public testing::Test
+{
+  protected:
+    essais::DossierTemporaire _dossier;
+    std::string _fichier = _dossier.fichier("vols.db");
+};
+
+} // namespace
+
+TEST_F(TestMagasin, CeQuiEntreRessortOctetPourOctetApresReouverture)
+{
+    const Vol plein = volPlein("AF1");
+    const Vol nul = volNul("AF2");
+    Vol vide = volNul("AF3");
+    for (const Colonne& colonne : colonnesVol())
+        if (colonne.champ != nullptr && colonne.champ != &Vol::m_gidentifiant)
+            colonne.ecrire(vide, "", 0);
+    vide.m_pcode_stat_depart.length(1); // present, with nothing set: not the same as absent
+    vide.m_pcode_stat_depart[0].m_gcode = "__PtrNULL__";
+    vide.m_pcode_stat_depart[0].m_glibelle = "__PtrNULL__";
+    vide.m_pcode_stat_depart[0].m_gheure_chgt = "__PtrNULL__";
+    {
+        Magasin magasin(_fichier);
+        for (const Vol* vol : std::initializer_list<const Vol*>{&plein, &nul, &vide})
+            EXPECT_EQ(FAIT, executer(magasin, Operation::CREE, *vol).resultat);
+    }
+    Magasin magasin(_fichier);
+    for (const Vol* vol : std::initializer_list<const Vol*>{&plein, &nul, &vide}) {
+        const Issue issue = executer(magasin, Operation::CONSULTE, volNul(vol->m_gidentifiant));
+        EXPECT_EQ(FAIT, issue.resultat);
+        EXPECT_EQ(octetsSurLeFil(*vol), octetsSurLeFil(*issue.vol));
+    }
+}
+
+TEST_F(TestMagasin, ChaqueOperationRendSonCode)
+{
+    Magasin magasin(_fichier);
+    for (const Operation operation :
+         {Operation::CREE, Operation::MODIFIE, Operation::SUPPRIME, Operation::CONSULTE}) {
+        EXPECT_EQ(VOL_INVALIDE, executer(magasin, operation, volNul()).resultat);
+        EXPECT_EQ(VOL_INVALIDE, executer(magasin, operation, volNul("")).resultat);
+        if (operation != Operation::CREE) {
+            const Vol inconnu = volPlein("inconnu");
+            const Issue issue = executer(magasin, operation, inconnu);
+            EXPECT_EQ(INTROUVABLE, issue.resultat);
+            EXPECT_EQ(octetsSurLeFil(inconnu), octetsSurLeFil(*issue.vol)); // given back as asked
+        }
+    }
+    EXPECT_EQ(FAIT, executer(magasin, Operation::CREE, volPlein("AF1")).resultat);
+    EXPECT_EQ(EXISTE_DEJA, executer(magasin, Operation::CREE, volNul("AF1")).resultat);
+    EXPECT_EQ(octetsSurLeFil(volPlein("AF1")),
+              octetsSurLeFil(*executer(magasin, Operation::CONSULTE, volNul("AF1")).vol));
+    EXPECT_EQ(FAIT, executer(magasin, Operation::SUPPRIME, volNul("AF1")).resultat);
+    EXPECT_EQ(INTROUVABLE, executer(magasin, Operation::CONSULTE, volNul("AF1")).resultat);
+}
+
+TEST_F(TestMagasin, UneModificationNeToucheQueCeQuiEstRenseigne)
+{
+    Magasin magasin(_fichier);
+    Vol attendu = volPlein("AF1");
+    executer(magasin, Operation::CREE, attendu);
+
+    Vol modification = volNul("AF1");
+    modification.m_gpiste = "27L";
+    modification.m_gnature = ""; // set, and empty
+    modification.m_pcode_stat_depart.length(1);
+    modification.m_pcode_stat_depart[0].m_gcode = "RET";
+    modification.m_pcode_stat_depart[0].m_glibelle = "__PtrNULL__";
+    modification.m_pcode_stat_depart[0].m_gheure_chgt = "";
+    modification.m_tpoint.length(1);
+    modification.m_tpoint[0] = "LFPG";
+
+    attendu.m_gpiste = "27L";
+    attendu.m_gnature = "";
+    attendu.m_pcode_stat_depart = modification.m_pcode_stat_depart;
+    attendu.m_tpoint = modification.m_tpoint;
+
+    const Issue issue = executer(magasin, Operation::MODIFIE, modification);
+    EXPECT_EQ(FAIT, issue.resultat);
+    EXPECT_EQ(octetsSurLeFil(attendu), octetsSurLeFil(*issue.vol));
+    EXPECT_EQ(octetsSurLeFil(attendu),
+              octetsSurLeFil(*executer(magasin, Operation::CONSULTE, volNul("AF1")).vol));
+}
+
+TEST_F(TestMagasin, ListeParLExemple)
+{
+    Magasin magasin(_fichier);
+    const auto creer = [&](const char* identifiant, const char* piste, const char* code) {
+        Vol vol = volNul(identifiant);
+        vol.m_gpiste = piste;
+        if (code != nullptr) {
+            vol.m_pcode_stat_depart.length(1);
+            vol.m_pcode_stat_depart[0].m_gcode = code;
+            vol.m_pcode_stat_depart[0].m_glibelle = "";
+            vol.m_pcode_stat_depart[0].m_gheure_chgt = "";
+        }
+        EXPECT_EQ(FAIT, executer(magasin, Operation::CREE, vol).resultat);
+    };
+    creer("AF2", "27L", "RET");
+    creer("AF1", "27R", nullptr);
+    creer("AG", "", "ANN");
+    creer("A%_", "__PtrNULL__", nullptr);
+    creer("\xFF", "\xFF\xFF!", nullptr);
+    creer("\xFF\xFF", "\xFF", nullptr);
+
+    const auto parChamp = [&](decltype(Vol::m_gpiste) Vol::*champ, const char* valeur) {
+        Vol exemple = volNul();
+        exemple.*champ = valeur;
+        exemple.m_tpoint.length(1); // ignored
+        exemple.m_tpoint[0] = "LFPG";
+        return lister(magasin, exemple);
+    };
+    EXPECT_THAT(lister(magasin, volNul()), ElementsAre("A%_", "AF1", "AF2", "AG", "\xFF", "\xFF\xFF"));
+    EXPECT_THAT(lister(magasin, volNul(), 2), ElementsAre("A%_", "AF1")); // the receiver stops it
+    EXPECT_THAT(parChamp(&Vol::m_gidentifiant, "AF*"), ElementsAre("AF1", "AF2"));
+    EXPECT_THAT(parChamp(&Vol::m_gidentifiant, "AF"), IsEmpty());
+    EXPECT_THAT(parChamp(&Vol::m_gidentifiant, "A%*"), ElementsAre("A%_"));
+    EXPECT_THAT(parChamp(&Vol::m_gidentifiant, "\xFF*"), ElementsAre("\xFF", "\xFF\xFF"));
+    EXPECT_THAT(parChamp(&Vol::m_gpiste, "27L"), ElementsAre("AF2"));
+    EXPECT_THAT(parChamp(&Vol::m_gpiste, ""), ElementsAre("AG"));
+    EXPECT_THAT(parChamp(&Vol::m_gpiste, "\xFF\xFF*"), ElementsAre("\xFF"));
+    EXPECT_THAT(parChamp(&Vol::m_gpiste, "*"),
+                ElementsAre("AF1", "AF2", "AG", "\xFF", "\xFF\xFF")); // set, to anything
+
+    Vol exemple = volNul("A*");
+    exemple.m_pcode_stat_depart.length(1);
+    exemple.m_pcode_stat_depart[0].m_gcode = "__PtrNULL__";
+    exemple.m_pcode_stat_depart[0].m_glibelle = "__PtrNULL__";
+    exemple.m_pcode_stat_depart[0].m_gheure_chgt = "__PtrNULL__";
+    EXPECT_EQ(4u, lister(magasin, exemple).size()); // a status code with nothing set asks for nothing
+    exemple.m_pcode_stat_depart[0].m_gcode = "R*";
+    EXPECT_THAT(lister(magasin, exemple), ElementsAre("AF2"));
+}
+
+TEST_F(TestMagasin, UnLotEntierEchoueSiLaBaseNePeutPasLeGarder)
+{
+    Magasin::Reglages reglages;
+    reglages.pagesMax = 20;
+    Magasin magasin(_fichier, reglages);
+    EXPECT_EQ(FAIT, executer(magasin, Operation::CREE, volNul("avant")).resultat);
+
+    std::vector<Demande> demandes{{Operation::CONSULTE, std::make_shared<Vol>(volNul("avant"))}};
+    for (int i = 0; i < 200; ++i)
+        demandes.push_back({Operation::CREE, std::make_shared<Vol>(volPlein("AF" + std::to_string(i)))});
+    std::vector<Demande*> lot;
+    for (Demande& demande : demandes)
+        lot.push_back(&demande);
+    magasin.executer(lot);
+
+    EXPECT_THAT(demandes, testing::Each(testing::Field(&Demande::resultat, ECHEC_MAGASIN)));
+    EXPECT_THAT(lister(magasin, volNul()), ElementsAre("avant"));
+    EXPECT_EQ(
+        FAIT,
+        executer(magasin, Operation::CREE, volNul("apres")).resultat); // small enough, and possible again
+}
+
+TEST_F(TestMagasin, UnLotSeVoitLuiMemeEtResteDansLOrdre)
+{
+    Magasin magasin(_fichier);
+    Vol modification = volNul("AF1");
+    modification.m_gpiste = "27L";
+    std::vector<Demande> demandes;
+    for (const Operation operation : {Operation::CREE, Operation::CREE, Operation::MODIFIE,
+                                      Operation::CONSULTE, Operation::SUPPRIME, Operation::SUPPRIME})
+        demandes.push_back({operation, std::make_shared<Vol>(modification)});
+    magasin.executer({&demandes[0], &demandes[1], &demandes[2], &demandes[3], &demandes[4], &demandes[5]});
+    std::vector<int> resultats;
+    for (const Demande& demande : demandes)
+        resultats.push_back(demande.resultat);
+    EXPECT_THAT(resultats, ElementsAre(FAIT, EXISTE_DEJA, FAIT, FAIT, FAIT, INTROUVABLE));
+}
+
+TEST_F(TestMagasin, DeuxMagasinsPartagentUnFichierDesSaCreation)
+{
+    constexpr int NOMBRE = 200;
+    const auto remplir = [&](const std::string& prefixe) {
+        Magasin magasin(_fichier);
+        for (int i = 0; i < NOMBRE; ++i)
+            EXPECT_EQ(
+                FAIT,
+                executer(magasin, Operation::CREE, volNul((prefixe + std::to_string(i)).c_str())).resultat);
+    };
+    std::thread autre(remplir, "B");
+    remplir("A");
+    autre.join();
+
+    Magasin un(_fichier);
+    Magasin deux(_fichier);
+    EXPECT_EQ(2u * NOMBRE, lister(un, volNul()).size());
+    EXPECT_EQ(FAIT, executer(un, Operation::SUPPRIME, volNul("A0")).resultat);
+    EXPECT_EQ(INTROUVABLE, executer(deux, Operation::CONSULTE, volNul("A0")).resultat);
+}
+
+TEST_F(TestMagasin, UnVerrouQuiDureDonneUnEchecEtRienDAutre)
+{
+    Magasin::Reglages reglages;
+    reglages.attenteVerrou = std::chrono::milliseconds(1);
+    Magasin magasin(_fichier, reglages);
+    executer(magasin, Operation::CREE, volNul("AF1"));
+
+    sqlite3* autre = nullptr;
+    ASSERT_EQ(SQLITE_OK, sqlite3_open(_fichier.c_str(), &autre));
+    ASSERT_EQ(SQLITE_OK, sqlite3_exec(autre, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr));
+    EXPECT_EQ(ECHEC_MAGASIN, executer(magasin, Operation::SUPPRIME, volNul("AF1")).resultat);
+    EXPECT_EQ(FAIT,
+              executer(magasin, Operation::CONSULTE, volNul("AF1")).resultat); // reading needs no such lock
+    sqlite3_exec(autre, "ROLLBACK", nullptr, nullptr, nullptr);
+    sqlite3_close(autre);
+    EXPECT_EQ(FAIT, executer(magasin, Operation::SUPPRIME, volNul("AF1")).resultat);
+}
+
+TEST_F(TestMagasin, UneBaseInutilisableEstRefuseeEnUneLigne)
+{
+    const auto sql = [&](const char* ordre) {
+        sqlite3* base = nullptr;
+        ASSERT_EQ(SQLITE_OK, sqlite3_open(_fichier.c_str(), &base));
+        EXPECT_EQ(SQLITE_OK, sqlite3_exec(base, ordre, nullptr, nullptr, nullptr));
+        sqlite3_close(base);
+    };
+    EXPECT_THAT(refus(_dossier.fichier("absent/vols.db")), HasSubstr("ouverture impossible"));
+
+    sql("CREATE TABLE autre (x)");
+    EXPECT_THAT(refus(_fichier), HasSubstr("ce n'est pas une base de vols"));
+    std::filesystem::remove(_fichier);
+
+    ASSERT_EQ("", refus(_fichier));
+    sql("PRAGMA user_version = 2");
+    EXPECT_THAT(refus(_fichier), HasSubstr("schéma de version 2, version 1 attendue"));
+    sql("PRAGMA user_version = 1");
+    ASSERT_EQ("", refus(_fichier));
+
+    std::filesystem::resize_file(_fichier, 4096); // its pages are lost
+    EXPECT_THAT(refus(_fichier), HasSubstr("base inutilisable"));
+    std::ofstream(_fichier, std::ios::trunc) << std::string(8192, 'x');
+    const std::string message = refus(_fichier);
+    EXPECT_THAT(message, HasSubstr("ce n'est pas une base de vols"));
+    EXPECT_THAT(message, HasSubstr(_fichier));
+    EXPECT_THAT(message, testing::Not(HasSubstr("\n")));
+}
