@@ -9,7 +9,6 @@
 
 #include "orix_baseS.h"
 
-#include <memory>
 #include <string>
 
 namespace orix {
@@ -71,8 +70,7 @@ class OXnoyau
         TransactionCreerReference(Squelette* referencePOA, IAdaptateurClient* adaptateur)
             : _referencePOA(referencePOA), _noyau(adaptateur)
         {
-            _numeroOperation = oxNoyau()->enregistrerParametres(
-                std::make_unique<ParametresActivationService>(_noyau).release());
+            _numeroOperation = oxNoyau()->enregistrerParametres(new ParametresActivationService(_noyau));
             try {
                 _referenceRepondeur = creerReference<Squelette>(_referencePOA, _numeroOperation);
             } catch (...) {

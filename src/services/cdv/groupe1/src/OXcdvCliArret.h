@@ -11,7 +11,6 @@ namespace orix {
 /// No other thread may be inside OXcdvCliItf. Waits until the notifications and pings that are being received
 /// have been (no longer than the call time-out of the configuration). Callbacks already queued still run.
 /// Afterwards OXcdvCliItf may be used again: it starts from a fresh, inactive client.
-/// The adapter of the cdv service, if any, does all this in its detruire().
 ORIX_API void detruireOXcdvCliItfAdaptateur();
 
 } // namespace orix

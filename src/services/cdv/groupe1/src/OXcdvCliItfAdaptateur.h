@@ -115,12 +115,11 @@ class OXcdvCliItfAdaptateur : public virtual orb::ServantAttendu,
 
     OXstatut _envoyer(const char* signature, const char* nom, EnvoiRequete sendc, OXvol_completData* vol,
                       int& idOp);
-    void _demanderActivation(const std::string& url);
-    void _deconnecter(int raison);
+    void _demanderActivation();
     void nettoyerConnexion();
 
     void _creerPOA();
-    void _detruirePOA() noexcept;
+    void _detruirePOA();
     void _creerRepondeur();
     /// Makes what is missing: all of it after a construction without kernel or after the kernel was started
     /// again.
@@ -128,9 +127,9 @@ class OXcdvCliItfAdaptateur : public virtual orb::ServantAttendu,
     void _seRetirer() noexcept;
 
     // In the order of their construction.
-    std::string _reserve1;
+    std::string _reserve1; // reserved, as the next
     std::string _reserve2;
-    std::string _marqueVersion;
+    std::string _marqueVersion; // identifies the build of the library
     Automate<EtatAdaptateur, TransitionsAdaptateur> _automate{Desactive};
     std::atomic<int> _serveurCourant{
         OXroutage::PremierServeur}; // an IdServeur; written by basculerServeur() only
@@ -140,13 +139,13 @@ class OXcdvCliItfAdaptateur : public virtual orb::ServantAttendu,
     std::shared_ptr<Proxy> _proxy;
     std::atomic<int> _numeroClient{0};
     std::unique_ptr<POA_OXcdv_v3_0_0_ServeurVersClientImplementation> _servant;
-    PortableServer::ObjectId_var _idServant; // of _servant, in the root POA
+    PortableServer::ObjectId _idServant; // of _servant, in the root POA; empty: none
     orix_corba::SequenceNiveauReference _niveaux;
     PortableServer::Servant_var<RepondeurNoyau> _repondeur;
     std::string _nomService; // written by active() only, in Desactive, and only when it changes
 
-    CORBA::ORB_var _orb;                    // the one that the servants were made on
-    PortableServer::ObjectId_var _idClient; // of this servant, in the root POA; set by active()
+    PortableServer::POA_var _poaRacine; // the one that has the servants; nil: none yet
+    PortableServer::ObjectId _idClient; // of this servant, in _poaRacine; set by active()
 };
 
 OXcdvCliItfAdaptateur* oxcdvCliItfAdaptateur();
