@@ -1,0 +1,288 @@
+#ifndef CDVSESSION_H
+#define CDVSESSION_H
+
+/// @file
+/// Sessions of the cdv service: requests with results, in place of bare callbacks.
+///
+/// A program that links libOXcdvSession does not define OXcdvCliCB: the library does. A program that wants
+/// the bare callbacks links libOXcdvCli alone.
+
+#include "CdvVol.h"
+#include "orix/Configuration.h"
+#include "orix/Exportation.h"
+#include "orix/INonCopiable.h"
+#include "orix/OXstatut.h"
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <future>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace cdv {
+
+using Duree = std::chrono::milliseconds;
+
+/// What cannot be done at all: no process, no session. what() is one line for users.
+class ORIX_API Erreur : public std::runtime_error
+{
+  public:
+    Erreur(orix::OXstatut statut, const std::string& message) : std::runtime_error(message), _statut(statut)
+    {}
+    ~Erreur() override;
+
+    orix::OXstatut statut() const noexcept { return _statut; }
+
+  private:
+    orix::OXstatut _statut;
+};
+
+/// The middleware of the process, for the time this object lives: orix::initialiser() at its beginning; at
+/// its end the cdv client is destroyed, then orix::terminer() runs. To be declared before the session, in
+/// main().
+class ORIX_API Processus : orix::INonCopiable
+{
+  public:
+    /// argc, argv: the ORB takes out its own options ("-ORB..."). Throws Erreur.
+    Processus(int& argc, char** argv, const std::string& fichierConfiguration);
+    Processus(int& argc, char** argv, const orix::Configuration& configuration);
+    ~Processus();
+};
+
+/// How a request ended. Whatever happens, each request ends once.
+struct ORIX_API Resultat
+{
+    enum class Etat
+    {
+        fait,      ///< the server did it: code is 0
+        refuse,    ///< the server answered with another code
+        delai,     ///< no answer in time: it may or may not have been done
+        perdu,     ///< the connection was lost first (statut says how): it may or may not have been done
+        nonEnvoye, ///< it never left (statut says why): it was not done
+        ferme      ///< the session was closed first: it may or may not have been done
+    };
+
+    Etat etat = Etat::nonEnvoye;
+    int code = 0;                         ///< the server's; meaningful for fait and refuse
+    orix::OXstatut statut = orix::OXS_OK; ///< meaningful for perdu and nonEnvoye
+    /// The record that the server sent along, as it keeps it: after a creation, a change and a consultation.
+    std::optional<Vol> vol;
+
+    explicit operator bool() const noexcept { return etat == Etat::fait; }
+    /// One line for users: "done", "refused by the server: no such record (code 2)", ...
+    std::string texte() const;
+};
+
+/// How a listing ended, with the records that came before its end.
+struct ResultatListe : Resultat
+{
+    std::vector<Vol> vols;
+};
+
+/// State of a session.
+enum class EtatSession
+{
+    fermee,     ///< not opened yet, or closed
+    activation, ///< a server is being asked
+    active,     ///< requests may be made
+    perdue,     ///< no connection, and none will be tried
+    attente     ///< no connection; the next try comes by itself
+};
+ORIX_API const char* texteEtat(EtatSession etat) noexcept; ///< "active", ...
+
+/// A change of a session's state, for an observer.
+struct Evenement
+{
+    EtatSession etat = EtatSession::fermee;
+    orix::OXstatut statut = orix::OXS_OK; ///< perdue, attente: why
+    std::string serveur;                  ///< active: the server's name
+    std::string machine;                  ///< active: the server's machine
+    Duree delai{0};                       ///< attente: time to the next try
+    bool perte = false;                   ///< an active connection has just been lost
+};
+
+/// Settings of a session, with their defaults.
+struct Options
+{
+    std::string service = "cdv";
+
+    Duree delaiRequete{10000}; ///< a request not answered by then ends as delai; 0: none does. For a listing,
+                               ///< from one record to the next
+    /// An activation that the middleware has not answered by then has failed. Longer than its own time-out,
+    /// which normally tells first.
+    Duree delaiActivation{15000};
+
+    /// Try again by itself, whenever there is no connection: at once, then after delays that double from
+    /// delaiReprise to delaiRepriseMax, each longer or shorter by a random part of at most gigue (0 to 1).
+    /// Every try asks one server, then the other. Without it a lost session stays perdue until activer().
+    bool reprise = true;
+    Duree delaiReprise{250};
+    Duree delaiRepriseMax{30000};
+    double gigue = 0.25;
+
+    /// Told of each change of state, in order. See Session for its thread.
+    std::function<void(const Evenement&)> observateur;
+};
+
+/// The records of a listing, as they come, through a bounded buffer.
+///
+///     for (cdv::Vol& vol : session.parcourir(exemple)) ...
+///
+/// While the buffer is full the callback thread waits, and the server after it: read on, or abandon. The
+/// bound is lifted while another request is unanswered: its answer comes after the records, and the reader
+/// may be the one who waits for it. Threads: one reader at a time, any thread except one that runs a
+/// completion or an observer. Destruction abandons the listing: what still comes of it is dropped. A stream
+/// may outlive its session.
+class ORIX_API Flux
+{
+  public:
+    Flux(Flux&&) noexcept;
+    Flux& operator=(Flux&&) noexcept;
+    ~Flux();
+
+    /// The next record; waits for it. Empty after the last one, and when the listing ended otherwise:
+    /// resultat() says how. Throws std::logic_error inside a completion or an observer: it would wait for its
+    /// own thread.
+    std::optional<Vol> suivant();
+    /// How the listing ended. To be asked after suivant() gave nothing; throws std::logic_error before.
+    const Resultat& resultat() const;
+    /// Wants no more records: those in the buffer are freed, suivant() gives nothing, resultat() is ferme.
+    /// May be called from any thread.
+    void abandonner() noexcept;
+
+    /// Single pass; the record is valid until the next step, and may be moved from.
+    class ORIX_API Iterateur
+    {
+      public:
+        using iterator_category = std::input_iterator_tag;
+        using value_type = Vol;
+        using difference_type = std::ptrdiff_t;
+        using pointer = Vol*;
+        using reference = Vol&;
+
+        Iterateur() = default;
+        explicit Iterateur(Flux* flux) : _flux(flux) { ++*this; }
+        Vol& operator*() const { return *_flux->_courant; }
+        Vol* operator->() const { return &*_flux->_courant; }
+        Iterateur& operator++()
+        {
+            _flux->_courant = _flux->suivant();
+            if (!_flux->_courant)
+                _flux = nullptr;
+            return *this;
+        }
+        friend bool operator==(const Iterateur& a, const Iterateur& b) { return a._flux == b._flux; }
+        friend bool operator!=(const Iterateur& a, const Iterateur& b) { return a._flux != b._flux; }
+
+      private:
+        Flux* _flux = nullptr;
+    };
+    Iterateur begin() { return Iterateur(this); }
+    Iterateur end() { return {}; }
+
+    /// @cond
+    class Tampon;
+    explicit Flux(std::shared_ptr<Tampon> tampon) noexcept;
+    /// @endcond
+
+  private:
+    std::shared_ptr<Tampon> _tampon;
+    std::optional<Vol> _courant; ///< of the iterators
+};
+
+/// @cond
+class MoteurSession;
+/// @endcond
+
+/// A session of the cdv service: a connection to one of its servers, and requests that give results.
+///
+///     cdv::Processus processus(argc, argv, "cdv.toml");
+///     cdv::Session session{cdv::Options{}};
+///     cdv::Vol vol;
+///     vol.ecrire("identifiant", "20261121DAFR012-000");
+///     const cdv::Resultat resultat = session.creer(vol).get();
+///     if (!resultat)
+///         std::cerr << resultat.texte() << '\n';
+///
+/// One at a time: a process has at most one open session, since it has one client of the service.
+///
+/// Requests: each ends exactly once, with a Resultat. One made while the session is not active ends at once
+/// as nonEnvoye; nothing is queued, and nothing is ever sent twice. When the connection is lost every pending
+/// request ends at once as perdu; when the session is closed, as ferme. The record given is only read, inside
+/// the call.
+///
+/// Threads: every function may be called from any thread, from completions and observers too. Futures are
+/// fulfilled at once by whoever knows: the callback thread for answers and losses, the session's own thread
+/// for time-outs, the calling thread for the rest. Completions and observers run one at a time, in the order
+/// of the events, without any lock: on the callback thread when it brought the event, else on the session's
+/// own thread; never inside the call that makes the request. They should be short, since answers wait behind
+/// them, and never wait for another request: its answer would come through the thread that waits. What they
+/// throw is traced, and goes no further.
+///
+/// End: fermer(), or the destructor, deactivates the service, ends what is pending, and returns when no
+/// completion and no observer runs any more; none will run afterwards. Called from a completion or an
+/// observer it cannot wait for its own end: what remains then runs right after that function returns. It
+/// waits for an activation call in progress, which takes no longer than the connection time-out of the
+/// configuration.
+class ORIX_API Session : orix::INonCopiable
+{
+  public:
+    using Fin = std::function<void(Resultat)>;           ///< receives the result of a request
+    using FinListe = std::function<void(ResultatListe)>; ///< receives the result of a listing
+    /// Time-out of one request; empty: Options::delaiRequete.
+    using Delai = std::optional<Duree>;
+
+    Session() noexcept; ///< closed; see ouvrir()
+    /// Opens, and waits until the session is active. Throws Erreur when another session is open, and when no
+    /// server accepted at the first try of each (the session is closed again then). To keep trying, use
+    /// ouvrir().
+    explicit Session(const Options& options);
+    ~Session(); ///< fermer()
+
+    /// Starts the activation and returns. Throws Erreur, OXS_DEJA_CONNECTE, when this session or another one
+    /// of the process is open.
+    void ouvrir(const Options& options = {});
+    /// Waits until the session is active; false when the time has passed, or when it is perdue or closed.
+    /// Throws std::logic_error inside a completion or an observer.
+    bool attendreActive(Duree delai);
+    /// Tries now: a perdue session starts again, one in attente does not wait any longer. Otherwise without
+    /// effect.
+    void activer();
+    void fermer();
+
+    EtatSession etat() const;
+    Evenement dernierEvenement() const; ///< the last change of state
+    bool estActive() const { return etat() == EtatSession::active; }
+    std::size_t nombreEnCours() const; ///< requests made and not ended
+
+    /// @name Requests
+    /// @{
+    std::future<Resultat> creer(const Vol& vol, Delai delai = {});
+    void creer(const Vol& vol, Fin fin, Delai delai = {});
+    std::future<Resultat> modifier(const Vol& vol, Delai delai = {}); ///< overwrites the fields that are set
+    void modifier(const Vol& vol, Fin fin, Delai delai = {});
+    std::future<Resultat> supprimer(const Vol& vol, Delai delai = {});
+    void supprimer(const Vol& vol, Fin fin, Delai delai = {});
+    std::future<Resultat> consulter(const Vol& vol, Delai delai = {});
+    void consulter(const Vol& vol, Fin fin, Delai delai = {});
+    /// All the records like the example, in memory.
+    std::future<ResultatListe> lister(const Vol& exemple, Delai delai = {});
+    void lister(const Vol& exemple, FinListe fin, Delai delai = {});
+    /// The same as a stream; at most capacite records wait in memory (at least 1).
+    Flux parcourir(const Vol& exemple, std::size_t capacite = 1000, Delai delai = {});
+    /// @}
+
+  private:
+    std::shared_ptr<MoteurSession> moteur() const; ///< throws nothing; null when closed
+
+    mutable std::shared_ptr<MoteurSession> _moteur; ///< through std::atomic_load and std::atomic_store
+};
+
+} // namespace cdv
+
+#endif

@@ -1,0 +1,160 @@
+#ifndef CDVVOL_H
+#define CDVVOL_H
+
+#include "OXvol_completDataChamps.h"
+#include "orix/Exportation.h"
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+class OXvol_completData;
+
+namespace cdv {
+
+/// A value that a flight record cannot hold, or a text that describes none; what() is one line that says
+/// where and why.
+class ORIX_API ErreurVol : public std::invalid_argument
+{
+  public:
+    using std::invalid_argument::invalid_argument;
+    ~ErreurVol() override;
+};
+
+/// @cond
+#define CDV_TEXTE(nom) nom,
+#define CDV_CODE_STAT(nom) nom##_gcode, nom##_glibelle, nom##_gheure_chgt,
+/// @endcond
+/// The texts of a flight record, in wire order: its 55 text fields, under the record's own names, and the
+/// three parts of each of its two status codes (pcode_stat_depart_gcode...).
+enum class Champ : int
+{
+    OXVOL_COMPLET_CHAMPS(CDV_TEXTE, CDV_CODE_STAT)
+};
+#undef CDV_TEXTE
+#undef CDV_CODE_STAT
+
+/// One changed field of a record. Empty optionals are texts that are not set. As an argument the views are
+/// copied by the record; as a result they belong to it.
+struct Changement
+{
+    std::optional<std::string_view> rubrique;
+    std::optional<std::string_view> ancienneValeur;
+    std::optional<std::string_view> nouvelleValeur;
+
+    friend bool operator==(const Changement& a, const Changement& b)
+    {
+        return a.rubrique == b.rubrique && a.ancienneValeur == b.ancienneValeur &&
+               a.nouvelleValeur == b.nouvelleValeur;
+    }
+    friend bool operator!=(const Changement& a, const Changement& b) { return !(a == b); }
+};
+
+/// A flight record as a value: moved, compared, read and written by field, converted from and to JSON.
+///
+///     cdv::Vol vol;
+///     vol.ecrire(cdv::Champ::gidentifiant, "20261121DAFR012-000").ecrire("parking", "B12");
+///     if (auto piste = vol.lire("piste")) ...
+///
+/// Names: a field has one name with three spellings, "identifiant", "gidentifiant" and "m_gidentifiant"; the
+/// parts of the status codes are "code_stat_depart.code", "code_stat_depart.libelle",
+/// "code_stat_depart.heure_chgt", and the same for "code_stat_arrivee". An unknown name throws ErreurVol. Set
+/// and not set: a field that is not set reads as an empty optional; the empty string is a value like another.
+/// Characters: fields hold ISO-8859-1 bytes and go to the server as they are; depuisUtf8() and versUtf8()
+/// convert. No null byte fits in. The text "__PtrNULL__" stands for "not set" on the wire: a field that holds
+/// it arrives unset. Ownership: the value owns its record. Views read from it live until the field is
+/// written, or the value moved from or destroyed. A moved-from value is an empty record. Copies are asked for
+/// by name: copier(). Threads: a value belongs to one thread at a time.
+class ORIX_API Vol
+{
+  public:
+    Vol() noexcept;                                ///< nothing is set
+    explicit Vol(const OXvol_completData& source); ///< a deep copy
+    Vol(Vol&& source) noexcept;
+    Vol& operator=(Vol&& source) noexcept;
+    ~Vol();
+
+    /// Takes the content out of a record, which is left empty; no text is copied. To be used on the record
+    /// that a callback receives: it dies right after anyway, and does not miss what was taken.
+    static Vol prendre(OXvol_completData& source);
+    Vol copier() const; ///< a deep copy
+
+    /// @name Fields
+    /// @{
+    std::optional<std::string_view> lire(Champ champ) const noexcept;
+    std::optional<std::string_view> lire(std::string_view nom) const { return lire(champ(nom)); }
+    /// Throws ErreurVol for a null byte in the value.
+    Vol& ecrire(Champ champ, std::string_view valeur);
+    Vol& ecrire(std::string_view nom, std::string_view valeur) { return ecrire(champ(nom), valeur); }
+    /// The field is not set any more. A status code disappears with the last of its parts.
+    Vol& effacer(Champ champ);
+    Vol& effacer(std::string_view nom) { return effacer(champ(nom)); }
+    bool estVide() const noexcept; ///< no field, no change and no point is set
+
+    static const std::vector<std::string_view>& champs(); ///< the short names, in wire order
+    static std::string_view nom(Champ champ);             ///< the short name
+    static Champ champ(std::string_view nom);             ///< in any spelling; throws ErreurVol
+    static std::optional<Champ> chercher(std::string_view nom) noexcept; ///< in any spelling
+    /// @}
+
+    /// @name Route points
+    /// At most OXvol_completData::MAX_POINT.
+    /// @{
+    std::size_t nombrePoints() const noexcept;
+    std::string_view point(std::size_t index) const; ///< throws std::out_of_range
+    std::vector<std::string_view> points() const;
+    Vol& ajouterPoint(std::string_view point); ///< throws ErreurVol when the list is full
+    Vol& viderPoints() noexcept;
+    /// @}
+
+    /// @name Changed fields
+    /// At most OXvol_completData::MAX_RUB_CHGT.
+    /// @{
+    std::size_t nombreChangements() const noexcept;
+    Changement changement(std::size_t index) const; ///< throws std::out_of_range
+    std::vector<Changement> changements() const;
+    Vol& ajouterChangement(const Changement& changement); ///< throws ErreurVol when the list is full
+    Vol& viderChangements() noexcept;
+    /// @}
+
+    /// Same fields set, to the same texts, same changes and points in the same order. A status code without
+    /// any part counts as absent.
+    friend ORIX_API bool operator==(const Vol& a, const Vol& b);
+    friend bool operator!=(const Vol& a, const Vol& b) { return !(a == b); }
+
+    /// @name JSON
+    /// One object in UTF-8, one member for each field that is set, under its short name, in wire order; the
+    /// status codes are objects of theirs; "changements" and "points" are arrays, absent when empty:
+    ///
+    ///     {"identifiant": "20261121DAFR012-000", "parking": "", "code_stat_depart": {"code": "RTD"},
+    ///      "changements": [{"rubrique": "parking", "ancienne_valeur": "B12"}], "points": ["LFBO"]}
+    ///
+    /// Lossless: depuisJson(v.versJson()) == v for any bytes from 0x01 to 0xFF.
+    /// @{
+    std::string
+    versJson(int indentation = -1) const; ///< on one line, or indented by that many spaces a level
+    /// Takes the names in every spelling, and null as "not set". Throws ErreurVol: not JSON, an unknown or
+    /// repeated name, a value that is no text, a character that ISO-8859-1 does not have, a list too long.
+    static Vol depuisJson(std::string_view json);
+    /// @}
+
+    /// The record itself, for a call of OXcdvCliItf or a dump; it stays the value's.
+    const OXvol_completData& brut() const;
+    OXvol_completData& brut();
+
+  private:
+    std::unique_ptr<OXvol_completData> _vol; ///< null stands for an empty record until one is needed
+};
+
+/// UTF-8 for a text in ISO-8859-1. Every byte has its character.
+ORIX_API std::string versUtf8(std::string_view latin1);
+/// ISO-8859-1 for a text in UTF-8. Throws ErreurVol for what is not UTF-8, and for characters beyond U+00FF.
+ORIX_API std::string depuisUtf8(std::string_view utf8);
+
+} // namespace cdv
+
+#endif
