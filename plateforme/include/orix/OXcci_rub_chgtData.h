@@ -9,7 +9,7 @@
 
 struct OXcci_rub_chgtData_v3_0_0;
 
-/// The fields of changed field of a record, in wire order.
+/// The fields, in wire order.
 #define OXCCI_RUB_CHGT_CHAMPS(TEXTE)                                                                         \
     TEXTE(grubrique)                                                                                         \
     TEXTE(gancienne_valeur)                                                                                  \

@@ -9,7 +9,7 @@
 
 struct OXcode_statData_v3_0_0;
 
-/// The fields of status code of a movement, in wire order.
+/// The fields, in wire order.
 #define OXCODE_STAT_CHAMPS(TEXTE)                                                                            \
     TEXTE(gcode)                                                                                             \
     TEXTE(glibelle)                                                                                          \

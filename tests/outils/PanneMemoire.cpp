@@ -1,0 +1,99 @@
+#include "PanneMemoire.h"
+
+#include <dlfcn.h>
+
+#include <cstddef>
+
+namespace {
+
+thread_local int reste = 0;        // allocations until the one that fails; 0: none will
+thread_local long bilan = 0;       // allocations less releases
+thread_local bool interne = false; // one operator may call another: counted once
+
+/// The operator that this file hides. It still does the work: a sanitizer's goes on checking each delete
+/// against its new.
+template <class Operateur>
+Operateur* suivant(const char* symbole)
+{
+    return reinterpret_cast<Operateur*>(dlsym(RTLD_NEXT, symbole));
+}
+
+class Interne
+{
+  public:
+    Interne() : _avant(interne) { interne = true; }
+    ~Interne() { interne = _avant; }
+
+  private:
+    bool _avant;
+};
+
+void* allouer(void* (*operateur)(std::size_t), std::size_t taille)
+{
+    if (interne)
+        return operateur(taille);
+    if (reste > 0 && --reste == 0)
+        throw std::bad_alloc();
+    const Interne portee;
+    ++bilan;
+    return operateur(taille);
+}
+
+template <class... Arguments>
+void liberer(void (*operateur)(void*, Arguments...), void* memoire, Arguments... arguments)
+{
+    if (!interne && memoire != nullptr)
+        --bilan;
+    const Interne portee;
+    operateur(memoire, arguments...);
+}
+
+} // namespace
+
+void* operator new(std::size_t taille)
+{
+    static const auto operateur = suivant<void*(std::size_t)>("_Znwm");
+    return allouer(operateur, taille);
+}
+
+void* operator new[](std::size_t taille)
+{
+    static const auto operateur = suivant<void*(std::size_t)>("_Znam");
+    return allouer(operateur, taille);
+}
+
+void operator delete(void* memoire) noexcept
+{
+    static const auto operateur = suivant<void(void*)>("_ZdlPv");
+    liberer(operateur, memoire);
+}
+
+void operator delete[](void* memoire) noexcept
+{
+    static const auto operateur = suivant<void(void*)>("_ZdaPv");
+    liberer(operateur, memoire);
+}
+
+void operator delete(void* memoire, std::size_t taille) noexcept
+{
+    static const auto operateur = suivant<void(void*, std::size_t)>("_ZdlPvm");
+    liberer(operateur, memoire, taille);
+}
+
+void operator delete[](void* memoire, std::size_t taille) noexcept
+{
+    static const auto operateur = suivant<void(void*, std::size_t)>("_ZdaPvm");
+    liberer(operateur, memoire, taille);
+}
+
+namespace essais {
+
+long bilanMemoire() noexcept { return bilan; }
+
+PanneMemoire::PanneMemoire(int n) noexcept { reste = n; }
+
+PanneMemoire::~PanneMemoire() { reste = 0; }
+
+bool PanneMemoire::survenue() const noexcept { return reste == 0; }
+
+} // namespace essais

@@ -1,0 +1,57 @@
+#ifndef PANNEMEMOIRE_H
+#define PANNEMEMOIRE_H
+
+#include <new>
+#include <stdexcept>
+#include <string>
+
+namespace essais {
+
+/// Allocations less releases by operator new and delete on this thread so far.
+long bilanMemoire() noexcept;
+
+/// While it lives, the n-th operator new of this thread (1: the next) throws std::bad_alloc, once. One at a
+/// time.
+class PanneMemoire
+{
+  public:
+    explicit PanneMemoire(int n) noexcept;
+    ~PanneMemoire();
+    PanneMemoire(const PanneMemoire&) = delete;
+    PanneMemoire& operator=(const PanneMemoire&) = delete;
+
+    bool survenue() const noexcept; ///< whether the failure has come
+};
+
+/// Runs the action once as it is, then with its first allocation failing, then its second, and so on until
+/// none is left to fail. Every failure must leave the action as std::bad_alloc and leave nothing allocated:
+/// else throws std::logic_error. Returns how many failures there were.
+template <class Action>
+int chaquePanne(Action action)
+{
+    action(); // what is made at the first use, and kept, is not a leak
+    const long bilan = bilanMemoire();
+    for (int n = 1;; ++n) {
+        bool survenue = false;
+        bool signalee = false;
+        {
+            const PanneMemoire panne(n);
+            try {
+                action();
+            } catch (const std::bad_alloc&) {
+                signalee = true;
+            }
+            survenue = panne.survenue();
+        }
+        if (bilanMemoire() != bilan)
+            throw std::logic_error("leak after failure " + std::to_string(n));
+        if (survenue != signalee && !avaleesPermises)
+            throw std::logic_error("swallowed failure " + std::to_string(n));
+        if (!survenue)
+            return n - 1;
+    }
+}
+
+} // namespace essais
+
+#endif
