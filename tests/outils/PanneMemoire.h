@@ -26,8 +26,9 @@ class PanneMemoire
 /// Runs the action once as it is, then with its first allocation failing, then its second, and so on until
 /// none is left to fail. Every failure must leave the action as std::bad_alloc and leave nothing allocated:
 /// else throws std::logic_error. Returns how many failures there were.
+/// avaleesPermises: a failure may also stay inside, as one in a destructor must.
 template <class Action>
-int chaquePanne(Action action)
+int chaquePanne(Action action, bool avaleesPermises = false)
 {
     action(); // what is made at the first use, and kept, is not a leak
     const long bilan = bilanMemoire();
