@@ -301,12 +301,11 @@ OXvol_completData_v3_0_0 OXvol_completData::construireObjetSpecifique_v3_0_0() c
 #undef TEXTE
 #undef CODE_STAT
     // An array given to the constructor may hold null entries: they go as changed fields without content.
-    const OXcci_rub_chgtData vide;
     objet.m_trub_chgt.length(m_nrub_chgt);
-    for (int i = 0; i < m_nrub_chgt; ++i) {
-        const OXcci_rub_chgtData& entree = m_trub_chgt[i] != nullptr ? *m_trub_chgt[i] : vide;
-        objet.m_trub_chgt[i] = entree.construireObjetSpecifique_v3_0_0();
-    }
+    for (int i = 0; i < m_nrub_chgt; ++i)
+        objet.m_trub_chgt[i] = m_trub_chgt[i] != nullptr
+                                   ? m_trub_chgt[i]->construireObjetSpecifique_v3_0_0()
+                                   : OXcci_rub_chgtData().construireObjetSpecifique_v3_0_0();
     objet.m_tpoint.length(m_npoint);
     for (int i = 0; i < m_npoint; ++i) {
         const char* const point = m_tpoint[i];

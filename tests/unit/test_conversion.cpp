@@ -1,0 +1,335 @@
+// The record on the wire and in the logs: both must stay what servers and readers know.
+#include "OXvol_completData.h"
+
+#include "CapteurTraces.h"
+#include "LiaisonORB.h"
+#include "OXvol_completDataC.h"
+#include "PanneMemoire.h"
+#include "VolsEssai.h"
+
+#include <gmock/gmock.h>
+
+#include <iostream>
+
+using essais::CapteurTraces;
+using essais::rubChgt;
+using essais::volComplet;
+using testing::ElementsAre;
+
+namespace {
+
+/// Strings cross in the ORB's native code set: it must be up.
+class Fil : public testing::Test
+{
+  protected:
+    static void SetUpTestSuite()
+    {
+        int argc = 0;
+        char* argv[] = {nullptr};
+        s_orb = orix::orb::creerORB(argc, argv, {});
+    }
+    static void TearDownTestSuite()
+    {
+        s_orb->destroy();
+        s_orb = CORBA::ORB::_nil();
+    }
+
+    static CORBA::ORB_var s_orb;
+};
+CORBA::ORB_var Fil::s_orb;
+
+std::string dump(const OXvol_completData& vol)
+{
+    std::ostringstream flux;
+    flux << vol;
+    return flux.str();
+}
+
+/// What the other side reads.
+template <class T>
+T aTraversLeFil(const T& envoye)
+{
+    cdrMemoryStream flux;
+    envoye >>= flux;
+    flux.rewindInputPtr();
+    T recu;
+    recu <<= flux;
+    return recu;
+}
+
+std::string tousLesOctets()
+{
+    std::string octets;
+    for (int octet = 1; octet < 256; ++octet)
+        octets += static_cast<char>(octet);
+    return octets;
+}
+
+} // namespace
+
+TEST_F(Fil, UnEnregistrementPleinTraverseInchange)
+{
+    const std::string octets = tousLesOctets();
+    auto vol = volComplet();
+    vol->ecrire_gadresse_mode_S(OXdupliqueChaine(octets.c_str()));
+    while (vol->nombre_rub_chgt() < OXvol_completData::MAX_RUB_CHGT)
+        vol->ajouter_rub_chgt(rubChgt(octets.c_str()));
+    while (vol->nombre_point() < OXvol_completData::MAX_POINT)
+        vol->ajouter_point(const_cast<char*>(octets.c_str()));
+
+    const OXvol_completData_v3_0_0 fil = aTraversLeFil(vol->construireObjetSpecifique_v3_0_0());
+    // Each member under its own name, whatever the order of the table.
+#define TEXTE(nom) EXPECT_STREQ(fil.m_##nom, vol->m_##nom);
+#define CODE_STAT(nom)                                                                                       \
+    ASSERT_EQ(fil.m_##nom.length(), 1u);                                                                     \
+    EXPECT_STREQ(fil.m_##nom[0].m_gcode, #nom);                                                              \
+    EXPECT_STREQ(fil.m_##nom[0].m_gheure_chgt, "__PtrNULL__");
+    OXVOL_COMPLET_CHAMPS(TEXTE, CODE_STAT)
+#undef TEXTE
+#undef CODE_STAT
+    EXPECT_EQ(fil.m_trub_chgt.length(), 6u);
+    EXPECT_STREQ(fil.m_trub_chgt[0].m_grubrique, "piste");
+    EXPECT_EQ(fil.m_tpoint.length(), 10u);
+    EXPECT_STREQ(fil.m_tpoint[9], octets.c_str());
+
+    EXPECT_EQ(dump(OXvol_completData(fil)), dump(*vol));
+}
+
+TEST_F(Fil, UnAnyRendLEnregistrementSousSonTypeCode)
+{
+    const OXvol_completData_v3_0_0 envoye = volComplet()->construireObjetSpecifique_v3_0_0();
+    CORBA::Any parCopie;
+    parCopie <<= envoye;
+    CORBA::Any parAdoption;
+    parAdoption <<= new OXvol_completData_v3_0_0(envoye);
+    for (const CORBA::Any* any : {&parCopie, &parAdoption}) {
+        const CORBA::Any recu = aTraversLeFil(*any);
+        const OXvol_completData_v3_0_0* extrait = nullptr;
+        ASSERT_TRUE(recu >>= extrait);
+        EXPECT_EQ(dump(OXvol_completData(*extrait)), dump(OXvol_completData(envoye)));
+        const CORBA::TypeCode_var type = recu.type();
+        EXPECT_STREQ(type->id(), "IDL:OXvol_completData_v3_0_0:1.0");
+    }
+
+    SeqOXvol_completData_v3_0_0 sequence;
+    sequence.length(1);
+    sequence[0] = envoye;
+    CORBA::Any any;
+    any <<= sequence;
+    const SeqOXvol_completData_v3_0_0* extraite = nullptr;
+    ASSERT_TRUE(any >>= extraite);
+    EXPECT_STREQ((*extraite)[0].m_gidentifiant, "gidentifiant");
+
+    const std::pair<CORBA::TypeCode_ptr, const char*> types[] = {
+        {_tc_OXvol_completData_v3_0_0, "IDL:OXvol_completData_v3_0_0:1.0"},
+        {_tc_SeqOXvol_completData_v3_0_0, "IDL:SeqOXvol_completData_v3_0_0:1.0"},
+        {_tc_SeqTabOXvol_completData_m_trub_chgt_v3_0_0,
+         "IDL:SeqTabOXvol_completData_m_trub_chgt_v3_0_0:1.0"},
+        {_tc_SeqTabOXvol_completData_m_tpoint, "IDL:SeqTabOXvol_completData_m_tpoint:1.0"},
+        {_tc_SeqOXcode_statData_v3_0_0, "IDL:SeqOXcode_statData_v3_0_0:1.0"},
+        {_tc_OXcci_rub_chgtData_v3_0_0, "IDL:OXcci_rub_chgtData_v3_0_0:1.0"}};
+    for (const auto& [type, identifiant] : types)
+        EXPECT_STREQ(type->id(), identifiant);
+    EXPECT_EQ(_tc_OXvol_completData_v3_0_0->member_count(), 59u);
+    EXPECT_EQ(_tc_SeqTabOXvol_completData_m_tpoint->kind(), CORBA::tk_alias);
+}
+
+TEST_F(Fil, LesBornesSontTenues)
+{
+    OXvol_completData_v3_0_0 fil;
+    EXPECT_THROW(fil.m_trub_chgt.length(7), CORBA::SystemException);
+    EXPECT_THROW(fil.m_tpoint.length(11), CORBA::SystemException);
+    EXPECT_THROW(fil.m_pcode_stat_depart.length(2), CORBA::SystemException);
+
+    // As a peer that ignores the bound would send them.
+    cdrMemoryStream flux;
+    const CORBA::ULong onze = 11;
+    onze >>= flux;
+    for (CORBA::ULong i = 0; i < onze; ++i)
+        flux.marshalString("AGEN");
+    flux.rewindInputPtr();
+    EXPECT_THROW(fil.m_tpoint <<= flux, CORBA::MARSHAL);
+}
+
+TEST_F(Fil, LeMarqueurTientLieuDesTextesNuls)
+{
+    const OXvol_completData_v3_0_0 vide = OXvol_completData().construireObjetSpecifique_v3_0_0();
+#define TEXTE(nom) EXPECT_STREQ(vide.m_##nom, "__PtrNULL__");
+#define CODE_STAT(nom) EXPECT_EQ(vide.m_##nom.length(), 0u);
+    OXVOL_COMPLET_CHAMPS(TEXTE, CODE_STAT)
+#undef TEXTE
+#undef CODE_STAT
+    EXPECT_EQ(vide.m_trub_chgt.length(), 0u);
+    EXPECT_EQ(vide.m_tpoint.length(), 0u);
+    EXPECT_EQ(dump(OXvol_completData(vide)), dump(OXvol_completData()));
+
+    // Only the whole marker means null, and only in the fields.
+    OXvol_completData_v3_0_0 fil(vide);
+    fil.m_gpiste = "__PtrNULL__ ";
+    fil.m_gparking = "";
+    fil.m_gpkdep = "__PtrNULL_";
+    fil.m_tpoint.length(1);
+    fil.m_tpoint[0] = "__PtrNULL__";
+    fil.m_pcode_stat_arrivee.length(1);
+    fil.m_pcode_stat_arrivee[0].m_gcode = "__PtrNULL__";
+    const OXvol_completData vol(fil);
+    EXPECT_STREQ(vol.m_gpiste, "__PtrNULL__ ");
+    EXPECT_STREQ(vol.m_gparking, "");
+    EXPECT_STREQ(vol.m_gpkdep, "__PtrNULL_");
+    EXPECT_STREQ(vol.lire_point(0), "__PtrNULL__");
+    EXPECT_EQ(vol.m_pcode_stat_depart, nullptr);
+    ASSERT_NE(vol.m_pcode_stat_arrivee, nullptr);
+    EXPECT_EQ(vol.m_pcode_stat_arrivee->m_gcode, nullptr);
+    EXPECT_STREQ(vol.m_pcode_stat_arrivee->m_glibelle, "");
+    EXPECT_EQ(vol.lireVersion(), std::vector<orix::OXversion>{orix::OXversion(3, 0, 0, 0)});
+}
+
+TEST_F(Fil, LesEntreesNullesDUnTableauNArretentRien)
+{
+#define NUL(nom) nullptr,
+    const OXvol_completData vol(
+        OXVOL_COMPLET_CHAMPS(NUL, NUL) 2, new OXcci_rub_chgtData* [2] { nullptr, rubChgt("piste") }, 2,
+        new char* [2] { OXdupliqueChaine("AGEN"), nullptr });
+#undef NUL
+    CapteurTraces capteur;
+    const OXvol_completData_v3_0_0 fil = OXvol_completData(vol).construireObjetSpecifique_v3_0_0();
+    EXPECT_EQ(capteur.compter("Element 1 NULL dans m_tpoint"), 1);
+    EXPECT_STREQ(fil.m_tpoint[1], "");
+    EXPECT_STREQ(fil.m_trub_chgt[0].m_grubrique, "__PtrNULL__");
+    EXPECT_STREQ(fil.m_trub_chgt[1].m_grubrique, "piste");
+    const OXvol_completData retour(fil);
+    EXPECT_STREQ(retour.lire_point(1), "");
+    EXPECT_FALSE(dump(vol).empty());
+}
+
+TEST_F(Fil, TracesDesConversions)
+{
+    const OXvol_completData vol;
+    CapteurTraces capteur;
+    const OXvol_completData_v3_0_0 fil = vol.construireObjetSpecifique_v3_0_0();
+    std::vector<orix::LigneTrace> lignes = capteur.prendre();
+    ASSERT_EQ(lignes.size(), 2u);
+    EXPECT_EQ(lignes[0].message, "Entrée.");
+    EXPECT_EQ(lignes[1].message, "Sortie.");
+    EXPECT_EQ(lignes[0].fonction,
+              "OXvol_completData_v3_0_0 OXvol_completData::construireObjetSpecifique_v3_0_0() const");
+    const OXvol_completData recu(fil);
+    lignes = capteur.prendre();
+    ASSERT_EQ(lignes.size(), 2u);
+    EXPECT_EQ(lignes[0].message, "Entrée constructeur de conversion v3.0.0");
+    EXPECT_EQ(lignes[1].message, "Sortie constructeur de conversion v3.0.0");
+    for (const orix::LigneTrace& ligne : lignes) {
+        EXPECT_EQ(ligne.niveau, 900);
+        EXPECT_EQ(ligne.fichier, "OXvol_completData");
+        EXPECT_EQ(ligne.fonction, "OXvol_completData::OXvol_completData(const OXvol_completData_v3_0_0&)");
+    }
+}
+
+TEST_F(Fil, ManqueDeMemoirePendantUneConversion)
+{
+    const auto vol = volComplet();
+    const OXvol_completData_v3_0_0 fil = vol->construireObjetSpecifique_v3_0_0();
+    // The two texts of the status codes that carry the marker cost nothing.
+    EXPECT_EQ(essais::chaquePanne([&] { const OXvol_completData recu(fil); }), 55 + 2 * 3 + 2 * 4 + 3);
+    EXPECT_GE(essais::chaquePanne([&] { vol->construireObjetSpecifique_v3_0_0(); }), 55);
+}
+
+TEST(Dump, EnregistrementPartiel)
+{
+    OXvol_completData vol;
+    vol.ecrire_gidentifiant(OXdupliqueChaine("AF1234"));
+    vol.ecrire_gpiste(OXdupliqueChaine(""));
+    vol.ecrire_pcode_stat_arrivee(
+        new OXcode_statData(OXdupliqueChaine("EST"), nullptr, OXdupliqueChaine("1012")));
+    vol.ajouter_rub_chgt(
+        new OXcci_rub_chgtData(OXdupliqueChaine("parking"), nullptr, OXdupliqueChaine("B7")));
+    vol.ajouter_point(const_cast<char*>("AGEN"));
+    vol.ajouter_point(const_cast<char*>(""));
+
+    const char* const attendu = " --- Debut OXvol_completData Version : 3.0.0.0\n"
+                                "\t\t m_gidentifiant v3.0.0 : <AF1234>\n"
+                                "\t\t m_grealisation v3.0.0 : NULL\n"
+                                "\t\t m_gaerod_dep v3.0.0 : NULL\n"
+                                "\t\t m_gaerod_dest v3.0.0 : NULL\n"
+                                "\t\t m_gdate_prev_mvt v3.0.0 : NULL\n"
+                                "\t\t m_gheure_prev_mvt v3.0.0 : NULL\n"
+                                "\t\t m_gsens_mvt v3.0.0 : NULL\n"
+                                "\t\t m_gindicatif v3.0.0 : NULL\n"
+                                "\t\t m_gexploitant_1 v3.0.0 : NULL\n"
+                                "\t\t m_gnumero_ligne_1 v3.0.0 : NULL\n"
+                                "\t\t m_gbigramme_dgac v3.0.0 : NULL\n"
+                                "\t\t m_gimmatriculation v3.0.0 : NULL\n"
+                                "\t\t m_gnumero_ordre v3.0.0 : NULL\n"
+                                "\t\t m_gexploitant_2 v3.0.0 : NULL\n"
+                                "\t\t m_gnumero_ligne_2 v3.0.0 : NULL\n"
+                                "\t\t m_gnature v3.0.0 : NULL\n"
+                                "\t\t m_gtype_exploitant v3.0.0 : NULL\n"
+                                "\t\t m_gheure_dep_reelle v3.0.0 : NULL\n"
+                                "\t\t m_gheure_arr_reelle v3.0.0 : NULL\n"
+                                "\t\t m_gaerod_arr_reel v3.0.0 : NULL\n"
+                                "\t\t m_gtrtspec v3.0.0 : NULL\n"
+                                "\t\t m_gtype_oaci v3.0.0 : NULL\n"
+                                "\t\t m_gtype_fin v3.0.0 : NULL\n"
+                                "\t\t m_gcat_aeronef v3.0.0 : NULL\n"
+                                "\t\t m_gmasse_max v3.0.0 : NULL\n"
+                                "\t\t m_gacoustique v3.0.0 : NULL\n"
+                                "\t\t m_gcat_ssis v3.0.0 : NULL\n"
+                                "\t\t m_gpiste v3.0.0 : <>\n"
+                                "\t\t m_gbalisage v3.0.0 : NULL\n"
+                                "\t\t m_gvisibilite v3.0.0 : NULL\n"
+                                "\t\t m_ghauteur_nuage v3.0.0 : NULL\n"
+                                "\t\t m_gregle_vol v3.0.0 : NULL\n"
+                                "\t\t m_gapproche v3.0.0 : NULL\n"
+                                "\t\t m_gparking v3.0.0 : NULL\n"
+                                "\t\t m_gnb_aeronef v3.0.0 : NULL\n"
+                                "\t\t m_gsieges_offerts v3.0.0 : NULL\n"
+                                "\t\t m_gcharge_offerte v3.0.0 : NULL\n"
+                                "\t\t m_gpax_transit v3.0.0 : NULL\n"
+                                "\t\t m_gfret_transit v3.0.0 : NULL\n"
+                                "\t\t m_gnb_rub_chgt v3.0.0 : NULL\n"
+                                "\t\t m_gpkdep v3.0.0 : NULL\n"
+                                "\t\t m_gpkarr v3.0.0 : NULL\n"
+                                "\t\t m_pcode_stat_depart v3.0.0 : NULL\n"
+                                "\t\t m_pcode_stat_arrivee v3.0.0 : \n"
+                                " --- Debut OXcode_statData Version : 3.0.0.0\n"
+                                "\t\t m_gcode v3.0.0 : <EST>\n"
+                                "\t\t m_glibelle v3.0.0 : NULL\n"
+                                "\t\t m_gheure_chgt v3.0.0 : <1012>\n"
+                                " --- Fin OXcode_statData\n"
+                                "\n"
+                                "\t\t m_gindic_irregul_arr v3.0.0 : NULL\n"
+                                "\t\t m_gindic_irregul_dep v3.0.0 : NULL\n"
+                                "\t\t m_gnb_mvt_arr v3.0.0 : NULL\n"
+                                "\t\t m_gnb_mvt_dep v3.0.0 : NULL\n"
+                                "\t\t m_gaobdt v3.0.0 : NULL\n"
+                                "\t\t m_gaabdt v3.0.0 : NULL\n"
+                                "\t\t m_gcause_irregul_arr v3.0.0 : NULL\n"
+                                "\t\t m_gcause_irregul_dep v3.0.0 : NULL\n"
+                                "\t\t m_gheure_parking_arr v3.0.0 : NULL\n"
+                                "\t\t m_gheure_parking_dep v3.0.0 : NULL\n"
+                                "\t\t m_gdate_reelle_mvt_arr v3.0.0 : NULL\n"
+                                "\t\t m_gdate_reelle_mvt_dep v3.0.0 : NULL\n"
+                                "\t\t m_gadresse_mode_S v3.0.0 : NULL\n"
+                                "\t\t Tableau m_trub_chgt v3.0.0 Nb d'elements 1\n"
+                                "\t\t m_trub_chgt[0] = \n"
+                                " --- Debut OXcci_rub_chgtData Version : 3.0.0.0\n"
+                                "\t\t m_grubrique v3.0.0 : <parking>\n"
+                                "\t\t m_gancienne_valeur v3.0.0 : NULL\n"
+                                "\t\t m_gnouvelle_valeur v3.0.0 : <B7>\n"
+                                " --- Fin OXcci_rub_chgtData\n"
+                                "\n"
+                                "\t\t Tableau m_tpoint v3.0.0 Nb d'elements 2\n"
+                                "\t\t m_tpoint[0] = AGEN\n"
+                                "\t\t m_tpoint[1] = \n"
+                                " --- Fin OXvol_completData\n";
+    CapteurTraces capteur;
+    EXPECT_EQ(dump(vol), attendu);
+    // The version is looked up twice; nothing else is traced.
+    EXPECT_THAT(capteur.prendreTextes(), ElementsAre("900 Entrée.", "900 Version(s) 3.0.0.0", "900 Sortie.",
+                                                     "900 Entrée.", "900 Version(s) 3.0.0.0", "900 Sortie."));
+
+    testing::internal::CaptureStdout();
+    vol.trace();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              std::string(" === ORIX DATA === OXvol_completData::trace\n") + attendu);
+}
