@@ -14,11 +14,13 @@ constexpr std::chrono::seconds DELAI_ARRET{5}; // for clients that are slow to t
 } // namespace
 
 Serveur::Serveur(Magasin& magasin, const NomsServeur& noms, const Pings::Reglages& reglagesPings)
-    : _requetes(CAPACITE_REQUETES), _clients(Clients::Reglages{}), _travailleur(magasin, _requetes, _clients)
+    : _requetes(CAPACITE_REQUETES),
+      _clients(Clients::Reglages{}),
+      _travailleur(magasin, _requetes, _clients),
+      _service(new Service(_clients, _requetes))
 {
     const CORBA::ORB_ptr orb = orix::oxNoyau()->lirePointAcces()->lireORB();
-    const PortableServer::Servant_var<Service> service = new Service(_clients, _requetes);
-    const orix_corba::OXcdv_v3_0_0_ClientVersServeur_var reference = service->_this();
+    const orix_corba::OXcdv_v3_0_0_ClientVersServeur_var reference = _service->_this();
     const CORBA::String_var ior = orb->object_to_string(reference);
     _pointAcces = cdv::pointAcces(ior.in());
     _pings = std::make_unique<Pings>(reglagesPings, noms, _clients);
@@ -33,6 +35,12 @@ void Serveur::arreter()
     _pings.reset();
     _travailleur.arreter();
     _clients.arreter(DELAI_ARRET);
+    if (_service.in() != nullptr) {
+        const PortableServer::POA_var poa = _service->_default_POA();
+        const PortableServer::ObjectId_var id = poa->servant_to_id(_service.in());
+        poa->deactivate_object(id);
+        _service = nullptr;
+    }
 }
 
 } // namespace cdv

@@ -24,6 +24,7 @@ class Serveur
     FileRequetes _requetes;
     Clients _clients;
     Travailleur _travailleur;
+    PortableServer::Servant_var<Service> _service; // null once withdrawn from its POA
     std::unique_ptr<Pings> _pings;
     std::string _pointAcces;
 };

@@ -47,8 +47,7 @@ void Service::liste_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long n
 
 void Service::desactiveCB(CORBA::Long numeroClient)
 {
-    _reconnaitre(numeroClient);
-    _clients.abandonner(numeroClient, "il se désactive");
+    _clients.abandonner(numeroClient, "il se désactive"); // who is unknown has left already
 }
 
 void Service::deconnexionCB(CORBA::Long numeroClient)

@@ -134,8 +134,11 @@ void servir(int& argc, char** argv, const Options& options, const sigset_t& sign
     const orix::Configuration configuration = configurer(options);
     cdv::Magasin magasin(options.base);
 
+    // A refusal is told once: by main, not by a trace too.
     std::string message;
+    orix::trace()->definirRecepteur([](const orix::LigneTrace&) {});
     const orix::OXstatut statut = orix::initialiser(argc, argv, configuration, &message);
+    orix::trace()->definirRecepteur({});
     if (statut != orix::OXS_OK)
         throw std::runtime_error(message);
     const struct Fin

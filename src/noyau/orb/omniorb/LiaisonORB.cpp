@@ -46,6 +46,8 @@ CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres)
     std::call_once(gestionConnexions, [] { omniConnectionMgmt::init(); });
 
     Options options;
+    // What goes wrong is thrown, and said by whoever catches it; -ORBtraceLevel gives the ORB its voice back.
+    options.ajouter("traceLevel", 0LL);
     const bool tls = !parametres.tls.certificatAutorite.empty();
     for (const std::string& point : parametres.pointsAcces)
         options.ajouter("endPoint", (tls ? "giop:ssl:" : "giop:tcp:") + point);

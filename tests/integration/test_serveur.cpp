@@ -1,0 +1,506 @@
+#include "DossierTemporaire.h"
+#include "EnvoiSansReponse.h"
+#include "LiaisonORB.h"
+#include "OXcdvClientVersServeurC.h"
+#include "OXcdvServeurVersClientS.h"
+#include "OXvol_completDataChamps.h"
+#include "ServeurReel.h"
+
+#include "orix/Noyau.h"
+#include "orix/ORBthread.h"
+#include "orix/Processus.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <csignal>
+#include <fstream>
+#include <iostream>
+#include <set>
+
+using essais::DossierTemporaire;
+using essais::Programme;
+using essais::ServeurReel;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+using Vol = OXvol_completData_v3_0_0;
+using Service = std::remove_pointer_t<orix_corba::OXcdv_v3_0_0_ClientVersServeur_ptr>;
+constexpr std::chrono::seconds PATIENCE{60};
+
+Vol vol(const std::string& identifiant)
+{
+    Vol nul;
+#define TEXTE(nom) nul.m_##nom = "__PtrNULL__";
+#define CODE(nom)
+    OXVOL_COMPLET_CHAMPS(TEXTE, CODE)
+#undef TEXTE
+#undef CODE
+    nul.m_gidentifiant = identifiant.c_str();
+    return nul;
+}
+
+/// What a client received: a notification, or the end that the server announced.
+struct Recu
+{
+    std::string nom;
+    int resultat;
+    std::string identifiant;
+    int idOp;
+
+    friend bool operator==(const Recu& a, const Recu& b)
+    {
+        return a.nom == b.nom && a.resultat == b.resultat && a.identifiant == b.identifiant &&
+               a.idOp == b.idOp;
+    }
+    friend std::ostream& operator<<(std::ostream& flux, const Recu& r)
+    {
+        return flux << r.nom << '(' << r.resultat << ", " << r.identifiant << ", " << r.idOp << ')';
+    }
+};
+
+class Receptions
+{
+  public:
+    void noter(Recu recu)
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        _recus.push_back(std::move(recu));
+        _arrivee.notify_all();
+    }
+    /// Waits until there are so many; what there is then, and stays there.
+    std::vector<Recu> attendre(std::size_t nombre)
+    {
+        std::unique_lock<std::mutex> verrou(_mutex);
+        _arrivee.wait_for(verrou, PATIENCE, [&] { return _recus.size() >= nombre; });
+        return _recus;
+    }
+
+  private:
+    std::mutex _mutex;
+    std::condition_variable _arrivee;
+    std::vector<Recu> _recus;
+};
+
+class Notifications : public POA_orix_corba::OXcdv_v3_0_0_ServeurVersClient,
+                      public PortableServer::RefCountServantBase
+{
+  public:
+    explicit Notifications(Receptions& receptions) : _receptions(receptions) {}
+    void cree_vol_complet(CORBA::Long resultat, const Vol& v, CORBA::Long idOp) override
+    {
+        _receptions.noter({"cree", resultat, v.m_gidentifiant.in(), idOp});
+    }
+    void modifie_vol_complet(CORBA::Long resultat, const Vol& v, CORBA::Long idOp) override
+    {
+        _receptions.noter({"modifie", resultat, v.m_gidentifiant.in(), idOp});
+    }
+    void supprime_vol_complet(CORBA::Long resultat, CORBA::Long idOp) override
+    {
+        _receptions.noter({"supprime", resultat, "", idOp});
+    }
+    void consulte_vol_complet(CORBA::Long resultat, const Vol& v, CORBA::Long idOp) override
+    {
+        _receptions.noter({"consulte", resultat, v.m_gidentifiant.in(), idOp});
+    }
+    void liste_vol_complet(const Vol& v, CORBA::Long idOp) override
+    {
+        _receptions.noter({"liste", 0, v.m_gidentifiant.in(), idOp});
+    }
+    void fin_liste_vol_complet(CORBA::Long resultat, CORBA::Long idOp) override
+    {
+        _receptions.noter({"fin_liste", resultat, "", idOp});
+    }
+
+  private:
+    Receptions& _receptions;
+};
+
+class Face : public POA_orix_corba__Client, public PortableServer::RefCountServantBase
+{
+  public:
+    enum Reponse
+    {
+        PRESENT,
+        DEFAILLANT,
+        RENIE
+    };
+
+    explicit Face(Receptions& receptions) : _receptions(receptions) {}
+    void testerConnexionClient(const char*, const char*, const char*, CORBA::Long) override
+    {
+        if (reponse == DEFAILLANT)
+            throw CORBA::NO_RESOURCES();
+        if (reponse == RENIE)
+            throw orix_corba::ServeurDeconnecte();
+        ++pings;
+    }
+    void testerConnexionServeur(CORBA::Long) override {}
+    void deconnexionCB(CORBA::Long raison) override { _receptions.noter({"deconnexion", raison, "", 0}); }
+
+    std::atomic<Reponse> reponse{PRESENT};
+    std::atomic<int> pings{0};
+
+  private:
+    Receptions& _receptions;
+};
+
+/// What a server's kernel answered.
+struct Activation
+{
+    CORBA::Long statut = -1;
+    CORBA::String_var serveur;
+    CORBA::String_var machine;
+    orix_corba::NiveauReference_var niveau;
+    CORBA::Long numero = -1;
+};
+
+/// A client that speaks the protocol itself.
+class ClientBrut
+{
+  public:
+    explicit ClientBrut(const std::string& url)
+        : _notifications(new Notifications(_receptions)), _face(new Face(_receptions))
+    {
+        const CORBA::Object_var objet =
+            orix::orb::resoudre(orix::oxNoyau()->lirePointAcces()->lireORB(), url);
+        _noyau = orix_corba::Noyau::_unchecked_narrow(objet);
+        if (CORBA::is_nil(_noyau))
+            throw std::runtime_error("no kernel at " + url);
+    }
+    ~ClientBrut()
+    {
+        // The servants use what dies here.
+        const PortableServer::POA_ptr poa = orix::oxNoyau()->lirePointAcces()->lirePOA_Racine();
+        for (PortableServer::ServantBase* servant :
+             std::initializer_list<PortableServer::ServantBase*>{_notifications.in(), _face.in()}) {
+            try {
+                const PortableServer::ObjectId_var id = poa->servant_to_id(servant);
+                poa->deactivate_object(id);
+            } catch (const CORBA::Exception&) {
+                // it was never activated
+            }
+        }
+    }
+
+    Activation demander(const std::string& service, int majeur, bool avecReferences)
+    {
+        orix_corba::SequenceNiveauReference niveaux;
+        niveaux.length(2);
+        for (CORBA::ULong i = 0; i < 2; ++i) {
+            niveaux[i].majeur = i == 0 ? 1 : majeur;
+            niveaux[i].mineur = niveaux[i].correctif = niveaux[i].construction = 0;
+        }
+        orix_corba__Client_var face;
+        if (avecReferences) {
+            niveaux[1].reference = _notifications->_this();
+            face = _face->_this();
+        }
+        Activation a;
+        _noyau->activerService(service.c_str(), niveaux, face, "essai", "machine", a.statut, a.serveur.out(),
+                               a.machine.out(), a.niveau.out(), a.numero);
+        return a;
+    }
+    ClientBrut& activer()
+    {
+        const Activation a = demander("cdv", 3, true);
+        if (a.statut != orix::OXS_OK)
+            throw std::runtime_error("activation refused");
+        _numero = a.numero;
+        _service = orix_corba::OXcdv_v3_0_0_ClientVersServeur::_unchecked_narrow(a.niveau->reference);
+        return *this;
+    }
+
+    template <class Sendc>
+    void envoyer(Sendc sendc, const char* operation, const Vol& v, int idOp)
+    {
+        const CORBA::Long op = idOp;
+        orix::orb::envoyer(_service.in(), sendc, operation,
+                           orix_corba::AMI_OXcdv_v3_0_0_ClientVersServeurHandler::_nil(), v, op, _numero);
+    }
+    void creer(const std::string& identifiant, int idOp)
+    {
+        envoyer(&Service::sendc_cree_vol_complet, "cree_vol_complet", vol(identifiant), idOp);
+    }
+    void lister(int idOp)
+    {
+        Vol exemple = vol("");
+        exemple.m_gidentifiant = "__PtrNULL__";
+        envoyer(&Service::sendc_liste_vol_complet, "liste_vol_complet", exemple, idOp);
+    }
+
+    Service* service() { return _service.in(); }
+    CORBA::Long numero() const { return _numero; }
+    Face& face() { return *_face.in(); }
+    std::vector<Recu> attendre(std::size_t nombre) { return _receptions.attendre(nombre); }
+    bool estConnu()
+    {
+        try {
+            _service->testerConnexionServeur(_numero);
+            return true;
+        } catch (const orix_corba::ClientDeconnecte&) {
+            return false;
+        }
+    }
+
+  private:
+    Receptions _receptions;
+    PortableServer::Servant_var<Notifications> _notifications;
+    PortableServer::Servant_var<Face> _face;
+    orix_corba::Noyau_var _noyau;
+    orix_corba::OXcdv_v3_0_0_ClientVersServeur_var _service;
+    CORBA::Long _numero = 0;
+};
+
+std::string departDe(const ClientBrut& client)
+{
+    return "Client " + std::to_string(client.numero()) + " parti";
+}
+
+class TestServeur : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        int argc = 0;
+        std::string message;
+        ASSERT_EQ(orix::OXS_OK, orix::initialiser(argc, nullptr, orix::Configuration(), &message)) << message;
+    }
+    void TearDown() override { EXPECT_EQ(orix::OXS_OK, orix::terminer()); }
+
+    DossierTemporaire _dossier;
+    std::string _base = _dossier.fichier("vols.db");
+};
+
+} // namespace
+
+TEST(ProgrammeServeur, UnRefusTientEnUneLigneEtLeStatut2)
+{
+    const DossierTemporaire dossier;
+    const std::string base = dossier.fichier("vols.db");
+    const std::string abimee = dossier.fichier("abimee.db");
+    std::ofstream(abimee) << std::string(8192, 'x');
+    const std::string configuration = dossier.fichier("fausse.toml");
+    std::ofstream(configuration) << "[orb]\ndelai_appel_ms = \"longtemps\"\n";
+    const ServeurReel occupant(base);
+
+    const struct
+    {
+        std::vector<std::string> arguments;
+        std::string dit;
+    } cas[] = {
+        {{"--base", base, "--inconnue"}, "--inconnue"},
+        {{}, "--base"},
+        {{"--base", base, "--port", "70000"}, "70000"},
+        {{"--base", base, "--port", std::to_string(occupant.port())}, std::to_string(occupant.port())},
+        {{"--base", abimee, "--port", "0"}, "ce n'est pas une base de vols"},
+        {{"--base", dossier.fichier("absent/vols.db"), "--port", "0"}, "absent/vols.db"},
+        {{"--base", base, "--port", "0", "--configuration", configuration}, "delai_appel_ms"},
+    };
+    for (const auto& [arguments, dit] : cas) {
+        Programme programme(essais::cheminServeur(), arguments);
+        EXPECT_EQ(2, programme.attendreFin()) << dit;
+        const std::string erreurs = programme.erreurs();
+        EXPECT_THAT(erreurs, HasSubstr(dit));
+        EXPECT_EQ(erreurs.size() - 1, erreurs.find('\n')) << erreurs;
+        EXPECT_EQ("", programme.sortie());
+    }
+
+    Programme aide(essais::cheminServeur(), {"--help"});
+    EXPECT_EQ(0, aide.attendreFin());
+    EXPECT_THAT(aide.sortie(), HasSubstr("--periode-ping"));
+    EXPECT_THAT(aide.sortie(), HasSubstr("4  échec de la base"));
+    EXPECT_EQ("", aide.erreurs());
+}
+
+TEST_F(TestServeur, UneActivationImpossibleEstRefuseeAvecSonStatut)
+{
+    const ServeurReel serveur(_base, {"--nom", "premier", "--machine", "tour"});
+    ClientBrut client(serveur.url());
+    const auto verifier = [](const Activation& a, orix::OXstatut statut) {
+        EXPECT_EQ(statut, a.statut);
+        EXPECT_EQ(0, a.numero);
+        EXPECT_STREQ("premier", a.serveur);
+        EXPECT_TRUE(CORBA::is_nil(a.niveau->reference));
+    };
+    verifier(client.demander("vdc", 3, true), orix::OXS_SERVEUR_INEXISTANT);
+    verifier(client.demander("cdv", 2, true), orix::OXS_PROTOCOLE_INCOMPATIBLE);
+    verifier(client.demander("cdv", 3, false), orix::OXS_PARAMETRE_INVALIDE);
+
+    const Activation a = client.demander("cdv", 3, true);
+    EXPECT_EQ(orix::OXS_OK, a.statut);
+    EXPECT_LT(0, a.numero);
+    EXPECT_STREQ("premier", a.serveur);
+    EXPECT_STREQ("tour", a.machine);
+    EXPECT_EQ(3, a.niveau->majeur);
+}
+
+TEST_F(TestServeur, LesNotificationsSuiventLOrdreDesDemandes)
+{
+    const ServeurReel serveur(_base);
+    ClientBrut client(serveur.url());
+    client.activer();
+
+    constexpr int NOMBRE = 2000;
+    std::vector<Recu> attendus;
+    for (int i = 1; i <= NOMBRE; ++i) {
+        const std::string identifiant = std::to_string(100000 + i);
+        client.creer(identifiant, i);
+        attendus.push_back({"cree", 0, identifiant, i});
+    }
+    const auto envoyer = [&](const char* nom, auto sendc, const char* operation,
+                             const std::string& identifiant, int resultat) {
+        const int idOp = static_cast<int>(attendus.size()) + 1;
+        client.envoyer(sendc, operation, vol(identifiant), idOp);
+        attendus.push_back({nom, resultat, std::string(nom) == "supprime" ? "" : identifiant, idOp});
+    };
+    envoyer("cree", &Service::sendc_cree_vol_complet, "cree_vol_complet", "100001", 1);
+    envoyer("modifie", &Service::sendc_modifie_vol_complet, "modifie_vol_complet", "100001", 0);
+    envoyer("consulte", &Service::sendc_consulte_vol_complet, "consulte_vol_complet", "absent", 2);
+    envoyer("consulte", &Service::sendc_consulte_vol_complet, "consulte_vol_complet", "", 3);
+    client.lister(7);
+    for (int i = 1; i <= NOMBRE; ++i)
+        attendus.push_back({"liste", 0, std::to_string(100000 + i), 7});
+    attendus.push_back({"fin_liste", 0, "", 7});
+    envoyer("supprime", &Service::sendc_supprime_vol_complet, "supprime_vol_complet", "100001", 0);
+    envoyer("supprime", &Service::sendc_supprime_vol_complet, "supprime_vol_complet", "100001", 2);
+
+    EXPECT_EQ(attendus, client.attendre(attendus.size()));
+}
+
+TEST_F(TestServeur, UnNumeroInconnuEstDeconnecte)
+{
+    const ServeurReel serveur(_base);
+    ClientBrut client(serveur.url());
+    client.activer();
+    EXPECT_THROW(client.service()->cree_vol_complet(vol("AF1"), 1, client.numero() + 1),
+                 orix_corba::ClientDeconnecte);
+    client.service()->desactiveCB(client.numero() + 1); // nobody: no harm
+
+    EXPECT_TRUE(client.estConnu());
+    client.service()->cree_vol_complet(vol("AF2"), 2, client.numero());
+    EXPECT_THAT(client.attendre(1), testing::ElementsAre(Recu{"cree", 0, "AF2", 2}));
+    client.service()->desactiveCB(client.numero());
+    EXPECT_FALSE(client.estConnu());
+}
+
+TEST_F(TestServeur, UneDemandeNotifieeSurvitAUneMortBrutale)
+{
+    std::set<std::string> notifies;
+    {
+        ServeurReel serveur(_base);
+        ClientBrut client(serveur.url());
+        client.activer();
+        for (int i = 0; i < 5000; ++i)
+            client.creer("AF" + std::to_string(i), i);
+        client.attendre(500);
+        serveur.signaler(SIGKILL);
+        EXPECT_EQ(128 + SIGKILL, serveur.attendreFin());
+        for (const Recu& recu : client.attendre(500))
+            notifies.insert(recu.identifiant);
+    }
+    ASSERT_LE(500u, notifies.size());
+
+    const ServeurReel serveur(_base);
+    ClientBrut client(serveur.url());
+    client.activer().lister(1);
+    std::size_t nombre = 1;
+    std::vector<Recu> recus = client.attendre(nombre);
+    while (recus.back().nom != "fin_liste" && recus.size() >= nombre)
+        recus = client.attendre(nombre = recus.size() + 1);
+    ASSERT_EQ("fin_liste", recus.back().nom);
+    for (const Recu& recu : recus)
+        notifies.erase(recu.identifiant);
+    EXPECT_THAT(notifies, IsEmpty());
+}
+
+TEST_F(TestServeur, LArretAcheveLesDemandesPuisPrevientLesClients)
+{
+    ServeurReel serveur(_base);
+    ClientBrut client(serveur.url());
+    ClientBrut autre(serveur.url());
+    client.activer();
+    autre.activer();
+    std::vector<Recu> attendus;
+    for (int i = 0; i < 2000; ++i) {
+        client.creer(std::to_string(i), i);
+        attendus.push_back({"cree", 0, std::to_string(i), i});
+    }
+    ASSERT_TRUE(client.estConnu()); // answered behind them: the server has them all
+    serveur.signaler(SIGTERM);
+    attendus.push_back({"deconnexion", orix::OXS_SERVICE_NON_ACTIVE, "", 0});
+    EXPECT_EQ(attendus, client.attendre(attendus.size()));
+    EXPECT_THAT(autre.attendre(1), testing::ElementsAre(attendus.back()));
+    EXPECT_EQ(0, serveur.attendreFin());
+}
+
+TEST_F(TestServeur, UnClientDefaillantOuQuiRenieEstAbandonneSansGenerLesAutres)
+{
+    ServeurReel serveur(_base, {"--periode-ping", "50", "--delai-ping", "50"});
+    ClientBrut present(serveur.url());
+    ClientBrut defaillant(serveur.url());
+    ClientBrut renie(serveur.url());
+    for (ClientBrut* client : {&present, &defaillant, &renie})
+        client->activer();
+    EXPECT_TRUE(renie.estConnu()); // a sign of life: it holds the server as its own
+    defaillant.face().reponse = Face::DEFAILLANT;
+    renie.face().reponse = Face::RENIE;
+    EXPECT_TRUE(serveur.attendreErreurs(departDe(defaillant))) << serveur.erreurs();
+    EXPECT_TRUE(serveur.attendreErreurs(departDe(renie))) << serveur.erreurs();
+    EXPECT_FALSE(defaillant.estConnu());
+    EXPECT_FALSE(renie.estConnu());
+
+    EXPECT_TRUE(present.estConnu());
+    present.creer("AF1", 1);
+    EXPECT_THAT(present.attendre(1), testing::ElementsAre(Recu{"cree", 0, "AF1", 1}));
+}
+
+/// The client process of the next test: activates, asks for everything, and freezes.
+TEST_F(TestServeur, DISABLED_ProcessusQuiSeFige)
+{
+    const char* url = std::getenv("OXCDV_URL_SERVEUR");
+    ASSERT_NE(nullptr, url);
+    ClientBrut client(url);
+    client.activer();
+    std::cout << "numero " << client.numero() << " actif" << std::endl;
+    client.lister(1);
+    raise(SIGSTOP);
+}
+
+TEST_F(TestServeur, UnProcessusFigeEstAbandonneSansArreterLesAutres)
+{
+    constexpr int BEAUCOUP = 20000; // more than the connection and the server's queue hold together
+    const auto figer = [](ServeurReel& serveur) {
+        setenv("OXCDV_URL_SERVEUR", serveur.url().c_str(), 1);
+        Programme fige("/proc/self/exe",
+                       {"--gtest_also_run_disabled_tests", "--gtest_filter=*.DISABLED_ProcessusQuiSeFige"});
+        ASSERT_TRUE(fige.attendreSortie(" actif\n")) << fige.sortie() << fige.erreurs();
+        const std::string sortie = fige.sortie();
+        const int numero = std::stoi(sortie.substr(sortie.rfind("numero ") + 7));
+
+        ClientBrut autre(serveur.url());
+        autre.activer().creer("AF", 1);
+        EXPECT_TRUE(serveur.attendreErreurs("Client " + std::to_string(numero) + " parti"))
+            << serveur.erreurs();
+        EXPECT_THAT(autre.attendre(1), testing::ElementsAre(Recu{"cree", 0, "AF", 1}));
+        autre.service()->supprime_vol_complet(vol("AF"), 2, autre.numero());
+        autre.attendre(2);
+        serveur.signaler(SIGTERM);
+        EXPECT_EQ(0, serveur.attendreFin());
+    };
+    ServeurReel attentif(_base, {"--periode-ping", "100", "--delai-ping", "100"});
+    figer(attentif);
+
+    ServeurReel sansPing(_base, {"--periode-ping", "3600000"});
+    {
+        ClientBrut client(sansPing.url());
+        client.activer();
+        for (int i = 0; i < BEAUCOUP; ++i)
+            client.creer(std::to_string(i), i);
+        ASSERT_EQ(static_cast<std::size_t>(BEAUCOUP), client.attendre(BEAUCOUP).size());
+        client.service()->desactiveCB(client.numero());
+    }
+    figer(sansPing);
+}
