@@ -5,8 +5,22 @@
 
 #include <sstream>
 
-namespace essais
+namespace essais {
+
+namespace {
+
+Appel resultat(const char* nom, int statut, int idOp)
 {
+    Appel appel;
+    appel.nom = nom;
+    appel.statut = statut;
+    appel.idOp = idOp;
+    return appel;
+}
+
+Appel rien() { return resultat("rien", -1, -1); }
+
+} // namespace
 
 Callbacks& Callbacks::instance()
 {
@@ -35,7 +49,7 @@ Appel Callbacks::attendre(std::chrono::milliseconds delai)
 {
     std::unique_lock<std::mutex> verrou(_mutex);
     if (!_arrivee.wait_for(verrou, delai, [this] { return !_appels.empty(); }))
-        return {"rien"};
+        return Appel{"rien", -1, -1, {}, {}, {}, {}, {}};
     Appel appel = std::move(_appels.front());
     _appels.pop_front();
     return appel;
@@ -63,18 +77,6 @@ void Callbacks::oublier()
     const std::lock_guard<std::mutex> verrou(_mutex);
     _appels.clear();
 }
-
-namespace
-{
-Appel resultat(const char* nom, int statut, int idOp)
-{
-    Appel appel;
-    appel.nom = nom;
-    appel.statut = statut;
-    appel.idOp = idOp;
-    return appel;
-}
-} // namespace
 
 } // namespace essais
 

@@ -21,6 +21,13 @@ using testing::IsEmpty;
 
 namespace {
 
+class Enregistrement : public testing::Test
+{
+  protected:
+    // What the trace facility makes at its first use, and keeps, is no leak.
+    void SetUp() override { OXvol_completData().lire_gpiste(); }
+};
+
 std::string adresse(const void* objet)
 {
     std::ostringstream texte;
@@ -70,7 +77,7 @@ T** tableau(int nombre, Creer creer)
 
 } // namespace
 
-TEST(Enregistrement, LeConstructeurRangeChaqueArgumentASaPlace)
+TEST_F(Enregistrement, LeConstructeurRangeChaqueArgumentASaPlace)
 {
     const auto vol = volComplet();
 #define TEXTE(nom)                                                                                           \
@@ -84,7 +91,7 @@ TEST(Enregistrement, LeConstructeurRangeChaqueArgumentASaPlace)
     EXPECT_STREQ(vol->lire_point(1), "LMG");
 }
 
-TEST(Enregistrement, ChaqueChampSeLitEtSEcritSousSonNom)
+TEST_F(Enregistrement, ChaqueChampSeLitEtSEcritSousSonNom)
 {
     OXvol_completData vol;
     CapteurTraces capteur;
@@ -122,7 +129,7 @@ TEST(Enregistrement, ChaqueChampSeLitEtSEcritSousSonNom)
 #undef CHAMP
 }
 
-TEST(Enregistrement, EcrireRemplaceEtNulEfface)
+TEST_F(Enregistrement, EcrireRemplaceEtNulEfface)
 {
     const long avant = essais::bilanMemoire();
     {
@@ -148,7 +155,7 @@ TEST(Enregistrement, EcrireRemplaceEtNulEfface)
     EXPECT_EQ(essais::bilanMemoire(), avant) << "each former value is released once";
 }
 
-TEST(Enregistrement, ListeDesChangementsAdopteJusquASix)
+TEST_F(Enregistrement, ListeDesChangementsAdopteJusquASix)
 {
     OXvol_completData vol;
     OXstatut statut = orix::OXS_NOK;
@@ -206,7 +213,7 @@ TEST(Enregistrement, ListeDesChangementsAdopteJusquASix)
     }
 }
 
-TEST(Enregistrement, ListeDesPointsCopieJusquADix)
+TEST_F(Enregistrement, ListeDesPointsCopieJusquADix)
 {
     OXvol_completData vol;
     OXstatut statut = orix::OXS_NOK;
@@ -246,7 +253,7 @@ TEST(Enregistrement, ListeDesPointsCopieJusquADix)
     EXPECT_EQ(vol.nombre_point(), 10);
 }
 
-TEST(Enregistrement, LeConstructeurCorrigeLesListesEtLeDit)
+TEST_F(Enregistrement, LeConstructeurCorrigeLesListesEtLeDit)
 {
     const auto rub = [] { return rubChgt("piste"); };
     const auto point = [] { return OXdupliqueChaine("AGEN"); };
@@ -276,7 +283,7 @@ TEST(Enregistrement, LeConstructeurCorrigeLesListesEtLeDit)
     EXPECT_EQ(essais::bilanMemoire(), avant + 5) << "the seventh with its three texts, and the eleventh";
 }
 
-TEST(Enregistrement, TracesDeLaVieDUnEnregistrement)
+TEST_F(Enregistrement, TracesDeLaVieDUnEnregistrement)
 {
     CapteurTraces capteur;
     std::vector<orix::LigneTrace> traces;
@@ -326,7 +333,7 @@ TEST(Enregistrement, TracesDeLaVieDUnEnregistrement)
                                                  "OXcci_rub_chgtData Sortie.", "OXvol_completData Sortie."}));
 }
 
-TEST(Enregistrement, LaCopieEstProfonde)
+TEST_F(Enregistrement, LaCopieEstProfonde)
 {
     auto source = volComplet();
     source->ecrire_gpiste(nullptr);
@@ -343,7 +350,7 @@ TEST(Enregistrement, LaCopieEstProfonde)
     EXPECT_EQ(apres.str(), avant.str());
 }
 
-TEST(Enregistrement, ManqueDeMemoire)
+TEST_F(Enregistrement, ManqueDeMemoire)
 {
     const auto source = volComplet();
     // 55 texts, two status codes of two texts, two changed fields of three, three points.
@@ -365,7 +372,7 @@ TEST(Enregistrement, ManqueDeMemoire)
     EXPECT_GT(chaquePanne([&] { const OXvol_completData copie(*source); }, true), 100);
 }
 
-TEST(Enregistrement, UneTraceQuiEchoueNeFaitRienFuir)
+TEST_F(Enregistrement, UneTraceQuiEchoueNeFaitRienFuir)
 {
     const long avant = essais::bilanMemoire();
     {
