@@ -25,7 +25,7 @@ if(OXCDV_FOURNISSEUR_ORIX STREQUAL plateforme)
   install(TARGETS orix EXPORT orixTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
   install(EXPORT orixTargets NAMESPACE orix:: DESTINATION ${paquet})
   set(orix ${PROJECT_SOURCE_DIR}/plateforme/include/orix)
-  install(FILES ${orix}/Configuration.h ${orix}/Exportation.h ${orix}/INonCopiable.h ${orix}/OXcci_rub_chgtData.h
+  install(FILES ${orix}/Accesseurs.h ${orix}/Configuration.h ${orix}/Exportation.h ${orix}/INonCopiable.h ${orix}/OXcci_rub_chgtData.h
                 ${orix}/OXchaine.h ${orix}/OXcode_statData.h ${orix}/OXstatut.h ${orix}/OXversion.h
                 ${orix}/Processus.h ${orix}/Trace.h
           DESTINATION ${entetes}/orix)

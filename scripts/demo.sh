@@ -14,8 +14,10 @@ echo "Built after $((SECONDS - debut)) s."
 dossier=$(mktemp -d)
 serveurs=()
 nettoyer() {
-    for pid in "${serveurs[@]}"; do kill "$pid" 2>/dev/null || true; done
-    wait 2>/dev/null || true
+    for pid in "${serveurs[@]}"; do
+        kill "$pid" 2>/dev/null || true
+        tail --pid="$pid" -f /dev/null # until it has ended
+    done
     rm -rf "$dossier"
 }
 trap nettoyer EXIT
@@ -24,21 +26,23 @@ trap nettoyer EXIT
 declare -A noyau
 demarrer() {
     local nom=$1 ligne
-    coproc SERVEUR { exec build/release/serveur/cdv-serveur --port 0 --base "$dossier/vols.db" --nom "$nom" 2>"$dossier/$nom.log"; }
-    serveurs+=("$SERVEUR_PID")
-    if ! read -r -t 20 ligne <&"${SERVEUR[0]}"; then
+    mkfifo "$dossier/$nom"
+    exec {sortie}<>"$dossier/$nom" # stays open for as long as the server may write
+    build/release/serveur/cdv-serveur --port 0 --base "$dossier/vols.db" --nom "$nom" \
+        >"$dossier/$nom" 2>"$dossier/$nom.log" &
+    serveurs+=($!)
+    disown # the shell need not report its death: that is part of the show
+    if ! read -r -t 20 ligne <&"$sortie"; then
         echo "Server $nom did not start:" >&2
         cat "$dossier/$nom.log" >&2
         exit 1
     fi
     noyau[$nom]=$(grep -o 'corbaloc:[^, ]*' <<<"$ligne")
-    # Keep its output open under another number: the next coproc takes this one's variables.
-    exec {sortie}<&"${SERVEUR[0]}"
-    echo "Server $nom (process $SERVEUR_PID) listens: ${noyau[$nom]}"
+    echo "Server $nom (process ${serveurs[-1]}) listens: ${noyau[$nom]}"
 }
-demarrer cdv1 2>/dev/null
+demarrer cdv1
+demarrer cdv2
 premier=${serveurs[0]}
-demarrer cdv2 2>/dev/null
 
 cat >"$dossier/session.toml" <<TOML
 [routage]

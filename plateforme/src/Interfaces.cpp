@@ -1,4 +1,5 @@
-// The destructors of the interfaces stand here, so that each interface's type information exists once in the process.
+// The destructors of the interfaces stand here, so that each interface's type information exists once in the
+// process.
 #include "orix/Configuration.h"
 #include "orix/Echec.h"
 #include "orix/ExecuteurCB.h"
@@ -10,8 +11,7 @@
 #include "orix/SurveillantConnexions.h"
 #include "orix/TableInformationsConnexions.h"
 
-namespace orix
-{
+namespace orix {
 
 Echec::~Echec() = default;
 ErreurConfiguration::~ErreurConfiguration() = default;

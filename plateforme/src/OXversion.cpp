@@ -2,13 +2,12 @@
 
 #include <ostream>
 
-namespace orix
-{
+namespace orix {
 
 std::ostream& operator<<(std::ostream& flux, const OXversion& version)
 {
-    return flux << version.lireMajeur() << '.' << version.lireMineur() << '.' << version.lireCorrectif() << '.'
-                << version.lireConstruction();
+    return flux << version.lireMajeur() << '.' << version.lireMineur() << '.' << version.lireCorrectif()
+                << '.' << version.lireConstruction();
 }
 
 } // namespace orix

@@ -12,8 +12,7 @@
 
 class OXvol_completData;
 
-namespace essais
-{
+namespace essais {
 
 /// One callback as the application received it. Unused members keep their defaults.
 struct Appel
@@ -28,7 +27,8 @@ struct Appel
     std::thread::id fil;
 };
 
-/// The application's side of the callbacks: OXcdvCliCB is defined on it. Keeps what was called, and lets a test wait.
+/// The application's side of the callbacks: OXcdvCliCB is defined on it. Keeps what was called, and lets a
+/// test wait.
 class Callbacks
 {
   public:
@@ -43,7 +43,8 @@ class Callbacks
     void oublier();
 
     bool dumps = false; ///< keep the dump of every record
-    /// Run inside each callback, before it is kept; may throw, block, or call the facade. Set it before traffic.
+    /// Run inside each callback, before it is kept; may throw, block, or call the facade. Set it before
+    /// traffic.
     std::function<void(const Appel&, OXvol_completData*)> pendant;
 
     void noter(Appel appel, OXvol_completData* vol = nullptr); ///< for OXcdvCliCB

@@ -9,8 +9,7 @@
 #include <utility>
 #include <vector>
 
-namespace essais
-{
+namespace essais {
 
 /// Keeps every trace line written while it lives, up to the given level.
 class CapteurTraces

@@ -4,11 +4,10 @@
 
 #include <gtest/gtest.h>
 
-namespace
-{
+namespace {
 
 /// Whether an object that claims to be nothing but the named interface is accepted under the other name.
-template<class Interface>
+template <class Interface>
 bool accepte(Interface* squelette, const char* identifiant)
 {
     return squelette->_is_a(identifiant);
@@ -64,7 +63,8 @@ TEST(Contrat, IdentifiantsDeDepot)
     EXPECT_STREQ(orix_corba::AMI_OXcdv_v3_0_0_ServeurVersClientHandler::_PD_repoId,
                  "IDL:orix_corba/AMI_OXcdv_v3_0_0_ServeurVersClientHandler:1.0");
     EXPECT_STREQ(orix_corba::AMI_ServeurHandler::_PD_repoId, "IDL:orix_corba/AMI_ServeurHandler:1.0");
-    EXPECT_STREQ(orix_corba::AMI_InterfacePingHandler::_PD_repoId, "IDL:orix_corba/AMI_InterfacePingHandler:1.0");
+    EXPECT_STREQ(orix_corba::AMI_InterfacePingHandler::_PD_repoId,
+                 "IDL:orix_corba/AMI_InterfacePingHandler:1.0");
     EXPECT_STREQ(orix_corba::ClientDeconnecte::_PD_repoId, "IDL:orix_corba/ClientDeconnecte:1.0");
     EXPECT_STREQ(orix_corba::ServeurDeconnecte::_PD_repoId, "IDL:orix_corba/ServeurDeconnecte:1.0");
 }

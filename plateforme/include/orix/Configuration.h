@@ -10,8 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace orix
-{
+namespace orix {
 
 /// A configuration that cannot be used; what() is one line: where, which key, what was expected.
 class ORIX_API ErreurConfiguration : public std::runtime_error
@@ -37,24 +36,26 @@ struct ORIX_API Configuration
 {
     using Duree = std::chrono::milliseconds;
 
-    std::string nomMachineHote;            ///< [processus] machine; default: this machine's host name
-    std::vector<std::string> pointsAcces;  ///< [orb] points_acces: "HOST:PORT"; default: 127.0.0.1:0,
-                                           ///< a free port on the loopback
-    Duree delaiConnexion{2000};            ///< [orb] delai_connexion_ms: to open a connection
-    Duree delaiAppel{5000};                ///< [orb] delai_appel_ms: no call waits longer for its answer
-    std::size_t tailleMessageMax{2097152}; ///< [orb] taille_message_max, in bytes: longer messages are refused
+    std::string nomMachineHote;           ///< [processus] machine; default: this machine's host name
+    std::vector<std::string> pointsAcces; ///< [orb] points_acces: "HOST:PORT"; default: 127.0.0.1:0,
+                                          ///< a free port on the loopback
+    Duree delaiConnexion{2000};           ///< [orb] delai_connexion_ms: to open a connection
+    Duree delaiAppel{5000};               ///< [orb] delai_appel_ms: no call waits longer for its answer
+    std::size_t tailleMessageMax{
+        2097152}; ///< [orb] taille_message_max, in bytes: longer messages are refused
 
     /// [routage] service = [URL, URL]: kernels of each service's servers, in order, at most two.
     std::map<std::string, std::vector<std::string>> routage;
 
-    Duree delaiActivation{10000};   ///< [noyau] delai_activation_ms: an activation not answered by then has failed
-    Duree periodePing{1000};        ///< [surveillance] periode_ms
-    Duree delaiPing{1000};          ///< [surveillance] delai_ms: a ping not answered by then is missed
-    int pingsManques{2};            ///< [surveillance] pings_manques: a server is lost after so many in a row
+    Duree delaiActivation{
+        10000};              ///< [noyau] delai_activation_ms: an activation not answered by then has failed
+    Duree periodePing{1000}; ///< [surveillance] periode_ms
+    Duree delaiPing{1000};   ///< [surveillance] delai_ms: a ping not answered by then is missed
+    int pingsManques{2};     ///< [surveillance] pings_manques: a server is lost after so many in a row
     std::size_t capaciteFileCB{10000}; ///< [executeur] capacite: callbacks that may wait before posters do
 
-    int niveauTrace{100};      ///< [trace] niveau
-    std::string fichierTrace;  ///< [trace] fichier; empty: the standard error
+    int niveauTrace{100};     ///< [trace] niveau
+    std::string fichierTrace; ///< [trace] fichier; empty: the standard error
 
     ConfigurationTLS tls; ///< [tls]
 

@@ -5,8 +5,7 @@
 
 #include <exception>
 
-namespace orix
-{
+namespace orix {
 
 /// A failure that travels as one status. Never leaves the facade of a library.
 class ORIX_API Echec : public std::exception

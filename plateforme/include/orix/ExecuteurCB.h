@@ -6,8 +6,7 @@
 
 #include <string>
 
-namespace orix
-{
+namespace orix {
 
 class IExecutable;
 
@@ -16,18 +15,22 @@ class ORIX_API ExecuteurCB : INonCopiable
 {
   public:
     /// Takes ownership of the call, runs it once, destroys it. While the queue is full the caller waits for a
-    /// place: nothing is dropped. The wait is waived on the executor's own thread, on a thread that delivers a
-    /// kernel event, and while an AttenteLevee lives. On a stopped executor it throws
+    /// place: nothing is dropped. The wait is waived on the executor's own thread, on a thread that delivers
+    /// a kernel event, and while an AttenteLevee lives. On a stopped executor it throws
     /// Echec(OXS_NOYAU_NON_INITIALISE) and destroys the call.
-    /// priorite: 1, reserved. nomService: whom the call is for; a post also proves that service's server alive.
+    /// priorite: 1, reserved. nomService: whom the call is for; a post also proves that service's server
+    /// alive.
     virtual void posterExecutable(int priorite, const std::string& nomService, IExecutable* executable) = 0;
 
-    /// While one lives, no poster waits for a place in the queue. To be held by whoever must wait for the posters
-    /// themselves, so that a full queue cannot keep both waiting.
+    /// While one lives, no poster waits for a place in the queue. To be held by whoever must wait for the
+    /// posters themselves, so that a full queue cannot keep both waiting.
     class ORIX_API AttenteLevee : INonCopiable
     {
       public:
-        explicit AttenteLevee(ExecuteurCB* executeur) : _executeur(executeur) { _executeur->leverAttente(true); }
+        explicit AttenteLevee(ExecuteurCB* executeur) : _executeur(executeur)
+        {
+            _executeur->leverAttente(true);
+        }
         ~AttenteLevee() { _executeur->leverAttente(false); }
 
       private:
@@ -39,8 +42,8 @@ class ORIX_API ExecuteurCB : INonCopiable
     virtual void leverAttente(bool levee) = 0; ///< counted: as many false as true
 };
 
-/// The callback executor of the process; exists from the first use to the end of the process. Runs calls between
-/// initialiser() and terminer().
+/// The callback executor of the process; exists from the first use to the end of the process. Runs calls
+/// between initialiser() and terminer().
 ORIX_API ExecuteurCB* objetCB();
 
 } // namespace orix

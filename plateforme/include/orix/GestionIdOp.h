@@ -5,8 +5,7 @@
 
 #include <atomic>
 
-namespace orix
-{
+namespace orix {
 
 /// Source of operation numbers: 1, 2, 3, ... each given once. After 2^31 - 1 it starts again at 1.
 /// Safe for concurrent callers.

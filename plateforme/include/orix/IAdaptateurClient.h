@@ -6,16 +6,14 @@
 
 #include <string>
 
-namespace orix_corba
-{
+namespace orix_corba {
 struct NiveauReference;
 }
 
-namespace orix
-{
+namespace orix {
 
-/// What the kernel asks of the client adapter of a service. The kernel delivers its events one at a time to one
-/// adapter, on threads of its own.
+/// What the kernel asks of the client adapter of a service. The kernel delivers its events one at a time to
+/// one adapter, on threads of its own.
 class ORIX_API IAdaptateurClient
 {
   public:

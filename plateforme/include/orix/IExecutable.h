@@ -3,8 +3,7 @@
 
 #include "orix/Exportation.h"
 
-namespace orix
-{
+namespace orix {
 
 /// A deferred call. The executor that receives one owns it, runs executer() once, then destroys it.
 class ORIX_API IExecutable

@@ -1,8 +1,7 @@
 #ifndef ORIX_INONCOPIABLE_H
 #define ORIX_INONCOPIABLE_H
 
-namespace orix
-{
+namespace orix {
 
 /// Base of objects that have an identity: neither copied nor assigned.
 class INonCopiable

@@ -8,8 +8,7 @@
 
 #include <string>
 
-namespace orix
-{
+namespace orix {
 
 class IAdaptateurClient;
 class ORBthread;
@@ -38,17 +37,18 @@ class ORIX_API Noyau : INonCopiable
     virtual TableInformationsConnexions* lireTableConnexions() = 0;
 
     /// Keeps the parameters of an activation, and owns them from the call on; returns their operation number.
-    /// Waits until an event that is being delivered to the same adapter, by another thread, has been. The adapter
-    /// is told once: of the answer, or of a failure (notifierEchecActivation) when it fails or does not come
-    /// within delaiActivation.
+    /// Waits until an event that is being delivered to the same adapter, by another thread, has been. The
+    /// adapter is told once: of the answer, or of a failure (notifierEchecActivation) when it fails or does
+    /// not come within delaiActivation.
     virtual int enregistrerParametres(ParametresActivationService* parametres) = 0;
     /// Forgets them: their adapter will not be told. Does nothing when the number is unknown.
     virtual void supprimerParametres(int numeroOperation) = 0;
-    /// Withdraws a reply handler's reference from the ORIX POA. Does nothing when it is not there. Throws nothing.
+    /// Withdraws a reply handler's reference from the ORIX POA. Does nothing when it is not there. Throws
+    /// nothing.
     virtual void supprimerReference(CORBA::Object_ptr reference) noexcept = 0;
 
-    /// Forgets everything that names this adapter, and waits until no event is being delivered to it by another
-    /// thread: afterwards the kernel never calls it again. For the end of an adapter. Throws nothing.
+    /// Forgets everything that names this adapter, and waits until no event is being delivered to it by
+    /// another thread: afterwards the kernel never calls it again. For the end of an adapter. Throws nothing.
     virtual void oublierAdaptateur(IAdaptateurClient* adaptateur) noexcept = 0;
 
   protected:

@@ -8,8 +8,7 @@
 
 #include <string>
 
-namespace orix
-{
+namespace orix {
 
 /// The access point of the kernel: the ORB, the thread that runs it, its object adapters.
 /// The readers return references that stay the ORBthread's: duplicate to keep.

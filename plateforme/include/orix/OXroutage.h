@@ -5,8 +5,7 @@
 
 #include <string>
 
-namespace orix
-{
+namespace orix {
 
 /// The routing table: where the kernels of each service's servers are.
 class ORIX_API OXroutage

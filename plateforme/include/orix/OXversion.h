@@ -5,8 +5,7 @@
 
 #include <iosfwd>
 
-namespace orix
-{
+namespace orix {
 
 /// Version of an interface: major, minor, patch, build. A plain value.
 class ORIX_API OXversion
@@ -15,8 +14,7 @@ class ORIX_API OXversion
     constexpr OXversion() noexcept = default; ///< 0.0.0.0
     constexpr OXversion(int majeur, int mineur, int correctif, int construction) noexcept
         : _majeur(majeur), _mineur(mineur), _correctif(correctif), _construction(construction)
-    {
-    }
+    {}
 
     constexpr int lireMajeur() const noexcept { return _majeur; }
     constexpr int lireMineur() const noexcept { return _mineur; }

@@ -3,8 +3,7 @@
 
 #include "orix/INonCopiable.h"
 
-namespace orix
-{
+namespace orix {
 
 class IAdaptateurClient;
 

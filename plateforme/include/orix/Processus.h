@@ -6,16 +6,16 @@
 
 #include <string>
 
-namespace orix
-{
+namespace orix {
 
 /// Starts the middleware of this process: trace, ORB and its thread, kernel, monitor, callback executor.
 /// To be called once, from one thread, before any facade of a service. Throws nothing.
 ///
 /// argc, argv: the ORB takes out the options it knows ("-ORB...").
 /// message: where one line goes that says what is wrong; may be null (the line is then only traced).
-/// Returns OXS_OK; OXS_NOYAU_DEJA_INITIALISE; OXS_ABSENCE_CONF when the file cannot be read; OXS_MAUVAISE_CONF
-/// when a setting is wrong or an endpoint cannot be opened; OXS_ERREUR_CORBA when the ORB does not start.
+/// Returns OXS_OK; OXS_NOYAU_DEJA_INITIALISE; OXS_ABSENCE_CONF when the file cannot be read;
+/// OXS_MAUVAISE_CONF when a setting is wrong or an endpoint cannot be opened; OXS_ERREUR_CORBA when the ORB
+/// does not start.
 ORIX_API OXstatut initialiser(int& argc, char** argv, const std::string& fichierConfiguration,
                               std::string* message = nullptr);
 ORIX_API OXstatut initialiser(int& argc, char** argv, const Configuration& configuration,

@@ -5,12 +5,11 @@
 
 #include "orix_baseS.h"
 
-namespace orix
-{
+namespace orix {
 
 /// Receives the answers of servers' kernels to activations. One servant, activated in the ORIX POA once per
-/// pending operation, each time under the operation's number: that is how an answer finds its adapter. After an
-/// answer, its reference and parameters are freed.
+/// pending operation, each time under the operation's number: that is how an answer finds its adapter. After
+/// an answer, its reference and parameters are freed.
 class ORIX_API RepondeurNoyau : public POA_orix_corba::AMI_NoyauHandler,
                                 public PortableServer::RefCountServantBase
 {

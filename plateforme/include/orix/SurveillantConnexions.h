@@ -7,17 +7,16 @@
 
 #include <string>
 
-namespace orix
-{
+namespace orix {
 
 class IAdaptateurClient;
 
 /// Pings the servers that are put under its supervision. A server is lost after pingsManques misses in a row;
-/// whatever it sends meanwhile proves it alive. Of a loss the adapter is told by notifierAutomateDeconnexionCB(),
-/// then, unless that one throws, by notifierDeconnexionCB(OXS_ECHEC_PING).
+/// whatever it sends meanwhile proves it alive. Of a loss the adapter is told by
+/// notifierAutomateDeconnexionCB(), then, unless that one throws, by notifierDeconnexionCB(OXS_ECHEC_PING).
 ///
-/// A client that is still registered with the kernel one period after its supervision ended is told the same: its
-/// deactivation was interrupted, and it would otherwise stay connected to nobody for ever.
+/// A client that is still registered with the kernel one period after its supervision ended is told the same:
+/// its deactivation was interrupted, and it would otherwise stay connected to nobody for ever.
 class ORIX_API SurveillantConnexions
 {
   public:

@@ -8,18 +8,17 @@
 #include <string>
 #include <utility>
 
-namespace orix
-{
+namespace orix {
 
 /// One connection to a server: its name, its machine, its reference. A value.
 class ORIX_API InformationsServeur
 {
   public:
     InformationsServeur(std::string serveur, std::string machine, CORBA::Object_ptr reference)
-        : _serveur(std::move(serveur)), _machine(std::move(machine)),
+        : _serveur(std::move(serveur)),
+          _machine(std::move(machine)),
           _reference(CORBA::Object::_duplicate(reference))
-    {
-    }
+    {}
 
     const std::string& lireServeur() const { return _serveur; }
     const std::string& lireMachine() const { return _machine; }

@@ -9,8 +9,7 @@
 #include <sstream>
 #include <string>
 
-namespace orix
-{
+namespace orix {
 
 /// Levels of the traces. A line is written when its level is at most the threshold.
 enum NiveauTraceORIX : int
@@ -69,22 +68,22 @@ ORIX_API Trace* trace();
 
 /// Traces a text given as a stream expression, built only when the level is written:
 /// ORIX_TRACE(orix::NTO_DETAIL, "MaSource", __PRETTY_FUNCTION__, "Index = " << index);
-#define ORIX_TRACE(niveau, fichier, fonction, texte)                                                              \
-    do {                                                                                                          \
-        if (::orix::Trace::estActif(niveau)) {                                                                    \
-            std::ostringstream oxTexteTrace;                                                                      \
-            oxTexteTrace << texte;                                                                                \
-            ::orix::trace()->tracer(niveau, fichier, fonction, __LINE__, oxTexteTrace.str());                     \
-        }                                                                                                         \
+#define ORIX_TRACE(niveau, fichier, fonction, texte)                                                         \
+    do {                                                                                                     \
+        if (::orix::Trace::estActif(niveau)) {                                                               \
+            std::ostringstream oxTexteTrace;                                                                 \
+            oxTexteTrace << texte;                                                                           \
+            ::orix::trace()->tracer(niveau, fichier, fonction, __LINE__, oxTexteTrace.str());                \
+        }                                                                                                    \
     } while (false)
 
 /// The same from where nothing may be thrown: a destructor.
-#define ORIX_TRACE_SANS_ECHEC(niveau, fichier, fonction, texte)                                                   \
-    do {                                                                                                          \
-        try {                                                                                                     \
-            ORIX_TRACE(niveau, fichier, fonction, texte);                                                         \
-        } catch (...) {                                                                                           \
-        }                                                                                                         \
+#define ORIX_TRACE_SANS_ECHEC(niveau, fichier, fonction, texte)                                              \
+    do {                                                                                                     \
+        try {                                                                                                \
+            ORIX_TRACE(niveau, fichier, fonction, texte);                                                    \
+        } catch (...) {                                                                                      \
+        }                                                                                                    \
     } while (false)
 
 #endif

@@ -8,10 +8,9 @@
 #include <string>
 #include <vector>
 
-/// What one ORB does differently from another. Each ORB has its own folder with the same operations; the build
-/// chooses one. Code outside uses only the standard C++ mapping and this header.
-namespace orix::orb
-{
+/// What one ORB does differently from another. Each ORB has its own folder with the same operations; the
+/// build chooses one. Code outside uses only the standard C++ mapping and this header.
+namespace orix::orb {
 
 struct ParametresTLS
 {
@@ -23,7 +22,8 @@ struct ParametresTLS
 
 struct ParametresORB
 {
-    std::vector<std::string> pointsAcces; ///< "HOST:PORT"; port 0: a free one; empty list: a client without endpoint
+    std::vector<std::string>
+        pointsAcces; ///< "HOST:PORT"; port 0: a free one; empty list: a client without endpoint
     std::chrono::milliseconds delaiConnexion{2000};
     std::chrono::milliseconds delaiAppel{5000};
     std::size_t tailleMessageMax = 2097152;

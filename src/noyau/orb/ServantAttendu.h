@@ -7,12 +7,12 @@
 #include <condition_variable>
 #include <mutex>
 
-namespace orix::orb
-{
+namespace orix::orb {
 
-/// Reference count of a servant whose owner must know when the ORB no longer uses it. The object adapter holds a
-/// reference from the activation until the last request inside has ended, so once the servant is deactivated and
-/// only the owner's reference remains, it may be deleted. The count never deletes: the owner does.
+/// Reference count of a servant whose owner must know when the ORB no longer uses it. The object adapter
+/// holds a reference from the activation until the last request inside has ended, so once the servant is
+/// deactivated and only the owner's reference remains, it may be deleted. The count never deletes: the owner
+/// does.
 class ServantAttendu : public virtual PortableServer::ServantBase
 {
   public:

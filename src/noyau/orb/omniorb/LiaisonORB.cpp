@@ -8,11 +8,9 @@
 #include <sstream>
 #include <stdexcept>
 
-namespace orix::orb
-{
+namespace orix::orb {
 
-namespace
-{
+namespace {
 
 /// The options of ORB_init, as the pairs of C strings that it wants.
 class Options
@@ -62,13 +60,15 @@ CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres)
     options.ajouter("clientConnectTimeOutPeriod", parametres.delaiConnexion.count());
     options.ajouter("clientCallTimeOutPeriod", parametres.delaiAppel.count());
     options.ajouter("giopMaxMsgSize", static_cast<long long>(parametres.tailleMessageMax));
-    // One connection to each peer, shared by all calls, and its messages dispatched one after another: order kept.
+    // One connection to each peer, shared by all calls, and its messages dispatched one after another: order
+    // kept.
     options.ajouter("maxGIOPConnectionPerServer", 1);
     options.ajouter("oneCallPerConnection", 0LL);
     options.ajouter("maxServerThreadPerConnection", 1);
     // The first use of a reference must not be a blocking question.
     options.ajouter("verifyObjectExistsAndType", 0LL);
-    // A connection that the peer closed while idle is opened again; scan often enough to honour the time-outs.
+    // A connection that the peer closed while idle is opened again; scan often enough to honour the
+    // time-outs.
     options.ajouter("scanGranularity", 1);
     return options.initialiser(argc, argv);
 }

@@ -1,0 +1,230 @@
+// A client session through the facade, against real servers.
+#include "CallbacksEnregistres.h"
+#include "DossierTemporaire.h"
+#include "OXcdvCliArret.h"
+#include "OXcdvCliItf.h"
+#include "ServeurReel.h"
+#include "VolsEssai.h"
+#include "orix/Processus.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+
+using essais::Appel;
+using essais::Callbacks;
+using essais::ServeurReel;
+
+namespace {
+
+using Requete = orix::OXstatut (*)(OXvol_completData*, int&);
+
+char s_service[] = "cdv";
+
+std::unique_ptr<OXvol_completData> vol(const std::string& identifiant)
+{
+    auto resultat = std::make_unique<OXvol_completData>();
+    resultat->ecrire_gidentifiant(OXdupliqueChaine(identifiant.c_str()));
+    return resultat;
+}
+
+/// Two servers over one file, and a client that knows both.
+class Session : public testing::Test
+{
+  protected:
+    Session()
+    {
+        orix::Configuration configuration;
+        configuration.routage["cdv"] = {_premier.url(), _second.url()};
+        configuration.periodePing = std::chrono::milliseconds(200);
+        configuration.delaiPing = std::chrono::milliseconds(500);
+        configuration.niveauTrace = 0;
+        int argc = 0;
+        std::string message;
+        EXPECT_EQ(orix::initialiser(argc, nullptr, configuration, &message), orix::OXS_OK) << message;
+    }
+    ~Session() override
+    {
+        orix::detruireOXcdvCliItfAdaptateur();
+        EXPECT_EQ(orix::terminer(), orix::OXS_OK);
+    }
+
+    /// Activates; returns the name of the server.
+    std::string activer()
+    {
+        EXPECT_EQ(OXcdvCliItf::active(s_service), orix::OXS_OK);
+        const Appel appel = _callbacks.attendre();
+        EXPECT_EQ(appel.nom, "activeCB");
+        EXPECT_EQ(appel.statut, orix::OXS_OK);
+        return appel.serveur;
+    }
+
+    static int envoyer(Requete requete, OXvol_completData& donnees)
+    {
+        int idOp = 0;
+        EXPECT_EQ(requete(&donnees, idOp), orix::OXS_OK);
+        return idOp;
+    }
+
+    /// Sends the request, and returns its outcome, which must be the next callback.
+    Appel demander(Requete requete, OXvol_completData& donnees)
+    {
+        const int idOp = envoyer(requete, donnees);
+        Appel appel = _callbacks.attendre();
+        EXPECT_EQ(appel.idOp, idOp) << appel.nom;
+        return appel;
+    }
+
+    /// The identifiers of the records like the example.
+    std::vector<std::string> lister(OXvol_completData& exemple)
+    {
+        const int idOp = envoyer(&OXcdvCliItf::liste_vol_complet, exemple);
+        std::vector<std::string> identifiants;
+        for (;;) {
+            const Appel appel = _callbacks.attendre();
+            EXPECT_EQ(appel.idOp, idOp);
+            if (appel.nom != "liste_vol_completCB") {
+                EXPECT_EQ(appel.nom, "fin_liste_vol_completCB");
+                EXPECT_EQ(appel.statut, 0);
+                return identifiants;
+            }
+            identifiants.push_back(appel.identifiant.value_or("?"));
+        }
+    }
+
+    Callbacks& _callbacks = Callbacks::instance();
+    essais::DossierTemporaire _dossier;
+    ServeurReel _premier{_dossier.fichier("vols.db"), {"--nom", "cdv1", "--machine", "tour"}};
+    ServeurReel _second{_dossier.fichier("vols.db"), {"--nom", "cdv2"}};
+};
+
+} // namespace
+
+TEST_F(Session, VieCompleteDUnVol)
+{
+    EXPECT_EQ(OXcdvCliItf::lireVersion(), orix::VERSION_NULLE);
+    EXPECT_EQ(activer(), "cdv1");
+    EXPECT_EQ(OXcdvCliItf::lireVersion(), orix::OXversion(3, 0, 0, 0));
+    EXPECT_EQ(OXcdvCliItf::active(s_service), orix::OXS_SERVICE_DEJA_ACTIVE);
+
+    // What the application sent is what it reads back, whatever the bytes.
+    const auto complet = essais::volComplet();
+    std::string octets;
+    for (int octet = 1; octet < 256; ++octet)
+        octets += static_cast<char>(octet);
+    complet->ecrire_gtrtspec(OXdupliqueChaine(octets.c_str()));
+    complet->ecrire_gacoustique(OXdupliqueChaine(""));
+    complet->ecrire_gpiste(nullptr);
+    std::ostringstream envoye;
+    envoye << *complet;
+    _callbacks.dumps = true;
+    EXPECT_EQ(demander(&OXcdvCliItf::cree_vol_complet, *complet).dump, envoye.str());
+    EXPECT_EQ(demander(&OXcdvCliItf::consulte_vol_complet, *complet).dump, envoye.str());
+    _callbacks.dumps = false;
+
+    EXPECT_EQ(demander(&OXcdvCliItf::cree_vol_complet, *complet).statut, 1); // already there
+    EXPECT_EQ(lister(*vol("gident*")), std::vector<std::string>{"gidentifiant"});
+    EXPECT_EQ(demander(&OXcdvCliItf::supprime_vol_complet, *complet).statut, 0);
+    EXPECT_EQ(demander(&OXcdvCliItf::consulte_vol_complet, *complet).statut, 2); // not there
+    EXPECT_EQ(demander(&OXcdvCliItf::modifie_vol_complet, *vol("autre")).statut, 2);
+    EXPECT_TRUE(lister(*vol("*")).empty());
+
+    EXPECT_EQ(OXcdvCliItf::desactive(), orix::OXS_OK);
+    EXPECT_EQ(OXcdvCliItf::desactive(), orix::OXS_SERVICE_NON_ACTIVE);
+    int idOp = -7;
+    EXPECT_EQ(OXcdvCliItf::cree_vol_complet(complet.get(), idOp), orix::OXS_SERVICE_NON_ACTIVE);
+    EXPECT_EQ(idOp, -7);
+    EXPECT_EQ(activer(), "cdv1"); // a voluntary end changes no server
+}
+
+TEST_F(Session, DixMilleCreationsNotifieesUneFoisDansLOrdre)
+{
+    constexpr int CREATIONS = 10000;
+    activer();
+    const auto debut = std::chrono::steady_clock::now();
+    std::vector<int> numeros;
+    for (int i = 0; i < CREATIONS; ++i)
+        numeros.push_back(envoyer(&OXcdvCliItf::cree_vol_complet, *vol("V" + std::to_string(i))));
+    for (int i = 0; i < CREATIONS; ++i) {
+        const Appel appel = _callbacks.attendre();
+        ASSERT_EQ(appel.nom, "cree_vol_completCB");
+        ASSERT_EQ(appel.idOp, numeros[i]);
+        ASSERT_EQ(appel.statut, 0);
+        ASSERT_EQ(appel.identifiant, "V" + std::to_string(i));
+        ASSERT_NE(appel.fil, std::this_thread::get_id());
+    }
+    const std::chrono::duration<double> duree = std::chrono::steady_clock::now() - debut;
+    std::cout << CREATIONS / duree.count() << " creations/s" << std::endl;
+    EXPECT_EQ(_callbacks.nombre(), 0u);
+    EXPECT_EQ(lister(*vol("*")).size(), std::size_t{CREATIONS});
+}
+
+TEST_F(Session, ServeurTueEnPleinTraficPuisRepriseSurLAutre)
+{
+    activer();
+    constexpr int AVANT = 500;
+    for (int i = 0; i < AVANT; ++i)
+        envoyer(&OXcdvCliItf::cree_vol_complet, *vol("V" + std::to_string(i)));
+    std::vector<std::string> crees; // those whose creation was notified
+    for (int i = 0; i < AVANT / 2; ++i)
+        crees.push_back(_callbacks.attendre("cree_vol_completCB").identifiant.value_or("?"));
+
+    const auto mort = std::chrono::steady_clock::now();
+    const auto secondes = [mort] {
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - mort).count();
+    };
+    _premier.signaler(SIGKILL);
+    for (;;) {
+        const Appel appel = _callbacks.attendre();
+        if (appel.nom == "deconnexionCB") {
+            EXPECT_EQ(appel.statut, orix::OXS_ECHEC_PING);
+            break;
+        }
+        ASSERT_EQ(appel.nom, "cree_vol_completCB");
+        crees.push_back(appel.identifiant.value_or("?"));
+    }
+    std::cout << "deconnexionCB " << secondes() << " s after the death, ";
+
+    EXPECT_EQ(activer(), "cdv2");
+    std::cout << "active again after " << secondes() << " s" << std::endl;
+
+    std::vector<std::string> presents = lister(*vol("*"));
+    std::sort(presents.begin(), presents.end());
+    std::sort(crees.begin(), crees.end());
+    EXPECT_TRUE(std::includes(presents.begin(), presents.end(), crees.begin(), crees.end()));
+    EXPECT_EQ(demander(&OXcdvCliItf::cree_vol_complet, *vol("apres")).statut, 0);
+}
+
+TEST_F(Session, ServeurArreteProprementRestePremier)
+{
+    activer();
+    _premier.signaler(SIGTERM);
+    const Appel appel = _callbacks.attendre();
+    EXPECT_EQ(appel.nom, "deconnexionCB");
+    EXPECT_EQ(appel.statut, orix::OXS_SERVICE_NON_ACTIVE);
+    EXPECT_EQ(_premier.attendreFin(), 0);
+    // An orderly end does not switch: the next activation finds the first server gone, and only then
+    // switches.
+    EXPECT_EQ(OXcdvCliItf::active(s_service), orix::OXS_CONNEXION_IMPOSSIBLE);
+    EXPECT_EQ(activer(), "cdv2");
+}
+
+TEST_F(Session, AdaptateurDetruitPuisRecree)
+{
+    for (int tour = 0; tour < 3; ++tour) {
+        EXPECT_EQ(activer(), "cdv1");
+        const std::string identifiant = "T" + std::to_string(tour);
+        EXPECT_EQ(demander(&OXcdvCliItf::cree_vol_complet, *vol(identifiant)).statut, 0);
+        for (int i = 0; i < 200; ++i) // their notifications are on their way during the end
+            envoyer(&OXcdvCliItf::consulte_vol_complet, *vol(identifiant));
+        orix::detruireOXcdvCliItfAdaptateur();
+        // What was received before the end still runs; nothing comes from after it.
+        int argc = 0;
+        EXPECT_EQ(orix::terminer(), orix::OXS_OK);
+        _callbacks.oublier();
+        orix::Configuration configuration = *orix::configuration();
+        EXPECT_EQ(orix::initialiser(argc, nullptr, configuration), orix::OXS_OK);
+        EXPECT_EQ(_callbacks.nombre(), 0u);
+    }
+}
