@@ -1,0 +1,174 @@
+#include "ExecuteurCBImplementation.h"
+
+#include "Activite.h"
+#include "ExceptionCourante.h"
+#include "Livraison.h"
+#include "orix/Echec.h"
+#include "orix/Trace.h"
+
+#include <cxxabi.h>
+
+#include <cstdlib>
+#include <string>
+
+namespace orix {
+
+namespace {
+
+thread_local bool t_executeur = false; // this thread is an executor's
+
+std::string nomType(const std::type_info* type)
+{
+    if (type == nullptr)
+        return "?";
+    const std::unique_ptr<char, void (*)(void*)> nom(
+        abi::__cxa_demangle(type->name(), nullptr, nullptr, nullptr), std::free);
+    return nom ? nom.get() : type->name();
+}
+
+} // namespace
+
+ExecuteurCB* objetCB() { return &ExecuteurCBImplementation::instance(); }
+
+ExecuteurCBImplementation& ExecuteurCBImplementation::instance()
+{
+    static auto* const executeur = new ExecuteurCBImplementation; // never destroyed: its thread may outlive
+                                                                  // the static objects
+    return *executeur;
+}
+
+bool ExecuteurCBImplementation::estIci() noexcept { return t_executeur; }
+
+void ExecuteurCBImplementation::posterExecutable(int /*priorite*/, const std::string& nomService,
+                                                 IExecutable* executable)
+{
+    std::unique_ptr<IExecutable> appel(executable);
+    activite::noter(nomService);
+    const bool dispense = t_executeur || Livraison::estEnCoursIci();
+
+    std::unique_lock<std::mutex> verrou(_mutex);
+    if (_ouvert && !dispense && _levees == 0 && _estPleine()) {
+        // Counted before the look at the queue, and looked at after each taking out of it: no wake-up is
+        // missed.
+        ++_posteursEnAttente;
+        _place.wait(verrou, [this] { return !_ouvert || _levees != 0 || !_estPleine(); });
+        --_posteursEnAttente;
+    }
+    if (!_ouvert)
+        throw Echec(OXS_NOYAU_NON_INITIALISE);
+    _file.push_back(std::move(appel));
+    if (_endormi) {
+        _endormi = false;
+        _arrivee.notify_one();
+    }
+}
+
+void ExecuteurCBImplementation::leverAttente(bool levee)
+{
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    _levees += levee ? 1 : -1;
+    _place.notify_all();
+}
+
+bool ExecuteurCBImplementation::Marche::commencer()
+{
+    unsigned long avant = commences;
+    do {
+        if (avant == ABANDON)
+            return false;
+    } while (!commences.compare_exchange_weak(avant, avant + 1));
+    return true;
+}
+
+void ExecuteurCBImplementation::_vider(File& lot, Marche& marche)
+{
+    while (!lot.empty()) {
+        const std::unique_ptr<IExecutable> appel = std::move(lot.front());
+        lot.pop_front();
+        --marche.restants;
+        if (_posteursEnAttente != 0) {
+            const std::lock_guard<std::mutex> verrou(_mutex);
+            _place.notify_one();
+        }
+        const IExecutable& objet = *appel;
+        marche.courant = &typeid(objet);
+        if (!marche.commencer())
+            return;
+        try {
+            appel->executer();
+        } catch (...) {
+            ORIX_TRACE(NTO_NOTABLE, "ExecuteurCB", "executer",
+                       "Exception non prévue lors de l'appel d'un callback applicatif : "
+                           << texteExceptionCourante());
+        }
+    }
+}
+
+void ExecuteurCBImplementation::_executer(const std::shared_ptr<Marche>& marche)
+{
+    t_executeur = true;
+    while (!marche->estAbandonnee()) {
+        File lot;
+        {
+            std::unique_lock<std::mutex> verrou(_mutex);
+            while (_file.empty() && _ouvert) {
+                _endormi = true;
+                _arrivee.wait(verrou);
+            }
+            if (_file.empty())
+                return;
+            lot.swap(_file);
+            marche->restants = lot.size();
+        }
+        _vider(lot, *marche);
+    }
+}
+
+void ExecuteurCBImplementation::demarrer(std::size_t capacite)
+{
+    const auto marche = std::make_shared<Marche>();
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    _marche = marche;
+    _capacite = capacite;
+    _ouvert = true;
+    _endormi = false;
+    try {
+        _fil.lancer([this, marche] { _executer(marche); });
+    } catch (...) {
+        _ouvert = false;
+        throw;
+    }
+}
+
+bool ExecuteurCBImplementation::arreter(std::chrono::milliseconds delai)
+{
+    std::shared_ptr<Marche> marche;
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        _ouvert = false;
+        marche = _marche;
+        _arrivee.notify_all();
+        _place.notify_all();
+    }
+    if (!marche)
+        return true;
+    unsigned long avant = 0;
+    do { // as long as calls keep beginning, the queue empties itself
+        avant = marche->commences;
+        if (_fil.attendre(delai))
+            return true;
+    } while (!marche->commences.compare_exchange_strong(avant, Marche::ABANDON));
+
+    _fil.oublier();
+    File jamaisAppeles;
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        jamaisAppeles.swap(_file);
+    }
+    ORIX_TRACE(
+        NTO_NOTABLE, "ExecuteurCB", "arreter",
+        "Un callback applicatif ne se termine pas, il n'est plus attendu : " << nomType(marche->courant));
+    return false;
+}
+
+} // namespace orix

@@ -1,0 +1,69 @@
+#ifndef EXECUTEURCBIMPLEMENTATION_H
+#define EXECUTEURCBIMPLEMENTATION_H
+
+#include "Fil.h"
+#include "orix/ExecuteurCB.h"
+#include "orix/IExecutable.h"
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <typeinfo>
+
+namespace orix {
+
+class ExecuteurCBImplementation final : public ExecuteurCB
+{
+  public:
+    static ExecuteurCBImplementation& instance();
+
+    void posterExecutable(int priorite, const std::string& nomService, IExecutable* executable) override;
+
+    void demarrer(std::size_t capacite);
+    /// Refuses new calls, and runs those that wait. False when a call does not return within the delay: it is
+    /// left to itself, and those behind it are destroyed without being run.
+    bool arreter(std::chrono::milliseconds delai);
+    /// Whether the calling thread is one of the executor's.
+    static bool estIci() noexcept;
+
+  private:
+    using File = std::deque<std::unique_ptr<IExecutable>>;
+
+    /// What the thread of one run shares with the others; outlives the run when a call does not return.
+    struct Marche
+    {
+        std::atomic<std::size_t> restants{0};    // taken out of the queue, not yet begun
+        std::atomic<unsigned long> commences{0}; // since the start
+        std::atomic<const std::type_info*> courant{nullptr};
+
+        static constexpr unsigned long ABANDON = ~0ul; // in commences: no call may begin any more
+        bool estAbandonnee() const { return commences == ABANDON; }
+        bool commencer();
+    };
+
+    ExecuteurCBImplementation() = default;
+    void leverAttente(bool levee) override;
+    void _executer(const std::shared_ptr<Marche>& marche);
+    void _vider(File& lot, Marche& marche);
+    bool _estPleine() const { return _file.size() + _marche->restants.load() >= _capacite; }
+
+    std::mutex _mutex; // guards what follows, atomics apart
+    std::condition_variable _arrivee;
+    std::condition_variable _place;
+    std::atomic<int> _posteursEnAttente{0}; // changed with the lock held, read without
+    File _file;
+    std::size_t _capacite = 0;
+    int _levees = 0;
+    bool _ouvert = false;
+    bool _endormi = false;           // the thread waits for a call
+    std::shared_ptr<Marche> _marche; // null before the first start
+    Fil _fil;
+};
+
+} // namespace orix
+
+#endif

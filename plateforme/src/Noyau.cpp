@@ -1,0 +1,216 @@
+#include "NoyauImplementation.h"
+
+#include "ExceptionCourante.h"
+#include "Livraison.h"
+#include "ReferencesPOA.h"
+#include "SurveillantConnexionsImplementation.h"
+#include "orix/Echec.h"
+#include "orix/IAdaptateurClient.h"
+#include "orix/ORBthread.h"
+#include "orix/Trace.h"
+
+#include <algorithm>
+
+namespace orix {
+
+Noyau* oxNoyau() { return &NoyauImplementation::instance(); }
+
+NoyauImplementation& NoyauImplementation::instance()
+{
+    static auto* const noyau =
+        new NoyauImplementation; // never destroyed: threads may outlive the static objects
+    return *noyau;
+}
+
+ORBthread* NoyauImplementation::lirePointAcces()
+{
+    ORBthread* const pointAcces = _pointAcces.load();
+    if (pointAcces == nullptr)
+        throw Echec(OXS_NOYAU_NON_INITIALISE);
+    return pointAcces;
+}
+
+void NoyauImplementation::activerClient(const std::string& nomService, IAdaptateurClient* adaptateur)
+{
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    _clients[nomService] = {adaptateur, ++_derniereInscription};
+}
+
+void NoyauImplementation::desactiverClient(const std::string& nomService)
+{
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    _clients.erase(nomService);
+}
+
+unsigned long NoyauImplementation::lireInscription(const IAdaptateurClient* adaptateur) const
+{
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    unsigned long derniere = 0;
+    for (const auto& [nom, client] : _clients)
+        if (client.adaptateur == adaptateur)
+            derniere = std::max(derniere, client.inscription);
+    return derniere;
+}
+
+void NoyauImplementation::retirerInscription(unsigned long inscription)
+{
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    const auto client = std::find_if(_clients.begin(), _clients.end(),
+                                     [=](const auto& c) { return c.second.inscription == inscription; });
+    if (client != _clients.end())
+        _clients.erase(client);
+}
+
+std::vector<std::string> NoyauImplementation::lireServices(const IAdaptateurClient* adaptateur) const
+{
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    std::vector<std::string> services;
+    for (const auto& [nom, client] : _clients)
+        if (client.adaptateur == adaptateur)
+            services.push_back(nom);
+    return services;
+}
+
+int NoyauImplementation::enregistrerParametres(ParametresActivationService* parametres)
+{
+    std::unique_ptr<ParametresActivationService> possession(parametres);
+    Livraison::attendreFin(parametres->lireAdaptateur());
+    int numero = 0;
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        if (!_ouvert)
+            throw Echec(OXS_NOYAU_NON_INITIALISE);
+        do {
+            _dernierNumero = _dernierNumero == 0x7FFFFFFF ? 1 : _dernierNumero + 1;
+        } while (_activations.count(_dernierNumero) != 0);
+        numero = _dernierNumero;
+        _activations[numero] = {std::move(possession), std::chrono::steady_clock::now() + _delaiActivation};
+    }
+    _veilleur.reveiller();
+    return numero;
+}
+
+void NoyauImplementation::supprimerParametres(int numeroOperation)
+{
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    _activations.erase(numeroOperation);
+}
+
+void NoyauImplementation::supprimerReference(CORBA::Object_ptr reference) noexcept
+{
+    ORBthread* const pointAcces = _pointAcces.load();
+    if (pointAcces == nullptr || CORBA::is_nil(reference))
+        return;
+    try {
+        const PortableServer::ObjectId_var id = pointAcces->lirePOA_ORIX()->reference_to_id(reference);
+        pointAcces->lirePOA_ORIX()->deactivate_object(id);
+    } catch (...) {
+        ORIX_TRACE(NTO_DETAIL, "Noyau", "supprimerReference",
+                   "Référence non retirée : " << texteExceptionCourante());
+    }
+}
+
+void NoyauImplementation::_retirerReference(int numeroOperation) noexcept
+{
+    if (ORBthread* const pointAcces = _pointAcces.load())
+        poa::retirer(pointAcces->lirePOA_ORIX(), std::to_string(numeroOperation));
+}
+
+void NoyauImplementation::oublierAdaptateur(IAdaptateurClient* adaptateur) noexcept
+{
+    std::map<int, Activation> oubliees;
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        for (auto a = _activations.begin(); a != _activations.end();) {
+            const auto courante = a++;
+            if (courante->second.parametres->lireAdaptateur() == adaptateur)
+                oubliees.insert(_activations.extract(courante));
+        }
+        for (auto c = _clients.begin(); c != _clients.end();)
+            c = c->second.adaptateur == adaptateur ? _clients.erase(c) : std::next(c);
+    }
+    for (const auto& [numero, activation] : oubliees)
+        _retirerReference(numero);
+    SurveillantConnexionsImplementation::instance().oublierAdaptateur(adaptateur);
+    Livraison::attendreFin(adaptateur);
+}
+
+bool NoyauImplementation::conclure(int numeroOperation, const Notification& notification)
+{
+    const auto chercher = [&]() -> IAdaptateurClient* {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        const auto activation = _activations.find(numeroOperation);
+        return activation == _activations.end() ? nullptr : activation->second.parametres->lireAdaptateur();
+    };
+    IAdaptateurClient* const adaptateur = chercher();
+    if (adaptateur == nullptr)
+        return false;
+
+    const Livraison livraison(adaptateur);
+    // Taken only now: an adapter that was forgotten during the wait must not be called.
+    decltype(_activations)::node_type activation;
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        activation = _activations.extract(numeroOperation);
+    }
+    if (activation.empty())
+        return false;
+    try {
+        notification(*adaptateur);
+    } catch (...) {
+        ORIX_TRACE(
+            NTO_NOTABLE, "Noyau", "conclure",
+            "Exception non prévue lors de la notification d'une activation : " << texteExceptionCourante());
+    }
+    _retirerReference(numeroOperation);
+    return true;
+}
+
+Veilleur::Instant NoyauImplementation::_passer()
+{
+    std::vector<int> echues;
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        const auto maintenant = std::chrono::steady_clock::now();
+        for (const auto& [numero, activation] : _activations)
+            if (activation.echeance <= maintenant)
+                echues.push_back(numero);
+    }
+    for (const int numero : echues) {
+        ORIX_TRACE(NTO_REFUS, "Noyau", "surveiller", "Pas de réponse à la demande d'activation " << numero);
+        conclure(numero, [](IAdaptateurClient& a) { a.notifierEchecActivation(OXS_REPLY_ERROR); });
+    }
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    Veilleur::Instant prochaine = Veilleur::JAMAIS;
+    for (const auto& [numero, activation] : _activations)
+        prochaine = std::min(prochaine, activation.echeance);
+    return prochaine;
+}
+
+void NoyauImplementation::demarrer(ORBthread* pointAcces, std::chrono::milliseconds delaiActivation)
+{
+    _pointAcces.store(pointAcces);
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        _delaiActivation = delaiActivation;
+        _ouvert = true;
+    }
+    _veilleur.demarrer([this] { return _passer(); });
+}
+
+bool NoyauImplementation::arreter(std::chrono::milliseconds delai)
+{
+    std::map<int, Activation> abandonnees;
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        _ouvert = false;
+        abandonnees.swap(_activations);
+        _clients.clear();
+    }
+    for (const auto& [numero, activation] : abandonnees)
+        _retirerReference(numero);
+    _table.vider();
+    return _veilleur.arreter(delai);
+}
+
+} // namespace orix

@@ -1,0 +1,101 @@
+#include "ORBthreadImplementation.h"
+
+#include "ExceptionCourante.h"
+#include "LiaisonORB.h"
+#include "orix/Configuration.h"
+#include "orix/Trace.h"
+
+#include <utility>
+
+namespace orix {
+
+namespace {
+
+/// What the ORB is asked to do on a thread that nobody may be waiting for any more.
+template <class Action>
+void tenter(const char* fonction, Action&& action)
+{
+    try {
+        action();
+    } catch (...) {
+        ORIX_TRACE(NTO_NOTABLE, "ORBthread", fonction, "Exception non prévue : " << texteExceptionCourante());
+    }
+}
+
+std::string lister(const std::vector<std::string>& textes)
+{
+    std::string liste;
+    for (const std::string& texte : textes)
+        liste += (liste.empty() ? "\"" : ", \"") + texte + "\"";
+    return liste;
+}
+
+} // namespace
+
+ORBthreadImplementation::ORBthreadImplementation(int& argc, char** argv, const Configuration& configuration)
+{
+    orb::ParametresORB parametres;
+    parametres.pointsAcces = configuration.pointsAcces;
+    parametres.delaiConnexion = configuration.delaiConnexion;
+    parametres.delaiAppel = configuration.delaiAppel;
+    parametres.tailleMessageMax = configuration.tailleMessageMax;
+    parametres.tls = {configuration.tls.certificatAutorite, configuration.tls.certificat,
+                      configuration.tls.motDePasse, configuration.tls.exigerCertificat};
+    _orb = orb::creerORB(argc, argv, parametres);
+    try {
+        try {
+            _ouvrir();
+        } catch (const CORBA::INITIALIZE& exception) {
+            throw ErreurConfiguration("[orb] points_acces: got " + lister(configuration.pointsAcces) +
+                                      ", expected endpoints that can be opened (" +
+                                      orb::information(exception) + ")");
+        }
+        _execution.lancer([orb = CORBA::ORB_var(CORBA::ORB::_duplicate(_orb))] {
+            tenter("executer", [&] { orb->run(); });
+        });
+    } catch (...) {
+        tenter("ORBthread", [this] { _orb->destroy(); });
+        throw;
+    }
+}
+
+void ORBthreadImplementation::_ouvrir()
+{
+    const CORBA::Object_var racine = _orb->resolve_initial_references("RootPOA");
+    _poaRacine = PortableServer::POA::_narrow(racine);
+    const PortableServer::POAManager_var gestionnaire = _poaRacine->the_POAManager();
+
+    CORBA::PolicyList politiques;
+    politiques.length(3);
+    politiques[0] = _poaRacine->create_id_assignment_policy(PortableServer::USER_ID);
+    politiques[1] = _poaRacine->create_id_uniqueness_policy(PortableServer::MULTIPLE_ID);
+    politiques[2] = _poaRacine->create_lifespan_policy(PortableServer::TRANSIENT);
+    _poaORIX = _poaRacine->create_POA("ORIX", gestionnaire, politiques);
+    gestionnaire->activate();
+}
+
+bool ORBthreadImplementation::arreterReception(std::chrono::milliseconds delai)
+{
+    _reception.lancer([poa = PortableServer::POA_var(PortableServer::POA::_duplicate(_poaRacine))] {
+        tenter("arreterReception", [&] {
+            const PortableServer::POAManager_var gestionnaire = poa->the_POAManager();
+            gestionnaire->deactivate(/*etherealize*/ false, /*wait*/ true);
+        });
+    });
+    return _reception.attendre(delai);
+}
+
+bool ORBthreadImplementation::detruire(std::chrono::milliseconds delai)
+{
+    _destruction.lancer([orb = CORBA::ORB_var(CORBA::ORB::_duplicate(_orb))] {
+        tenter("detruire", [&] { orb->destroy(); });
+    });
+    return _destruction.attendre(delai) && _execution.attendre(delai);
+}
+
+bool ORBthreadImplementation::estDetruit()
+{
+    return _reception.attendre({}) && _destruction.attendre({}) && _execution.attendre({});
+}
+
+} // namespace orix

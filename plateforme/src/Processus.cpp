@@ -1,0 +1,210 @@
+#include "orix/Processus.h"
+
+#include "ExceptionCourante.h"
+#include "ExecuteurCBImplementation.h"
+#include "FichierIllisible.h"
+#include "JournalTrace.h"
+#include "Livraison.h"
+#include "NoyauImplementation.h"
+#include "ORBthreadImplementation.h"
+#include "OXroutageImplementation.h"
+#include "SurveillantConnexionsImplementation.h"
+#include "orix/Trace.h"
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <stdexcept>
+#include <vector>
+
+namespace orix {
+
+namespace {
+
+/// The life of the middleware in this process.
+class Processus
+{
+  public:
+    static Processus& instance()
+    {
+        static auto* const processus =
+            new Processus; // never destroyed: threads may outlive the static objects
+        return *processus;
+    }
+
+    const Configuration* lireConfiguration() const { return _configuration.load(); }
+
+    OXstatut initialiser(int& argc, char** argv, const Configuration& configuration);
+    OXstatut terminer();
+
+  private:
+    Processus() : _configurations(1) { _configuration = _configurations.front().get(); }
+
+    void _demarrer(int& argc, char** argv, const Configuration& configuration);
+    bool _arreter();
+
+    /// A callback and a delivery must not wait for the end, which waits for them.
+    static bool _estAppeleDIci() { return ExecuteurCBImplementation::estIci() || Livraison::estEnCoursIci(); }
+
+    std::mutex _mutex; // one start or stop at a time; guards what follows
+    bool _demarre = false;
+    ORBthreadImplementation* _courant = nullptr; // null: no ORB
+    std::atomic<const Configuration*> _configuration{nullptr};
+    // Everything that was ever handed out stays: whoever kept a pointer reads old values, and nothing worse.
+    std::vector<std::unique_ptr<const Configuration>> _configurations;
+    std::vector<std::unique_ptr<ORBthreadImplementation>> _pointsAcces;
+};
+
+OXstatut Processus::initialiser(int& argc, char** argv, const Configuration& configuration)
+{
+    if (_estAppeleDIci())
+        return OXS_NOYAU_DEJA_INITIALISE;
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    if (_demarre)
+        return OXS_NOYAU_DEJA_INITIALISE;
+    try {
+        _demarrer(argc, argv, configuration);
+    } catch (...) {
+        _arreter();
+        throw;
+    }
+    return OXS_OK;
+}
+
+void Processus::_demarrer(int& argc, char** argv, const Configuration& configuration)
+{
+    configuration.verifier("configuration");
+    if (!_pointsAcces.empty() && !_pointsAcces.back()->estDetruit())
+        throw std::runtime_error("the ORB of the previous run has not ended yet: a request is still inside");
+
+    try {
+        journal::ouvrir(configuration.fichierTrace);
+    } catch (const std::exception& erreur) {
+        throw ErreurConfiguration("[trace] fichier: got \"" + configuration.fichierTrace +
+                                  "\", expected a file that can be written (" + erreur.what() + ")");
+    }
+    Trace::definirSeuil(configuration.niveauTrace);
+
+    _configurations.push_back(std::make_unique<const Configuration>(configuration));
+    const Configuration& gardee = *_configurations.back();
+    _configuration = &gardee;
+    routage::definir(&gardee.routage);
+
+    _pointsAcces.push_back(std::make_unique<ORBthreadImplementation>(argc, argv, gardee));
+    _courant = _pointsAcces.back().get();
+    ExecuteurCBImplementation::instance().demarrer(gardee.capaciteFileCB);
+    NoyauImplementation::instance().demarrer(_courant, gardee.delaiActivation);
+    SurveillantConnexionsImplementation::instance().demarrer(*_courant, gardee);
+
+    _demarre = true;
+    NoyauImplementation::instance().ecrireEtat(NOYAU_INITIALISE);
+}
+
+/// Also undoes a start that failed half-way: what was not started has nothing to stop.
+bool Processus::_arreter()
+{
+    NoyauImplementation& noyau = NoyauImplementation::instance();
+    const Configuration& configuration = *_configuration.load();
+    const std::chrono::milliseconds delai = configuration.delaiAppel;
+    // A call that the ORB sends may still be opening its connection.
+    const std::chrono::milliseconds delaiORB = delai + configuration.delaiConnexion + std::chrono::seconds(1);
+
+    noyau.ecrireEtat(NOYAU_EN_ARRET);
+    bool complet = true;
+    const auto attendre = [&complet](bool fini, const char* quoi) {
+        if (!fini)
+            ORIX_TRACE(NTO_NOTABLE, "Processus", "terminer",
+                       "Arrêt incomplet, n'est plus attendu : " << quoi);
+        complet = complet && fini;
+    };
+    {
+        // The requests that are being received post callbacks: none of them may wait for a place.
+        const ExecuteurCB::AttenteLevee levee(objetCB());
+        attendre(SurveillantConnexionsImplementation::instance().arreter(delai),
+                 "surveillant des connexions");
+        attendre(noyau.arreter(delai), "activations en attente");
+        if (_courant != nullptr)
+            attendre(_courant->arreterReception(delai), "requêtes reçues");
+        attendre(ExecuteurCBImplementation::instance().arreter(delai), "exécuteur");
+    }
+    noyau.oublierPointAcces();
+    if (_courant != nullptr)
+        attendre(_courant->detruire(delaiORB), "ORB");
+    _courant = nullptr;
+    journal::fermer();
+    _demarre = false;
+    noyau.ecrireEtat(NOYAU_NON_INITIALISE);
+    return complet;
+}
+
+OXstatut Processus::terminer()
+{
+    if (_estAppeleDIci())
+        return OXS_NOK;
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    if (!_demarre)
+        return OXS_NOYAU_NON_INITIALISE;
+    return _arreter() ? OXS_OK : OXS_NOK;
+}
+
+/// Runs a start, and turns its failure into a status and a line.
+template <class Demarrage>
+OXstatut convertir(std::string* message, Demarrage&& demarrage)
+{
+    OXstatut statut = OXS_OK;
+    std::string texte;
+    try {
+        try {
+            statut = demarrage();
+            if (statut == OXS_OK)
+                return statut;
+            texte = texteStatut(statut);
+        } catch (const FichierIllisible& erreur) {
+            statut = OXS_ABSENCE_CONF;
+            texte = erreur.what();
+        } catch (const ErreurConfiguration& erreur) {
+            statut = OXS_MAUVAISE_CONF;
+            texte = erreur.what();
+        } catch (const std::bad_alloc&) {
+            statut = OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE;
+            texte = texteStatut(statut);
+        } catch (...) {
+            statut = OXS_ERREUR_CORBA;
+            texte = texteExceptionCourante();
+        }
+        if (message != nullptr)
+            *message = texte;
+        ORIX_TRACE(NTO_NOTABLE, "Processus", "initialiser", texte);
+    } catch (...) {
+        // A receiver of traces that throws, or no memory for the text: the status says enough.
+    }
+    return statut;
+}
+
+} // namespace
+
+const Configuration* configuration() { return Processus::instance().lireConfiguration(); }
+
+OXstatut initialiser(int& argc, char** argv, const std::string& fichierConfiguration, std::string* message)
+{
+    return convertir(message, [&] {
+        return Processus::instance().initialiser(argc, argv, Configuration::lire(fichierConfiguration));
+    });
+}
+
+OXstatut initialiser(int& argc, char** argv, const Configuration& configuration, std::string* message)
+{
+    return convertir(message, [&] { return Processus::instance().initialiser(argc, argv, configuration); });
+}
+
+OXstatut terminer()
+{
+    try {
+        return Processus::instance().terminer();
+    } catch (...) {
+        return OXS_NOK;
+    }
+}
+
+} // namespace orix

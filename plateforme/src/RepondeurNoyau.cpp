@@ -1,0 +1,77 @@
+#include "orix/RepondeurNoyau.h"
+
+#include "ExceptionCourante.h"
+#include "NoyauImplementation.h"
+#include "ReferencesPOA.h"
+#include "orix/IAdaptateurClient.h"
+#include "orix/Trace.h"
+
+#include <charconv>
+
+namespace orix {
+
+namespace {
+
+void conclure(int numeroOperation, const NoyauImplementation::Notification& notification)
+{
+    if (!NoyauImplementation::instance().conclure(numeroOperation, notification))
+        ORIX_TRACE(NTO_REFUS, "RepondeurNoyau", "conclure",
+                   "Réponse ignorée : la demande d'activation " << numeroOperation
+                                                                << " n'est plus en attente");
+}
+
+/// The status that stands for the failure that the holder carries.
+OXstatut statutEchec(Messaging::ExceptionHolder* exception)
+{
+    OXstatut statut = OXS_ERREUR_CORBA;
+    std::string texte;
+    try {
+        exception->raise_exception();
+    } catch (const CORBA::TRANSIENT&) {
+        statut = OXS_CONNEXION_IMPOSSIBLE;
+        texte = texteExceptionCourante();
+    } catch (const CORBA::COMM_FAILURE&) {
+        statut = OXS_CONNEXION_IMPOSSIBLE;
+        texte = texteExceptionCourante();
+    } catch (...) {
+        texte = texteExceptionCourante();
+    }
+    ORIX_TRACE(NTO_NOTABLE, "RepondeurNoyau", "activerService_excep",
+               "La demande d'activation a échoué : " << texte);
+    return statut;
+}
+
+} // namespace
+
+RepondeurNoyau::RepondeurNoyau(CORBA::ORB_ptr orb, PortableServer::POA_ptr poaORIX)
+    : _poa(PortableServer::POA::_duplicate(poaORIX)), _courant(poa::resoudreCourant(orb))
+{}
+
+RepondeurNoyau::~RepondeurNoyau() = default;
+
+PortableServer::POA_ptr RepondeurNoyau::_default_POA() { return PortableServer::POA::_duplicate(_poa); }
+
+int RepondeurNoyau::_numeroOperation() const
+{
+    const std::string texte = poa::identifiantCourant(_courant);
+    int numero = 0;
+    std::from_chars(texte.data(), texte.data() + texte.size(), numero);
+    return numero;
+}
+
+void RepondeurNoyau::activerService(CORBA::Long statut, const char* serveur, const char* machine,
+                                    const orix_corba::NiveauReference& niveau, CORBA::Long numeroClient)
+{
+    conclure(_numeroOperation(), [&](IAdaptateurClient& adaptateur) {
+        adaptateur.activeCB(statut, serveur, machine, niveau, numeroClient);
+    });
+}
+
+void RepondeurNoyau::activerService_excep(Messaging::ExceptionHolder* exception)
+{
+    const OXstatut statut = statutEchec(exception);
+    conclure(_numeroOperation(),
+             [statut](IAdaptateurClient& adaptateur) { adaptateur.notifierEchecActivation(statut); });
+}
+
+} // namespace orix
