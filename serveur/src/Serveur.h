@@ -11,7 +11,7 @@ namespace cdv {
 class Serveur
 {
   public:
-    /// The store outlives this object. Clients can come from the return on.
+    /// The store outlives this object, and this object the middleware. Clients can come from the return on.
     Serveur(Magasin& magasin, const NomsServeur& noms, const Pings::Reglages& reglagesPings);
     ~Serveur();
 

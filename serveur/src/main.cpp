@@ -141,20 +141,21 @@ void servir(int& argc, char** argv, const Options& options, const sigset_t& sign
     orix::trace()->definirRecepteur({});
     if (statut != orix::OXS_OK)
         throw std::runtime_error(message);
+    std::optional<cdv::Serveur> serveur; // outlives the ORB, whose threads may be inside it to the end
     const struct Fin
     {
         ~Fin() { orix::terminer(); }
     } fin;
 
-    cdv::Serveur serveur(
-        magasin, {options.nom, configuration.nomMachineHote},
-        {std::chrono::milliseconds(options.periodePing), std::chrono::milliseconds(options.delaiPing)});
-    std::cout << "cdv-serveur: prêt, noyau corbaloc:iiop:" << serveur.pointAcces() << "/Noyau, base "
+    serveur.emplace(magasin, cdv::NomsServeur{options.nom, configuration.nomMachineHote},
+                    cdv::Pings::Reglages{std::chrono::milliseconds(options.periodePing),
+                                         std::chrono::milliseconds(options.delaiPing)});
+    std::cout << "cdv-serveur: prêt, noyau corbaloc:iiop:" << serveur->pointAcces() << "/Noyau, base "
               << options.base << std::endl;
     int signal = 0;
     sigwait(&signaux, &signal);
     ORIX_TRACE(orix::NTO_NOTABLE, "main", "servir", "Arrêt demandé, signal " << signal);
-    serveur.arreter();
+    serveur->arreter();
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "OXcdvClientVersServeurC.h"
 #include "OXcdvServeurVersClientS.h"
 #include "OXvol_completDataChamps.h"
+#include "ServantAttendu.h"
 #include "ServeurReel.h"
 
 #include "orix/Noyau.h"
@@ -84,8 +85,7 @@ class Receptions
     std::vector<Recu> _recus;
 };
 
-class Notifications : public POA_orix_corba::OXcdv_v3_0_0_ServeurVersClient,
-                      public PortableServer::RefCountServantBase
+class Notifications : public POA_orix_corba::OXcdv_v3_0_0_ServeurVersClient, public orix::orb::ServantAttendu
 {
   public:
     explicit Notifications(Receptions& receptions) : _receptions(receptions) {}
@@ -118,7 +118,7 @@ class Notifications : public POA_orix_corba::OXcdv_v3_0_0_ServeurVersClient,
     Receptions& _receptions;
 };
 
-class Face : public POA_orix_corba__Client, public PortableServer::RefCountServantBase
+class Face : public POA_orix_corba__Client, public orix::orb::ServantAttendu
 {
   public:
     enum Reponse
@@ -162,7 +162,6 @@ class ClientBrut
 {
   public:
     explicit ClientBrut(const std::string& url)
-        : _notifications(new Notifications(_receptions)), _face(new Face(_receptions))
     {
         const CORBA::Object_var objet =
             orix::orb::resoudre(orix::oxNoyau()->lirePointAcces()->lireORB(), url);
@@ -172,17 +171,18 @@ class ClientBrut
     }
     ~ClientBrut()
     {
-        // The servants use what dies here.
         const PortableServer::POA_ptr poa = orix::oxNoyau()->lirePointAcces()->lirePOA_Racine();
-        for (PortableServer::ServantBase* servant :
-             std::initializer_list<PortableServer::ServantBase*>{_notifications.in(), _face.in()}) {
+        const auto retirer = [&](auto& servant) {
             try {
-                const PortableServer::ObjectId_var id = poa->servant_to_id(servant);
+                const PortableServer::ObjectId_var id = poa->servant_to_id(&servant);
                 poa->deactivate_object(id);
-            } catch (const CORBA::Exception&) {
-                // it was never activated
+            } catch (const PortableServer::POA::ServantNotActive&) {
+                // no activation was asked for with references
             }
-        }
+            EXPECT_TRUE(servant.attendreRetrait(PATIENCE));
+        };
+        retirer(_notifications);
+        retirer(_face);
     }
 
     Activation demander(const std::string& service, int majeur, bool avecReferences)
@@ -195,8 +195,8 @@ class ClientBrut
         }
         orix_corba__Client_var face;
         if (avecReferences) {
-            niveaux[1].reference = _notifications->_this();
-            face = _face->_this();
+            niveaux[1].reference = _notifications._this();
+            face = _face._this();
         }
         Activation a;
         _noyau->activerService(service.c_str(), niveaux, face, "essai", "machine", a.statut, a.serveur.out(),
@@ -233,7 +233,7 @@ class ClientBrut
 
     Service* service() { return _service.in(); }
     CORBA::Long numero() const { return _numero; }
-    Face& face() { return *_face.in(); }
+    Face& face() { return _face; }
     std::vector<Recu> attendre(std::size_t nombre) { return _receptions.attendre(nombre); }
     bool estConnu()
     {
@@ -247,8 +247,8 @@ class ClientBrut
 
   private:
     Receptions _receptions;
-    PortableServer::Servant_var<Notifications> _notifications;
-    PortableServer::Servant_var<Face> _face;
+    Notifications _notifications{_receptions};
+    Face _face{_receptions};
     orix_corba::Noyau_var _noyau;
     orix_corba::OXcdv_v3_0_0_ClientVersServeur_var _service;
     CORBA::Long _numero = 0;
