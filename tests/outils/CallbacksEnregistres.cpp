@@ -49,7 +49,7 @@ Appel Callbacks::attendre(std::chrono::milliseconds delai)
 {
     std::unique_lock<std::mutex> verrou(_mutex);
     if (!_arrivee.wait_for(verrou, delai, [this] { return !_appels.empty(); }))
-        return Appel{"rien", -1, -1, {}, {}, {}, {}, {}};
+        return rien();
     Appel appel = std::move(_appels.front());
     _appels.pop_front();
     return appel;
