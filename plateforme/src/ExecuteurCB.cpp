@@ -140,16 +140,25 @@ void ExecuteurCBImplementation::demarrer(std::size_t capacite)
     }
 }
 
+std::shared_ptr<ExecuteurCBImplementation::Marche> ExecuteurCBImplementation::_fermer()
+{
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    _ouvert = false;
+    _arrivee.notify_all();
+    _place.notify_all();
+    return _marche;
+}
+
+void ExecuteurCBImplementation::_oublierLesAppels()
+{
+    File appels; // destroyed without the lock: their destructors are not ours
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    appels.swap(_file);
+}
+
 bool ExecuteurCBImplementation::arreter(std::chrono::milliseconds delai)
 {
-    std::shared_ptr<Marche> marche;
-    {
-        const std::lock_guard<std::mutex> verrou(_mutex);
-        _ouvert = false;
-        marche = _marche;
-        _arrivee.notify_all();
-        _place.notify_all();
-    }
+    const std::shared_ptr<Marche> marche = _fermer();
     if (!marche)
         return true;
     unsigned long avant = 0;
@@ -160,15 +169,21 @@ bool ExecuteurCBImplementation::arreter(std::chrono::milliseconds delai)
     } while (!marche->commences.compare_exchange_strong(avant, Marche::ABANDON));
 
     _fil.oublier();
-    File jamaisAppeles;
-    {
-        const std::lock_guard<std::mutex> verrou(_mutex);
-        jamaisAppeles.swap(_file);
-    }
+    _oublierLesAppels();
     ORIX_TRACE(
         NTO_NOTABLE, "ExecuteurCB", "arreter",
         "Un callback applicatif ne se termine pas, il n'est plus attendu : " << nomType(marche->courant));
     return false;
+}
+
+bool ExecuteurCBImplementation::abandonner(std::chrono::milliseconds delai)
+{
+    const std::shared_ptr<Marche> marche = _fermer();
+    if (!marche)
+        return true;
+    marche->commences = Marche::ABANDON;
+    _oublierLesAppels();
+    return _fil.attendre(estIci() ? std::chrono::milliseconds(0) : delai);
 }
 
 } // namespace orix

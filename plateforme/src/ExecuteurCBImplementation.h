@@ -27,6 +27,8 @@ class ExecuteurCBImplementation final : public ExecuteurCB
     /// Refuses new calls, and runs those that wait. False when a call does not return within the delay: it is
     /// left to itself, and those behind it are destroyed without being run.
     bool arreter(std::chrono::milliseconds delai);
+    /// Refuses new calls, destroys those that wait. False when a call does not return within the delay.
+    bool abandonner(std::chrono::milliseconds delai);
     /// Whether the calling thread is one of the executor's.
     static bool estIci() noexcept;
 
@@ -47,6 +49,8 @@ class ExecuteurCBImplementation final : public ExecuteurCB
 
     ExecuteurCBImplementation() = default;
     void leverAttente(bool levee) override;
+    std::shared_ptr<Marche> _fermer();
+    void _oublierLesAppels();
     void _executer(const std::shared_ptr<Marche>& marche);
     void _vider(File& lot, Marche& marche);
     bool _estPleine() const { return _file.size() + _marche->restants.load() >= _capacite; }

@@ -79,7 +79,7 @@ bool ORBthreadImplementation::arreterReception(std::chrono::milliseconds delai)
     _reception.lancer([poa = PortableServer::POA_var(PortableServer::POA::_duplicate(_poaRacine))] {
         tenter("arreterReception", [&] {
             const PortableServer::POAManager_var gestionnaire = poa->the_POAManager();
-            gestionnaire->deactivate(/*etherealize*/ false, /*wait*/ true);
+            gestionnaire->deactivate(/*etherealize*/ true, /*wait*/ true);
         });
     });
     return _reception.attendre(delai);

@@ -11,7 +11,10 @@
 #include "SurveillantConnexionsImplementation.h"
 #include "orix/Trace.h"
 
+#include <unistd.h>
+
 #include <atomic>
+#include <cstdlib>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -37,18 +40,26 @@ class Processus
 
     OXstatut initialiser(int& argc, char** argv, const Configuration& configuration);
     OXstatut terminer();
+    void quitter();
 
   private:
     Processus() : _configurations(1) { _configuration = _configurations.front().get(); }
 
     void _demarrer(int& argc, char** argv, const Configuration& configuration);
-    bool _arreter();
+    enum class Callbacks
+    {
+        Appeler,
+        Abandonner
+    };
+    bool _arreter(Callbacks callbacks, std::chrono::milliseconds delai);
+    bool _arreter() { return _arreter(Callbacks::Appeler, lireConfiguration()->delaiAppel); }
 
     /// A callback and a delivery must not wait for the end, which waits for them.
     static bool _estAppeleDIci() { return ExecuteurCBImplementation::estIci() || Livraison::estEnCoursIci(); }
 
     std::mutex _mutex; // one start or stop at a time; guards what follows
     bool _demarre = false;
+    pid_t _pid = 0;                              // that started: a child made by fork has none of the threads
     ORBthreadImplementation* _courant = nullptr; // null: no ORB
     std::atomic<const Configuration*> _configuration{nullptr};
     // Everything that was ever handed out stays: whoever kept a pointer reads old values, and nothing worse.
@@ -71,6 +82,8 @@ OXstatut Processus::initialiser(int& argc, char** argv, const Configuration& con
     }
     return OXS_OK;
 }
+
+void quitterEnFin();
 
 void Processus::_demarrer(int& argc, char** argv, const Configuration& configuration)
 {
@@ -97,19 +110,18 @@ void Processus::_demarrer(int& argc, char** argv, const Configuration& configura
     NoyauImplementation::instance().demarrer(_courant, gardee.delaiActivation);
     SurveillantConnexionsImplementation::instance().demarrer(*_courant, gardee);
 
+    static const int inscrit = std::atexit(quitterEnFin); // after the ORB's static objects, hence before their end
+    static_cast<void>(inscrit);
+    _pid = ::getpid();
     _demarre = true;
     NoyauImplementation::instance().ecrireEtat(NOYAU_INITIALISE);
 }
 
-/// Also undoes a start that failed half-way: what was not started has nothing to stop.
-bool Processus::_arreter()
+/// Also undoes a start that failed half-way: what was not started has nothing to stop. delai: of each step.
+bool Processus::_arreter(Callbacks callbacks, std::chrono::milliseconds delai)
 {
     NoyauImplementation& noyau = NoyauImplementation::instance();
-    const Configuration& configuration = *_configuration.load();
-    const std::chrono::milliseconds delai = configuration.delaiAppel;
-    // A call that the ORB sends may still be opening its connection.
-    const std::chrono::milliseconds delaiORB = delai + configuration.delaiConnexion + std::chrono::seconds(1);
-
+    ExecuteurCBImplementation& executeur = ExecuteurCBImplementation::instance();
     noyau.ecrireEtat(NOYAU_EN_ARRET);
     bool complet = true;
     const auto attendre = [&complet](bool fini, const char* quoi) {
@@ -120,17 +132,19 @@ bool Processus::_arreter()
     };
     {
         // The requests that are being received post callbacks: none of them may wait for a place.
-        const ExecuteurCB::AttenteLevee levee(objetCB());
+        const ExecuteurCB::AttenteLevee levee(&executeur);
         attendre(SurveillantConnexionsImplementation::instance().arreter(delai),
                  "surveillant des connexions");
         attendre(noyau.arreter(delai), "activations en attente");
         if (_courant != nullptr)
             attendre(_courant->arreterReception(delai), "requêtes reçues");
-        attendre(ExecuteurCBImplementation::instance().arreter(delai), "exécuteur");
+        attendre(callbacks == Callbacks::Appeler ? executeur.arreter(delai) : executeur.abandonner(delai),
+                 "exécuteur");
     }
     noyau.oublierPointAcces();
+    // A call that the ORB sends may be opening its connection first.
     if (_courant != nullptr)
-        attendre(_courant->detruire(delaiORB), "ORB");
+        attendre(_courant->detruire(delai + lireConfiguration()->delaiConnexion), "ORB");
     _courant = nullptr;
     journal::fermer();
     _demarre = false;
@@ -146,6 +160,24 @@ OXstatut Processus::terminer()
     if (!_demarre)
         return OXS_NOYAU_NON_INITIALISE;
     return _arreter() ? OXS_OK : OXS_NOK;
+}
+
+/// At the exit of a process that did not call terminer(): the ORB's threads must end before its static
+/// objects do, and the application's objects may be gone already, so that nothing may be called back.
+void Processus::quitter()
+{
+    const std::unique_lock<std::mutex> verrou(_mutex, std::try_to_lock);
+    if (verrou.owns_lock() && _demarre && _pid == ::getpid())
+        _arreter(Callbacks::Abandonner, std::chrono::milliseconds(500));
+}
+
+void quitterEnFin()
+{
+    try {
+        Processus::instance().quitter();
+    } catch (...) {
+        // The process ends anyway.
+    }
 }
 
 /// Runs a start, and turns its failure into a status and a line.
