@@ -9,6 +9,7 @@ namespace cdv {
 namespace {
 
 constexpr std::uint32_t PROFIL_IIOP = 0;
+constexpr std::uint32_t COMPOSANT_SSL = 20; // two sets of options, then the port
 constexpr std::string_view PREFIXE = "IOR:";
 
 std::invalid_argument invalide() { return std::invalid_argument("référence d'objet illisible"); }
@@ -17,7 +18,10 @@ std::invalid_argument invalide() { return std::invalid_argument("référence d'o
 class LecteurCDR
 {
   public:
-    explicit LecteurCDR(std::string_view octets) : _octets(octets) { _petitBoutiste = octet() == 1; }
+    explicit LecteurCDR(std::string_view octets) : _octets(octets)
+    {
+        _petitBoutiste = !octets.empty() && octet() == 1;
+    }
 
     unsigned char octet() { return static_cast<unsigned char>(prendre(1)[0]); }
     std::uint32_t court() { return entier(2); }
@@ -74,10 +78,21 @@ std::string pointAcces(const std::string& ior)
             continue;
         LecteurCDR profil(corps);
         profil.octet(); // version of IIOP
-        profil.octet();
+        const bool aComposants = profil.octet() > 0;
         std::string_view hote = profil.suite();
         hote.remove_suffix(hote.empty() ? 0 : 1); // its NUL
-        return std::string(hote) + ":" + std::to_string(profil.court());
+        const std::uint32_t port = profil.court();
+        profil.suite(); // the object's key
+        for (std::uint32_t composants = aComposants ? profil.entierLong() : 0; composants > 0; --composants) {
+            const std::uint32_t nature = profil.entierLong();
+            LecteurCDR composant(profil.suite());
+            if (nature != COMPOSANT_SSL)
+                continue;
+            composant.court();
+            composant.court();
+            return "ssliop:" + std::string(hote) + ":" + std::to_string(composant.court());
+        }
+        return "iiop:" + std::string(hote) + ":" + std::to_string(port);
     }
     throw invalide();
 }

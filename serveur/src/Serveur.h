@@ -15,7 +15,7 @@ class Serveur
     Serveur(Magasin& magasin, const NomsServeur& noms, const Pings::Reglages& reglagesPings);
     ~Serveur();
 
-    const std::string& pointAcces() const { return _pointAcces; } ///< "HOST:PORT" where clients reach it
+    const std::string& pointAcces() const { return _pointAcces; } ///< "iiop:HOST:PORT" or "ssliop:HOST:PORT"
 
     /// Executes what was accepted, sends every notification, tells the clients, and serves nobody any more.
     void arreter();

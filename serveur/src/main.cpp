@@ -150,7 +150,7 @@ void servir(int& argc, char** argv, const Options& options, const sigset_t& sign
     serveur.emplace(magasin, cdv::NomsServeur{options.nom, configuration.nomMachineHote},
                     cdv::Pings::Reglages{std::chrono::milliseconds(options.periodePing),
                                          std::chrono::milliseconds(options.delaiPing)});
-    std::cout << "cdv-serveur: prêt, noyau corbaloc:iiop:" << serveur->pointAcces() << "/Noyau, base "
+    std::cout << "cdv-serveur: prêt, noyau corbaloc:" << serveur->pointAcces() << "/Noyau, base "
               << options.base << std::endl;
     int signal = 0;
     sigwait(&signaux, &signal);
