@@ -69,13 +69,6 @@ inline double tempsProcesseur()
     return us(usage.ru_utime) + us(usage.ru_stime);
 }
 
-inline long memoireMax() ///< KiB
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss;
-}
-
 inline long memoire() ///< KiB now resident
 {
     long total = 0, residente = 0;
@@ -83,32 +76,82 @@ inline long memoire() ///< KiB now resident
     return residente * (sysconf(_SC_PAGESIZE) / 1024);
 }
 
+inline long memoireMax() ///< KiB; the kernel brings the two counters up to date at different times
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return std::max(usage.ru_maxrss, memoire());
+}
+
 // ---- Client
 // ------------------------------------------------------------------------------------------------------
+
+/// Durations, by classes of at most 0.4 %: whatever their number, the same memory.
+class Durees
+{
+  public:
+    void ajouter(std::int64_t ns)
+    {
+        ++_classes[classe(static_cast<std::uint64_t>(std::max<std::int64_t>(ns, 0)))];
+        ++_nombre;
+    }
+    void effacer() { *this = Durees(); }
+
+    /// The duration, in us, that this proportion of all does not exceed.
+    double centile(double proportion) const
+    {
+        const double rang = proportion * static_cast<double>(_nombre);
+        std::size_t classe = 0;
+        for (std::uint64_t cumul = _classes[0]; static_cast<double>(cumul) < rang; cumul += _classes[classe])
+            ++classe;
+        return static_cast<double>(borne(classe)) / 1000;
+    }
+
+  private:
+    static constexpr unsigned BITS = 8; ///< of a duration that tell its class, after the first
+    static constexpr std::uint64_t PAS = 1u << BITS;
+
+    static std::size_t classe(std::uint64_t ns)
+    {
+        if (ns < PAS)
+            return ns;
+        const unsigned decalage = 63u - static_cast<unsigned>(__builtin_clzll(ns)) - BITS;
+        return decalage * PAS + (ns >> decalage);
+    }
+    static std::uint64_t borne(std::size_t classe)
+    {
+        if (classe < 2 * PAS)
+            return classe;
+        const std::size_t decalage = classe / PAS - 1;
+        return (classe - decalage * PAS) << decalage;
+    }
+
+    std::vector<std::uint32_t> _classes = std::vector<std::uint32_t>((64 - BITS + 1) * PAS);
+    std::uint64_t _nombre = 0;
+};
 
 /// The requests that the server has not called back yet: bounded, and each timed up to its callback.
 /// Callbacks are taken in the order of the requests.
 class EnVol
 {
   public:
-    EnVol(std::size_t places, std::size_t total) : _places(places), _departs(total), _durees(total) {}
+    explicit EnVol(std::size_t places) : _departs(places) {}
 
     /// Before a request: waits for a place.
     void partir()
     {
         std::unique_lock<std::mutex> verrou(_mutex);
-        attendre(verrou, [this] { return _partis - _revenus < _places; });
-        _departs[_partis++] = maintenant();
+        attendre(verrou, [this] { return _partis - _revenus < _departs.size(); });
+        _departs[_partis++ % _departs.size()] = maintenant();
     }
     /// In the callback of the application.
     void revenir()
     {
         const std::int64_t ici = maintenant();
         const std::lock_guard<std::mutex> verrou(_mutex);
-        _durees.at(_revenus) = ici - _departs[_revenus];
-        ++_revenus;
+        _durees.ajouter(ici - _departs[_revenus++ % _departs.size()]);
         _dernierRetour = ici;
-        if (_attendu)
+        if (_attendu > 0)
             _nouvelle.notify_one();
     }
     void attendreTous()
@@ -117,21 +160,9 @@ class EnVol
         attendre(verrou, [this] { return _revenus == _partis; });
     }
 
-    std::size_t revenus()
-    {
-        const std::lock_guard<std::mutex> verrou(_mutex);
-        return _revenus;
-    }
+    // Once all are back:
+    Durees& durees() { return _durees; }
     std::int64_t dernierRetour() const { return _dernierRetour; }
-    /// Of the requests from that one on, in us. To be asked once, when all are back.
-    double centile(std::size_t premier, double proportion)
-    {
-        const auto debut = _durees.begin() + static_cast<std::ptrdiff_t>(premier);
-        const auto rang =
-            debut + static_cast<std::ptrdiff_t>(proportion * static_cast<double>(_durees.end() - debut - 1));
-        std::nth_element(debut, rang, _durees.end());
-        return static_cast<double>(*rang) / 1000;
-    }
 
   private:
     template <class Condition>
@@ -150,10 +181,11 @@ class EnVol
 
     std::mutex _mutex;
     std::condition_variable _nouvelle;
-    std::size_t _places, _partis = 0, _revenus = 0;
+    std::size_t _partis = 0, _revenus = 0;
     int _attendu = 0;
     std::int64_t _dernierRetour = 0;
-    std::vector<std::int64_t> _departs, _durees;
+    std::vector<std::int64_t> _departs; // of those in flight
+    Durees _durees;
 };
 
 /// The sending side of one transport, connected.
@@ -271,32 +303,33 @@ inline void envoyerTous(const Options& options, Envoyeur& envoyeur, EnVol& enVol
 inline int client(int argc, char** argv, const FabriqueEnvoyeur& fabrique)
 {
     return interne::executer(argc, argv, [&](const Options& options) {
-        const int chauffe = options.chauffe, nombre = options.nombre;
-        EnVol enVol(options.enVol, options.rappel ? chauffe + nombre : 0);
+        EnVol enVol(options.enVol);
         const std::unique_ptr<Envoyeur> envoyeur = fabrique(options, enVol);
 
-        interne::envoyerTous(options, *envoyeur, enVol, chauffe);
+        interne::envoyerTous(options, *envoyeur, enVol, options.chauffe);
         enVol.attendreTous();
+        enVol.durees().effacer();
         dire("CHAUD");
         attendreSuite();
 
-        const long memoireDebut = memoire();
         const double processeur = tempsProcesseur();
         const std::int64_t debut = maintenant();
-        interne::envoyerTous(options, *envoyeur, enVol, nombre);
+        const int dixieme = options.nombre / 10;
+        interne::envoyerTous(options, *envoyeur, enVol, dixieme);
+        const long memoireDixieme = memoire();
+        interne::envoyerTous(options, *envoyeur, enVol, options.nombre - dixieme);
         enVol.attendreTous();
-        const std::int64_t fin = options.rappel ? enVol.dernierRetour() : maintenant();
         dire("ENVOYE");
         attendreSuite(); // what a transport still had in its buffers is part of the cost
         const double cout = tempsProcesseur() - processeur;
 
         std::ostringstream resultat;
-        resultat << R"({"debut_ns":)" << debut << R"(,"fin_ns":)" << fin << R"(,"cpu_us":)" << cout / nombre
-                 << R"(,"memoire_debut_ko":)" << memoireDebut << R"(,"memoire_fin_ko":)" << memoire()
+        resultat << R"({"debut_ns":)" << debut << R"(,"cpu_us":)" << cout / options.nombre
+                 << R"(,"memoire_dixieme_ko":)" << memoireDixieme << R"(,"memoire_fin_ko":)" << memoire()
                  << R"(,"memoire_max_ko":)" << memoireMax();
         if (options.rappel)
-            resultat << R"(,"p50_us":)" << enVol.centile(chauffe, 0.5) << R"(,"p99_us":)"
-                     << enVol.centile(chauffe, 0.99);
+            resultat << R"(,"fin_ns":)" << enVol.dernierRetour() << R"(,"p50_us":)"
+                     << enVol.durees().centile(0.5) << R"(,"p99_us":)" << enVol.durees().centile(0.99);
         dire(resultat.str() + "}");
     });
 }

@@ -106,10 +106,13 @@ struct Mesure
     Arguments arguments; ///< for clients and servers alike
     double part;         ///< of the number of records asked for
     bool rappel;
-    Arguments seulement; ///< systems; empty: all
-    std::string courbe;  ///< of a curve: the option that varies
-    int x = 0;           ///< and its value here
+    Arguments seulement;  ///< systems; empty: all
+    std::string courbe;   ///< of a curve: the option that varies
+    int x = 0;            ///< and its value here
+    bool uneFois = false; ///< in the first round only
 };
+
+const std::string MEMOIRE = "memoire";
 
 /// The comparison proper, then each point of the curves.
 std::vector<Mesure> mesures(int occupation, bool courbes)
@@ -126,6 +129,7 @@ std::vector<Mesure> mesures(int occupation, bool courbes)
         {"rappel_64", "Request to callback, 64 in flight", {"--en-vol", "64"}, 0.5, true, {}, ""},
         {"rappel_1", "Request to callback, 1 in flight", {"--en-vol", "1"}, 0.1, true, {}, ""},
     };
+    toutes.push_back({MEMOIRE, "Memory of the client", {}, 10, true, {FACADE}, "", 0, true});
     if (!courbes)
         return toutes;
     const auto courbe = [&](const std::string& option, const std::string& titre, bool rappel,
@@ -304,6 +308,8 @@ class Resultats
         const std::vector<double> toutes = valeurs(mesure, systeme, grandeur);
         if (toutes.empty())
             return "-";
+        if (toutes.size() == 1)
+            return nombre(toutes.front() / unite, decimales);
         const auto [moins, plus] = std::minmax_element(toutes.begin(), toutes.end());
         return nombre(mediane(toutes) / unite, decimales) + " (" + nombre(*moins / unite, decimales) + ".." +
                nombre(*plus / unite, decimales) + ")";
@@ -374,6 +380,15 @@ void ecrireComparaison(const Resultats& resultats, const Mesure& mesure)
                                        resultats.texteRapport(mesure, systeme.nom, "p99_us")});
         ecrireLigne(ligne);
     }
+}
+
+void ecrireMemoire(const Resultats& resultats, const Mesure& mesure)
+{
+    ecrireEntete(mesure.titre, {"Notifications", "after a tenth, MiB", "at the end, MiB", "peak, MiB"});
+    ecrireLigne({resultats.texte(mesure, FACADE, "nombre", 1, 0),
+                 resultats.texte(mesure, FACADE, "memoire_dixieme_ko", 1024, 1),
+                 resultats.texte(mesure, FACADE, "memoire_fin_ko", 1024, 1),
+                 resultats.texte(mesure, FACADE, "memoire_max_ko", 1024, 1)});
 }
 
 void ecrireCourbes(const Resultats& resultats, const std::vector<Mesure>& mesures)
@@ -463,7 +478,8 @@ int comparer(const Options& options)
     for (int tour = 1; tour <= options.tours; ++tour)
         for (const Mesure& mesure : choisies)
             for (const Systeme& systeme : presents) {
-                if ((mesure.rappel && !systeme.rappelle) || !retenu(mesure.seulement, systeme.nom))
+                if ((mesure.uneFois && tour > 1) || (mesure.rappel && !systeme.rappelle) ||
+                    !retenu(mesure.seulement, systeme.nom))
                     continue;
                 json ligne = {{"mesure", mesure.nom}, {"systeme", systeme.nom}, {"tour", tour}};
                 if (!mesure.courbe.empty())
@@ -498,7 +514,9 @@ int comparer(const Options& options)
         << " cores, each client and each server a process of its own on the loopback.\n"
         << "Absolute figures depend on the machine and its load; only the ratios within one run count.\n";
     for (const Mesure& mesure : choisies)
-        if (mesure.courbe.empty())
+        if (mesure.nom == MEMOIRE)
+            ecrireMemoire(resultats, mesure);
+        else if (mesure.courbe.empty())
             ecrireComparaison(resultats, mesure);
     ecrireObjectifs(resultats, choisies);
     ecrireCourbes(resultats, choisies);
@@ -528,8 +546,9 @@ int main(int argc, char** argv)
                 noms += (noms.empty() ? "" : " ") + systeme.nom;
             return noms;
         }());
-    application.add_option("--mesures", options.mesures,
-                           "only these: envoi envoi_occupe rappel_64 rappel_1 champs longueur en-vol fils");
+    application.add_option(
+        "--mesures", options.mesures,
+        "only these: envoi envoi_occupe rappel_64 rappel_1 memoire champs longueur en-vol fils");
     application.add_flag("--sans-courbes", options.sansCourbes,
                          "no measures against size, flight and threads");
     application.add_option("--jsonl", options.jsonl,

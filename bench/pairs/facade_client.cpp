@@ -7,6 +7,7 @@
 #include "OXcdvCliCB.h"
 #include "OXcdvCliItf.h"
 #include "orix/Processus.h"
+#include "orix/Trace.h"
 
 #include <future>
 

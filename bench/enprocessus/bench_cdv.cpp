@@ -1,0 +1,401 @@
+// Costs inside one process, each with its time and its allocations: record, conversions, accessors, dump,
+// deferred calls, traces, executor. Options of Google Benchmark: --benchmark_filter=REGEX,
+// --benchmark_out=FILE...
+#include "../pairs/VolApplication.h"
+#include "../pairs/VolCorba.h"
+#include "Allocations.h"
+
+#include "OXcdvCliCBfoncteur.h"
+#include "orix/ExecuteurCB.h"
+#include "orix/Processus.h"
+#include "orix/Trace.h"
+
+#include <benchmark/benchmark.h>
+
+#include <malloc.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <thread>
+
+// What the deferred calls run.
+void OXcdvCliCB::activeCB(orix::OXstatut, const char*, const char*) {}
+void OXcdvCliCB::deconnexionCB(orix::OXstatut) {}
+void OXcdvCliCB::cree_vol_completCB(int, OXvol_completData* vol, int) { benchmark::DoNotOptimize(vol); }
+void OXcdvCliCB::modifie_vol_completCB(int, OXvol_completData*, int) {}
+void OXcdvCliCB::supprime_vol_completCB(int resultat, int) { benchmark::DoNotOptimize(resultat); }
+void OXcdvCliCB::consulte_vol_completCB(int, OXvol_completData*, int) {}
+void OXcdvCliCB::liste_vol_completCB(OXvol_completData*, int) {}
+void OXcdvCliCB::fin_liste_vol_completCB(int, int) {}
+
+namespace {
+
+using benchmark::State;
+
+constexpr int LOT =
+    64; // operations between two pauses of the clock: a pause costs about as much as one of them
+
+void noter(State& state, long allocations)
+{
+    state.counters["allocs"] =
+        benchmark::Counter(static_cast<double>(allocations), benchmark::Counter::kAvgIterations);
+}
+
+template <class Operation>
+void mesurer(State& state, Operation operation)
+{
+    const long avant = bench::allocations();
+    for (auto _ : state)
+        operation();
+    noter(state, bench::allocations() - avant);
+}
+
+/// For what cannot be done twice to the same object: preparer() makes one, untimed, and operation() is given
+/// it.
+template <class Preparer, class Operation>
+void mesurerParLots(State& state, Preparer preparer, Operation operation)
+{
+    long allocations = 0;
+    std::vector<decltype(preparer())> lot;
+    while (state.KeepRunningBatch(LOT)) {
+        state.PauseTiming();
+        lot.clear();
+        for (int i = 0; i < LOT; ++i)
+            lot.push_back(preparer());
+        const long avant = bench::allocations();
+        state.ResumeTiming();
+        for (auto& objet : lot)
+            operation(objet);
+        allocations += bench::allocations() - avant;
+    }
+    noter(state, allocations);
+}
+
+/// The flight of the variant: texts set, and their length.
+bench::Contenu contenu(const State& state)
+{
+    return {static_cast<int>(state.range(0)), static_cast<std::size_t>(state.range(1))};
+}
+
+using Vol = std::unique_ptr<OXvol_completData>;
+
+Vol vol(const bench::Contenu& contenu)
+{
+    auto vol = std::make_unique<OXvol_completData>();
+    bench::remplir(*vol, contenu);
+    return vol;
+}
+
+const bench::Contenu ORDINAIRE(30, 8);
+
+void variantes(benchmark::internal::Benchmark* mesure)
+{
+    mesure->ArgNames({"champs", "longueur"});
+    for (const int champs : {0, 30, 55})
+        mesure->Args({champs, 8});
+    for (const int longueur : {64, 1024, 8192, 65536})
+        mesure->Args({30, longueur});
+}
+
+// ---- Record
+// ------------------------------------------------------------------------------------------------------
+
+void versLeFil(State& state)
+{
+    const Vol source = vol(contenu(state));
+    mesurer(state, [&] { benchmark::DoNotOptimize(source->construireObjetSpecifique_v3_0_0()); });
+}
+BENCHMARK(versLeFil)->Apply(variantes);
+
+void depuisLeFil(State& state)
+{
+    const OXvol_completData_v3_0_0 source = bench::structure(contenu(state));
+    // On the heap and released at once, as a notification does.
+    mesurer(state, [&] { benchmark::DoNotOptimize(std::make_unique<OXvol_completData>(source)); });
+}
+BENCHMARK(depuisLeFil)->Apply(variantes);
+
+void copie(State& state)
+{
+    const Vol source = vol(contenu(state));
+    mesurerParLots(
+        state, [] { return Vol(); }, [&](Vol& vol) { vol = std::make_unique<OXvol_completData>(*source); });
+}
+BENCHMARK(copie)->Apply(variantes);
+
+void destruction(State& state)
+{
+    const bench::Contenu source = contenu(state);
+    mesurerParLots(
+        state, [&] { return vol(source); }, [](Vol& vol) { vol.reset(); });
+}
+BENCHMARK(destruction)->Apply(variantes);
+
+void vidage(State& state)
+{
+    struct : std::streambuf
+    {
+        int overflow(int caractere) override { return caractere; }
+        std::streamsize xsputn(const char*, std::streamsize taille) override { return taille; }
+    } puits;
+    std::ostream flux(&puits);
+    const Vol source = vol(contenu(state));
+    mesurer(state, [&] { flux << *source; });
+}
+BENCHMARK(vidage)->Apply(variantes);
+
+/// Bytes of all the texts of the flight, each with its end.
+double octetsTextes(const bench::Contenu& contenu)
+{
+    std::size_t octets = 0;
+    const auto compter = [&](const std::string& texte) { octets += texte.empty() ? 0 : texte.size() + 1; };
+    const auto compterTriplets = [&](const std::vector<bench::Triplet>& triplets) {
+        for (const bench::Triplet& triplet : triplets)
+            for (const std::string* texte : {&triplet.a, &triplet.b, &triplet.c})
+                compter(*texte);
+    };
+#define BENCH_TEXTE(nom) compter(contenu.nom);
+#define BENCH_CODE(nom) compterTriplets(contenu.nom);
+    OXVOL_COMPLET_CHAMPS(BENCH_TEXTE, BENCH_CODE)
+#undef BENCH_TEXTE
+#undef BENCH_CODE
+    compterTriplets(contenu.rubriques);
+    for (const std::string& point : contenu.points)
+        compter(point);
+    return static_cast<double>(octets);
+}
+
+/// Memory of a record at rest, as the allocator counts it, with and without its texts; the time is not the
+/// point.
+void memoireAuRepos(State& state)
+{
+    const bench::Contenu source = contenu(state);
+    std::vector<Vol> vols;
+    vols.reserve(LOT);
+    double octets = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        vols.clear();
+        const auto avant = mallinfo2();
+        state.ResumeTiming();
+        for (int i = 0; i < LOT; ++i)
+            vols.push_back(vol(source));
+        state.PauseTiming();
+        const auto apres = mallinfo2();
+        octets = static_cast<double>(apres.uordblks + apres.hblkhd - avant.uordblks - avant.hblkhd) / LOT;
+        state.ResumeTiming();
+    }
+    state.counters["octets"] = octets;
+    state.counters["hors_textes"] = octets - octetsTextes(source);
+    state.counters["sizeof"] = sizeof(OXvol_completData);
+}
+BENCHMARK(memoireAuRepos)->Apply(variantes)->Iterations(20);
+
+// ---- Accessors
+// ---------------------------------------------------------------------------------------------------
+
+void lectureMembre(State& state)
+{
+    const Vol source = vol(ORDINAIRE);
+    const OXvol_completData* lu = source.get();
+    mesurer(state, [&] {
+        benchmark::DoNotOptimize(lu);
+        benchmark::DoNotOptimize(lu->m_grealisation);
+    });
+}
+BENCHMARK(lectureMembre);
+
+void lectureAccesseur(State& state)
+{
+    const Vol source = vol(ORDINAIRE);
+    const OXvol_completData* lu = source.get();
+    mesurer(state, [&] {
+        benchmark::DoNotOptimize(lu);
+        benchmark::DoNotOptimize(lu->lire_grealisation());
+    });
+}
+BENCHMARK(lectureAccesseur);
+
+void lectureAccesseurStatut(State& state)
+{
+    const Vol source = vol(ORDINAIRE);
+    const OXvol_completData* lu = source.get();
+    orix::OXstatut statut = orix::OXS_NOK;
+    mesurer(state, [&] {
+        benchmark::DoNotOptimize(lu);
+        benchmark::DoNotOptimize(lu->lire_grealisation(statut));
+        benchmark::DoNotOptimize(statut);
+    });
+}
+BENCHMARK(lectureAccesseurStatut);
+
+void lecturePoint(State& state)
+{
+    const Vol source = vol(ORDINAIRE);
+    mesurer(state, [&] { benchmark::DoNotOptimize(source->lire_point(2)); });
+}
+BENCHMARK(lecturePoint);
+
+void ecriture(State& state)
+{
+    const Vol cible = vol(bench::Contenu(0, 8));
+    char texte[] = "AF1234";
+    mesurer(state, [&] {
+        cible->ecrire_gindicatif(texte);
+        benchmark::DoNotOptimize(cible->m_gindicatif);
+        cible->m_gindicatif = nullptr; // the text is not the record's to release
+    });
+}
+BENCHMARK(ecriture);
+
+void ajoutPoint(State& state)
+{
+    char point[] = "BUBLI";
+    mesurerParLots(
+        state, [] { return std::make_unique<OXvol_completData>(); },
+        [&](Vol& vol) { benchmark::DoNotOptimize(vol->ajouter_point(point)); });
+}
+BENCHMARK(ajoutPoint);
+
+// ---- Wire
+// --------------------------------------------------------------------------------------------------------
+
+void emballage(State& state)
+{
+    const OXvol_completData_v3_0_0 source = bench::structure(contenu(state));
+    cdrMemoryStream flux;
+    source >>= flux; // the buffer has grown to its size
+    mesurer(state, [&] {
+        flux.rewindPtrs();
+        source >>= flux;
+    });
+}
+BENCHMARK(emballage)->Apply(variantes);
+
+void deballage(State& state)
+{
+    cdrMemoryStream flux;
+    bench::structure(contenu(state)) >>= flux;
+    mesurer(state, [&] {
+        flux.rewindInputPtr();
+        OXvol_completData_v3_0_0 lu;
+        lu <<= flux;
+        benchmark::DoNotOptimize(lu);
+    });
+}
+BENCHMARK(deballage)->Apply(variantes);
+
+// ---- Deferred calls
+// ----------------------------------------------------------------------------------------------
+
+void appelDiffere(State& state)
+{
+    mesurer(state, [] {
+        const std::unique_ptr<orix::IExecutable> appel(orix::creerOXcdvCliCB_supprime_vol_complet(0, 1));
+        appel->executer();
+    });
+}
+BENCHMARK(appelDiffere);
+
+/// Made, run and destroyed; the record in it is made and destroyed apart.
+void appelDiffereAvecVol(State& state)
+{
+    mesurerParLots(
+        state, [] { return std::make_pair(new OXvol_completData, std::unique_ptr<orix::IExecutable>()); },
+        [](auto& paire) {
+            paire.second.reset(orix::creerOXcdvCliCB_cree_vol_complet(0, paire.first, 1));
+            paire.second->executer();
+        });
+}
+BENCHMARK(appelDiffereAvecVol);
+
+class Compteur : public orix::IExecutable
+{
+  public:
+    explicit Compteur(std::atomic<long>& executes) : _executes(executes) {}
+    void executer() override { _executes.fetch_add(1, std::memory_order_release); }
+
+  private:
+    std::atomic<long>& _executes;
+};
+
+/// A stream of calls: the executor is busy, and its queue holds the poster back.
+void executeurOccupe(State& state)
+{
+    std::atomic<long> executes{0};
+    long postes = 0;
+    mesurer(state, [&] {
+        orix::objetCB()->posterExecutable(1, "cdv", new Compteur(executes));
+        ++postes;
+    });
+    while (executes.load(std::memory_order_acquire) < postes)
+        std::this_thread::yield();
+}
+BENCHMARK(executeurOccupe)->UseRealTime();
+
+/// One call at a time: the executor sleeps in between, and is awaited.
+void executeurAuRepos(State& state)
+{
+    std::atomic<long> executes{0};
+    long postes = 0;
+    mesurer(state, [&] {
+        orix::objetCB()->posterExecutable(1, "cdv", new Compteur(executes));
+        ++postes;
+        while (executes.load(std::memory_order_acquire) < postes)
+            std::this_thread::yield();
+    });
+}
+BENCHMARK(executeurAuRepos)->UseRealTime();
+
+// ---- Traces
+// ------------------------------------------------------------------------------------------------------
+
+void tracer() { ORIX_TRACE(orix::NTO_NOTABLE, "bench_cdv", "tracer", "Envoi d'un message en version " << 3); }
+
+void traceInactive(State& state)
+{
+    mesurer(state, [] {
+        ORIX_TRACE(orix::NTO_DETAIL, "bench_cdv", "tracer", "Valeur = " << 3);
+        benchmark::ClobberMemory();
+    });
+}
+BENCHMARK(traceInactive);
+
+void traceRecue(State& state)
+{
+    orix::trace()->definirRecepteur(
+        [](const orix::LigneTrace& ligne) { benchmark::DoNotOptimize(ligne.ligne); });
+    mesurer(state, tracer);
+    orix::trace()->definirRecepteur({});
+}
+BENCHMARK(traceRecue);
+
+void traceFichier(State& state) { mesurer(state, tracer); }
+BENCHMARK(traceFichier)->UseRealTime();
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return EXIT_FAILURE;
+
+    const auto fichier =
+        std::filesystem::temp_directory_path() / ("bench_cdv-" + std::to_string(getpid()) + ".log");
+    orix::Configuration configuration;
+    configuration.fichierTrace = fichier.string();
+    std::string message;
+    if (orix::initialiser(argc, argv, configuration, &message) != orix::OXS_OK) {
+        std::cerr << "bench_cdv: " << message << std::endl;
+        return EXIT_FAILURE;
+    }
+    benchmark::RunSpecifiedBenchmarks();
+    orix::terminer();
+    std::error_code sansSuite;
+    std::filesystem::remove(fichier, sansSuite);
+    return EXIT_SUCCESS;
+}
