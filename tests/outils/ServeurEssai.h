@@ -1,0 +1,232 @@
+#ifndef SERVEURESSAI_H
+#define SERVEURESSAI_H
+
+#include "CallbacksEnregistres.h"
+#include "LiaisonORB.h"
+#include "OXcdvCliArret.h"
+#include "OXcdvCliItfAdaptateur.h"
+#include "OXcdvClientVersServeurS.h"
+#include "OXcdvServeurVersClientC.h"
+#include "orix/Noyau.h"
+#include "orix/ORBthread.h"
+#include "orix/ParametresActivationService.h"
+#include "orix/Processus.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace essais {
+
+/// A message that a server received.
+struct Message
+{
+    std::string operation;
+    int idOp = 0;
+    int idClient = 0;
+    std::string identifiant; ///< of the record, when there is one
+
+    bool operator==(const Message& m) const
+    {
+        return operation == m.operation && idOp == m.idOp && idClient == m.idClient &&
+               identifiant == m.identifiant;
+    }
+};
+
+/// The cdv service of a server: keeps what it receives.
+class ServiceEssai : public POA_orix_corba::OXcdv_v3_0_0_ClientVersServeur
+{
+  public:
+    Message attendre()
+    {
+        std::unique_lock<std::mutex> verrou(_mutex);
+        if (!_arrivee.wait_for(verrou, std::chrono::seconds(20), [this] { return !_messages.empty(); }))
+            return {"rien", 0, 0, ""};
+        Message message = std::move(_messages.front());
+        _messages.pop_front();
+        return message;
+    }
+
+    /// Takes the object away: what is sent to it from now on fails.
+    void retirer()
+    {
+        const PortableServer::POA_var poa = _default_POA();
+        const PortableServer::ObjectId_var id = poa->servant_to_id(this);
+        poa->deactivate_object(id);
+    }
+
+#define RECEVOIR(nom)                                                                                        \
+    void nom(const OXvol_completData_v3_0_0& vol, CORBA::Long idOp, CORBA::Long idClient) override           \
+    {                                                                                                        \
+        _noter({#nom, idOp, idClient, vol.m_gidentifiant.in()});                                             \
+    }
+    RECEVOIR(cree_vol_complet)
+    RECEVOIR(modifie_vol_complet)
+    RECEVOIR(supprime_vol_complet)
+    RECEVOIR(consulte_vol_complet)
+    RECEVOIR(liste_vol_complet)
+#undef RECEVOIR
+    void desactiveCB(CORBA::Long numero) override { _noter({"desactiveCB", 0, numero, ""}); }
+    void deconnexionCB(CORBA::Long) override {}
+    void testerConnexionClient(const char*, const char*, const char*, CORBA::Long) override {}
+    void testerConnexionServeur(CORBA::Long) override {}
+
+  private:
+    void _noter(Message message)
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        _messages.push_back(std::move(message));
+        _arrivee.notify_all();
+    }
+
+    std::mutex _mutex;
+    std::condition_variable _arrivee;
+    std::deque<Message> _messages;
+};
+
+/// A server that a test commands, kernel and service, in the client's own process.
+class ServeurEssai : public POA_orix_corba::Noyau
+{
+  public:
+    explicit ServeurEssai(std::string nom) : _nom(std::move(nom)) {}
+
+    ServiceEssai service;
+
+    // What the kernel answers to an activation. To be set before.
+    orix::OXstatut statut = orix::OXS_OK;
+    int version[4] = {3, 0, 0, 0};
+    int numeroClient = 7;
+    bool sansReference = false;
+    std::function<void()> avantReponse; ///< may throw, or wait
+
+    // What the client gave at its last activation.
+    std::vector<std::string> textesRecus; ///< service, ORB thread, machine
+    orix_corba::SequenceNiveauReference niveauxRecus;
+    orix_corba__Client_var client;
+
+    orix_corba::OXcdv_v3_0_0_ServeurVersClient_var notifications() const
+    {
+        return orix_corba::OXcdv_v3_0_0_ServeurVersClient::_narrow(niveauxRecus[0].reference);
+    }
+
+    void activerService(const char* nomService, const orix_corba::SequenceNiveauReference& niveaux,
+                        orix_corba__Client_ptr leClient, const char* nomORBthread, const char* nomMachineHote,
+                        CORBA::Long& leStatut, CORBA::String_out serveur, CORBA::String_out machine,
+                        orix_corba::NiveauReference_out niveau, CORBA::Long& numero) override
+    {
+        textesRecus = {nomService, nomORBthread, nomMachineHote};
+        niveauxRecus = niveaux;
+        client = orix_corba__Client::_duplicate(leClient);
+        if (avantReponse)
+            avantReponse();
+        leStatut = statut;
+        serveur = CORBA::string_dup(_nom.c_str());
+        machine = CORBA::string_dup("hote");
+        auto* const rendu = new orix_corba::NiveauReference;
+        niveau = rendu;
+        rendu->majeur = version[0];
+        rendu->mineur = version[1];
+        rendu->correctif = version[2];
+        rendu->construction = version[3];
+        if (!sansReference)
+            rendu->reference = service._this();
+        numero = numeroClient;
+    }
+
+  private:
+    const std::string _nom;
+};
+
+/// A port of the loopback that was free a moment ago.
+inline int portLibre()
+{
+    const int prise = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in adresse{};
+    adresse.sin_family = AF_INET;
+    adresse.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t taille = sizeof(adresse);
+    bind(prise, reinterpret_cast<sockaddr*>(&adresse), taille);
+    getsockname(prise, reinterpret_cast<sockaddr*>(&adresse), &taille);
+    close(prise);
+    return ntohs(adresse.sin_port);
+}
+
+/// A process with its middleware running and the test's servers in it; the service "cdv" is routed to the
+/// first `routes` of them, "seul" to the first, "absent" to a port where nobody listens, then to the second.
+class AvecNoyau : public testing::Test
+{
+  protected:
+    ServeurEssai premier{"premier"};
+    ServeurEssai deuxieme{"deuxieme"};
+    orix::Configuration reglages; ///< may be changed by the constructor of a test
+    Callbacks& callbacks = Callbacks::instance();
+
+    AvecNoyau()
+    {
+        const std::string hote = "127.0.0.1:" + std::to_string(portLibre());
+        const std::string base = "corbaloc:iiop:" + hote + "/";
+        const std::string personne = "corbaloc:iiop:127.0.0.1:" + std::to_string(portLibre()) + "/premier";
+        reglages.pointsAcces = {hote};
+        reglages.nomMachineHote = "machine";
+        reglages.periodePing = std::chrono::hours(1);
+        reglages.niveauTrace = orix::NTO_NOTABLE;
+        reglages.routage = {{"cdv", {base + "premier", base + "deuxieme"}},
+                            {"seul", {base + "premier"}},
+                            {"absent", {personne, base + "deuxieme"}}};
+    }
+
+    void SetUp() override
+    {
+        callbacks.oublier();
+        demarrer();
+    }
+    void TearDown() override
+    {
+        orix::detruireOXcdvCliItfAdaptateur();
+        orix::terminer();
+        callbacks.pendant = {};
+    }
+
+    void demarrer()
+    {
+        int argc = 0;
+        std::string message;
+        ASSERT_EQ(orix::OXS_OK, orix::initialiser(argc, nullptr, reglages, &message)) << message;
+        const CORBA::ORB_ptr orb = orix::oxNoyau()->lirePointAcces()->lireORB();
+        orix::orb::publierSousCle(orb, "premier", &premier);
+        orix::orb::publierSousCle(orb, "deuxieme", &deuxieme);
+    }
+
+    /// Waits for the end of the delivery whose callback has already run.
+    void attendreLivraison()
+    {
+        orix::Noyau& noyau = *orix::oxNoyau();
+        noyau.supprimerParametres(noyau.enregistrerParametres(
+            new orix::ParametresActivationService(orix::oxcdvCliItfAdaptateur())));
+    }
+
+    /// The adapter, active on the current server.
+    orix::OXcdvCliItfAdaptateur& activer(const std::string& service = "cdv")
+    {
+        orix::OXcdvCliItfAdaptateur& adaptateur = *orix::oxcdvCliItfAdaptateur();
+        EXPECT_EQ(orix::OXS_OK, adaptateur.active(service));
+        EXPECT_EQ(orix::OXS_OK, callbacks.attendre("activeCB").statut);
+        attendreLivraison();
+        EXPECT_TRUE(adaptateur.estActive());
+        return adaptateur;
+    }
+};
+
+} // namespace essais
+
+#endif

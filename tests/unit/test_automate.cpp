@@ -1,0 +1,146 @@
+#include "Automate.h"
+#include "CapteurTraces.h"
+#include "Singleton.h"
+#include "orix/GestionIdOp.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+namespace {
+
+enum Sommet : int
+{
+    Repos = 0,
+    Marche = 1,
+    Impasse = 2
+};
+enum Libelle : int
+{
+    lancer = 0,
+    bloquer = 3,
+    arreter = 4
+};
+using Machine = orix::Automate<Sommet, Libelle>;
+using Arc = orix::Arc_base<Sommet, Libelle>;
+
+Machine& machineEssai(Machine& machine)
+{
+    machine.ajouterArc(Arc(Repos, Marche, lancer));
+    machine.ajouterArc(Arc(Marche, Repos, arreter));
+    machine.ajouterArc(Arc(Marche, Impasse, bloquer));
+    return machine;
+}
+
+TEST(Automate, RefusesWithTheLabelAndKeepsTheVertex)
+{
+    essais::CapteurTraces traces;
+    Machine machine(Repos);
+    machineEssai(machine);
+    machine.transition(lancer);
+    EXPECT_EQ(Marche, machine.lireSommetCourant());
+    EXPECT_TRUE(traces.prendre().empty());
+
+    try {
+        machine.transition(lancer);
+        FAIL() << "accepted";
+    } catch (const Machine::TransitionImpossible& e) {
+        EXPECT_EQ(Marche, e.lireSommet());
+        EXPECT_EQ(lancer, e.lireLibelle());
+    }
+    EXPECT_EQ(Marche, machine.lireSommetCourant());
+    machine.transition(bloquer);
+    EXPECT_THROW(machine.transition(arreter), Machine::TransitionImpossible);
+
+    const auto lignes = traces.prendre();
+    ASSERT_EQ(2u, lignes.size());
+    EXPECT_EQ(" La transition ne fait pas partie de celles autorisées à partir du sommet courant 0",
+              lignes[0].message);
+    EXPECT_EQ(89, lignes[0].ligne);
+    EXPECT_EQ("Le sommet courant n'a pas de transitions sortantes 4", lignes[1].message);
+    EXPECT_EQ(78, lignes[1].ligne);
+    for (const auto& ligne : lignes) {
+        EXPECT_EQ(orix::NTO_REFUS, ligne.niveau);
+        EXPECT_EQ("Automate", ligne.fichier);
+        EXPECT_THAT(ligne.fonction, testing::HasSubstr("::transition(const Libelle&)"));
+    }
+}
+
+TEST(Automate, LastDestinationOfAnArcHolds)
+{
+    Machine machine(Repos);
+    machineEssai(machine);
+    machine.ajouterArc(Arc(Repos, Impasse, lancer));
+    machine.transition(lancer);
+    EXPECT_EQ(Impasse, machine.lireSommetCourant());
+}
+
+TEST(Automate, OneOfTwoConcurrentTransitionsWins)
+{
+    constexpr int TOURS = 2000;
+    Machine machine(Repos);
+    machineEssai(machine);
+    const int seuil = orix::Trace::lireSeuil();
+    orix::Trace::definirSeuil(orix::NTO_AUCUN);
+    std::atomic<int> lances{0};
+    std::atomic<int> arretes{0};
+    const auto insister = [&](Libelle libelle, std::atomic<int>& reussies) {
+        for (int i = 0; i < TOURS; ++i)
+            try {
+                machine.transition(libelle);
+                ++reussies;
+            } catch (const Machine::TransitionImpossible&) {
+            }
+    };
+    std::vector<std::thread> fils;
+    for (int i = 0; i < 2; ++i) {
+        fils.emplace_back(insister, lancer, std::ref(lances));
+        fils.emplace_back(insister, arreter, std::ref(arretes));
+    }
+    for (std::thread& fil : fils)
+        fil.join();
+    orix::Trace::definirSeuil(seuil);
+    // Two threads that both followed one arc would count more departures than arrivals.
+    EXPECT_EQ(lances - arretes, machine.lireSommetCourant() == Marche ? 1 : 0);
+    EXPECT_GT(lances, 0);
+}
+
+struct Compte : orix::Singleton<Compte>
+{
+    static inline std::atomic<int> vivants{0};
+    Compte() { ++vivants; }
+    ~Compte() override { --vivants; }
+};
+
+TEST(Singleton, CreatesOnceAndAgainAfterTheEnd)
+{
+    orix::Singleton<Compte>::detruire();
+    EXPECT_EQ(nullptr, orix::Singleton<Compte>::lireExistante());
+    EXPECT_EQ(0, Compte::vivants);
+
+    std::vector<Compte*> recus(4);
+    std::vector<std::thread> fils;
+    for (Compte*& recu : recus)
+        fils.emplace_back([&recu] { recu = orix::Singleton<Compte>::lireInstance(); });
+    for (std::thread& fil : fils)
+        fil.join();
+    for (Compte* recu : recus)
+        EXPECT_EQ(recus[0], recu);
+    EXPECT_EQ(1, Compte::vivants);
+    EXPECT_EQ(recus[0], orix::Singleton<Compte>::lireExistante());
+
+    orix::Singleton<Compte>::detruire();
+    EXPECT_EQ(0, Compte::vivants);
+    EXPECT_NE(nullptr, orix::Singleton<Compte>::lireInstance());
+    EXPECT_EQ(1, Compte::vivants);
+    orix::Singleton<Compte>::detruire();
+
+    // One that does not derive from it.
+    auto* const numeros = orix::Singleton<orix::GestionIdOp>::lireInstance();
+    const int premier = numeros->obtenirIdOp();
+    EXPECT_EQ(premier + 1, orix::Singleton<orix::GestionIdOp>::lireInstance()->obtenirIdOp());
+}
+
+} // namespace
