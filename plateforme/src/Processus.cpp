@@ -43,7 +43,11 @@ class Processus
     void quitter();
 
   private:
-    Processus() : _configurations(1) { _configuration = _configurations.front().get(); }
+    Processus()
+    {
+        _configurations.push_back(std::make_unique<const Configuration>());
+        _configuration = _configurations.front().get();
+    }
 
     void _demarrer(int& argc, char** argv, const Configuration& configuration);
     enum class Callbacks
