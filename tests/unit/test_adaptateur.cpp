@@ -264,6 +264,7 @@ TEST_F(Adaptateur, RequestThatCannotBeSentSwitches)
 
 TEST_F(Adaptateur, ASendThatFailsWithdrawsTheActivation)
 {
+    retenirReponses();
     Etat& adaptateur = *oxcdvCliItfAdaptateur();
     // After the automaton moved, in the middle of the sending.
     const int seuil = Trace::lireSeuil();
