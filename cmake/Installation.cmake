@@ -7,10 +7,10 @@ set(paquet ${CMAKE_INSTALL_LIBDIR}/cmake/OXcdvCli)
 set(entetes ${CMAKE_INSTALL_INCLUDEDIR}/oxcdv)
 
 # A tree installed anywhere finds its own libraries.
-set_target_properties(OXcdvCli PROPERTIES INSTALL_RPATH $ORIGIN)
+set_target_properties(OXcdvCli OXcdvSession PROPERTIES INSTALL_RPATH $ORIGIN)
 set_target_properties(cdv-serveur PROPERTIES INSTALL_RPATH $ORIGIN/../${CMAKE_INSTALL_LIBDIR})
 
-install(TARGETS OXcdvCli EXPORT OXcdvCliTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS OXcdvCli OXcdvSession EXPORT OXcdvCliTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS cdv-serveur RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(EXPORT OXcdvCliTargets NAMESPACE OXcdvCli:: DESTINATION ${paquet})
 
@@ -18,6 +18,8 @@ set(services ${PROJECT_SOURCE_DIR}/src/services/cdv/groupe1/src)
 install(FILES ${services}/OXcdvCliItf.h ${services}/OXcdvCliArret.h ${services}/OXcdvCliCB.h
               ${services}/OXvol_completData.h ${services}/OXvol_completDataChamps.h
         DESTINATION ${entetes})
+set(session ${PROJECT_SOURCE_DIR}/src/services/cdv/session)
+install(FILES ${session}/CdvSession.h ${session}/CdvVol.h DESTINATION ${entetes})
 
 # Our own middleware goes along; another provider installs its own, with the package "orix".
 if(OXCDV_FOURNISSEUR_ORIX STREQUAL plateforme)

@@ -218,11 +218,11 @@ class MoteurSession;
 ///
 /// Threads: every function may be called from any thread, from completions and observers too. Futures are
 /// fulfilled at once by whoever knows: the callback thread for answers and losses, the session's own thread
-/// for time-outs, the calling thread for the rest. Completions and observers run one at a time, in the order
-/// of the events, without any lock: on the callback thread when it brought the event, else on the session's
-/// own thread; never inside the call that makes the request. They should be short, since answers wait behind
-/// them, and never wait for another request: its answer would come through the thread that waits. What they
-/// throw is traced, and goes no further.
+/// for time-outs, the calling thread for what it finds out itself. Completions and observers run one at a
+/// time, in the order of the events, without any lock, on the callback thread or on the session's own; never
+/// inside the call that makes the request, except for requests on a closed session, which has no thread. They
+/// should be short, since answers wait behind them, and never wait for another request: its answer would come
+/// through the thread that waits. What they throw is traced, and goes no further.
 ///
 /// End: fermer(), or the destructor, deactivates the service, ends what is pending, and returns when no
 /// completion and no observer runs any more; none will run afterwards. Called from a completion or an
@@ -278,7 +278,7 @@ class ORIX_API Session : orix::INonCopiable
     /// @}
 
   private:
-    std::shared_ptr<MoteurSession> moteur() const; ///< throws nothing; null when closed
+    std::shared_ptr<MoteurSession> moteur() const; ///< null when never opened
 
     mutable std::shared_ptr<MoteurSession> _moteur; ///< through std::atomic_load and std::atomic_store
 };

@@ -95,10 +95,10 @@ class ORIX_API Vol
     Vol& effacer(std::string_view nom) { return effacer(champ(nom)); }
     bool estVide() const noexcept; ///< no field, no change and no point is set
 
-    static const std::vector<std::string_view>& champs(); ///< the short names, in wire order
-    static std::string_view nom(Champ champ);             ///< the short name
-    static Champ champ(std::string_view nom);             ///< in any spelling; throws ErreurVol
-    static std::optional<Champ> chercher(std::string_view nom) noexcept; ///< in any spelling
+    static const std::vector<std::string_view>& champs();       ///< the short names, in wire order
+    static std::string_view nom(Champ champ);                   ///< the short name
+    static Champ champ(std::string_view nom);                   ///< in any spelling; throws ErreurVol
+    static std::optional<Champ> chercher(std::string_view nom); ///< in any spelling
     /// @}
 
     /// @name Route points

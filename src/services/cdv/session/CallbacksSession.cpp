@@ -1,0 +1,57 @@
+// The application's side of the callbacks, on behalf of the session that is open. One that comes when none
+// is, or for a session that was closed meanwhile, has no effect.
+#include "MoteurSession.h"
+#include "OXcdvCliCB.h"
+
+using cdv::Genre;
+using cdv::MoteurSession;
+
+void OXcdvCliCB::activeCB(orix::OXstatut statut, const char* serveur, const char* machine)
+{
+    MoteurSession::activeCB(statut, serveur, machine);
+}
+
+void OXcdvCliCB::deconnexionCB(orix::OXstatut statut)
+{
+    if (const auto moteur = MoteurSession::actuel())
+        moteur->deconnexionCB(statut);
+}
+
+namespace {
+void repondre(Genre genre, int code, OXvol_completData* vol, int idOp)
+{
+    if (const auto moteur = MoteurSession::actuel())
+        moteur->reponseCB(genre, code, vol, idOp);
+}
+} // namespace
+
+void OXcdvCliCB::cree_vol_completCB(int nResuVarda, OXvol_completData* vol, int nIdOp)
+{
+    repondre(Genre::creer, nResuVarda, vol, nIdOp);
+}
+
+void OXcdvCliCB::modifie_vol_completCB(int nResuVarda, OXvol_completData* vol, int nIdOp)
+{
+    repondre(Genre::modifier, nResuVarda, vol, nIdOp);
+}
+
+void OXcdvCliCB::supprime_vol_completCB(int nResuVarda, int nIdOp)
+{
+    repondre(Genre::supprimer, nResuVarda, nullptr, nIdOp);
+}
+
+void OXcdvCliCB::consulte_vol_completCB(int nResuVarda, OXvol_completData* vol, int nIdOp)
+{
+    repondre(Genre::consulter, nResuVarda, vol, nIdOp);
+}
+
+void OXcdvCliCB::liste_vol_completCB(OXvol_completData* vol, int nIdOp)
+{
+    if (const auto moteur = MoteurSession::actuel())
+        moteur->volListeCB(vol, nIdOp);
+}
+
+void OXcdvCliCB::fin_liste_vol_completCB(int nResuVarda, int nIdOp)
+{
+    repondre(Genre::lister, nResuVarda, nullptr, nIdOp);
+}

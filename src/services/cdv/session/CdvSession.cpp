@@ -1,0 +1,223 @@
+#include "CdvSession.h"
+
+#include "MoteurSession.h"
+#include "OXcdvCliArret.h"
+#include "orix/Processus.h"
+
+namespace cdv {
+
+Erreur::~Erreur() = default;
+
+// ---- Process
+
+namespace {
+template <class Configuration>
+void initialiser(int& argc, char** argv, const Configuration& configuration)
+{
+    std::string message;
+    const orix::OXstatut statut = orix::initialiser(argc, argv, configuration, &message);
+    if (statut != orix::OXS_OK)
+        throw Erreur(statut, message.empty() ? orix::texteStatut(statut) : message);
+}
+} // namespace
+
+Processus::Processus(int& argc, char** argv, const std::string& fichierConfiguration)
+{
+    initialiser(argc, argv, fichierConfiguration);
+}
+
+Processus::Processus(int& argc, char** argv, const orix::Configuration& configuration)
+{
+    initialiser(argc, argv, configuration);
+}
+
+Processus::~Processus()
+{
+    MoteurSession::oublierActivation();
+    orix::detruireOXcdvCliItfAdaptateur();
+    orix::terminer();
+}
+
+// ---- Results
+
+std::string Resultat::texte() const
+{
+    constexpr const char* INCERTAIN = ": it may or may not have been done";
+    const std::string parStatut = std::string(" (") + orix::texteStatut(statut) + ")";
+    switch (etat) {
+    case Etat::fait:
+        return "done";
+    case Etat::refuse: {
+        constexpr const char* CODES[] = {nullptr, "it already exists", "no such record", "invalid record",
+                                         "the server's store failed"};
+        const bool connu = code > 0 && static_cast<std::size_t>(code) < std::size(CODES);
+        return "refused by the server: " +
+               (connu ? CODES[code] + std::string(" (code ") : std::string("(code ")) + std::to_string(code) +
+               ")";
+    }
+    case Etat::delai:
+        return std::string("no answer in time") + INCERTAIN;
+    case Etat::perdu:
+        return "connection lost before the answer" + parStatut + INCERTAIN;
+    case Etat::nonEnvoye:
+        return "not sent" + parStatut;
+    case Etat::ferme:
+        return std::string("closed before the answer") + INCERTAIN;
+    }
+    return "?";
+}
+
+const char* texteEtat(EtatSession etat) noexcept
+{
+    constexpr const char* TEXTES[] = {"closed", "activating", "active", "lost", "waiting to try again"};
+    return TEXTES[static_cast<int>(etat)];
+}
+
+// ---- Session
+
+Session::Session() noexcept = default;
+
+Session::Session(const Options& options)
+{
+    ouvrir(options);
+    const std::shared_ptr<MoteurSession> ouvert = moteur();
+    if (ouvert->attendrePremierTour())
+        return;
+    const orix::OXstatut statut = ouvert->dernierEvenement().statut;
+    ouvert->fermer();
+    throw Erreur(statut, "no server of the service \"" + options.service + "\" accepts a session (" +
+                             orix::texteStatut(statut) + ")");
+}
+
+Session::~Session() { fermer(); }
+
+std::shared_ptr<MoteurSession> Session::moteur() const { return std::atomic_load(&_moteur); }
+
+void Session::ouvrir(const Options& options) { std::atomic_store(&_moteur, MoteurSession::ouvrir(options)); }
+
+bool Session::attendreActive(Duree delai)
+{
+    const auto ouvert = moteur();
+    return ouvert && ouvert->attendreActive(delai);
+}
+
+void Session::activer()
+{
+    if (const auto ouvert = moteur())
+        ouvert->activer();
+}
+
+void Session::fermer()
+{
+    if (const auto ouvert = moteur())
+        ouvert->fermer();
+}
+
+EtatSession Session::etat() const { return dernierEvenement().etat; }
+
+Evenement Session::dernierEvenement() const
+{
+    const auto ouvert = moteur();
+    return ouvert ? ouvert->dernierEvenement() : Evenement{};
+}
+
+std::size_t Session::nombreEnCours() const
+{
+    const auto ouvert = moteur();
+    return ouvert ? ouvert->nombreEnCours() : 0;
+}
+
+namespace {
+
+void demander(const std::shared_ptr<MoteurSession>& moteur, const std::shared_ptr<Demande>& demande,
+              Genre genre, const Vol& vol, const Session::Delai& delai)
+{
+    if (moteur)
+        return moteur->demander(demande, genre, vol, delai);
+    Resultat resultat; // never opened
+    resultat.statut = orix::OXS_SERVICE_NON_ACTIVE;
+    if (demande->conclure(std::move(resultat)))
+        demande->livrer();
+}
+
+template <class R>
+std::future<R> demanderFuture(const std::shared_ptr<MoteurSession>& moteur, Genre genre, const Vol& vol,
+                              const Session::Delai& delai)
+{
+    const auto demande = std::make_shared<DemandeFuture<R>>();
+    std::future<R> future = demande->future();
+    demander(moteur, demande, genre, vol, delai);
+    return future;
+}
+
+template <class R>
+void demanderFonction(const std::shared_ptr<MoteurSession>& moteur, Genre genre, const Vol& vol,
+                      std::function<void(R)> fin, const Session::Delai& delai)
+{
+    demander(moteur, std::make_shared<DemandeFonction<R>>(std::move(fin)), genre, vol, delai);
+}
+
+} // namespace
+
+#define CDV_REQUETE(nom, R, FONCTION)                                                                        \
+    std::future<R> Session::nom(const Vol& vol, Delai delai)                                                 \
+    {                                                                                                        \
+        return demanderFuture<R>(moteur(), Genre::nom, vol, delai);                                          \
+    }                                                                                                        \
+    void Session::nom(const Vol& vol, FONCTION fin, Delai delai)                                             \
+    {                                                                                                        \
+        demanderFonction<R>(moteur(), Genre::nom, vol, std::move(fin), delai);                               \
+    }
+CDV_REQUETE(creer, Resultat, Fin)
+CDV_REQUETE(modifier, Resultat, Fin)
+CDV_REQUETE(supprimer, Resultat, Fin)
+CDV_REQUETE(consulter, Resultat, Fin)
+CDV_REQUETE(lister, ResultatListe, FinListe)
+#undef CDV_REQUETE
+
+Flux Session::parcourir(const Vol& exemple, std::size_t capacite, Delai delai)
+{
+    const auto ouvert = moteur();
+    const auto tampon = std::make_shared<Flux::Tampon>(ouvert, capacite);
+    const auto demande = std::make_shared<DemandeFlux>(tampon);
+    tampon->demande = demande;
+    demander(ouvert, demande, Genre::lister, exemple, delai);
+    return Flux(tampon);
+}
+
+// ---- Streams. Of a session that was never opened they have no engine, and are at their end.
+
+Flux::Flux(std::shared_ptr<Tampon> tampon) noexcept : _tampon(std::move(tampon)) {}
+Flux::Flux(Flux&&) noexcept = default;
+
+Flux& Flux::operator=(Flux&& source) noexcept
+{
+    if (this != &source) {
+        abandonner();
+        _tampon = std::move(source._tampon);
+        _courant = std::move(source._courant);
+    }
+    return *this;
+}
+
+Flux::~Flux() { abandonner(); }
+
+std::optional<Vol> Flux::suivant()
+{
+    return _tampon && _tampon->moteur ? _tampon->moteur->suivant(*_tampon) : std::nullopt;
+}
+
+const Resultat& Flux::resultat() const
+{
+    if (!_tampon)
+        throw std::logic_error("cdv::Flux::resultat(): the stream was moved from");
+    return _tampon->moteur ? _tampon->moteur->finDe(*_tampon) : *_tampon->fin;
+}
+
+void Flux::abandonner() noexcept
+{
+    if (_tampon && _tampon->moteur)
+        _tampon->moteur->abandonner(*_tampon);
+}
+
+} // namespace cdv
