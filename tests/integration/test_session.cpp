@@ -1,102 +1,16 @@
 // A client session through the facade, against real servers.
-#include "CallbacksEnregistres.h"
-#include "DossierTemporaire.h"
-#include "OXcdvCliArret.h"
-#include "OXcdvCliItf.h"
-#include "ServeurReel.h"
+#include "SessionReelle.h"
 #include "VolsEssai.h"
-#include "orix/Processus.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <csignal>
+#include <sstream>
 
 using essais::Appel;
-using essais::Callbacks;
-using essais::ServeurReel;
+using essais::vol;
 
 namespace {
 
-using Requete = orix::OXstatut (*)(OXvol_completData*, int&);
-
-char s_service[] = "cdv";
-
-std::unique_ptr<OXvol_completData> vol(const std::string& identifiant)
+class Session : public essais::SessionReelle
 {
-    auto resultat = std::make_unique<OXvol_completData>();
-    resultat->ecrire_gidentifiant(OXdupliqueChaine(identifiant.c_str()));
-    return resultat;
-}
-
-/// Two servers over one file, and a client that knows both.
-class Session : public testing::Test
-{
-  protected:
-    Session()
-    {
-        orix::Configuration configuration;
-        configuration.routage["cdv"] = {_premier.url(), _second.url()};
-        configuration.periodePing = std::chrono::milliseconds(200);
-        configuration.delaiPing = std::chrono::milliseconds(500);
-        configuration.niveauTrace = 0;
-        int argc = 0;
-        std::string message;
-        EXPECT_EQ(orix::initialiser(argc, nullptr, configuration, &message), orix::OXS_OK) << message;
-    }
-    ~Session() override
-    {
-        orix::detruireOXcdvCliItfAdaptateur();
-        EXPECT_EQ(orix::terminer(), orix::OXS_OK);
-    }
-
-    /// Activates; returns the name of the server.
-    std::string activer()
-    {
-        EXPECT_EQ(OXcdvCliItf::active(s_service), orix::OXS_OK);
-        const Appel appel = _callbacks.attendre();
-        EXPECT_EQ(appel.nom, "activeCB");
-        EXPECT_EQ(appel.statut, orix::OXS_OK);
-        return appel.serveur;
-    }
-
-    static int envoyer(Requete requete, OXvol_completData& donnees)
-    {
-        int idOp = 0;
-        EXPECT_EQ(requete(&donnees, idOp), orix::OXS_OK);
-        return idOp;
-    }
-
-    /// Sends the request, and returns its outcome, which must be the next callback.
-    Appel demander(Requete requete, OXvol_completData& donnees)
-    {
-        const int idOp = envoyer(requete, donnees);
-        Appel appel = _callbacks.attendre();
-        EXPECT_EQ(appel.idOp, idOp) << appel.nom;
-        return appel;
-    }
-
-    /// The identifiers of the records like the example.
-    std::vector<std::string> lister(OXvol_completData& exemple)
-    {
-        const int idOp = envoyer(&OXcdvCliItf::liste_vol_complet, exemple);
-        std::vector<std::string> identifiants;
-        for (;;) {
-            const Appel appel = _callbacks.attendre();
-            EXPECT_EQ(appel.idOp, idOp);
-            if (appel.nom != "liste_vol_completCB") {
-                EXPECT_EQ(appel.nom, "fin_liste_vol_completCB");
-                EXPECT_EQ(appel.statut, 0);
-                return identifiants;
-            }
-            identifiants.push_back(appel.identifiant.value_or("?"));
-        }
-    }
-
-    Callbacks& _callbacks = Callbacks::instance();
-    essais::DossierTemporaire _dossier;
-    ServeurReel _premier{_dossier.fichier("vols.db"), {"--nom", "cdv1", "--machine", "tour"}};
-    ServeurReel _second{_dossier.fichier("vols.db"), {"--nom", "cdv2"}};
 };
 
 } // namespace
@@ -106,7 +20,7 @@ TEST_F(Session, VieCompleteDUnVol)
     EXPECT_EQ(OXcdvCliItf::lireVersion(), orix::VERSION_NULLE);
     EXPECT_EQ(activer(), "cdv1");
     EXPECT_EQ(OXcdvCliItf::lireVersion(), orix::OXversion(3, 0, 0, 0));
-    EXPECT_EQ(OXcdvCliItf::active(s_service), orix::OXS_SERVICE_DEJA_ACTIVE);
+    EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_SERVICE_DEJA_ACTIVE);
 
     // What the application sent is what it reads back, whatever the bytes.
     const auto complet = essais::volComplet();
@@ -170,11 +84,8 @@ TEST_F(Session, ServeurTueEnPleinTraficPuisRepriseSurLAutre)
     for (int i = 0; i < AVANT / 2; ++i)
         crees.push_back(_callbacks.attendre("cree_vol_completCB").identifiant.value_or("?"));
 
-    const auto mort = std::chrono::steady_clock::now();
-    const auto secondes = [mort] {
-        return std::chrono::duration<double>(std::chrono::steady_clock::now() - mort).count();
-    };
-    _premier.signaler(SIGKILL);
+    const essais::Chronometre mort;
+    _premier->signaler(SIGKILL);
     for (;;) {
         const Appel appel = _callbacks.attendre();
         if (appel.nom == "deconnexionCB") {
@@ -184,10 +95,10 @@ TEST_F(Session, ServeurTueEnPleinTraficPuisRepriseSurLAutre)
         ASSERT_EQ(appel.nom, "cree_vol_completCB");
         crees.push_back(appel.identifiant.value_or("?"));
     }
-    std::cout << "deconnexionCB " << secondes() << " s after the death, ";
+    std::cout << "deconnexionCB " << mort.secondes() << " s after the death, ";
 
     EXPECT_EQ(activer(), "cdv2");
-    std::cout << "active again after " << secondes() << " s" << std::endl;
+    std::cout << "active again after " << mort.secondes() << " s" << std::endl;
 
     std::vector<std::string> presents = lister(*vol("*"));
     std::sort(presents.begin(), presents.end());
@@ -199,14 +110,14 @@ TEST_F(Session, ServeurTueEnPleinTraficPuisRepriseSurLAutre)
 TEST_F(Session, ServeurArreteProprementRestePremier)
 {
     activer();
-    _premier.signaler(SIGTERM);
+    _premier->signaler(SIGTERM);
     const Appel appel = _callbacks.attendre();
     EXPECT_EQ(appel.nom, "deconnexionCB");
     EXPECT_EQ(appel.statut, orix::OXS_SERVICE_NON_ACTIVE);
-    EXPECT_EQ(_premier.attendreFin(), 0);
+    EXPECT_EQ(_premier->attendreFin(), 0);
     // An orderly end does not switch: the next activation finds the first server gone, and only then
     // switches.
-    EXPECT_EQ(OXcdvCliItf::active(s_service), orix::OXS_CONNEXION_IMPOSSIBLE);
+    EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_CONNEXION_IMPOSSIBLE);
     EXPECT_EQ(activer(), "cdv2");
 }
 

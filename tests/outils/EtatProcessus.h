@@ -1,0 +1,87 @@
+#ifndef ETATPROCESSUS_H
+#define ETATPROCESSUS_H
+
+#include <malloc.h>
+
+#include <chrono>
+#include <cstddef>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <ostream>
+#include <string>
+#include <thread>
+
+namespace essais {
+
+/// Whether memory can be measured: a sanitizer keeps what is freed.
+constexpr bool MEMOIRE_MESURABLE =
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    false;
+#else
+    true;
+#endif
+
+/// Threads and descriptors of this process.
+struct Ressources
+{
+    std::size_t fils = 0;
+    std::size_t descripteurs = 0;
+
+    static Ressources lire()
+    {
+        const auto compter = [](const char* dossier) {
+            return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(dossier),
+                                                          std::filesystem::directory_iterator()));
+        };
+        return {compter("/proc/self/task"), compter("/proc/self/fd")};
+    }
+    /// Waits until neither is above what is given, at most for the delay: idle threads and connections end in
+    /// their own time. Returns the last look.
+    static Ressources attendre(const Ressources& limite, std::chrono::seconds delai)
+    {
+        const auto fin = std::chrono::steady_clock::now() + delai;
+        for (;;) {
+            const Ressources etat = lire();
+            if ((etat.fils <= limite.fils && etat.descripteurs <= limite.descripteurs) ||
+                std::chrono::steady_clock::now() >= fin)
+                return etat;
+            // Nothing tells of the end of a thread that belongs to the ORB.
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+    }
+    bool operator==(const Ressources& r) const { return fils == r.fils && descripteurs == r.descripteurs; }
+};
+
+inline std::ostream& operator<<(std::ostream& flux, const Ressources& r)
+{
+    return flux << r.fils << " threads, " << r.descripteurs << " descriptors";
+}
+
+/// Resident memory of this process, in kilobytes.
+namespace memoire {
+
+inline long lire(const std::string& champ)
+{
+    std::ifstream etat("/proc/self/status");
+    for (std::string ligne; std::getline(etat, ligne);)
+        if (ligne.compare(0, champ.size(), champ) == 0)
+            return std::stol(ligne.substr(champ.size() + 1));
+    return -1;
+}
+
+/// Now, without what the allocator keeps for later.
+inline long residente()
+{
+    malloc_trim(0);
+    return lire("VmRSS");
+}
+/// The most since the last oublierPic().
+inline long pic() { return lire("VmHWM"); }
+inline void oublierPic() { std::ofstream("/proc/self/clear_refs") << 5; }
+
+} // namespace memoire
+
+} // namespace essais
+
+#endif

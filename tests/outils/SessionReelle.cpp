@@ -1,0 +1,126 @@
+#include "SessionReelle.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <random>
+
+namespace essais {
+
+int portReserve()
+{
+    static std::minstd_rand hasard(std::random_device{}());
+    for (;;) {
+        const int port = std::uniform_int_distribution<int>(20000, 32000)(hasard);
+        const int prise = socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in adresse{};
+        adresse.sin_family = AF_INET;
+        adresse.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        adresse.sin_port = htons(static_cast<std::uint16_t>(port));
+        const bool libre = bind(prise, reinterpret_cast<sockaddr*>(&adresse), sizeof(adresse)) == 0;
+        close(prise);
+        if (libre)
+            return port;
+    }
+}
+
+orix::Configuration SessionReelle::reglagesVifs()
+{
+    orix::Configuration reglages;
+    reglages.periodePing = std::chrono::milliseconds(200);
+    reglages.delaiPing = std::chrono::milliseconds(500);
+    reglages.delaiConnexion = std::chrono::milliseconds(1000);
+    reglages.delaiAppel = std::chrono::milliseconds(1000);
+    reglages.niveauTrace = 0;
+    return reglages;
+}
+
+SessionReelle::SessionReelle(const orix::Configuration& reglages)
+{
+    orix::Configuration configuration = reglages;
+    configuration.routage["cdv"] = {_premier->url(), _second->url()};
+    int argc = 0;
+    std::string message;
+    EXPECT_EQ(orix::initialiser(argc, nullptr, configuration, &message), orix::OXS_OK) << message;
+}
+
+SessionReelle::~SessionReelle()
+{
+    orix::detruireOXcdvCliItfAdaptateur();
+    EXPECT_EQ(orix::terminer(), orix::OXS_OK);
+    _callbacks.pendant = {};
+}
+
+std::unique_ptr<ServeurReel> SessionReelle::_lancer(const std::string& nom, int port)
+{
+    return std::make_unique<ServeurReel>(_dossier.fichier("vols.db"),
+                                         std::vector<std::string>{"--nom", nom, "--machine", "tour",
+                                                                  "--periode-ping", "200", "--delai-ping",
+                                                                  "500"},
+                                         port);
+}
+
+void SessionReelle::relancer(const std::string& nom)
+{
+    std::unique_ptr<ServeurReel>& place = nom == "cdv1" ? _premier : _second;
+    const int port = place->port();
+    place.reset();
+    place = _lancer(nom, port);
+}
+
+std::string SessionReelle::activer()
+{
+    EXPECT_EQ(OXcdvCliItf::active(SERVICE), orix::OXS_OK);
+    const Appel appel = _callbacks.attendre();
+    EXPECT_EQ(appel.nom, "activeCB");
+    EXPECT_EQ(appel.statut, orix::OXS_OK);
+    return appel.serveur;
+}
+
+std::string SessionReelle::activerQuelquePart()
+{
+    for (int essai = 0; essai < 10; ++essai) {
+        if (OXcdvCliItf::active(SERVICE) != orix::OXS_OK)
+            continue;
+        const Appel appel = _callbacks.attendre("activeCB");
+        if (appel.statut == orix::OXS_OK)
+            return appel.serveur;
+    }
+    ADD_FAILURE() << "no server can be activated";
+    return "";
+}
+
+int SessionReelle::envoyer(Requete requete, OXvol_completData& donnees)
+{
+    int idOp = 0;
+    EXPECT_EQ(requete(&donnees, idOp), orix::OXS_OK);
+    return idOp;
+}
+
+Appel SessionReelle::demander(Requete requete, OXvol_completData& donnees)
+{
+    const int idOp = envoyer(requete, donnees);
+    Appel appel = _callbacks.attendre();
+    EXPECT_EQ(appel.idOp, idOp) << appel.nom;
+    return appel;
+}
+
+std::vector<std::string> SessionReelle::lister(OXvol_completData& exemple)
+{
+    const int idOp = envoyer(&OXcdvCliItf::liste_vol_complet, exemple);
+    std::vector<std::string> identifiants;
+    for (;;) {
+        const Appel appel = _callbacks.attendre();
+        EXPECT_EQ(appel.idOp, idOp);
+        if (appel.nom != "liste_vol_completCB") {
+            EXPECT_EQ(appel.nom, "fin_liste_vol_completCB");
+            EXPECT_EQ(appel.statut, 0);
+            return identifiants;
+        }
+        identifiants.push_back(appel.identifiant.value_or("?"));
+    }
+}
+
+} // namespace essais
