@@ -19,8 +19,8 @@ cmake --install "$construction" --prefix "$dossier/prefixe" >"$dossier/install.l
 bibliotheque=$(find "$dossier/prefixe" -name 'libOXcdvCli.so.3.0.0.0')
 [ -n "$bibliotheque" ] || echec "libOXcdvCli.so.3.0.0.0 is not installed"
 
-readelf -d "$bibliotheque" | grep -q 'SONAME.*\[libOXcdvCli\.so\.3\]' || echec "the SONAME is not libOXcdvCli.so.3"
-strings "$bibliotheque" | grep -qF '@(#) 3.0.0.0 $LastChangedRevision: 808 $ ' || echec "no identification string"
+grep -q 'SONAME.*\[libOXcdvCli\.so\.3\]' < <(readelf -d "$bibliotheque") || echec "the SONAME is not libOXcdvCli.so.3"
+grep -qF '@(#) 3.0.0.0 $LastChangedRevision: 808 $ ' < <(strings "$bibliotheque") || echec "no identification string"
 
 # Public: the facade, the record, and the end of the adapter. Everything else stays inside.
 autres=$(nm -DC --defined-only "$bibliotheque" | cut -d' ' -f3- |

@@ -209,9 +209,11 @@ OXstatut convertir(std::string* message, Demarrage&& demarrage)
             statut = OXS_ERREUR_CORBA;
             texte = texteExceptionCourante();
         }
+        // Said once: to the caller who asks, or in the trace.
         if (message != nullptr)
             *message = texte;
-        ORIX_TRACE(NTO_NOTABLE, "Processus", "initialiser", texte);
+        else
+            ORIX_TRACE(NTO_NOTABLE, "Processus", "initialiser", texte);
     } catch (...) {
         // A receiver of traces that throws, or no memory for the text: the status says enough.
     }
