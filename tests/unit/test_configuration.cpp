@@ -1,0 +1,157 @@
+#include "DossierTemporaire.h"
+#include "orix/Configuration.h"
+#include "orix/Processus.h"
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <fstream>
+
+using orix::Configuration;
+using orix::ErreurConfiguration;
+using std::chrono::milliseconds;
+
+namespace {
+
+std::string erreur(const std::string& texte)
+{
+    try {
+        Configuration::analyser(texte, "essai.toml");
+    } catch (const ErreurConfiguration& e) {
+        return e.what();
+    }
+    return "accepted";
+}
+
+} // namespace
+
+TEST(Configuration, ChaqueCleArriveASaPlace)
+{
+    const Configuration lue = Configuration::analyser(R"(
+[processus]
+machine = "poste7"
+[orb]
+points_acces = ["127.0.0.1:4000", "[::1]:0"]
+delai_connexion_ms = 11
+delai_appel_ms = 12
+taille_message_max = 10000
+[routage]
+cdv = ["corbaloc:iiop:a:1/Noyau", "corbaloc:iiop:b:1/Noyau"]
+autre = ["corbaloc:iiop:c:1/Noyau"]
+[noyau]
+delai_activation_ms = 13
+[surveillance]
+periode_ms = 14
+delai_ms = 15
+pings_manques = 3
+[executeur]
+capacite = 16
+[trace]
+niveau = 700
+fichier = "essai.log"
+)",
+                                                      "essai.toml");
+    EXPECT_EQ(lue.lireNomMachineHote(), "poste7");
+    EXPECT_EQ(lue.pointsAcces, (std::vector<std::string>{"127.0.0.1:4000", "[::1]:0"}));
+    EXPECT_EQ(lue.delaiConnexion, milliseconds(11));
+    EXPECT_EQ(lue.delaiAppel, milliseconds(12));
+    EXPECT_EQ(lue.tailleMessageMax, 10000u);
+    EXPECT_EQ(lue.routage.at("cdv").size(), 2u);
+    EXPECT_EQ(lue.routage.at("autre"), std::vector<std::string>{"corbaloc:iiop:c:1/Noyau"});
+    EXPECT_EQ(lue.delaiActivation, milliseconds(13));
+    EXPECT_EQ(lue.periodePing, milliseconds(14));
+    EXPECT_EQ(lue.delaiPing, milliseconds(15));
+    EXPECT_EQ(lue.pingsManques, 3);
+    EXPECT_EQ(lue.capaciteFileCB, 16u);
+    EXPECT_EQ(lue.niveauTrace, 700);
+    EXPECT_EQ(lue.fichierTrace, "essai.log");
+    EXPECT_FALSE(lue.tls.estActive());
+}
+
+TEST(Configuration, UneErreurTientEnUneLigneQuiDitOuEtQuoi)
+{
+    EXPECT_EQ(erreur("[orb]\n\ndelai_appel_ms = \"vite\"\n"),
+              "essai.toml:3: [orb] delai_appel_ms: got \"vite\", expected an integer");
+    EXPECT_EQ(erreur("[orb]\ndelai_appel_ms = 1.5\n"),
+              "essai.toml:2: [orb] delai_appel_ms: got 1.5, expected an integer");
+    EXPECT_EQ(erreur("[surveillance]\npings_manques = 0\n"),
+              "essai.toml:2: [surveillance] pings_manques: got 0, expected an integer from 1 to 1000");
+    EXPECT_EQ(erreur("[executeur]\ncapacite = -1\n"),
+              "essai.toml:2: [executeur] capacite: got -1, expected an integer from 1 to 100000000");
+    EXPECT_EQ(erreur("[trace]\nnivo = 100\n"),
+              "essai.toml:2: [trace] nivo: got an unknown key, expected one of niveau, fichier");
+    EXPECT_EQ(erreur("\n[traces]\nniveau = 100\n"),
+              "essai.toml:2: [traces]: got an unknown name, expected one of the tables [processus], [orb], "
+              "[noyau], [surveillance], [executeur], [trace], [tls], [routage]");
+    EXPECT_EQ(erreur("trace = 100\n"), "essai.toml:1: [trace]: got 100, expected a table");
+    EXPECT_EQ(erreur("[processus]\nmachine = true\n"),
+              "essai.toml:2: [processus] machine: got true, expected a string");
+    EXPECT_EQ(erreur("[orb]\npoints_acces = \"127.0.0.1:0\"\n"),
+              "essai.toml:2: [orb] points_acces: got \"127.0.0.1:0\", expected an array of strings");
+    EXPECT_EQ(
+        erreur("[orb]\npoints_acces = [\"127.0.0.1:70000\"]\n"),
+        "essai.toml:2: [orb] points_acces: got \"127.0.0.1:70000\", expected \"HOST:PORT\" with a port from "
+        "0 to 65535");
+    // An ORB without endpoint would open one on every interface of the machine.
+    EXPECT_EQ(erreur("[orb]\npoints_acces = []\n"),
+              "essai.toml:2: [orb] points_acces: got 0 of them, expected at least one");
+    EXPECT_EQ(erreur("[routage]\ncdv = [\"corbaloc::a/N\", \"corbaloc::b/N\", \"corbaloc::c/N\"]\n"),
+              "essai.toml:2: [routage] cdv: got 3 of them, expected one or two URLs");
+    EXPECT_EQ(
+        erreur("[routage]\ncdv = [\"corbaloc::a/N\", \"http://b\"]\n"),
+        "essai.toml:2: [routage] cdv: got \"http://b\", expected the URL of a kernel (\"corbaloc:...\")");
+    EXPECT_EQ(erreur("[routage]\ncdv = \"corbaloc::a/N\"\n"),
+              "essai.toml:2: [routage] cdv: got \"corbaloc::a/N\", expected an array of one or two URLs");
+    EXPECT_EQ(erreur("[tls]\ncertificat = \"/dev/null\"\n"),
+              "essai.toml: [tls] certificat_autorite: got \"\", expected the authority's certificate beside "
+              "certificat");
+    EXPECT_EQ(
+        erreur("[tls]\ncertificat_autorite = \"/nulle/part.pem\"\n"),
+        "essai.toml:2: [tls] certificat_autorite: got \"/nulle/part.pem\", expected the name of a readable "
+        "file");
+    const std::string malforme = erreur("[orb]\ndelai_appel_ms = \n");
+    EXPECT_EQ(malforme.find("essai.toml:2: malformed TOML: "), 0u) << malforme;
+    EXPECT_EQ(malforme.find('\n'), std::string::npos) << malforme;
+}
+
+TEST(Configuration, UneValeurDuProgrammeEstVerifieeAussi)
+{
+    Configuration configuration;
+    configuration.verifier("essai");
+    configuration.delaiPing = milliseconds(0);
+    try {
+        configuration.verifier("essai");
+        FAIL() << "accepted";
+    } catch (const ErreurConfiguration& e) {
+        EXPECT_STREQ(e.what(),
+                     "essai: [surveillance] delai_ms: got 0, expected an integer from 1 to 3600000");
+    }
+    int argc = 0;
+    std::string message;
+    EXPECT_EQ(orix::initialiser(argc, nullptr, configuration, &message), orix::OXS_MAUVAISE_CONF);
+    EXPECT_EQ(message,
+              "configuration: [surveillance] delai_ms: got 0, expected an integer from 1 to 3600000");
+}
+
+TEST(Configuration, LeFichierEstLuOuRefuse)
+{
+    const essais::DossierTemporaire dossier;
+    const std::string fichier = dossier.fichier("orix.toml");
+    std::ofstream(fichier) << "[surveillance]\nperiode_ms = 0\n";
+    int argc = 0;
+    std::string message;
+    EXPECT_EQ(orix::initialiser(argc, nullptr, fichier, &message), orix::OXS_MAUVAISE_CONF);
+    EXPECT_EQ(message,
+              fichier + ":2: [surveillance] periode_ms: got 0, expected an integer from 1 to 3600000");
+
+    for (const std::string& illisible : {dossier.fichier("absent.toml"), dossier.fichier("")}) {
+        EXPECT_EQ(orix::initialiser(argc, nullptr, illisible, &message), orix::OXS_ABSENCE_CONF) << illisible;
+        EXPECT_EQ(message, illisible + ": got a file that cannot be read, expected a TOML file");
+    }
+
+    std::ofstream(fichier, std::ios::trunc).flush();
+    EXPECT_EQ(orix::initialiser(argc, nullptr, fichier, &message), orix::OXS_OK) << message;
+    EXPECT_EQ(orix::configuration()->delaiActivation, milliseconds(10000));
+    EXPECT_EQ(orix::terminer(), orix::OXS_OK);
+}

@@ -1,0 +1,212 @@
+#include "CapteurTraces.h"
+#include "orix/Echec.h"
+#include "orix/ExecuteurCB.h"
+#include "orix/IExecutable.h"
+#include "orix/Processus.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <functional>
+#include <future>
+#include <thread>
+#include <vector>
+
+using namespace orix;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+/// A call that counts its life.
+class Appel : public IExecutable
+{
+  public:
+    explicit Appel(std::function<void()> action) : _action(std::move(action)) { ++vivants; }
+    ~Appel() override { --vivants; }
+    void executer() override { _action(); }
+
+    static std::atomic<int> vivants;
+
+  private:
+    std::function<void()> _action;
+};
+std::atomic<int> Appel::vivants{0};
+
+void poster(std::function<void()> action)
+{
+    objetCB()->posterExecutable(1, "cdv", new Appel(std::move(action)));
+}
+
+class Executeur : public testing::Test
+{
+  protected:
+    void demarrer(std::size_t capacite, std::chrono::milliseconds delaiAppel = std::chrono::seconds(5))
+    {
+        Configuration configuration;
+        configuration.capaciteFileCB = capacite;
+        configuration.delaiAppel = delaiAppel;
+        int argc = 0;
+        std::string message;
+        ASSERT_EQ(initialiser(argc, nullptr, configuration, &message), OXS_OK) << message;
+    }
+};
+
+} // namespace
+
+TEST_F(Executeur, DansLOrdreUneFoisEtMalgreLesExceptions)
+{
+    demarrer(10000);
+    essais::CapteurTraces traces(NTO_NOTABLE);
+    std::vector<int> ordre;
+    std::thread::id fil;
+    for (int i = 0; i < 1000; ++i)
+        poster([&, i] {
+            if (i > 0) {
+                EXPECT_EQ(std::this_thread::get_id(), fil);
+            }
+            fil = std::this_thread::get_id();
+            ordre.push_back(i);
+            if (i == 10)
+                throw std::runtime_error("panne");
+            if (i == 20)
+                throw Echec(OXS_NOK);
+            if (i == 30)
+                throw 7;
+        });
+    EXPECT_EQ(terminer(), OXS_OK);
+    ASSERT_EQ(ordre.size(), 1000u);
+    EXPECT_TRUE(std::is_sorted(ordre.begin(), ordre.end()));
+    EXPECT_NE(fil, std::this_thread::get_id());
+    EXPECT_EQ(Appel::vivants, 0);
+    const std::string debut = "100 Exception non prévue lors de l'appel d'un callback applicatif : ";
+    EXPECT_THAT(traces.prendreTextes(),
+                testing::ElementsAre(debut + "panne", debut + "Echec, code = 25 (OXS_NOK)",
+                                     debut + "exception inconnue"));
+}
+
+TEST_F(Executeur, DetruitChaqueAppelAvantLeSuivant)
+{
+    demarrer(10000);
+    std::promise<void> poste;
+    poster([suite = poste.get_future().share()] { suite.wait(); });
+    std::vector<int> restants;
+    for (int i = 0; i < 3; ++i)
+        poster([&] { restants.push_back(Appel::vivants); });
+    poste.set_value();
+    EXPECT_EQ(terminer(), OXS_OK);
+    EXPECT_THAT(restants, testing::ElementsAre(3, 2, 1));
+}
+
+TEST_F(Executeur, LesPosteursAttendentUnePlace)
+{
+    constexpr int CAPACITE = 3, POSTEURS = 4, APPELS = 500;
+    demarrer(CAPACITE);
+    std::atomic<int> acceptes{0};
+    int commences = 0, trop = 0;
+    std::vector<std::thread> posteurs;
+    for (int p = 0; p < POSTEURS; ++p)
+        posteurs.emplace_back([&] {
+            for (int i = 0; i < APPELS; ++i) {
+                poster([&] {
+                    ++commences;
+                    // Accepted: those that began, those that wait, and those in the hands of their posters.
+                    trop += acceptes > commences + CAPACITE;
+                });
+                ++acceptes;
+            }
+        });
+    for (std::thread& posteur : posteurs)
+        posteur.join();
+    EXPECT_EQ(terminer(), OXS_OK);
+    EXPECT_EQ(commences, POSTEURS * APPELS); // nothing is dropped
+    EXPECT_EQ(trop, 0);
+}
+
+TEST_F(Executeur, LAttenteEstLevee)
+{
+    demarrer(1);
+    std::atomic<int> faits{0};
+    std::promise<void> imbrique;
+    poster([&] { // the executor's own thread
+        for (int i = 0; i < 10; ++i)
+            poster([&] { ++faits; });
+        imbrique.set_value();
+    });
+    imbrique.get_future().wait();
+
+    std::promise<void> liberation;
+    poster([&faits, suite = liberation.get_future().share()] {
+        suite.wait();
+        ++faits;
+    });
+    std::thread posteur([&] {
+        for (int i = 0; i < 10; ++i)
+            poster([&] { ++faits; });
+    });
+    {
+        const ExecuteurCB::AttenteLevee levee(objetCB());
+        posteur.join(); // waiting already or not
+        for (int i = 0; i < 10; ++i)
+            poster([&] { ++faits; });
+    }
+    liberation.set_value();
+    EXPECT_EQ(terminer(), OXS_OK);
+    EXPECT_EQ(faits, 31);
+}
+
+TEST_F(Executeur, ArreteRefuseEtDetruit)
+{
+    for (int cycle = 0; cycle < 2; ++cycle) {
+        EXPECT_THROW(poster([] {}), Echec);
+        EXPECT_EQ(Appel::vivants, 0);
+        demarrer(10);
+        EXPECT_EQ(terminer(), OXS_OK);
+    }
+    try {
+        poster([] {});
+    } catch (const Echec& echec) {
+        EXPECT_EQ(echec.lireCode(), OXS_NOYAU_NON_INITIALISE);
+    }
+}
+
+TEST_F(Executeur, UnCallbackNePeutTerminer)
+{
+    demarrer(10);
+    std::promise<std::pair<OXstatut, OXstatut>> statuts;
+    poster([&] {
+        int argc = 0;
+        const OXstatut arret = terminer();
+        statuts.set_value({arret, initialiser(argc, nullptr, Configuration())});
+    });
+    EXPECT_EQ(statuts.get_future().get(), std::make_pair(OXS_NOK, OXS_NOYAU_DEJA_INITIALISE));
+    EXPECT_EQ(terminer(), OXS_OK);
+}
+
+TEST_F(Executeur, UnCallbackQuiNeRevientPasEstNommeEtAbandonne)
+{
+    demarrer(10, std::chrono::milliseconds(50));
+    essais::CapteurTraces traces(NTO_NOTABLE);
+    std::promise<void> liberation, entree, sortie;
+    poster([&, suite = liberation.get_future().share()] {
+        entree.set_value();
+        suite.wait();
+        sortie.set_value();
+    });
+    entree.get_future().wait();
+    std::atomic<int> apres{0};
+    poster([&] { ++apres; });
+    EXPECT_EQ(terminer(), OXS_NOK);
+    EXPECT_THAT(traces.prendreTextes(),
+                Contains(testing::AllOf(StartsWith("100 Un callback applicatif ne se termine pas"),
+                                        HasSubstr("Appel"))));
+    // The next run does not see it come back.
+    demarrer(1);
+    liberation.set_value();
+    sortie.get_future().wait();
+    for (int i = 0; i < 5; ++i)
+        poster([] {});
+    EXPECT_EQ(terminer(), OXS_OK);
+    EXPECT_EQ(apres, 0);
+}

@@ -1,0 +1,657 @@
+#include "CapteurTraces.h"
+#include "DossierTemporaire.h"
+#include "OXnoyau.h"
+#include "orix/Echec.h"
+#include "orix/ExecuteurCB.h"
+#include "orix/IAdaptateurClient.h"
+#include "orix/IExecutable.h"
+#include "orix/OXroutage.h"
+#include "orix/Processus.h"
+#include "orix/RepondeurNoyau.h"
+#include "orix/SurveillantConnexions.h"
+#include "orix/TableInformationsConnexions.h"
+
+#include <gmock/gmock.h>
+
+#include <condition_variable>
+#include <deque>
+#include <fstream>
+#include <functional>
+#include <future>
+#include <mutex>
+#include <thread>
+
+using namespace orix;
+using std::chrono::milliseconds;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+/// An adapter that keeps what the kernel tells it.
+class AdaptateurEspion : public IAdaptateurClient
+{
+  public:
+    std::function<void(const std::string&)> pendant = [](const std::string&) {}; ///< run inside each event
+
+    void activeCB(int statut, const char* serveur, const char* machine,
+                  const orix_corba::NiveauReference& niveau, int numeroClient) override
+    {
+        _noter("activeCB " + std::to_string(statut) + " " + serveur + " " + machine + " " +
+               std::to_string(niveau.majeur) + " " + std::to_string(numeroClient));
+    }
+    void notifierEchecActivation(OXstatut statut) override
+    {
+        _noter("echecActivation " + std::to_string(statut));
+    }
+    void notifierAutomateDeconnexionCB() override { _noter("automate"); }
+    void notifierDeconnexionCB(int statut) override { _noter("deconnexion " + std::to_string(statut)); }
+    void deconnexionCB(int) override {}
+    int lireNumeroClient() override { return 42; }
+    OXstatut active(const std::string&) override { return OXS_NOK; }
+    OXstatut desactive() override { return OXS_NOK; }
+
+    std::string attendre()
+    {
+        std::unique_lock<std::mutex> verrou(_mutex);
+        if (!_arrivee.wait_for(verrou, std::chrono::seconds(20), [this] { return !_evenements.empty(); }))
+            return "rien";
+        std::string evenement = std::move(_evenements.front());
+        _evenements.pop_front();
+        return evenement;
+    }
+    std::size_t nombre()
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        return _evenements.size();
+    }
+
+  private:
+    void _noter(const std::string& evenement)
+    {
+        pendant(evenement);
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        _evenements.push_back(evenement);
+        _arrivee.notify_all();
+    }
+
+    std::mutex _mutex;
+    std::condition_variable _arrivee;
+    std::deque<std::string> _evenements;
+};
+
+/// The kernel of a server process.
+class NoyauServeur : public POA_orix_corba::Noyau, public PortableServer::RefCountServantBase
+{
+  public:
+    std::function<void()> avantReponse = [] {};
+
+    void activerService(const char* nomService, const orix_corba::SequenceNiveauReference&,
+                        orix_corba__Client_ptr, const char*, const char*, CORBA::Long_out statut,
+                        CORBA::String_out serveur, CORBA::String_out machine,
+                        orix_corba::NiveauReference_out niveau, CORBA::Long_out numeroClient) override
+    {
+        avantReponse();
+        statut = OXS_OK;
+        serveur = CORBA::string_dup(nomService);
+        machine = CORBA::string_dup("m1");
+        niveau = new orix_corba::NiveauReference;
+        niveau->majeur = 3;
+        numeroClient = 7;
+    }
+};
+
+/// A service's server, as its pings see it.
+class ServeurPing : public POA_orix_corba::Serveur, public PortableServer::RefCountServantBase
+{
+  public:
+    std::function<void(int)> ping = [](int) {};
+
+    void testerConnexionServeur(CORBA::Long numero) override { ping(numero); }
+    void testerConnexionClient(const char*, const char*, const char*, CORBA::Long) override {}
+    void desactiveCB(CORBA::Long) override {}
+    void deconnexionCB(CORBA::Long) override {}
+};
+
+class Appel : public IExecutable
+{
+  public:
+    void executer() override {}
+};
+
+Configuration rapide()
+{
+    Configuration configuration;
+    configuration.periodePing = milliseconds(10);
+    configuration.delaiPing = milliseconds(10);
+    return configuration;
+}
+
+OXstatut demarrer(const Configuration& configuration, std::string* message = nullptr)
+{
+    int argc = 0;
+    return initialiser(argc, nullptr, configuration, message);
+}
+
+class AvecNoyau : public testing::Test
+{
+  protected:
+    void demarrerAvec(const Configuration& configuration)
+    {
+        std::string message;
+        ASSERT_EQ(demarrer(configuration, &message), OXS_OK) << message;
+        ORBthread* const acces = oxNoyau()->lirePointAcces();
+        _repondeur = new RepondeurNoyau(acces->lireORB(), acces->lirePOA_ORIX());
+        noyauServeur = new NoyauServeur;
+        serveur = new ServeurPing;
+    }
+    void TearDown() override
+    {
+        if (oxNoyau()->lireEtat() == NOYAU_INITIALISE) {
+            EXPECT_EQ(terminer(), OXS_OK);
+        }
+    }
+
+    using Transaction = OXnoyau::TransactionCreerReference<POA_orix_corba::AMI_NoyauHandler>;
+
+    /// Sends a request of activation for the adapter, as it does itself; returns the reply handler.
+    orix_corba::AMI_NoyauHandler_var demander(IAdaptateurClient& adaptateur)
+    {
+        Transaction transaction(_repondeur.in(), &adaptateur);
+        orix_corba::AMI_NoyauHandler_var repondeur = transaction.prendreReference();
+        const orix_corba::Noyau_var noyau = noyauServeur->_this();
+        noyau->sendc_activerService(repondeur, "cdv", orix_corba::SequenceNiveauReference(),
+                                    orix_corba__Client::_nil(), "fil", "machine");
+        transaction.valider();
+        return repondeur;
+    }
+    void surveiller(IAdaptateurClient& adaptateur, const std::string& service = "cdv")
+    {
+        oxNoyau()->activerClient(service, &adaptateur);
+        const orix_corba::Serveur_var reference = serveur->_this();
+        oxSurveillantConnexions()->ajouterSurveillanceServeur(service, reference, &adaptateur);
+    }
+    void retirerServeur()
+    {
+        const PortableServer::POA_var poa = serveur->_default_POA();
+        const PortableServer::ObjectId_var id = poa->servant_to_id(serveur.in());
+        poa->deactivate_object(id);
+    }
+
+    PortableServer::Servant_var<NoyauServeur> noyauServeur;
+    PortableServer::Servant_var<ServeurPing> serveur;
+    AdaptateurEspion adaptateur;
+
+  private:
+    PortableServer::Servant_var<RepondeurNoyau> _repondeur;
+};
+
+using Activation = AvecNoyau;
+using Surveillance = AvecNoyau;
+
+} // namespace
+
+// -------------------------------------------------------------------------------------------------------
+// activation
+
+TEST_F(Activation, LaReponseEstDonneeUneFois)
+{
+    demarrerAvec({});
+    essais::CapteurTraces traces(NTO_REFUS);
+    orix_corba::AMI_NoyauHandler_var repondeur;
+    std::promise<void> demande;
+    const auto repeter = [&] {
+        repondeur->activerService(OXS_OK, "encore", "m", orix_corba::NiveauReference(), 1);
+    };
+    adaptateur.pendant = [&](const std::string&) {
+        demande.get_future().wait();
+        repeter(); // while the first answer is being delivered
+    };
+    repondeur = demander(adaptateur);
+    demande.set_value();
+    EXPECT_EQ(adaptateur.attendre(), "activeCB 0 cdv m1 3 7");
+    EXPECT_EQ(terminer(), OXS_OK);
+    EXPECT_EQ(adaptateur.nombre(), 0u);
+    EXPECT_THAT(traces.prendreTextes(),
+                Contains("300 Réponse ignorée : la demande d'activation 1 n'est plus en "
+                         "attente"));
+}
+
+TEST_F(Activation, ApresLaReponseLaReferenceEstRetiree)
+{
+    demarrerAvec({});
+    const orix_corba::AMI_NoyauHandler_var repondeur = demander(adaptateur);
+    EXPECT_EQ(adaptateur.attendre(), "activeCB 0 cdv m1 3 7");
+    oxNoyau()->enregistrerParametres(new ParametresActivationService(&adaptateur)); // the delivery is over
+    // The object leaves its adapter once the answer that is inside has returned.
+    for (bool present = true; present;)
+        try {
+            repondeur->activerService(OXS_OK, "encore", "m", orix_corba::NiveauReference(), 1);
+            std::this_thread::yield();
+        } catch (const CORBA::OBJECT_NOT_EXIST&) {
+            present = false;
+        }
+    EXPECT_EQ(adaptateur.nombre(), 0u);
+}
+
+TEST_F(Activation, UnEchecDuTransportSeDistingueDesAutres)
+{
+    demarrerAvec({});
+    noyauServeur->avantReponse = [] { throw CORBA::TRANSIENT(); };
+    demander(adaptateur);
+    EXPECT_EQ(adaptateur.attendre(), "echecActivation 14");
+    noyauServeur->avantReponse = [] { throw CORBA::COMM_FAILURE(); };
+    demander(adaptateur);
+    EXPECT_EQ(adaptateur.attendre(), "echecActivation 14");
+    noyauServeur->avantReponse = [] { throw CORBA::NO_IMPLEMENT(); };
+    demander(adaptateur);
+    EXPECT_EQ(adaptateur.attendre(), "echecActivation 22");
+}
+
+TEST_F(Activation, SansReponseElleEchoueEtLaReponseTardiveNeDitRien)
+{
+    Configuration configuration;
+    configuration.delaiActivation = milliseconds(20);
+    demarrerAvec(configuration);
+    std::promise<void> liberation;
+    noyauServeur->avantReponse = [suite = liberation.get_future().share()] { suite.wait(); };
+    demander(adaptateur);
+    EXPECT_EQ(adaptateur.attendre(), "echecActivation 10");
+    liberation.set_value();
+    EXPECT_EQ(terminer(), OXS_OK);
+    EXPECT_EQ(adaptateur.nombre(), 0u);
+}
+
+TEST_F(Activation, OublieeOuArreteeElleNeDitRien)
+{
+    demarrerAvec({});
+    std::promise<void> liberation;
+    noyauServeur->avantReponse = [suite = liberation.get_future().share()] { suite.wait(); };
+    AdaptateurEspion autre, dernier;
+    demander(adaptateur);
+    oxNoyau()->oublierAdaptateur(&adaptateur);
+    demander(autre);
+    oxNoyau()->supprimerParametres(2);
+    { // neither sent nor validated
+        const OXnoyau::TransactionCreerReference<POA_orix_corba::AMI_NoyauHandler> abandonnee(
+            PortableServer::Servant_var<RepondeurNoyau>(
+                new RepondeurNoyau(oxNoyau()->lirePointAcces()->lireORB(),
+                                   oxNoyau()->lirePointAcces()->lirePOA_ORIX()))
+                .in(),
+            &dernier);
+    }
+    demander(dernier);
+    liberation.set_value();
+    EXPECT_EQ(dernier.attendre(), "activeCB 0 cdv m1 3 7");
+    EXPECT_EQ(terminer(), OXS_OK);
+    EXPECT_EQ(adaptateur.nombre() + autre.nombre() + dernier.nombre(), 0u);
+}
+
+TEST_F(Activation, OublierAttendLaLivraisonEnCoursDAutrui)
+{
+    demarrerAvec({});
+    std::promise<void> entree, liberation;
+    std::atomic<bool> livree{false};
+    adaptateur.pendant = [&](const std::string&) {
+        entree.set_value();
+        liberation.get_future().wait();
+        livree = true;
+    };
+    demander(adaptateur);
+    entree.get_future().wait();
+    auto oubli = std::async(std::launch::async, [&] {
+        oxNoyau()->oublierAdaptateur(&adaptateur);
+        return livree.load();
+    });
+    auto suivante = std::async(std::launch::async, [&] {
+        oxNoyau()->enregistrerParametres(new ParametresActivationService(&adaptateur));
+        return livree.load();
+    });
+    liberation.set_value();
+    EXPECT_TRUE(oubli.get());
+    EXPECT_TRUE(suivante.get());
+}
+
+TEST_F(Activation, PendantUneLivraisonLeNoyauRepondEtNulNAttend)
+{
+    Configuration configuration;
+    configuration.capaciteFileCB = 1;
+    demarrerAvec(configuration);
+    adaptateur.pendant = [&](const std::string&) {
+        EXPECT_EQ(terminer(), OXS_NOK);
+        for (int i = 0; i < 10; ++i) // a full queue must not stop the kernel
+            objetCB()->posterExecutable(1, "cdv", new Appel);
+        oxNoyau()->supprimerParametres(
+            oxNoyau()->enregistrerParametres(new ParametresActivationService(&adaptateur)));
+        oxNoyau()->oublierAdaptateur(&adaptateur);
+        throw std::runtime_error("panne");
+    };
+    essais::CapteurTraces traces(NTO_NOTABLE);
+    demander(adaptateur);
+    noyauServeur->avantReponse = [] {};
+    AdaptateurEspion autre;
+    demander(autre);
+    EXPECT_EQ(autre.attendre(), "activeCB 0 cdv m1 3 7");
+    EXPECT_EQ(terminer(), OXS_OK);
+    EXPECT_THAT(traces.prendreTextes(),
+                Contains("100 Exception non prévue lors de la notification d'une activation : panne"));
+}
+
+// ------------------------------------------------------------------------------------------------------
+// supervision
+
+TEST_F(Surveillance, UnServeurDisparuEstPerduApresDeuxPings)
+{
+    demarrerAvec(rapide());
+    std::promise<void> vu;
+    serveur->ping = [&, dit = false](int numero) mutable {
+        EXPECT_EQ(numero, 42);
+        if (!dit)
+            vu.set_value();
+        dit = true;
+    };
+    // What an adapter does of a loss must be possible from inside.
+    adaptateur.pendant = [&](const std::string& evenement) {
+        if (evenement != "deconnexion 21")
+            return;
+        oxSurveillantConnexions()->supprimerSurveillanceServeur("cdv");
+        oxNoyau()->desactiverClient("cdv");
+    };
+    surveiller(adaptateur);
+    vu.get_future().wait();
+    EXPECT_EQ(adaptateur.nombre(), 0u);
+    retirerServeur();
+    EXPECT_EQ(adaptateur.attendre(), "automate");
+    EXPECT_EQ(adaptateur.attendre(), "deconnexion 21");
+    EXPECT_EQ(terminer(), OXS_OK);
+    EXPECT_EQ(adaptateur.nombre(), 0u);
+}
+
+TEST_F(Surveillance, UnServeurMuetEstPerdu)
+{
+    demarrerAvec(rapide());
+    std::promise<void> liberation;
+    std::atomic<int> pings{0};
+    serveur->ping = [&, suite = liberation.get_future().share()](int) {
+        ++pings;
+        suite.wait();
+    };
+    adaptateur.pendant = [](const std::string&) { oxNoyau()->desactiverClient("cdv"); };
+    surveiller(adaptateur);
+    EXPECT_EQ(adaptateur.attendre(), "automate");
+    EXPECT_EQ(adaptateur.attendre(), "deconnexion 21");
+    liberation.set_value(); // the answers come when nobody waits for them any more
+    EXPECT_EQ(terminer(), OXS_OK);
+    EXPECT_EQ(pings, 2);
+    EXPECT_EQ(adaptateur.nombre(), 0u);
+}
+
+TEST_F(Surveillance, UnServeurQuiNeConnaitPlusLeClientEstPerduAussitot)
+{
+    demarrerAvec(rapide());
+    std::atomic<int> pings{0};
+    serveur->ping = [&](int) {
+        ++pings;
+        throw orix_corba::ClientDeconnecte();
+    };
+    adaptateur.pendant = [](const std::string&) { oxNoyau()->desactiverClient("cdv"); };
+    surveiller(adaptateur);
+    EXPECT_EQ(adaptateur.attendre(), "automate");
+    EXPECT_EQ(adaptateur.attendre(), "deconnexion 21");
+    EXPECT_EQ(pings, 1);
+}
+
+TEST_F(Surveillance, CeQueLeServeurEnvoieLeProuveVivant)
+{
+    demarrerAvec(rapide());
+    std::atomic<int> pings{0};
+    serveur->ping = [&](int) {
+        if (++pings <= 10) // not under the name of the supervision, but of the client
+            objetCB()->posterExecutable(1, "cdv", new Appel);
+        throw CORBA::TRANSIENT();
+    };
+    oxNoyau()->activerClient("cdv", &adaptateur);
+    const orix_corba::Serveur_var reference = serveur->_this();
+    oxSurveillantConnexions()->ajouterSurveillanceServeur("cdv_essai", reference, &adaptateur);
+    adaptateur.pendant = [](const std::string&) { oxNoyau()->desactiverClient("cdv"); };
+    EXPECT_EQ(adaptateur.attendre(), "automate");
+    EXPECT_EQ(pings, 12);
+}
+
+TEST_F(Surveillance, UnPingReponduEffaceLeManque)
+{
+    demarrerAvec(rapide());
+    std::promise<void> assez;
+    serveur->ping = [&, n = 0](int) mutable {
+        if (++n == 20)
+            assez.set_value();
+        if (n % 2 == 1)
+            throw CORBA::TRANSIENT();
+    };
+    surveiller(adaptateur);
+    assez.get_future().wait();
+    EXPECT_EQ(adaptateur.nombre(), 0u);
+}
+
+TEST_F(Surveillance, LAdaptateurQuiRefuseNEstPasRappele)
+{
+    demarrerAvec(rapide());
+    essais::CapteurTraces traces(NTO_NOTABLE);
+    AdaptateurEspion autre;
+    adaptateur.pendant = [&](const std::string&) {
+        oxNoyau()->desactiverClient("cdv");
+        throw Echec(OXS_SERVICE_NON_ACTIVE);
+    };
+    surveiller(adaptateur);
+    retirerServeur();
+    surveiller(autre, "autre"); // activates the server again: it lives
+    serveur->ping = [](int) { throw orix_corba::ClientDeconnecte(); };
+    EXPECT_EQ(autre.attendre(), "automate");
+    EXPECT_EQ(terminer(), OXS_OK);
+    EXPECT_EQ(adaptateur.nombre(), 0u);
+}
+
+TEST_F(Surveillance, UneDesactivationInterrompueSeTermineEnPerte)
+{
+    demarrerAvec(rapide());
+    AdaptateurEspion revenu;
+    surveiller(revenu, "revenu");
+    surveiller(adaptateur);
+    oxSurveillantConnexions()->supprimerSurveillanceServeur("revenu");
+    oxNoyau()->desactiverClient("revenu");
+    oxNoyau()->activerClient("revenu", &revenu); // a new activation, which nothing has interrupted
+    oxSurveillantConnexions()->supprimerSurveillanceServeur("cdv");
+    EXPECT_EQ(adaptateur.attendre(), "automate");
+    EXPECT_EQ(adaptateur.attendre(), "deconnexion 21");
+    EXPECT_EQ(terminer(), OXS_OK);
+    EXPECT_EQ(adaptateur.nombre(), 0u);
+    EXPECT_EQ(revenu.nombre(), 0u);
+}
+
+TEST_F(Surveillance, OublieOuRetireNEstPlusAppele)
+{
+    demarrerAvec(rapide());
+    std::promise<void> entree, liberation;
+    serveur->ping = [&, premier = true, suite = liberation.get_future().share()](int) mutable {
+        if (premier)
+            entree.set_value();
+        premier = false;
+        suite.wait();
+        throw orix_corba::ClientDeconnecte();
+    };
+    surveiller(adaptateur);
+    entree.get_future().wait();
+    oxNoyau()->oublierAdaptateur(&adaptateur);
+    const std::size_t avant = adaptateur.nombre();
+    liberation.set_value();
+    AdaptateurEspion autre;
+    surveiller(autre, "autre");
+    EXPECT_EQ(autre.attendre(), "automate");
+    EXPECT_EQ(terminer(), OXS_OK);
+    EXPECT_EQ(adaptateur.nombre(), avant);
+}
+
+// --------------------------------------------------------------------------------------------------- start
+// and stop
+
+TEST(Processus, RecommenceAutantDeFoisQuIlFaut)
+{
+    std::string programme = "essai", option = "-ORBtraceLevel", niveau = "1", autre = "autre";
+    for (int cycle = 0; cycle < 5; ++cycle) {
+        char* argv[] = {&programme[0], &option[0], &niveau[0], &autre[0], nullptr};
+        int argc = 4;
+        EXPECT_EQ(oxNoyau()->lireEtat(), NOYAU_NON_INITIALISE);
+        EXPECT_EQ(terminer(), OXS_NOYAU_NON_INITIALISE);
+        EXPECT_THROW(oxNoyau()->lirePointAcces(), Echec);
+        EXPECT_THROW(oxNoyau()->enregistrerParametres(new ParametresActivationService(nullptr)), Echec);
+        Configuration configuration;
+        configuration.routage["cdv"] = {"corbaloc:iiop:h" + std::to_string(cycle) + ":1/Noyau"};
+        ASSERT_EQ(initialiser(argc, argv, configuration), OXS_OK);
+        EXPECT_EQ(argc, 2); // the ORB took its option
+        EXPECT_STREQ(argv[1], "autre");
+        EXPECT_EQ(oxNoyau()->lireEtat(), NOYAU_INITIALISE);
+        EXPECT_EQ(demarrer({}), OXS_NOYAU_DEJA_INITIALISE);
+        EXPECT_EQ(oxRoutage()->lireNombreServeurs("cdv"), 1);
+        EXPECT_EQ(oxRoutage()->lireNombreServeurs("inconnu"), 0);
+        EXPECT_EQ(oxRoutage()->lireURLnoyau("cdv", OXroutage::PremierServeur),
+                  "corbaloc:iiop:h" + std::to_string(cycle) + ":1/Noyau");
+        EXPECT_THROW(oxRoutage()->lireURLnoyau("cdv", OXroutage::DeuxiemeServeur), Echec);
+        EXPECT_THROW(oxNoyau()->lireTableConnexions()->lireInformation("cdv"), Echec);
+        EXPECT_THROW(oxNoyau()->lireTableConnexions()->supprimerConnexion("cdv"), Echec);
+        EXPECT_EQ(terminer(), OXS_OK);
+    }
+}
+
+TEST(Processus, UnDemarrageManqueNeLaisseRien)
+{
+    std::string message;
+    Configuration configuration;
+    configuration.fichierTrace = "/nulle/part/trace.log";
+    EXPECT_EQ(demarrer(configuration, &message), OXS_MAUVAISE_CONF);
+    EXPECT_THAT(message,
+                StartsWith("[trace] fichier: got \"/nulle/part/trace.log\", expected a file that can be "
+                           "written ("));
+
+    configuration = {};
+    configuration.pointsAcces = {"192.0.2.1:1"}; // an address that no machine has
+    EXPECT_EQ(demarrer(configuration, &message), OXS_MAUVAISE_CONF);
+    EXPECT_THAT(message, StartsWith("[orb] points_acces: got \"192.0.2.1:1\", expected endpoints that can be "
+                                    "opened ("));
+
+    std::string programme = "essai", option = "-ORBtraceLevel", niveau = "beaucoup";
+    char* argv[] = {&programme[0], &option[0], &niveau[0], nullptr};
+    int argc = 3;
+    EXPECT_EQ(initialiser(argc, argv, Configuration(), &message), OXS_ERREUR_CORBA);
+    EXPECT_THAT(message, HasSubstr("CORBA"));
+
+    EXPECT_EQ(oxNoyau()->lireEtat(), NOYAU_NON_INITIALISE);
+    EXPECT_EQ(demarrer({}, &message), OXS_OK) << message;
+    EXPECT_EQ(terminer(), OXS_OK);
+}
+
+TEST(Processus, UneRequeteQuiNeRevientPasNeRetientPasLArret)
+{
+    Configuration configuration;
+    configuration.delaiAppel = milliseconds(20);
+    configuration.delaiConnexion = milliseconds(20);
+    ASSERT_EQ(demarrer(configuration), OXS_OK);
+    std::promise<void> entree, liberation;
+    const PortableServer::Servant_var<NoyauServeur> servant(new NoyauServeur);
+    servant->avantReponse = [&] {
+        entree.set_value();
+        liberation.get_future().wait();
+    };
+    const orix_corba::Noyau_var noyau = servant->_this();
+    std::thread requete([&] {
+        CORBA::Long statut, numero;
+        CORBA::String_var serveur, machine;
+        orix_corba::NiveauReference_var niveau;
+        noyau->activerService("cdv", orix_corba::SequenceNiveauReference(), orix_corba__Client::_nil(), "",
+                              "", statut, serveur, machine, niveau, numero);
+    });
+    entree.get_future().wait();
+    essais::CapteurTraces traces(NTO_NOTABLE);
+    EXPECT_EQ(terminer(), OXS_NOK);
+    EXPECT_THAT(traces.prendreTextes(),
+                Contains("100 Arrêt incomplet, n'est plus attendu : requêtes reçues"));
+    std::string message;
+    EXPECT_EQ(demarrer({}, &message), OXS_ERREUR_CORBA);
+    EXPECT_EQ(message, "the ORB of the previous run has not ended yet: a request is still inside");
+    liberation.set_value();
+    requete.join();
+    while (demarrer({}, &message) != OXS_OK)
+        std::this_thread::yield();
+    EXPECT_EQ(terminer(), OXS_OK);
+}
+
+TEST(Processus, QuitterSansTerminer)
+{
+    EXPECT_EXIT(
+        {
+            demarrer({});
+            for (int i = 0; i < 100; ++i)
+                objetCB()->posterExecutable(1, "cdv", new Appel);
+            std::exit(0);
+        },
+        testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(
+        {
+            class Sortie : public IExecutable
+            {
+                void executer() override { std::exit(3); }
+            };
+            demarrer({});
+            objetCB()->posterExecutable(1, "cdv", new Sortie);
+            std::promise<void>().get_future().wait();
+        },
+        testing::ExitedWithCode(3), "");
+}
+
+TEST(Trace, LeFichierGardeLesLignesJusquAuSeuil)
+{
+    const essais::DossierTemporaire dossier;
+    Configuration configuration;
+    configuration.fichierTrace = dossier.fichier("trace.log");
+    configuration.niveauTrace = NTO_REFUS;
+    ASSERT_EQ(demarrer(configuration), OXS_OK);
+    trace()->tracer(NTO_NOTABLE, "Source", "fonction", 12, "notable é");
+    std::ostringstream tout;
+    tout << std::ifstream(configuration.fichierTrace).rdbuf(); // an error is there at once
+    EXPECT_THAT(tout.str(), HasSubstr(" 100 Source:12 fonction - notable é\n"));
+    trace()->tracer(5, NTO_REFUS, "Source", "fonction", 13, "refus");
+    trace()->tracer(NTO_PROGRES, "Source", "fonction", 14, "progrès");
+    EXPECT_EQ(terminer(), OXS_OK);
+    tout.str("");
+    tout << std::ifstream(configuration.fichierTrace).rdbuf();
+    EXPECT_THAT(tout.str(), HasSubstr(" 300/5 Source:13 fonction - refus\n"));
+    EXPECT_THAT(tout.str(), testing::Not(HasSubstr("progrès")));
+}
+
+TEST(Trace, UnDisquePleinNeFaitQuePerdreDesLignes)
+{
+    Configuration configuration;
+    configuration.fichierTrace = "/dev/full";
+    ASSERT_EQ(demarrer(configuration), OXS_OK);
+    for (int i = 0; i < 10; ++i)
+        EXPECT_NO_THROW(trace()->tracer(NTO_NOTABLE, "Source", "fonction", 1, std::string(5000, 'x')));
+    EXPECT_EQ(terminer(), OXS_OK);
+}
+
+TEST(Trace, LeRecepteurPeutTracerEtSeRetirer)
+{
+    std::vector<std::string> lues;
+    trace()->definirRecepteur([&](const LigneTrace& ligne) {
+        lues.push_back(ligne.message);
+        if (ligne.message == "une")
+            trace()->tracer(NTO_NOTABLE, "Source", "fonction", 2, "autre");
+        else
+            trace()->definirRecepteur({});
+    });
+    trace()->tracer(NTO_NOTABLE, "Source", "fonction", 1, "une");
+    trace()->tracer(NTO_NOTABLE, "Source", "fonction", 1, "perdue");
+    EXPECT_THAT(lues, testing::ElementsAre("une", "autre"));
+    trace()->definirRecepteur([](const LigneTrace&) { throw 5; });
+    EXPECT_THROW(trace()->tracer(NTO_NOTABLE, "Source", "fonction", 1, "levée"), int);
+    trace()->definirRecepteur({});
+}
