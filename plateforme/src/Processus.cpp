@@ -9,6 +9,7 @@
 #include "ORBthreadImplementation.h"
 #include "OXroutageImplementation.h"
 #include "SurveillantConnexionsImplementation.h"
+#include "VerificationTLS.h"
 #include "orix/Trace.h"
 
 #include <unistd.h>
@@ -92,6 +93,7 @@ void quitterEnFin();
 void Processus::_demarrer(int& argc, char** argv, const Configuration& configuration)
 {
     configuration.verifier("configuration");
+    verifierTLS(configuration.tls);
     if (!_pointsAcces.empty() && !_pointsAcces.back()->estDetruit())
         throw std::runtime_error("the ORB of the previous run has not ended yet: a request is still inside");
 
