@@ -40,6 +40,7 @@ class Client
         int numero;
         std::string nom;
         std::string machine;
+        std::string appelant; ///< who activated it, as the transport knows: nobody else may speak for it
     };
     /// Called once on the sender's thread when it ends of itself, with the reason.
     using SurFin = std::function<void(int numero, const std::string& raison)>;

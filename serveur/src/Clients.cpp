@@ -11,7 +11,7 @@ Clients::Clients(const Reglages& reglages) : _reglages(reglages), _prochain(std:
 
 Clients::~Clients() { arreter(std::chrono::milliseconds(0)); }
 
-int Clients::ajouter(const std::string& nom, const std::string& machine,
+int Clients::ajouter(const std::string& nom, const std::string& machine, const std::string& appelant,
                      orix_corba::OXcdv_v3_0_0_ServeurVersClient_ptr notifications,
                      orix_corba__Client_ptr client)
 {
@@ -19,14 +19,16 @@ int Clients::ajouter(const std::string& nom, const std::string& machine,
     const std::lock_guard<std::mutex> verrou(_mutex);
     if (_arret)
         throw orix::Echec(orix::OXS_SERVICE_NON_ACTIVE);
+    if (_clients.size() >= _reglages.nombreMax)
+        throw orix::Echec(orix::OXS_NOK);
     int numero = 0;
     while (numero == 0 || _clients.count(numero) != 0)
         numero = static_cast<int>(_prochain++ & 0x7FFFFFFFu);
     _clients[numero] = std::make_shared<Client>(
-        Client::Identite{numero, nom, machine}, notifications, client, _reglages.capaciteFile,
+        Client::Identite{numero, nom, machine, appelant}, notifications, client, _reglages.capaciteFile,
         [this](int parti, const std::string& raison) { abandonner(parti, raison); });
     ORIX_TRACE(orix::NTO_NOTABLE, "Clients", "ajouter",
-               "Client " << numero << " activé : " << nom << " sur " << machine);
+               "Client " << numero << " activé : " << nom << " sur " << machine << " (" << appelant << ")");
     return numero;
 }
 

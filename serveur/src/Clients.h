@@ -17,6 +17,7 @@ class Clients
             1000; ///< notifications that may wait for one client before the service does
         /// A client that leaves its queue full for so long is dropped: the others wait meanwhile.
         std::chrono::milliseconds delaiFilePleine{5000};
+        std::size_t nombreMax = 1000; ///< each holds a thread: strangers must not make them without end
     };
 
     explicit Clients(const Reglages& reglages);
@@ -25,8 +26,9 @@ class Clients
     Clients& operator=(const Clients&) = delete;
 
     /// Returns the number given to the client: one that no other client of this server has or had, and that
-    /// another server or an earlier life of this one is unlikely to have given.
-    int ajouter(const std::string& nom, const std::string& machine,
+    /// another server or an earlier life of this one is unlikely to have given. Throws orix::Echec:
+    /// OXS_SERVICE_NON_ACTIVE during the stop, OXS_NOK when there are too many.
+    int ajouter(const std::string& nom, const std::string& machine, const std::string& appelant,
                 orix_corba::OXcdv_v3_0_0_ServeurVersClient_ptr notifications, orix_corba__Client_ptr client);
     std::shared_ptr<Client> trouver(int numero) const; ///< null when there is none
     std::vector<std::shared_ptr<Client>> tous() const;

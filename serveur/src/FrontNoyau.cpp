@@ -1,5 +1,7 @@
 #include "FrontNoyau.h"
 
+#include "LiaisonORB.h"
+
 #include "orix/Echec.h"
 #include "orix/OXversion.h"
 #include "orix/Trace.h"
@@ -63,7 +65,7 @@ int FrontNoyau::_activer(const std::string& nomService, const orix_corba::Sequen
         orix_corba::OXcdv_v3_0_0_ServeurVersClient::_unchecked_narrow(niveaux[*rang].reference);
     if (CORBA::is_nil(notifications) || CORBA::is_nil(client))
         throw orix::Echec(orix::OXS_PARAMETRE_INVALIDE);
-    return _clients.ajouter(nom, machine, notifications, client);
+    return _clients.ajouter(nom, machine, orix::orb::identiteAppelant(), notifications, client);
 }
 
 } // namespace cdv

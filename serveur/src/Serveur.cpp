@@ -19,6 +19,7 @@ Serveur::Serveur(Magasin& magasin, const NomsServeur& noms, const Pings::Reglage
       _travailleur(magasin, _requetes, _clients),
       _service(new Service(_clients, _requetes))
 {
+    orix::orb::suivreAppelants();
     const CORBA::ORB_ptr orb = orix::oxNoyau()->lirePointAcces()->lireORB();
     const orix_corba::OXcdv_v3_0_0_ClientVersServeur_var reference = _service->_this();
     const CORBA::String_var ior = orb->object_to_string(reference);

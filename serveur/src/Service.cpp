@@ -1,16 +1,30 @@
 #include "Service.h"
 
+#include "LiaisonORB.h"
+
 #include "orix/Trace.h"
 
 namespace cdv {
 
-std::shared_ptr<Client> Service::_reconnaitre(int numero)
+std::shared_ptr<Client> Service::_trouver(int numero) const
 {
     std::shared_ptr<Client> client = _clients.trouver(numero);
     if (client == nullptr) {
-        ORIX_TRACE(orix::NTO_REFUS, "Service", "_reconnaitre", "Client " << numero << " inconnu");
-        throw orix_corba::ClientDeconnecte();
+        ORIX_TRACE(orix::NTO_REFUS, "Service", "_trouver", "Client " << numero << " inconnu");
+    } else if (client->identite().appelant != orix::orb::identiteAppelant()) {
+        ORIX_TRACE(orix::NTO_REFUS, "Service", "_trouver",
+                   "Client " << numero << " activé par " << client->identite().appelant << ", refusé à "
+                             << orix::orb::identiteAppelant());
+        client.reset();
     }
+    return client;
+}
+
+std::shared_ptr<Client> Service::_reconnaitre(int numero)
+{
+    std::shared_ptr<Client> client = _trouver(numero);
+    if (client == nullptr)
+        throw orix_corba::ClientDeconnecte();
     client->noterVie();
     return client;
 }
@@ -47,7 +61,8 @@ void Service::liste_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long n
 
 void Service::desactiveCB(CORBA::Long numeroClient)
 {
-    _clients.abandonner(numeroClient, "il se désactive"); // who is unknown has left already
+    if (_trouver(numeroClient) != nullptr) // who is unknown has left already
+        _clients.abandonner(numeroClient, "il se désactive");
 }
 
 void Service::deconnexionCB(CORBA::Long numeroClient)

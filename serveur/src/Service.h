@@ -36,7 +36,9 @@ class Service : public POA_orix_corba::OXcdv_v3_0_0_ClientVersServeur,
                                CORBA::Long numeroClient) override; ///< meaningless on a server: traced
 
   private:
-    /// Throws ClientDeconnecte for a number that is nobody's.
+    /// Null for a number that is nobody's, or not the caller's.
+    std::shared_ptr<Client> _trouver(int numero) const;
+    /// The same, but throws ClientDeconnecte; a sign of life.
     std::shared_ptr<Client> _reconnaitre(int numero);
     void _recevoir(Operation operation, const Vol& vol, int idOp, int numeroClient);
 

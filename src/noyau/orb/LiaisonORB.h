@@ -45,6 +45,16 @@ void publierSousCle(CORBA::ORB_ptr orb, const std::string& cle, PortableServer::
 /// there does not queue behind the messages of other references. Numbers are the caller's.
 CORBA::Object_ptr surConnexion(CORBA::Object_ptr objet, unsigned numero);
 
+/// Makes identiteAppelant() work, until the ORB is destroyed. To be called before the references of the
+/// servants that ask are given out.
+void suivreAppelants();
+
+/// Who made the call that the calling thread is serving, as far as the transport knows: its address, or
+/// "local" for a process of this machine, then with TLS "/" and the common name of its certificate. Two
+/// processes of one machine differ only by their certificates. Only for a call that comes from another
+/// process; valid until it returns.
+const std::string& identiteAppelant();
+
 /// What the exception says of itself, in one line.
 std::string information(const CORBA::Exception& exception);
 

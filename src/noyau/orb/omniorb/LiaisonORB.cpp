@@ -2,11 +2,13 @@
 
 #include <omniORB4/minorCode.h>
 #include <omniORB4/omniConnectionMgmt.h>
+#include <omniORB4/omniInterceptors.h>
 #include <omniORB4/sslContext.h> // links the TLS transport in
 
 #include <mutex>
 #include <sstream>
 #include <stdexcept>
+#include <string_view>
 
 namespace orix::orb {
 
@@ -35,6 +37,27 @@ class Options
   private:
     std::vector<std::pair<const char*, std::string>> _paires;
 };
+
+thread_local std::string t_appelant;
+
+/// "127.0.0.1" of "giop:tcp:127.0.0.1:2809".
+std::string_view hote(const char* adresse)
+{
+    std::string_view texte = adresse != nullptr ? adresse : "";
+    for (int prefixes = 0; prefixes < 2; ++prefixes)
+        texte.remove_prefix(texte.find(':') + 1); // npos + 1 is 0
+    return texte.substr(0, texte.rfind(':'));
+}
+
+CORBA::Boolean noterAppelant(omni::omniInterceptors::serverReceiveRequest_T::info_T& info)
+{
+    const std::string_view pair = hote(info.peeraddress());
+    // A process of this machine has as many addresses as the machine, and takes the one that it calls.
+    t_appelant = pair == hote(info.myaddress()) ? std::string_view("local") : pair;
+    if (const char* certificat = info.peeridentity())
+        t_appelant.append(1, '/').append(certificat);
+    return true;
+}
 
 } // namespace
 
@@ -108,6 +131,10 @@ CORBA::Object_ptr surConnexion(CORBA::Object_ptr objet, unsigned numero)
     return omniConnectionMgmt::makeRestrictedReference(objet, numero, /*connections*/ 1, /*threads*/ 1,
                                                        /*batch*/ 0, /*interleaved*/ 1, /*hold open*/ 0);
 }
+
+void suivreAppelants() { omniORB::getInterceptors()->serverReceiveRequest.add(&noterAppelant); }
+
+const std::string& identiteAppelant() { return t_appelant; }
 
 std::string information(const CORBA::Exception& exception)
 {
