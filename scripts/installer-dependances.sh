@@ -2,7 +2,7 @@
 # Installs the Debian packages that the project needs and that are not there yet.
 # Usage: scripts/installer-dependances.sh [--tests] [--bench]
 #   --tests   also what the tests need beyond the build
-#   --bench   also what the benchmarks need
+#   --bench   also what the benchmarks need; a peer to compare with that cannot be had is left out
 set -euo pipefail
 
 paquets=(
@@ -12,10 +12,14 @@ paquets=(
     libcli11-dev nlohmann-json3-dev                       # programs
     libgtest-dev libgmock-dev                             # tests are part of the build
 )
+facultatifs=()
 for option in "$@"; do
     case $option in
         --tests) paquets+=(binutils openssl iproute2) ;;
-        --bench) paquets+=(libbenchmark-dev) ;;
+        --bench)
+            paquets+=(libbenchmark-dev)
+            facultatifs+=(libzeroc-ice-dev zeroc-ice-compilers libgrpc++-dev libprotobuf-dev protobuf-compiler-grpc gnuplot-nox)
+            ;;
         *)
             echo "installer-dependances.sh: unknown option $option (--tests, --bench)" >&2
             exit 2
@@ -23,11 +27,14 @@ for option in "$@"; do
     esac
 done
 
-manquants=()
-for paquet in "${paquets[@]}"; do
-    dpkg-query -W -f='${Status}' "$paquet" 2>/dev/null | grep -q 'install ok installed' || manquants+=("$paquet")
-done
-[ ${#manquants[@]} -eq 0 ] && exit 0
+absents() {
+    for paquet in "$@"; do
+        dpkg-query -W -f='${Status}' "$paquet" 2>/dev/null | grep -q 'install ok installed' || echo "$paquet"
+    done
+}
+mapfile -t manquants < <(absents "${paquets[@]}")
+mapfile -t souhaites < <(absents "${facultatifs[@]}")
+[ $((${#manquants[@]} + ${#souhaites[@]})) -eq 0 ] && exit 0
 
 if [ "$(id -u)" -eq 0 ]; then
     commande=()
@@ -35,17 +42,21 @@ elif command -v sudo >/dev/null && sudo -n true 2>/dev/null; then
     commande=(sudo)
 else
     echo "These Debian packages are missing, and installing them needs root or sudo:" >&2
-    echo "    apt-get install ${manquants[*]}" >&2
+    echo "    apt-get install ${manquants[*]} ${souhaites[*]}" >&2
+    [ ${#manquants[@]} -eq 0 ] && exit 0
     exit 3
 fi
 
-echo "Installing: ${manquants[*]}"
+echo "Installing: ${manquants[*]} ${souhaites[*]}"
 export DEBIAN_FRONTEND=noninteractive
 journal=$(mktemp)
 trap 'rm -f "$journal"' EXIT
-if ! { "${commande[@]}" apt-get update -q && "${commande[@]}" apt-get install -y -q --no-install-recommends "${manquants[@]}"; } \
-    >"$journal" 2>&1; then
+installer() { "${commande[@]}" apt-get install -y -q --no-install-recommends "$@"; }
+if ! { "${commande[@]}" apt-get update -q && installer "${manquants[@]}"; } >"$journal" 2>&1; then
     tail -n 20 "$journal" >&2
     echo "The installation of ${manquants[*]} failed (the end of its output is above)." >&2
     exit 3
 fi
+for paquet in "${souhaites[@]}"; do
+    installer "$paquet" >"$journal" 2>&1 || echo "Left out, cannot be installed: $paquet" >&2
+done

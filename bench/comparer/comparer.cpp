@@ -22,7 +22,7 @@ namespace {
 
 using nlohmann::json;
 using Arguments = std::vector<std::string>;
-constexpr std::chrono::seconds PATIENCE{120};
+constexpr std::chrono::seconds PATIENCE{300}; // a million notifications take their time
 
 // ---- What is compared
 // --------------------------------------------------------------------------------------------
@@ -507,7 +507,8 @@ int comparer(const Options& options)
     if (options.liste)
         return EXIT_SUCCESS;
 
-    std::cerr << "\r\033[K";
+    if (surEcran)
+        std::cerr << EFFACER;
     std::cout
         << "Medians of " << options.tours << " interleaved rounds of " << options.nombre
         << " records and less (least..most), " << std::thread::hardware_concurrency()

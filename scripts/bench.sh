@@ -1,0 +1,51 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, measures: the costs inside one process, and the comparison with the bare ORB and the
+# other transports. A peer whose packages cannot be had is left out. Results: build/bench/resultats/.
+# Usage: scripts/bench.sh [--court] [--publier]
+#   --court     about two minutes in all after the build, instead of about fifteen
+#   --publier   also puts the results into docs/performance.md and its figures
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+tours=() reperes=(--benchmark_min_time=0.5) publier=false
+for option in "$@"; do
+    case $option in
+        --court) tours=(--court) reperes=(--benchmark_min_time=0.05) ;;
+        --publier) publier=true ;;
+        *)
+            echo "bench.sh: unknown option $option (--court, --publier)" >&2
+            exit 2
+            ;;
+    esac
+done
+
+scripts/installer-dependances.sh --bench
+construction=build/bench
+resultats=$construction/resultats
+mkdir -p "$resultats"
+echo "Building..."
+if ! { cmake --preset release -B "$construction" -DOXCDV_BENCH=ON &&
+    cmake --build "$construction" --target bench; } >"$resultats/construction.log" 2>&1; then
+    tail -n 60 "$resultats/construction.log" >&2
+    exit 1
+fi
+grep -h 'bench: without' "$resultats/construction.log" || true
+
+echo "Load of the machine before the measures: $(cut -d' ' -f1-3 /proc/loadavg)" | tee "$resultats/contexte.txt"
+echo "Inside one process..."
+"$construction/bench/bench_cdv" "${reperes[@]}" --benchmark_out="$resultats/enprocessus.json" \
+    --benchmark_out_format=json >"$resultats/enprocessus.txt" 2>&1 || { tail "$resultats/enprocessus.txt" >&2; exit 1; }
+cat "$resultats/enprocessus.txt"
+
+echo "Comparison..."
+statut=0
+"$construction/bench/comparer" "${tours[@]}" --jsonl "$resultats/comparaison.jsonl" >"$resultats/comparaison.md" || statut=$?
+cat "$resultats/comparaison.md"
+if $publier; then
+    {
+        echo
+        echo "Measured at $(git describe --always --dirty) on $(date +%F), bench.sh ${tours[*]:-}"
+    } >>"$resultats/contexte.txt"
+    bench/publier.py "$resultats" docs
+fi
+exit "$statut"
