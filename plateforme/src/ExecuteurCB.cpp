@@ -97,9 +97,9 @@ void ExecuteurCBImplementation::_vider(File& lot, Marche& marche)
         try {
             appel->executer();
         } catch (...) {
-            ORIX_TRACE(NTO_NOTABLE, "ExecuteurCB", "executer",
-                       "Exception non prévue lors de l'appel d'un callback applicatif : "
-                           << texteExceptionCourante());
+            ORIX_TRACE_SANS_ECHEC(NTO_NOTABLE, "ExecuteurCB", "executer",
+                                  "Exception non prévue lors de l'appel d'un callback applicatif : "
+                                      << texteExceptionCourante());
         }
     }
 }
@@ -170,7 +170,7 @@ bool ExecuteurCBImplementation::arreter(std::chrono::milliseconds delai)
 
     _fil.oublier();
     _oublierLesAppels();
-    ORIX_TRACE(
+    ORIX_TRACE_SANS_ECHEC(
         NTO_NOTABLE, "ExecuteurCB", "arreter",
         "Un callback applicatif ne se termine pas, il n'est plus attendu : " << nomType(marche->courant));
     return false;

@@ -105,8 +105,8 @@ void NoyauImplementation::supprimerReference(CORBA::Object_ptr reference) noexce
         const PortableServer::ObjectId_var id = pointAcces->lirePOA_ORIX()->reference_to_id(reference);
         pointAcces->lirePOA_ORIX()->deactivate_object(id);
     } catch (...) {
-        ORIX_TRACE(NTO_DETAIL, "Noyau", "supprimerReference",
-                   "Référence non retirée : " << texteExceptionCourante());
+        ORIX_TRACE_SANS_ECHEC(NTO_DETAIL, "Noyau", "supprimerReference",
+                              "Référence non retirée : " << texteExceptionCourante());
     }
 }
 
@@ -158,7 +158,7 @@ bool NoyauImplementation::conclure(int numeroOperation, const Notification& noti
     try {
         notification(*adaptateur);
     } catch (...) {
-        ORIX_TRACE(
+        ORIX_TRACE_SANS_ECHEC(
             NTO_NOTABLE, "Noyau", "conclure",
             "Exception non prévue lors de la notification d'une activation : " << texteExceptionCourante());
     }
@@ -177,7 +177,8 @@ Veilleur::Instant NoyauImplementation::_passer()
                 echues.push_back(numero);
     }
     for (const int numero : echues) {
-        ORIX_TRACE(NTO_REFUS, "Noyau", "surveiller", "Pas de réponse à la demande d'activation " << numero);
+        ORIX_TRACE_SANS_ECHEC(NTO_REFUS, "Noyau", "surveiller",
+                              "Pas de réponse à la demande d'activation " << numero);
         conclure(numero, [](IAdaptateurClient& a) { a.notifierEchecActivation(OXS_REPLY_ERROR); });
     }
     const std::lock_guard<std::mutex> verrou(_mutex);

@@ -18,7 +18,8 @@ void tenter(const char* fonction, Action&& action)
     try {
         action();
     } catch (...) {
-        ORIX_TRACE(NTO_NOTABLE, "ORBthread", fonction, "Exception non prévue : " << texteExceptionCourante());
+        ORIX_TRACE_SANS_ECHEC(NTO_NOTABLE, "ORBthread", fonction,
+                              "Exception non prévue : " << texteExceptionCourante());
     }
 }
 

@@ -116,7 +116,8 @@ void Processus::_demarrer(int& argc, char** argv, const Configuration& configura
     NoyauImplementation::instance().demarrer(_courant, gardee.delaiActivation);
     SurveillantConnexionsImplementation::instance().demarrer(*_courant, gardee);
 
-    static const int inscrit = std::atexit(quitterEnFin); // after the ORB's static objects, hence before their end
+    static const int inscrit =
+        std::atexit(quitterEnFin); // after the ORB's static objects, hence before their end
     static_cast<void>(inscrit);
     _pid = ::getpid();
     _demarre = true;
@@ -132,8 +133,8 @@ bool Processus::_arreter(Callbacks callbacks, std::chrono::milliseconds delai)
     bool complet = true;
     const auto attendre = [&complet](bool fini, const char* quoi) {
         if (!fini)
-            ORIX_TRACE(NTO_NOTABLE, "Processus", "terminer",
-                       "Arrêt incomplet, n'est plus attendu : " << quoi);
+            ORIX_TRACE_SANS_ECHEC(NTO_NOTABLE, "Processus", "terminer",
+                                  "Arrêt incomplet, n'est plus attendu : " << quoi);
         complet = complet && fini;
     };
     {
@@ -215,7 +216,7 @@ OXstatut convertir(std::string* message, Demarrage&& demarrage)
         if (message != nullptr)
             *message = texte;
         else
-            ORIX_TRACE(NTO_NOTABLE, "Processus", "initialiser", texte);
+            ORIX_TRACE_SANS_ECHEC(NTO_NOTABLE, "Processus", "initialiser", texte);
     } catch (...) {
         // A receiver of traces that throws, or no memory for the text: the status says enough.
     }

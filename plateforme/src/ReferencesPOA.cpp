@@ -22,8 +22,8 @@ void retirer(PortableServer::POA_ptr poa, const std::string& identifiant) noexce
         const PortableServer::ObjectId_var id = PortableServer::string_to_ObjectId(identifiant.c_str());
         poa->deactivate_object(id);
     } catch (...) {
-        ORIX_TRACE(NTO_DETAIL, "ReferencesPOA", "retirer",
-                   "Objet " << identifiant << " non retiré : " << texteExceptionCourante());
+        ORIX_TRACE_SANS_ECHEC(NTO_DETAIL, "ReferencesPOA", "retirer",
+                              "Objet " << identifiant << " non retiré : " << texteExceptionCourante());
     }
 }
 

@@ -15,9 +15,9 @@ namespace {
 void conclure(int numeroOperation, const NoyauImplementation::Notification& notification)
 {
     if (!NoyauImplementation::instance().conclure(numeroOperation, notification))
-        ORIX_TRACE(NTO_REFUS, "RepondeurNoyau", "conclure",
-                   "Réponse ignorée : la demande d'activation " << numeroOperation
-                                                                << " n'est plus en attente");
+        ORIX_TRACE_SANS_ECHEC(NTO_REFUS, "RepondeurNoyau", "conclure",
+                              "Réponse ignorée : la demande d'activation " << numeroOperation
+                                                                           << " n'est plus en attente");
 }
 
 /// The status that stands for the failure that the holder carries.
@@ -36,8 +36,8 @@ OXstatut statutEchec(Messaging::ExceptionHolder* exception)
     } catch (...) {
         texte = texteExceptionCourante();
     }
-    ORIX_TRACE(NTO_NOTABLE, "RepondeurNoyau", "activerService_excep",
-               "La demande d'activation a échoué : " << texte);
+    ORIX_TRACE_SANS_ECHEC(NTO_NOTABLE, "RepondeurNoyau", "activerService_excep",
+                          "La demande d'activation a échoué : " << texte);
     return statut;
 }
 

@@ -38,7 +38,8 @@ void RepondeurPing::envoyer(unsigned long numeroPing, orix_corba::InterfacePing_
             orix_corba::AMI_InterfacePingHandler::_unchecked_narrow(reference);
         ping->sendc_testerConnexionServeur(repondeur, numeroClient);
     } catch (...) {
-        ORIX_TRACE(NTO_REFUS, "RepondeurPing", "envoyer", "Ping impossible : " << texteExceptionCourante());
+        ORIX_TRACE_SANS_ECHEC(NTO_REFUS, "RepondeurPing", "envoyer",
+                              "Ping impossible : " << texteExceptionCourante());
         _recepteur(numeroPing, ReponsePing::Echec);
     }
 }
@@ -65,8 +66,8 @@ void RepondeurPing::testerConnexionServeur_excep(Messaging::ExceptionHolder* exc
     } catch (const orix_corba::ClientDeconnecte&) {
         reponse = ReponsePing::ClientInconnu;
     } catch (...) {
-        ORIX_TRACE(NTO_REFUS, "RepondeurPing", "testerConnexionServeur_excep",
-                   "Ping en échec : " << texteExceptionCourante());
+        ORIX_TRACE_SANS_ECHEC(NTO_REFUS, "RepondeurPing", "testerConnexionServeur_excep",
+                              "Ping en échec : " << texteExceptionCourante());
     }
     _repondre(reponse);
 }

@@ -28,8 +28,8 @@ orix_corba::InterfacePing_ptr surConnexionPings(orix_corba::InterfacePing_ptr pi
         const CORBA::Object_var objet = orb::surConnexion(ping, CONNEXION_PINGS);
         return orix_corba::InterfacePing::_unchecked_narrow(objet);
     } catch (const CORBA::Exception&) {
-        ORIX_TRACE(NTO_NOTABLE, "SurveillantConnexions", "surConnexionPings",
-                   "Pas de connexion propre aux pings : " << texteExceptionCourante());
+        ORIX_TRACE_SANS_ECHEC(NTO_NOTABLE, "SurveillantConnexions", "surConnexionPings",
+                              "Pas de connexion propre aux pings : " << texteExceptionCourante());
         return orix_corba::InterfacePing::_duplicate(ping);
     }
 }
@@ -41,9 +41,9 @@ void notifierPerte(IAdaptateurClient& adaptateur)
         adaptateur.notifierAutomateDeconnexionCB();
         adaptateur.notifierDeconnexionCB(OXS_ECHEC_PING);
     } catch (...) {
-        ORIX_TRACE(NTO_NOTABLE, "SurveillantConnexions", "notifierPerte",
-                   "Exception non prévue lors de la notification d'une perte de serveur : "
-                       << texteExceptionCourante());
+        ORIX_TRACE_SANS_ECHEC(NTO_NOTABLE, "SurveillantConnexions", "notifierPerte",
+                              "Exception non prévue lors de la notification d'une perte de serveur : "
+                                  << texteExceptionCourante());
     }
 }
 
@@ -217,7 +217,8 @@ SurveillantConnexionsImplementation::Instant SurveillantConnexionsImplementation
         _sursis.erase(echus, _sursis.end());
     }
     for (const unsigned long numero : manques) {
-        ORIX_TRACE(NTO_REFUS, "SurveillantConnexions", "surveiller", "Pas de réponse au ping " << numero);
+        ORIX_TRACE_SANS_ECHEC(NTO_REFUS, "SurveillantConnexions", "surveiller",
+                              "Pas de réponse au ping " << numero);
         repondeur->retirer(numero);
     }
     for (const Envoi& envoi : envois)
@@ -235,8 +236,8 @@ SurveillantConnexionsImplementation::Instant SurveillantConnexionsImplementation
     try {
         return _faireLeNecessaire();
     } catch (...) {
-        ORIX_TRACE(NTO_NOTABLE, "SurveillantConnexions", "surveiller",
-                   "Exception non prévue : " << texteExceptionCourante());
+        ORIX_TRACE_SANS_ECHEC(NTO_NOTABLE, "SurveillantConnexions", "surveiller",
+                              "Exception non prévue : " << texteExceptionCourante());
         const std::lock_guard<std::mutex> verrou(_mutex);
         return std::chrono::steady_clock::now() + _periode;
     }
@@ -254,8 +255,8 @@ void SurveillantConnexionsImplementation::_livrerPerte(const Perte& perte)
         _surveillances.erase(surveillance);
         _mettreEnSursis(perte.adaptateur);
     }
-    ORIX_TRACE(NTO_REFUS, "SurveillantConnexions", "surveiller",
-               "Serveur perdu : service " << perte.nomService);
+    ORIX_TRACE_SANS_ECHEC(NTO_REFUS, "SurveillantConnexions", "surveiller",
+                          "Serveur perdu : service " << perte.nomService);
     notifierPerte(*perte.adaptateur);
 }
 
@@ -269,8 +270,8 @@ void SurveillantConnexionsImplementation::_livrerOubli(const Sursis& sursis)
             _estSurveille(sursis.adaptateur))
             return;
     }
-    ORIX_TRACE(NTO_NOTABLE, "SurveillantConnexions", "surveiller",
-               "Client inscrit sans serveur : sa désactivation n'a pas abouti");
+    ORIX_TRACE_SANS_ECHEC(NTO_NOTABLE, "SurveillantConnexions", "surveiller",
+                          "Client inscrit sans serveur : sa désactivation n'a pas abouti");
     notifierPerte(*sursis.adaptateur);
     noyau.retirerInscription(sursis.inscription);
 }
@@ -278,14 +279,15 @@ void SurveillantConnexionsImplementation::_livrerOubli(const Sursis& sursis)
 void SurveillantConnexionsImplementation::demarrer(const ORBthread& pointAcces,
                                                    const Configuration& configuration)
 {
+    PortableServer::Servant_var<RepondeurPing> repondeur(
+        new RepondeurPing(pointAcces.lireORB(), pointAcces.lirePOA_ORIX(),
+                          [this](unsigned long numero, ReponsePing reponse) { _repondre(numero, reponse); }));
     {
         const std::lock_guard<std::mutex> verrou(_mutex);
         _periode = configuration.periodePing;
         _delai = configuration.delaiPing;
         _manquesMax = configuration.pingsManques;
-        _repondeur = new RepondeurPing(
-            pointAcces.lireORB(), pointAcces.lirePOA_ORIX(),
-            [this](unsigned long numero, ReponsePing reponse) { _repondre(numero, reponse); });
+        _repondeur = repondeur;
     }
     _veilleur.demarrer([this] { return _passer(); });
 }

@@ -527,10 +527,10 @@ TEST(Processus, UnDemarrageManqueNeLaisseRien)
 {
     std::string message;
     Configuration configuration;
-    configuration.fichierTrace = "/nulle/part/trace.log";
+    configuration.fichierTrace = "/dev/null/trace.log";
     EXPECT_EQ(demarrer(configuration, &message), OXS_MAUVAISE_CONF);
     EXPECT_THAT(message,
-                StartsWith("[trace] fichier: got \"/nulle/part/trace.log\", expected a file that can be "
+                StartsWith("[trace] fichier: got \"/dev/null/trace.log\", expected a file that can be "
                            "written ("));
 
     configuration = {};
@@ -539,7 +539,7 @@ TEST(Processus, UnDemarrageManqueNeLaisseRien)
     EXPECT_THAT(message, StartsWith("[orb] points_acces: got \"192.0.2.1:1\", expected endpoints that can be "
                                     "opened ("));
 
-    std::string programme = "essai", option = "-ORBtraceLevel", niveau = "beaucoup";
+    std::string programme = "essai", option = "-ORBinconnue", niveau = "1";
     char* argv[] = {&programme[0], &option[0], &niveau[0], nullptr};
     int argc = 3;
     EXPECT_EQ(initialiser(argc, argv, Configuration(), &message), OXS_ERREUR_CORBA);
