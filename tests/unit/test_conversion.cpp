@@ -6,6 +6,7 @@
 #include "OXvol_completDataC.h"
 #include "PanneMemoire.h"
 #include "VolsEssai.h"
+#include "VueVolComplet.h"
 
 #include <gmock/gmock.h>
 
@@ -55,6 +56,14 @@ T aTraversLeFil(const T& envoye)
     T recu;
     recu <<= flux;
     return recu;
+}
+
+/// The object as its bytes on the wire.
+std::string octetsSurLeFil(const OXvol_completData_v3_0_0& objet)
+{
+    cdrMemoryStream flux;
+    objet >>= flux;
+    return std::string(static_cast<const char*>(flux.bufPtr()), flux.bufSize());
 }
 
 std::string tousLesOctets()
@@ -232,6 +241,47 @@ TEST_F(Fil, ManqueDeMemoirePendantUneConversion)
     // The two texts of the status codes that carry the marker cost nothing.
     EXPECT_EQ(essais::chaquePanne([&] { const OXvol_completData recu(fil); }), 55 + 2 * 3 + 2 * 4 + 3);
     EXPECT_GE(essais::chaquePanne([&] { vol->construireObjetSpecifique_v3_0_0(); }), 55);
+}
+
+TEST_F(Fil, UneVueEnvoieLesMemesOctetsPuisRendTout)
+{
+    const auto plein = volComplet();
+    OXvol_completData partiel;
+    partiel.ecrire_gpiste(OXdupliqueChaine(""));
+    partiel.ajouter_point(const_cast<char*>("AGEN"));
+    const std::string avant = dump(*plein);
+    const std::string attenduPlein = octetsSurLeFil(plein->construireObjetSpecifique_v3_0_0());
+    const std::string attenduPartiel = octetsSurLeFil(partiel.construireObjetSpecifique_v3_0_0());
+    for (int fois = 0; fois < 2; ++fois) { // the second in the buffers of the first
+        const VueVolComplet vue(*plein);
+        EXPECT_EQ(octetsSurLeFil(vue.lire()), attenduPlein);
+        const VueVolComplet pendant(partiel);
+        EXPECT_EQ(octetsSurLeFil(pendant.lire()), attenduPartiel);
+        EXPECT_EQ(octetsSurLeFil(vue.lire()), attenduPlein);
+    }
+    const long bilan = essais::bilanMemoire();
+    EXPECT_EQ(octetsSurLeFil(VueVolComplet(partiel).lire()), attenduPartiel);
+    EXPECT_EQ(essais::bilanMemoire(), bilan);
+    EXPECT_EQ(dump(*plein), avant);
+
+    // Stopped half-way it has given back what it had: whatever is left would be freed twice.
+    essais::chaquePanne([&] {
+        const VueVolComplet vue(*plein);
+        const VueVolComplet pendant(*plein);
+    });
+    EXPECT_EQ(dump(*plein), avant);
+    EXPECT_EQ(octetsSurLeFil(VueVolComplet(*plein).lire()), attenduPlein);
+
+    CapteurTraces capteur;
+    plein->construireObjetSpecifique_v3_0_0();
+    const std::vector<orix::LigneTrace> attendues = capteur.prendre();
+    const VueVolComplet vue(*plein);
+    const std::vector<orix::LigneTrace> lignes = capteur.prendre();
+    ASSERT_EQ(lignes.size(), attendues.size());
+    for (std::size_t i = 0; i < lignes.size(); ++i) {
+        EXPECT_EQ(lignes[i].fonction, attendues[i].fonction);
+        EXPECT_EQ(lignes[i].message, attendues[i].message);
+    }
 }
 
 TEST(Dump, EnregistrementPartiel)

@@ -57,6 +57,11 @@ class ORIX_API OXcode_statData
 
     /// The object as it travels: "__PtrNULL__" for a text that is not set.
     OXcode_statData_v3_0_0 construireObjetSpecifique_v3_0_0() const;
+    /// The same in an object given by the caller, which borrows the texts instead of copying them: it must be
+    /// given back to rendre_v3_0_0() before it or this one ends.
+    void preter_v3_0_0(OXcode_statData_v3_0_0& objet) const;
+    /// Takes back what preter_v3_0_0() has lent.
+    static void rendre_v3_0_0(OXcode_statData_v3_0_0& objet) noexcept;
     /// Declares the content valid for version 3.0.0.
     void definirVersionValide_v3_0_0();
 

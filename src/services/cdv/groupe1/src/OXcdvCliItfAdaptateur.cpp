@@ -4,7 +4,7 @@
 #include "LiaisonORB.h"
 #include "OXcdvCliCBfoncteur.h"
 #include "OXnoyau.h"
-#include "OXvol_completData.h"
+#include "VueVolComplet.h"
 #include "orix/Configuration.h"
 #include "orix/ExecuteurCB.h"
 #include "orix/GestionIdOp.h"
@@ -30,6 +30,9 @@ constexpr const char* SERVICE = "cdv";
 
 // Kept whole in the shared object, where it is looked for.
 [[gnu::used]] const char MARQUE_VERSION[] = "@(#) 3.0.0.0 $LastChangedRevision: 808 $ ";
+
+// A string, for verifierActivation(), made once: it is on the path of every request and of every ping.
+const std::string NON_ACTIVE = "Opération non permise car le client n'est pas activé.";
 
 /// A condition that should hold: reported, never enforced.
 void verifier(bool condition, const char* texte, const char* fonction)
@@ -356,7 +359,7 @@ void OXcdvCliItfAdaptateur::basculerServeur()
 void OXcdvCliItfAdaptateur::testerConnexionClient(const char*, const char*, const char*, int numeroClient)
 {
     try {
-        verifierActivation("Opération non permise car le client n'est pas activé.");
+        verifierActivation(NON_ACTIVE);
     } catch (const Echec& e) {
         TRACER(NTO_NOTABLE, "testerConnexionClient", "Exception Echec, code = " << codeEtTexte(e.lireCode()));
         throw orix_corba::ServeurDeconnecte();
@@ -508,7 +511,7 @@ OXstatut OXcdvCliItfAdaptateur::_envoyer(const char* signature, const char* nom,
     if (oxNoyau()->lireEtat() != NOYAU_INITIALISE)
         return OXS_NOYAU_NON_INITIALISE;
     TRACER(NTO_PROGRES, signature, "Entrée.");
-    verifierActivation("Opération non permise car le client n'est pas activé.");
+    verifierActivation(NON_ACTIVE);
     idOp = Singleton<GestionIdOp>::lireInstance()->obtenirIdOp();
     const std::shared_ptr<Proxy> proxy = std::atomic_load(&_proxy);
     if (!proxy) {
@@ -519,8 +522,7 @@ OXstatut OXcdvCliItfAdaptateur::_envoyer(const char* signature, const char* nom,
     if (vol == nullptr)
         throw std::invalid_argument(nom);
     orb::envoyer(proxy.get(), sendc, nom, orix_corba::AMI_OXcdv_v3_0_0_ClientVersServeurHandler::_nil(),
-                 vol->construireObjetSpecifique_v3_0_0(), CORBA::Long(idOp),
-                 CORBA::Long(_numeroClient.load()));
+                 VueVolComplet(*vol).lire(), CORBA::Long(idOp), CORBA::Long(_numeroClient.load()));
     TRACER(NTO_PROGRES, signature, "Sortie.");
     return OXS_OK;
 }

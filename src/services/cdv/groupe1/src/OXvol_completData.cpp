@@ -1,7 +1,5 @@
 #include "OXvol_completData.h"
 
-#include "OXvol_completDataC.h"
-
 #include "orix/ChampsEnregistrement.h"
 #include "orix/OXcci_rub_chgtData.h"
 #include "orix/OXcode_statData.h"
@@ -16,10 +14,8 @@
 namespace {
 
 using orix::OXstatut;
-using orix::champ::depuisFil;
 using orix::champ::ecrireLigne;
 using orix::champ::liberer;
-using orix::champ::versFil;
 
 // One overload for each kind of field, so that one line stands for all of them.
 
@@ -29,11 +25,6 @@ template <class T>
 T* dupliquer(const T* objet)
 {
     return objet != nullptr ? new T(*objet) : nullptr;
-}
-
-OXcode_statData* depuisFil(const SeqOXcode_statData_v3_0_0& codes)
-{
-    return codes.length() != 0 ? new OXcode_statData(codes[0]) : nullptr;
 }
 
 void ecrireLigne(std::ostream& flux, const char* nom, const OXcode_statData* code)
@@ -181,21 +172,6 @@ OXvol_completData::OXvol_completData(const OXvol_completData& source) : OXvol_co
     DETAIL("Sortie.");
 }
 
-OXvol_completData::OXvol_completData(const OXvol_completData_v3_0_0& source) : OXvol_completData(Vide{})
-{
-    DETAIL("Entrée constructeur de conversion v3.0.0");
-#define CHAMP(nom) m_##nom = depuisFil(source.m_##nom);
-    OXVOL_COMPLET_CHAMPS(CHAMP, CHAMP)
-#undef CHAMP
-    const int nombreRubChgt = static_cast<int>(source.m_trub_chgt.length());
-    for (; m_nrub_chgt < nombreRubChgt; ++m_nrub_chgt)
-        m_trub_chgt[m_nrub_chgt] = new OXcci_rub_chgtData(source.m_trub_chgt[m_nrub_chgt]);
-    const int nombrePoint = static_cast<int>(source.m_tpoint.length());
-    for (; m_npoint < nombrePoint; ++m_npoint)
-        m_tpoint[m_npoint] = OXdupliqueChaine(source.m_tpoint[m_npoint]);
-    DETAIL("Sortie constructeur de conversion v3.0.0");
-}
-
 OXvol_completData::~OXvol_completData()
 {
     ORIX_TRACE_SANS_ECHEC(orix::NTO_DETAIL, "OXvol_completData", __PRETTY_FUNCTION__, "Entree.");
@@ -285,36 +261,6 @@ int OXvol_completData::ajouter_point(char* elem, OXstatut& statut)
 int OXvol_completData::ajouter_point(char* elem)
 {
     SANS_STATUT("Entrée/Sortie, version sans statut", ajouter_point(elem, statut));
-}
-
-OXvol_completData_v3_0_0 OXvol_completData::construireObjetSpecifique_v3_0_0() const
-{
-    DETAIL("Entrée.");
-    OXvol_completData_v3_0_0 objet;
-#define TEXTE(nom) objet.m_##nom = versFil(m_##nom);
-#define CODE_STAT(nom)                                                                                       \
-    if (m_##nom != nullptr) {                                                                                \
-        objet.m_##nom.length(1);                                                                             \
-        objet.m_##nom[0] = m_##nom->construireObjetSpecifique_v3_0_0();                                      \
-    }
-    OXVOL_COMPLET_CHAMPS(TEXTE, CODE_STAT)
-#undef TEXTE
-#undef CODE_STAT
-    // An array given to the constructor may hold null entries: they go as changed fields without content.
-    objet.m_trub_chgt.length(m_nrub_chgt);
-    for (int i = 0; i < m_nrub_chgt; ++i)
-        objet.m_trub_chgt[i] = m_trub_chgt[i] != nullptr
-                                   ? m_trub_chgt[i]->construireObjetSpecifique_v3_0_0()
-                                   : OXcci_rub_chgtData().construireObjetSpecifique_v3_0_0();
-    objet.m_tpoint.length(m_npoint);
-    for (int i = 0; i < m_npoint; ++i) {
-        const char* const point = m_tpoint[i];
-        if (point == nullptr)
-            DETAIL("Element " << i << " NULL dans m_tpoint");
-        objet.m_tpoint[i] = point != nullptr ? point : "";
-    }
-    DETAIL("Sortie.");
-    return objet;
 }
 
 void OXvol_completData::definirVersionValide_v3_0_0()

@@ -131,6 +131,10 @@ class ORIX_API OXvol_completData
     int m_npoint = 0;
 
   private:
+    friend class VueVolComplet;
+    template <class Maniere>
+    void verser(OXvol_completData_v3_0_0& objet) const;
+
     struct Vide
     {
     };
