@@ -1,0 +1,117 @@
+#include "Commandes.h"
+#include "Connexion.h"
+#include "FormatTableau.h"
+#include "Mesure.h"
+#include "Sortie.h"
+#include "Terminal.h"
+
+#include "OXcdvCliItf.h"
+
+#include <nlohmann/json.hpp>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <sstream>
+
+namespace outils {
+
+namespace {
+
+struct EtatNoyau
+{
+    std::string url;
+    std::string erreur; ///< empty: active
+    cdv::Evenement serveur;
+    std::string version;
+    double allerRetour = 0; ///< median, in ms
+};
+
+/// Connects to that kernel alone, so that each server's state is its own.
+EtatNoyau interroger(orix::Configuration configuration, const std::string& url, const Options& options,
+                     Interruption& interruption)
+{
+    constexpr int MESURES = 5;
+    EtatNoyau etat;
+    etat.url = url;
+    configuration.routage = {{"cdv", {url}}};
+    try {
+        Connexion connexion(configuration, options, interruption);
+        etat.serveur = connexion.serveur();
+        std::ostringstream version;
+        version << OXcdvCliItf::lireVersion();
+        etat.version = version.str();
+        std::vector<double> durees;
+        for (int i = 0; i < MESURES; ++i) {
+            const Horloge::time_point debut = Horloge::now();
+            const cdv::Resultat resultat = connexion.attendre(connexion.session().consulter(volDeMesure()));
+            if (interruption.demandee())
+                throw Arret(INTERROMPU, "interrompu");
+            if (!aRepondu(resultat))
+                throw Arret(PERDU, "connecté, mais sans réponse à une demande");
+            durees.push_back(millisecondes(Horloge::now() - debut));
+        }
+        std::nth_element(durees.begin(), durees.begin() + MESURES / 2, durees.end());
+        etat.allerRetour = durees[MESURES / 2];
+    } catch (const Arret& arret) {
+        if (arret.statut() == USAGE || arret.statut() == INTERROMPU)
+            throw;
+        etat.erreur = arret.what();
+    }
+    return etat;
+}
+
+nlohmann::ordered_json versJson(const EtatNoyau& etat)
+{
+    nlohmann::ordered_json objet{{"noyau", etat.url}, {"actif", etat.erreur.empty()}};
+    if (!etat.erreur.empty()) {
+        objet["erreur"] = etat.erreur;
+    } else {
+        objet["serveur"] = cdv::versUtf8(etat.serveur.serveur);
+        objet["machine"] = cdv::versUtf8(etat.serveur.machine);
+        objet["interface"] = etat.version;
+        objet["aller_retour_ms"] = etat.allerRetour;
+    }
+    return objet;
+}
+
+} // namespace
+
+int etat(const Options& options, Interruption& interruption)
+{
+    const Format format = formatSimple(options);
+    const orix::Configuration configuration = configurer(options);
+    std::vector<EtatNoyau> etats;
+    for (const std::string& url : noyaux(configuration))
+        etats.push_back(interroger(configuration, url, options, interruption));
+
+    FluxFd flux(STDOUT_FILENO);
+    if (format == Format::json) {
+        nlohmann::ordered_json objet{{"cdv", CDV_VERSION}, {"serveurs", nlohmann::ordered_json::array()}};
+        for (const EtatNoyau& etat : etats)
+            objet["serveurs"].push_back(versJson(etat));
+        flux << objet.dump(2) << '\n';
+    } else {
+        Paires paires;
+        paires.ajouter("cdv", CDV_VERSION);
+        for (const EtatNoyau& etat : etats) {
+            paires.ajouter("noyau", etat.url);
+            if (!etat.erreur.empty()) {
+                paires.ajouter("  état", etat.erreur);
+                continue;
+            }
+            paires.ajouter("  état", "actif");
+            paires.ajouter("  serveur", affichable(etat.serveur.serveur));
+            paires.ajouter("  machine", affichable(etat.serveur.machine));
+            paires.ajouter("  interface", etat.version);
+            paires.ajouter("  aller-retour", texteMs(etat.allerRetour));
+        }
+        paires.ecrire(flux, largeurTerminal(STDOUT_FILENO));
+    }
+    flux.flush();
+    const bool unActif =
+        std::any_of(etats.begin(), etats.end(), [](const EtatNoyau& e) { return e.erreur.empty(); });
+    return unActif ? FAIT : SANS_CONNEXION;
+}
+
+} // namespace outils

@@ -1,0 +1,121 @@
+#include "Commandes.h"
+#include "Connexion.h"
+#include "Expliquer.h"
+#include "Progression.h"
+#include "Sortie.h"
+#include "Terminal.h"
+
+#include <unistd.h>
+
+#include <iostream>
+#include <limits>
+
+namespace outils {
+
+namespace {
+
+bool finitPar(const std::string& texte, const std::string& fin)
+{
+    return texte.size() >= fin.size() && texte.compare(texte.size() - fin.size(), fin.size(), fin) == 0;
+}
+
+Format formatFichier(const Options& options)
+{
+    const std::string& nom = options.fichier;
+    const bool json = finitPar(nom, ".json") || finitPar(nom, ".jsonl") || finitPar(nom, ".ndjson");
+    const Format format = options.format.value_or(json ? Format::json : Format::csv);
+    if (format != Format::csv && format != Format::json)
+        throw Arret(USAGE, "exporter : --format csv ou json");
+    return format;
+}
+
+/// A listing that is written as it comes.
+struct Ecoulement
+{
+    std::uint64_t recus = 0; ///< passed-over ones included
+    std::uint64_t ecrits = 0;
+    std::optional<Issue> echec; ///< why it is incomplete
+};
+
+Ecoulement ecouler(Connexion& connexion, Interruption& interruption, const cdv::Vol& exemple,
+                   Ecrivain& ecrivain, std::uint64_t passes, std::uint64_t limite,
+                   const std::function<void(std::uint64_t)>& surVol)
+{
+    Ecoulement ecoulement;
+    cdv::Flux flux = connexion.session().parcourir(exemple);
+    const Interruption::Garde garde(interruption, [&flux] { flux.abandonner(); });
+    while (std::optional<cdv::Vol> vol = flux.suivant()) {
+        if (ecoulement.recus++ < passes)
+            continue;
+        ecrivain.ecrire(*vol);
+        ++ecoulement.ecrits;
+        surVol(ecoulement.ecrits);
+        if (ecoulement.ecrits == limite)
+            return ecoulement;
+    }
+    if (!flux.resultat())
+        ecoulement.echec = Issue(flux.resultat());
+    return ecoulement;
+}
+
+int lister(const Options& options, Interruption& interruption)
+{
+    const cdv::Vol exemple = composerVol(options, "");
+    Connexion connexion(options, interruption);
+    FluxFd flux(STDOUT_FILENO);
+    const auto ecrivain =
+        creerEcrivain(options.format.value_or(Format::tableau), flux, largeurTerminal(STDOUT_FILENO));
+    const Ecoulement ecoulement =
+        ecouler(connexion, interruption, exemple, *ecrivain, 0,
+                options.limite.value_or(std::numeric_limits<std::size_t>::max()), [](std::uint64_t) {});
+    ecrivain->finir();
+    flux.flush();
+    if (ecoulement.echec)
+        throw Arret(ecoulement.echec->statut,
+                    "liste incomplète, " + nombre(ecoulement.ecrits) + " vols : " + ecoulement.echec->texte);
+    if (estTerminal(STDOUT_FILENO))
+        std::cerr << nombre(ecoulement.ecrits) << " vols" << std::endl;
+    return FAIT;
+}
+
+} // namespace
+
+int exporter(const Options& options, Interruption& interruption)
+{
+    if (options.commande == "lister")
+        return lister(options, interruption);
+    const Format format = formatFichier(options);
+    const cdv::Vol exemple = composerVol(options, "");
+    const std::uint64_t passes = options.importation.depuis - 1;
+    Connexion connexion(options, interruption);
+    // Opened last: without a server nothing is touched.
+    FichierSortie fichier(options.fichier, passes != 0);
+    FluxFd flux(fichier.descripteur());
+    const auto ecrivain = creerEcrivain(format, flux, std::nullopt, passes == 0);
+    Ecoulement ecoulement;
+    double secondes = 0;
+    {
+        Progression progression(std::cerr,
+                                estTerminal(STDERR_FILENO) ? largeurTerminal(STDERR_FILENO) : std::nullopt);
+        ecoulement = ecouler(connexion, interruption, exemple, *ecrivain, passes,
+                             std::numeric_limits<std::uint64_t>::max(),
+                             [&](std::uint64_t vols) { progression.avancer(vols, std::nullopt); });
+        ecrivain->finir();
+        flux.flush();
+        secondes = progression.secondes();
+    }
+    const double debit = secondes > 0 ? static_cast<double>(ecoulement.ecrits) / secondes : 0;
+    std::cerr << nombre(ecoulement.ecrits) << " vols exportés, en " << duree(secondes) << " ("
+              << nombre(static_cast<std::uint64_t>(debit)) << "/s)\n";
+    if (!ecoulement.echec) {
+        fichier.achever();
+        return FAIT;
+    }
+    std::cerr << "cdv : exportation incomplète, " << ecoulement.echec->texte << '\n';
+    if (!fichier.provisoire().empty())
+        std::cerr << "Ce qui est venu est dans " << fichier.provisoire() << '\n';
+    std::cerr << "Pour reprendre : --depuis " << passes + ecoulement.ecrits + 1 << '\n';
+    return ecoulement.echec->statut;
+}
+
+} // namespace outils

@@ -1,0 +1,138 @@
+#include "Commandes.h"
+#include "Connexion.h"
+#include "Expliquer.h"
+#include "Progression.h"
+#include "Sortie.h"
+#include "Terminal.h"
+
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+
+namespace outils {
+
+namespace {
+
+std::optional<Format> formatEntree(const Options& options)
+{
+    if (options.format && *options.format != Format::csv && *options.format != Format::json)
+        throw Arret(USAGE, "importer : --format csv ou json");
+    return options.format;
+}
+
+/// The file of the rejected entries. With a resumed import it goes on; otherwise it begins anew.
+class Rejets
+{
+  public:
+    Rejets(const Options& options, std::string entete) : _nom(options.rejets)
+    {
+        if (_nom.empty())
+            return;
+        std::error_code erreur;
+        if (std::filesystem::equivalent(_nom, options.fichier, erreur))
+            throw Arret(USAGE, "--rejets : c'est le fichier à importer");
+        const bool suite =
+            options.importation.depuis > 1 && std::filesystem::file_size(_nom, erreur) > 0 && !erreur;
+        _flux.open(_nom, suite ? std::ios::app | std::ios::binary : std::ios::trunc | std::ios::binary);
+        if (!suite)
+            _flux << entete;
+        verifier();
+    }
+    void ajouter(const Entree& entree)
+    {
+        if (_nom.empty())
+            return;
+        _flux << entree.texte;
+        if (entree.texte.back() != '\n')
+            _flux << '\n';
+        _flux.flush();
+    }
+    void verifier()
+    {
+        if (!_nom.empty() && !_flux)
+            throw Arret(USAGE, _nom + " : écriture impossible");
+    }
+
+  private:
+    const std::string _nom;
+    std::ofstream _flux;
+};
+
+void resumer(const Bilan& bilan, double secondes)
+{
+    std::string ligne = nombre(bilan.crees) + " vols créés";
+    if (bilan.modifies != 0)
+        ligne += ", " + nombre(bilan.modifies) + " modifiés";
+    if (bilan.ignores != 0)
+        ligne += ", " + nombre(bilan.ignores) + " déjà là";
+    if (bilan.rejets() != 0)
+        ligne += ", " + nombre(bilan.rejets()) + " rejetés";
+    const auto debit = secondes > 0 ? static_cast<double>(bilan.faits() + bilan.refuses) / secondes : 0;
+    std::cerr << ligne << ", en " << duree(secondes) << " (" << nombre(static_cast<std::uint64_t>(debit))
+              << "/s)\n";
+    if (bilan.perte)
+        std::cerr << "cdv : " << bilan.perte->texte << '\n';
+    else if (bilan.interrompu && bilan.reprise != 0)
+        std::cerr << "cdv : interrompu\n";
+    if (bilan.reprise != 0)
+        std::cerr << "Pour reprendre : --depuis " << bilan.reprise
+                  << (bilan.perte ? " --existants ignorer" : "") << '\n';
+}
+
+} // namespace
+
+int importer(const Options& options, Interruption& interruption)
+{
+    const std::optional<Format> format = formatEntree(options);
+    const FichierEntree fichier(options.fichier);
+    TamponFd tampon(fichier.descripteur(), interruption.descripteur());
+    std::istream flux(&tampon);
+    flux.exceptions(std::ios::badbit);
+    std::unique_ptr<Lecteur> lecteur;
+    try {
+        lecteur = creerLecteur(format, flux);
+    } catch (const LectureInterrompue&) {
+        throw Arret(INTERROMPU, "interrompu");
+    }
+    Rejets rejets(options, lecteur->entete());
+    const double taille = static_cast<double>(fichier.taille());
+
+    Connexion connexion(options, interruption);
+    cdv::Session& session = connexion.session();
+    Bilan bilan;
+    double secondes = 0;
+    {
+        Progression progression(std::cerr,
+                                estTerminal(STDERR_FILENO) ? largeurTerminal(STDERR_FILENO) : std::nullopt);
+        Importation importation(options.importation);
+        importation.creer = [&session](const cdv::Vol& vol, cdv::Session::Fin fin) {
+            session.creer(vol, std::move(fin));
+        };
+        importation.modifier = [&session](const cdv::Vol& vol, cdv::Session::Fin fin) {
+            session.modifier(vol, std::move(fin));
+        };
+        importation.surRejet = [&](const Entree& entree, const std::string& motif) {
+            progression.dire("ligne " + std::to_string(entree.ligne) + " : " + motif);
+            rejets.ajouter(entree);
+        };
+        importation.surAvancement = [&](const Bilan& courant) {
+            progression.avancer(courant.faits() + courant.refuses,
+                                taille > 0 ? std::optional(static_cast<double>(tampon.octetsLus()) / taille)
+                                           : std::nullopt);
+        };
+        const Interruption::Garde garde(interruption, [&importation] { importation.interrompre(); });
+        bilan = importation.executer(*lecteur);
+        secondes = progression.secondes();
+    }
+    resumer(bilan, secondes);
+    rejets.verifier();
+    if (bilan.perte)
+        return bilan.perte->statut;
+    if (bilan.interrompu && bilan.reprise != 0)
+        return INTERROMPU;
+    return bilan.rejets() != 0 ? REFUS : FAIT;
+}
+
+} // namespace outils

@@ -1,0 +1,240 @@
+#include "Commandes.h"
+#include "Connexion.h"
+#include "Expliquer.h"
+#include "Mesure.h"
+#include "Sortie.h"
+#include "Terminal.h"
+
+#include <nlohmann/json.hpp>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <condition_variable>
+#include <ctime>
+#include <deque>
+#include <mutex>
+#include <variant>
+
+namespace outils {
+
+namespace {
+
+/// The answer to a measure; empty: none.
+using Ping = std::optional<double>;
+using Nouvelle = std::variant<cdv::Evenement, Ping>;
+
+/// From the threads that know, to the one that writes.
+class Nouvelles
+{
+  public:
+    void deposer(Nouvelle nouvelle)
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        _file.push_back(std::move(nouvelle));
+        _arrivee.notify_all();
+    }
+    void finir()
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        _finies = true;
+        _arrivee.notify_all();
+    }
+    /// Waits for the next one, until that time at most; nothing when it has come, or after finir().
+    std::optional<Nouvelle> attendre(Horloge::time_point limite)
+    {
+        std::unique_lock<std::mutex> verrou(_mutex);
+        _arrivee.wait_until(verrou, limite, [this] { return _finies || !_file.empty(); });
+        if (_finies || _file.empty())
+            return std::nullopt;
+        Nouvelle nouvelle = std::move(_file.front());
+        _file.pop_front();
+        return nouvelle;
+    }
+
+  private:
+    std::mutex _mutex;
+    std::condition_variable _arrivee;
+    std::deque<Nouvelle> _file;
+    bool _finies = false;
+};
+
+/// "2026-11-21T14:03:21Z"
+std::string maintenant()
+{
+    const std::time_t heure = std::time(nullptr);
+    std::tm utc{};
+    gmtime_r(&heure, &utc);
+    char texte[32];
+    std::strftime(texte, sizeof texte, "%Y-%m-%dT%H:%M:%SZ", &utc);
+    return texte;
+}
+
+/// Writes the news: a line each, but on a terminal the measures all on one.
+class Journal
+{
+  public:
+    explicit Journal(Format format)
+        : _json(format == Format::json),
+          _colonnes(largeurTerminal(STDOUT_FILENO)),
+          _surPlace(!_json && estTerminal(STDOUT_FILENO)),
+          _flux(STDOUT_FILENO)
+    {}
+
+    void noter(const cdv::Evenement& evenement)
+    {
+        if (_json) {
+            nlohmann::ordered_json objet{{"heure", maintenant()}, {"etat", cdv::texteEtat(evenement.etat)}};
+            if (evenement.etat == cdv::EtatSession::active) {
+                objet["serveur"] = cdv::versUtf8(evenement.serveur);
+                objet["machine"] = cdv::versUtf8(evenement.machine);
+            } else if (evenement.statut != orix::OXS_OK) {
+                objet["statut"] = orix::texteStatut(evenement.statut);
+                objet["perte"] = evenement.perte;
+            }
+            ecrire(objet.dump());
+            return;
+        }
+        std::string texte = cdv::texteEtat(evenement.etat);
+        if (evenement.etat == cdv::EtatSession::active) {
+            texte += "  " + affichable(evenement.serveur) + " sur " + affichable(evenement.machine);
+        } else if (evenement.statut != orix::OXS_OK) {
+            texte += evenement.perte ? "  connexion perdue : " : "  ";
+            texte += expliquer(evenement.statut);
+        }
+        if (evenement.etat == cdv::EtatSession::attente)
+            texte += ", nouvel essai dans " + std::to_string(evenement.delai.count()) + " ms";
+        ecrireLigne(texte, false);
+    }
+
+    void noter(const Ping& ping)
+    {
+        if (ping) {
+            ++_reponses;
+            _somme += *ping;
+            _minimum = std::min(_minimum, *ping);
+            _maximum = std::max(_maximum, *ping);
+        } else {
+            ++_manques;
+        }
+        if (_json) {
+            nlohmann::ordered_json objet{{"heure", maintenant()}, {"ping_ms", nullptr}};
+            if (ping)
+                objet["ping_ms"] = *ping;
+            ecrire(objet.dump());
+            return;
+        }
+        std::string texte = "ping  " + (ping ? texteMs(*ping) : std::string("sans réponse"));
+        if (_surPlace) // the only place where the past would not be seen
+            texte += bilan();
+        ecrireLigne(texte, _surPlace);
+    }
+
+    void finir()
+    {
+        if (_json)
+            return;
+        if (_provisoire)
+            _flux << '\n';
+        _provisoire = false;
+        ecrireLigne("fin " + bilan(), false);
+    }
+
+  private:
+    std::string bilan() const
+    {
+        std::string texte =
+            "  " + std::to_string(_reponses) + " réponses, " + std::to_string(_manques) + " manquées";
+        if (_reponses != 0)
+            texte += " ; min " + texteMs(_minimum) + ", moy " + texteMs(_somme / _reponses) + ", max " +
+                     texteMs(_maximum);
+        return texte;
+    }
+
+    void ecrireLigne(const std::string& texte, bool provisoire)
+    {
+        const std::string ligne = maintenant().substr(11, 8) + "  " + texte;
+        const std::size_t place = _colonnes ? std::max<std::size_t>(*_colonnes, 2) - 1 : std::string::npos;
+        if (_provisoire)
+            _flux << "\r\x1b[K";
+        _provisoire = provisoire;
+        if (provisoire)
+            (_flux << tronquer(ligne, place)).flush();
+        else
+            ecrire(ligne);
+    }
+    void ecrire(const std::string& ligne) { (_flux << ligne << '\n').flush(); }
+
+    const bool _json;
+    const std::optional<std::size_t> _colonnes;
+    const bool _surPlace;
+    FluxFd _flux;
+    bool _provisoire = false; ///< the last line may be written over
+    int _reponses = 0;
+    int _manques = 0;
+    double _somme = 0;
+    double _minimum = 1e12;
+    double _maximum = 0;
+};
+
+} // namespace
+
+int surveiller(const Options& options, Interruption& interruption)
+{
+    Journal journal(formatSimple(options));
+    const orix::Configuration configuration = configurer(options);
+    Nouvelles nouvelles;
+    cdv::Options reglages = reglagesSession(options, configuration);
+    reglages.reprise = true;
+    reglages.observateur = [&nouvelles](const cdv::Evenement& evenement) { nouvelles.deposer(evenement); };
+
+    int argc = 1;
+    char nom[] = "cdv";
+    char* argv[] = {nom, nullptr};
+    std::unique_ptr<cdv::Processus> processus;
+    avecErreursClaires([&] { processus = std::make_unique<cdv::Processus>(argc, argv, configuration); });
+    cdv::Session session;
+    const Interruption::Garde garde(interruption, [&nouvelles] { nouvelles.finir(); });
+    avecErreursClaires([&] { session.ouvrir(reglages); });
+
+    const cdv::Vol vol = volDeMesure();
+    bool jamaisActive = true;
+    bool active = false;
+    bool enCours = false; // a measure is unanswered: no other one meanwhile
+    std::size_t mesures = 0;
+    Horloge::time_point prochaine = Horloge::now() + options.periode;
+    while (!interruption.demandee() && mesures < options.mesures.value_or(mesures + 1)) {
+        const auto nouvelle = nouvelles.attendre(enCours ? Horloge::time_point::max() : prochaine);
+        if (interruption.demandee())
+            break;
+        if (!nouvelle) { // time for a measure
+            prochaine = Horloge::now() + options.periode;
+            if (!active) {
+                ++mesures;
+                journal.noter(Ping{});
+                continue;
+            }
+            enCours = true;
+            session.consulter(vol, [&nouvelles, debut = Horloge::now()](const cdv::Resultat& resultat) {
+                nouvelles.deposer(aRepondu(resultat) ? Ping(millisecondes(Horloge::now() - debut)) : Ping{});
+            });
+            continue;
+        }
+        if (const Ping* const ping = std::get_if<Ping>(&*nouvelle)) {
+            enCours = false;
+            ++mesures;
+            journal.noter(*ping);
+            continue;
+        }
+        const cdv::Evenement& evenement = std::get<cdv::Evenement>(*nouvelle);
+        active = evenement.etat == cdv::EtatSession::active;
+        if (active && jamaisActive)
+            prochaine = Horloge::now();
+        jamaisActive = jamaisActive && !active;
+        journal.noter(evenement);
+    }
+    journal.finir();
+    return active ? FAIT : jamaisActive ? SANS_CONNEXION : PERDU;
+}
+
+} // namespace outils

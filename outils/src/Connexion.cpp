@@ -1,0 +1,103 @@
+#include "Connexion.h"
+
+#include "Expliquer.h"
+
+#include "orix/Trace.h"
+
+#include <cstdlib>
+
+namespace outils {
+
+namespace {
+
+const std::string SERVICE = "cdv";
+const std::string POINT_LOCAL = "127.0.0.1:2809"; // where cdv-serveur listens unless told otherwise
+
+std::string enumerer(const std::vector<std::string>& textes)
+{
+    std::string liste;
+    for (const std::string& texte : textes)
+        liste += (liste.empty() ? "" : ", ") + texte;
+    return liste;
+}
+
+} // namespace
+
+orix::Configuration configurer(const Options& options)
+{
+    std::string fichier = options.configuration;
+    if (fichier.empty() && options.urls.empty())
+        if (const char* const variable = std::getenv("CDV_CONFIG"))
+            fichier = variable;
+    orix::Configuration configuration;
+    try {
+        if (!fichier.empty())
+            configuration = orix::Configuration::lire(fichier);
+        if (!options.urls.empty())
+            configuration.routage[SERVICE] = options.urls;
+        else if (fichier.empty())
+            configuration.routage[SERVICE] = {urlNoyau(POINT_LOCAL)};
+        if (configuration.routage[SERVICE].empty())
+            throw Arret(USAGE, fichier + " : aucun serveur pour le service cdv dans [routage]");
+        // Without a file of their own the traces would run through what the command prints.
+        if (options.trace)
+            configuration.niveauTrace = *options.trace;
+        else if (configuration.fichierTrace.empty())
+            configuration.niveauTrace = orix::NTO_AUCUN;
+        if (options.delai && options.delai->count() != 0)
+            configuration.delaiActivation = *options.delai;
+        configuration.verifier("cdv");
+    } catch (const orix::ErreurConfiguration& erreur) {
+        throw Arret(USAGE, erreur.what());
+    }
+    return configuration;
+}
+
+const std::vector<std::string>& noyaux(const orix::Configuration& configuration)
+{
+    return configuration.routage.at(SERVICE);
+}
+
+cdv::Options reglagesSession(const Options& options, const orix::Configuration& configuration)
+{
+    constexpr cdv::Duree MARGE{5000};
+    cdv::Options reglages;
+    reglages.service = SERVICE;
+    reglages.reprise = false;
+    reglages.delaiActivation = configuration.delaiActivation + MARGE;
+    if (options.delai)
+        reglages.delaiRequete = *options.delai;
+    return reglages;
+}
+
+Connexion::Connexion(const Options& options, Interruption& interruption)
+    : Connexion(configurer(options), options, interruption)
+{}
+
+Connexion::Connexion(const orix::Configuration& configuration, const Options& options,
+                     Interruption& interruption)
+    : _interruption(interruption), _processus(avecErreursClaires([&] {
+          orix::Trace::definirSeuil(configuration.niveauTrace);
+          return cdv::Processus(_argc, _argv, configuration);
+      }))
+{
+    const cdv::Options reglages = reglagesSession(options, configuration);
+    const Interruption::Garde garde(interruption, [this] { _session.fermer(); });
+    avecErreursClaires([&] { _session.ouvrir(reglages); });
+    // Each kernel is asked once; a session without it goes to "perdue" by itself.
+    if (!_session.attendreActive(2 * (reglages.delaiActivation + configuration.delaiConnexion))) {
+        if (interruption.demandee())
+            throw Arret(INTERROMPU, "interrompu");
+        throw Arret(SANS_CONNEXION, "pas de connexion : " + expliquer(_session.dernierEvenement().statut) +
+                                        ", " + enumerer(noyaux(configuration)));
+    }
+    _serveur = _session.dernierEvenement();
+}
+
+cdv::Resultat Connexion::attendre(std::future<cdv::Resultat> futur)
+{
+    const Interruption::Garde garde(_interruption, [this] { _session.fermer(); });
+    return futur.get();
+}
+
+} // namespace outils

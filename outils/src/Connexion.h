@@ -1,0 +1,62 @@
+#ifndef CONNEXION_H
+#define CONNEXION_H
+
+#include "Interruption.h"
+#include "Options.h"
+#include "Statut.h"
+
+#include "CdvSession.h"
+#include "orix/Configuration.h"
+
+#include <optional>
+
+namespace outils {
+
+/// The configuration that the options stand for. Throws Arret.
+orix::Configuration configurer(const Options& options);
+
+/// The kernels of the service, in order. At least one.
+const std::vector<std::string>& noyaux(const orix::Configuration& configuration);
+
+/// The middleware and an open session, for the time this object lives.
+class Connexion
+{
+  public:
+    /// Waits until a server has accepted. Throws Arret when none did, or when the user interrupts.
+    Connexion(const Options& options, Interruption& interruption);
+    Connexion(const orix::Configuration& configuration, const Options& options, Interruption& interruption);
+
+    cdv::Session& session() { return _session; }
+    /// Waits for the end of a request; Ctrl-C closes the session, which ends it.
+    cdv::Resultat attendre(std::future<cdv::Resultat> futur);
+    cdv::Evenement serveur() const { return _serveur; } ///< who accepted
+
+  private:
+    Interruption& _interruption;
+    int _argc = 1;
+    char _nom[4] = "cdv";
+    char* _argv[2] = {_nom, nullptr};
+    cdv::Processus _processus;
+    cdv::Session _session;
+    cdv::Evenement _serveur;
+};
+
+/// The settings of a session, by the options.
+cdv::Options reglagesSession(const Options& options, const orix::Configuration& configuration);
+
+/// Runs what starts the middleware: an Arret for what it throws.
+template <class Action>
+auto avecErreursClaires(Action action) -> decltype(action())
+{
+    try {
+        return action();
+    } catch (const cdv::Erreur& erreur) {
+        const bool configuration =
+            erreur.statut() == orix::OXS_ABSENCE_CONF || erreur.statut() == orix::OXS_MAUVAISE_CONF;
+        throw Arret(configuration ? USAGE : SANS_CONNEXION, erreur.what());
+    }
+}
+
+} // namespace outils
+
+#endif

@@ -1,0 +1,78 @@
+#include "Expliquer.h"
+
+#include <iterator>
+
+namespace outils {
+
+namespace {
+
+// By result code. Other servers may have others.
+constexpr const char* CODES[] = {"fait", "le vol existe déjà", "vol introuvable",
+                                 "vol invalide : identifiant absent ou vide", "échec de la base du serveur"};
+
+} // namespace
+
+std::string expliquer(orix::OXstatut statut)
+{
+    const std::string nom = std::string(" (") + orix::texteStatut(statut) + ")";
+    switch (statut) {
+    case orix::OXS_CONNEXION_IMPOSSIBLE:
+        return "personne ne répond" + nom;
+    case orix::OXS_ECHEC_PING:
+        return "le serveur ne répond plus" + nom;
+    case orix::OXS_SERVICE_NON_ACTIVE:
+        return "le serveur s'est arrêté" + nom;
+    case orix::OXS_SERVEUR_INEXISTANT:
+        return "aucun serveur n'est configuré" + nom;
+    case orix::OXS_PROTOCOLE_INCOMPATIBLE:
+        return "le serveur parle une autre version" + nom;
+    default:
+        return orix::texteStatut(statut);
+    }
+}
+
+std::string expliquer(const cdv::Resultat& resultat)
+{
+    using Etat = cdv::Resultat::Etat;
+    switch (resultat.etat) {
+    case Etat::fait:
+        return "fait";
+    case Etat::refuse: {
+        const std::string code = "code " + std::to_string(resultat.code);
+        const bool connu = resultat.code >= 0 && resultat.code < static_cast<int>(std::size(CODES));
+        return connu ? std::string(CODES[resultat.code]) + " (" + code + ")"
+                     : "refusé par le serveur, " + code;
+    }
+    case Etat::delai:
+        return "pas de réponse dans le délai : peut-être fait, peut-être pas";
+    case Etat::perdu:
+        return "connexion perdue, " + expliquer(resultat.statut) + " : peut-être fait, peut-être pas";
+    case Etat::nonEnvoye:
+        return "non envoyé, " + expliquer(resultat.statut);
+    case Etat::ferme:
+        break;
+    }
+    return "interrompu : peut-être fait, peut-être pas";
+}
+
+namespace {
+
+Statut statutSortie(const cdv::Resultat& resultat)
+{
+    switch (resultat.etat) {
+    case cdv::Resultat::Etat::fait:
+        return FAIT;
+    case cdv::Resultat::Etat::refuse:
+        return REFUS;
+    case cdv::Resultat::Etat::ferme:
+        return INTERROMPU;
+    default:
+        return PERDU;
+    }
+}
+
+} // namespace
+
+Issue::Issue(const cdv::Resultat& resultat) : statut(statutSortie(resultat)), texte(expliquer(resultat)) {}
+
+} // namespace outils

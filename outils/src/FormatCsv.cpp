@@ -1,0 +1,240 @@
+#include "FormatCsv.h"
+
+#include "Statut.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <ostream>
+
+namespace outils {
+
+namespace {
+
+using nlohmann::json;
+
+constexpr int POINTS = -1;
+constexpr int CHANGEMENTS = -2;
+constexpr std::string_view NOM_POINTS = "points";
+constexpr std::string_view NOM_CHANGEMENTS = "changements";
+
+/// A quote that is never closed swallows no more than this.
+constexpr std::size_t TAILLE_MAX = 1 << 16;
+
+/// The JSON text of a list of the record, as its own JSON has it; empty when the list is.
+std::string texteListe(const cdv::Vol& vol, std::string_view nom)
+{
+    cdv::Vol seule;
+    if (nom == NOM_POINTS) {
+        for (const std::string_view point : vol.points())
+            seule.ajouterPoint(point);
+    } else {
+        for (const cdv::Changement& changement : vol.changements())
+            seule.ajouterChangement(changement);
+    }
+    if (seule.estVide())
+        return {};
+    return json::parse(seule.versJson()).at(std::string(nom)).dump();
+}
+
+/// Throws cdv::ErreurVol.
+void lireListe(cdv::Vol& vol, std::string_view nom, const std::string& texte)
+{
+    if (texte.empty())
+        return;
+    json objet;
+    try {
+        objet[std::string(nom)] = json::parse(texte);
+    } catch (const json::exception&) {
+        throw cdv::ErreurVol(std::string(nom) + " : ce n'est pas du JSON");
+    }
+    const cdv::Vol seule = cdv::Vol::depuisJson(objet.dump());
+    for (const std::string_view point : seule.points())
+        vol.ajouterPoint(point);
+    for (const cdv::Changement& changement : seule.changements())
+        vol.ajouterChangement(changement);
+}
+
+} // namespace
+
+std::string celluleCsv(std::string_view utf8)
+{
+    if (!utf8.empty() && utf8.find_first_of(",\"\r\n") == std::string_view::npos && utf8.front() != ' ' &&
+        utf8.back() != ' ')
+        return std::string(utf8);
+    std::string cellule = "\"";
+    for (const char c : utf8) {
+        if (c == '"')
+            cellule += '"';
+        cellule += c;
+    }
+    return cellule + '"';
+}
+
+EcrivainCsv::EcrivainCsv(std::ostream& flux, bool entete) : _flux(flux)
+{
+    if (!entete)
+        return;
+    for (const std::string_view nom : cdv::Vol::champs())
+        _flux << nom << ',';
+    _flux << NOM_POINTS << ',' << NOM_CHANGEMENTS << '\n';
+}
+
+void EcrivainCsv::ecrire(const cdv::Vol& vol)
+{
+    _ligne.clear();
+    const int nombre = static_cast<int>(cdv::Vol::champs().size());
+    for (int champ = 0; champ < nombre; ++champ) {
+        if (const auto valeur = vol.lire(static_cast<cdv::Champ>(champ)))
+            _ligne += celluleCsv(cdv::versUtf8(*valeur));
+        _ligne += ',';
+    }
+    if (vol.nombrePoints() != 0)
+        _ligne += celluleCsv(texteListe(vol, NOM_POINTS));
+    _ligne += ',';
+    if (vol.nombreChangements() != 0)
+        _ligne += celluleCsv(texteListe(vol, NOM_CHANGEMENTS));
+    _flux << _ligne << '\n';
+}
+
+LecteurCsv::LecteurCsv(Lignes lignes) : _lignes(std::move(lignes))
+{
+    Entree entree;
+    switch (_lire(entree, _cellules)) {
+    case Lecture::fin:
+        return; // an empty file holds no record, and that is no error
+    case Lecture::fausse:
+        throw Arret(USAGE, "en-tête CSV illisible : " + entree.erreur);
+    case Lecture::faite:
+        break;
+    }
+    _entete = entree.texte;
+    if (_entete.back() != '\n')
+        _entete += '\n';
+    for (const Cellule& cellule : _cellules) {
+        int colonne = 0;
+        if (cellule.texte == NOM_POINTS)
+            colonne = POINTS;
+        else if (cellule.texte == NOM_CHANGEMENTS)
+            colonne = CHANGEMENTS;
+        else if (const auto champ = cdv::Vol::chercher(cellule.texte))
+            colonne = static_cast<int>(*champ);
+        else
+            throw Arret(USAGE,
+                        "en-tête CSV : colonne inconnue « " + cellule.texte + " » (voir cdv --champs)");
+        if (std::find(_colonnes.begin(), _colonnes.end(), colonne) != _colonnes.end())
+            throw Arret(USAGE, "en-tête CSV : colonne « " + cellule.texte + " » en double");
+        _colonnes.push_back(colonne);
+    }
+}
+
+std::optional<Entree> LecteurCsv::suivante()
+{
+    Entree entree;
+    switch (_lire(entree, _cellules)) {
+    case Lecture::fin:
+        return std::nullopt;
+    case Lecture::fausse:
+        break;
+    case Lecture::faite:
+        try {
+            entree.vol = _construire(_cellules);
+        } catch (const cdv::ErreurVol& erreur) {
+            entree.erreur = erreur.what();
+        }
+        break;
+    }
+    return entree;
+}
+
+/// The next record that is not an empty line.
+LecteurCsv::Lecture LecteurCsv::_lire(Entree& entree, std::vector<Cellule>& cellules)
+{
+    std::string ligne;
+    do {
+        if (!_lignes.suivante(ligne))
+            return Lecture::fin;
+    } while (ligne == "\n" || ligne == "\r\n");
+    entree.ligne = _lignes.numero();
+    entree.texte = ligne;
+    std::vector<std::string> suites;
+    while (!_decouper(entree.texte, cellules, entree.erreur)) {
+        const bool coupee = entree.erreur.empty();
+        if (coupee && entree.texte.size() < TAILLE_MAX && _lignes.suivante(ligne)) {
+            entree.texte += ligne;
+            suites.push_back(std::move(ligne));
+            continue;
+        }
+        if (coupee)
+            entree.erreur = "guillemet jamais refermé";
+        std::size_t taille = entree.texte.size();
+        for (; !suites.empty(); suites.pop_back()) {
+            taille -= suites.back().size();
+            _lignes.rendre(std::move(suites.back()));
+        }
+        entree.texte.resize(taille);
+        return Lecture::fausse;
+    }
+    return Lecture::faite;
+}
+
+/// False with an error, or without one when the record goes on after the end of the text.
+bool LecteurCsv::_decouper(const std::string& texte, std::vector<Cellule>& cellules, std::string& erreur)
+{
+    cellules.clear();
+    std::size_t fin = texte.size();
+    if (fin != 0 && texte[fin - 1] == '\n')
+        --fin;
+    if (fin != 0 && texte[fin - 1] == '\r')
+        --fin;
+    std::size_t i = 0;
+    for (;; ++i) {
+        Cellule& cellule = cellules.emplace_back();
+        if (i < fin && texte[i] == '"') {
+            cellule.guillemets = true;
+            for (++i;; ++i) {
+                if (i >= texte.size())
+                    return false;
+                if (texte[i] == '"' && (++i >= texte.size() || texte[i] != '"'))
+                    break;
+                cellule.texte += texte[i];
+            }
+        } else {
+            const std::size_t debut = i;
+            i = std::min(texte.find_first_of(",\"", i), fin);
+            cellule.texte.assign(texte, debut, i - debut);
+        }
+        if (i >= fin)
+            return true;
+        if (texte[i] != ',') {
+            erreur = "guillemet mal placé dans la cellule " + std::to_string(cellules.size());
+            return false;
+        }
+    }
+}
+
+cdv::Vol LecteurCsv::_construire(const std::vector<Cellule>& cellules) const
+{
+    if (cellules.size() != _colonnes.size())
+        throw cdv::ErreurVol(std::to_string(cellules.size()) + " cellules pour " +
+                             std::to_string(_colonnes.size()) + " colonnes");
+    cdv::Vol vol;
+    for (std::size_t i = 0; i < cellules.size(); ++i) {
+        const auto& [texte, guillemets] = cellules[i];
+        if (texte.empty() && !guillemets)
+            continue;
+        if (_colonnes[i] == POINTS || _colonnes[i] == CHANGEMENTS) {
+            lireListe(vol, _colonnes[i] == POINTS ? NOM_POINTS : NOM_CHANGEMENTS, texte);
+            continue;
+        }
+        const auto champ = static_cast<cdv::Champ>(_colonnes[i]);
+        try {
+            vol.ecrire(champ, cdv::depuisUtf8(texte));
+        } catch (const cdv::ErreurVol& erreur) {
+            throw cdv::ErreurVol(std::string(cdv::Vol::nom(champ)) + " : " + erreur.what());
+        }
+    }
+    return vol;
+}
+
+} // namespace outils

@@ -1,0 +1,59 @@
+#ifndef INTERRUPTION_H
+#define INTERRUPTION_H
+
+#include <atomic>
+#include <csignal>
+#include <functional>
+#include <mutex>
+#include <thread>
+
+namespace outils {
+
+/// Ctrl-C, and the other polite ways to end a program (SIGTERM, SIGHUP). The first one asks for an end, the
+/// second one ends the process at once. A signal that was ignored when the program started stays ignored.
+///
+/// To be made before any other thread: they all inherit the mask, and only the thread of this object receives
+/// these signals. SIGPIPE is ignored for good.
+class Interruption
+{
+  public:
+    Interruption();
+    ~Interruption();
+    Interruption(const Interruption&) = delete;
+    Interruption& operator=(const Interruption&) = delete;
+
+    bool demandee() const noexcept { return _demandee.load(); }
+    int descripteur() const noexcept { return _tube[0]; } ///< readable once it was asked for, for ever
+
+    /// While it lives, and no younger one does, the function is called when the end is asked for: on a thread
+    /// of its own, or in this constructor when it was asked for already. The destructor waits for a call in
+    /// progress. The function may be called twice.
+    class Garde
+    {
+      public:
+        Garde(Interruption& interruption, std::function<void()> action);
+        ~Garde();
+        Garde(const Garde&) = delete;
+        Garde& operator=(const Garde&) = delete;
+
+      private:
+        Interruption& _interruption;
+        std::function<void()> _precedente;
+    };
+
+  private:
+    void _attendre();
+
+    sigset_t _signaux;
+    int _tube[2] = {-1, -1};
+    std::atomic<bool> _demandee{false};
+    std::atomic<bool> _finie{false};
+    std::mutex _mutex; ///< of the action, and held while it runs
+    std::function<void()> _action;
+    std::thread _execution; ///< of the action: apart, so that a second signal is heard though it is slow
+    std::thread _fil;
+};
+
+} // namespace outils
+
+#endif

@@ -1,0 +1,407 @@
+#include "Options.h"
+
+#include "Statut.h"
+
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+#include <map>
+
+namespace outils {
+
+namespace {
+
+constexpr const char* PRESENTATION =
+    "Commande du service cdv : crée, lit, modifie et surveille des vols complets.";
+
+constexpr const char* COMPLEMENT = R"(Champs :
+  champ=valeur   nom du champ avec ou sans « m_g » : parking=B12, m_gparking=B12 ; les codes
+                 de statut : code_stat_depart.code=OUV. « cdv --champs » donne tous les noms.
+  champ=         la chaîne vide, qui est une valeur comme une autre
+  un mot seul    l'identifiant : « cdv consulter X » vaut « cdv consulter identifiant=X »
+
+Statuts de sortie :
+  0    fait
+  1    le serveur a refusé, ou des lignes ont été rejetées
+  2    mauvais usage : ligne de commande, configuration, fichier
+  3    pas de connexion
+  4    connexion ou réponse perdue pendant le travail
+  130  interrompu (Ctrl-C)
+
+Exemples :
+  cdv etat
+  cdv creer 20261121DAFR012-000 indicatif=AFR012 aerod_dep=LFBO aerod_dest=LFPG --point AGEN
+  cdv modifier 20261121DAFR012-000 parking=B12
+  cdv lister 'indicatif=AFR*'
+  cdv exporter vols.csv
+  cdv importer vols.csv --rejets rejets.csv --url serveur1:2809 --url serveur2:2809
+
+Sans --config ni --url, la commande lit le fichier que nomme la variable CDV_CONFIG, sinon
+s'adresse au serveur local, 127.0.0.1:2809. Chaque commande a son aide : cdv importer --help.)";
+
+constexpr const char* EXPLICATION_EFFACER = R"(Valeur vide et champ absent :
+  parking=            envoie la chaîne vide ; le champ vaut alors « »
+  --effacer parking   retire le champ de ce qui est envoyé : il n'est pas renseigné
+Un vol créé n'a pas les champs retirés.)";
+
+constexpr const char* EXPLICATION_MODIFIER =
+    R"(Le serveur remplace les champs envoyés, et les listes qui ne sont pas vides ; il laisse tout
+le reste comme il est.
+
+Valeur vide et champ absent :
+  parking=            donne au champ la chaîne vide
+  --effacer parking   retire le champ de ce qui est envoyé (il venait de --json) : le serveur
+                      le laisse comme il est
+Le service n'a pas de demande qui rende un champ à nouveau absent : une modification ne peut
+pas le faire. Pour cela : cdv supprimer, puis cdv creer --json avec --effacer.)";
+
+constexpr const char* EXPLICATION_EXEMPLE =
+    R"(Seuls les vols dont chaque champ donné est égal à la valeur sont rendus ; une valeur qui finit
+par « * » donne un début : indicatif=AFR*.)";
+
+constexpr const char* EXPLICATION_IMPORT =
+    R"(CSV : UTF-8, RFC 4180, avec un en-tête ; colonnes au choix parmi les champs, « points » et
+« changements » (en JSON). Une cellule vide est un champ absent, "" est la chaîne vide.
+JSON : un objet par ligne, comme « cdv lister --format json » les écrit.
+Une ligne fautive est dite avec son numéro et la raison, et l'importation continue. Les lignes
+rejetées vont telles quelles dans le fichier de rejets, qui peut être corrigé et importé.
+Ctrl-C attend les réponses en cours, puis dit où reprendre ; un second Ctrl-C abandonne.
+
+Exemples :
+  cdv importer vols.csv --rejets rejets.csv
+  cdv importer vols.csv --depuis 1042 --existants ignorer
+  zcat vols.json.gz | cdv importer -)";
+
+constexpr const char* EXPLICATION_EXPORT =
+    R"(Le format est celui de --format, sinon celui du nom (.json, .jsonl), sinon CSV. Le fichier n'est
+remplacé qu'une fois complet : d'ici là, les vols sont dans FICHIER.partiel.
+
+Exemples :
+  cdv exporter vols.csv
+  cdv exporter - 'indicatif=AFR*' --format json | gzip > afr.json.gz
+  cdv exporter vols.csv --depuis 120001      (après une interruption))";
+
+template <class T>
+CLI::Validator choix(const std::map<std::string, T>& valeurs)
+{
+    std::string noms;
+    for (const auto& [nom, valeur] : valeurs)
+        noms += (noms.empty() ? "" : ", ") + nom;
+    return CLI::Validator(
+        [valeurs, noms](std::string& texte) {
+            return valeurs.count(texte) != 0 ? std::string()
+                                             : "« " + texte + " » n'est pas l'un de : " + noms;
+        },
+        "");
+}
+
+CLI::Validator entier(long long minimum, long long maximum)
+{
+    return CLI::Validator(
+        [=](std::string& texte) {
+            long long valeur = 0;
+            return CLI::detail::lexical_cast(texte, valeur) && valeur >= minimum && valeur <= maximum
+                       ? std::string()
+                       : "« " + texte + " » n'est pas un nombre de " + std::to_string(minimum) + " à " +
+                             std::to_string(maximum);
+        },
+        "");
+}
+
+const std::map<std::string, Format> FORMATS{
+    {"tableau", Format::tableau}, {"json", Format::json}, {"csv", Format::csv}, {"dump", Format::dump}};
+const std::map<std::string, Existants> EXISTANTS{
+    {"rejeter", Existants::rejeter}, {"modifier", Existants::modifier}, {"ignorer", Existants::ignorer}};
+
+constexpr long long UNE_HEURE = 3600000;
+constexpr long long UN_MILLIARD = 1000000000;
+
+/// The parser, which knows where the words go.
+class Analyseur
+{
+  public:
+    explicit Analyseur(Options& options) : _options(options), _application(PRESENTATION, "cdv")
+    {
+        _application.footer(COMPLEMENT);
+        _application.fallthrough();
+        francais(_application);
+        _application.require_subcommand(0, 1);
+        _application.add_option("--config", options.configuration, "fichier TOML de configuration")
+            ->type_name("FICHIER");
+        _application
+            .add_option(
+                "--url", options.urls,
+                "noyau d'un serveur, HOTE:PORT ou corbaloc:… ; une seconde fois pour le second serveur "
+                "(à la place de ceux de la configuration)")
+            ->type_name("URL")
+            ->type_size(1)
+            ->allow_extra_args(false);
+        _application.add_option("--format", _format, "tableau, json, csv ou dump")
+            ->type_name("FORMAT")
+            ->check(choix(FORMATS));
+        _application.add_option("--delai", _delai, "attente d'une réponse, en ms ; 0 : sans fin (10000)")
+            ->type_name("MS")
+            ->check(entier(0, UNE_HEURE));
+        _application
+            .add_option("--trace", options.trace,
+                        "niveau des traces, sur la sortie d'erreur : 0, 100, 300, 700 ou 900 (0)")
+            ->type_name("NIVEAU")
+            ->check(entier(0, 900));
+        _application.add_flag("--champs", options.champs, "donne les noms des champs, et finit");
+
+        CLI::App& creer = commande("creer", "crée un vol", EXPLICATION_EFFACER);
+        CLI::App& modifier = commande("modifier", "modifie un vol", EXPLICATION_MODIFIER);
+        for (CLI::App* const ecriture : {&creer, &modifier}) {
+            champs(*ecriture, "identifiant et champs");
+            ecriture->add_option("--point", options.points, "point de route ; 10 au plus")
+                ->type_name("POINT")
+                ->allow_extra_args(false);
+            ecriture
+                ->add_option("--changement", options.changements,
+                             "rubrique changée, RUBRIQUE[:ANCIENNE[:NOUVELLE]] ou un objet JSON ; 6 au plus")
+                ->type_name("CHANGEMENT")
+                ->allow_extra_args(false);
+            ecriture->add_option("--effacer", options.effaces, "retire un champ de ce qui est envoyé")
+                ->type_name("CHAMP")
+                ->allow_extra_args(false);
+            ecriture
+                ->add_option("--json", options.json,
+                             "part du vol que décrit ce fichier JSON ; « - » : l'entrée standard")
+                ->type_name("FICHIER");
+        }
+        champs(commande("supprimer", "supprime un vol", ""), "identifiant");
+        champs(commande("consulter", "montre un vol en entier", ""), "identifiant");
+
+        CLI::App& lister = commande("lister", "montre les vols, un par ligne", EXPLICATION_EXEMPLE);
+        champs(lister, "champs que les vols doivent avoir");
+        lister.add_option("--limite", _limite, "s'arrête après tant de vols")
+            ->type_name("N")
+            ->check(entier(1, UN_MILLIARD));
+
+        CLI::App& importer = commande("importer", "crée les vols d'un fichier", EXPLICATION_IMPORT);
+        fichier(importer, "CSV, ou JSON par lignes ; « - » : l'entrée standard");
+        Importation::Reglages& importation = options.importation;
+        depuis(importer, "commence à cette ligne du fichier");
+        importer.add_option("--rejets", options.rejets, "fichier où vont les lignes rejetées")
+            ->type_name("FICHIER");
+        importer
+            .add_option("--existants", _existants,
+                        "que faire d'un vol qui existe déjà : rejeter, modifier ou ignorer (rejeter)")
+            ->type_name("QUOI")
+            ->check(choix(EXISTANTS));
+        importer.add_option("--en-cours", importation.fenetre, "demandes sans réponse à la fois (256)")
+            ->type_name("N")
+            ->check(entier(1, 10000));
+        importer.add_flag("--stop", importation.arretAuRejet, "s'arrête à la première ligne rejetée");
+
+        CLI::App& exporter = commande("exporter", "écrit les vols dans un fichier", EXPLICATION_EXPORT);
+        fichier(exporter, "CSV, ou JSON par lignes ; « - » : la sortie standard");
+        champs(exporter, "champs que les vols doivent avoir");
+        depuis(exporter, "reprend au N-ième vol, à la suite de FICHIER.partiel");
+
+        CLI::App& surveiller =
+            commande("surveiller", "montre l'état de la connexion et le temps de réponse, jusqu'à Ctrl-C",
+                     "Statut de sortie : 0 connecté à la fin, 3 jamais connecté, 4 connexion perdue.");
+        surveiller.add_option("--periode", _periode, "entre deux mesures, en ms (1000)")
+            ->type_name("MS")
+            ->check(entier(1, UNE_HEURE));
+        surveiller.add_option("--nombre", _mesures, "s'arrête après tant de mesures")
+            ->type_name("N")
+            ->check(entier(1, UN_MILLIARD));
+        commande("etat", "montre chaque serveur : noyau, version, temps de réponse", "");
+        commande("versions", "donne les versions de la commande et de l'interface", "");
+    }
+
+    std::optional<int> lire(int argc, const char* const* argv)
+    {
+        try {
+            _application.parse(argc, argv);
+        } catch (const CLI::CallForHelp&) {
+            std::cout << _application.help();
+            return FAIT;
+        } catch (const CLI::ParseError& erreur) {
+            return refuser(expliquer(erreur));
+        }
+        convertir();
+        const auto choisies = _application.get_subcommands();
+        if (!choisies.empty())
+            _options.commande = choisies.front()->get_name();
+        else if (!_options.champs)
+            return refuser("il faut une commande");
+        if (_options.urls.size() > 2)
+            return refuser("--url : deux serveurs au plus");
+        for (std::string& url : _options.urls)
+            url = urlNoyau(url);
+        const bool sansFichier = _options.fichier.empty();
+        if (sansFichier && (_options.commande == "importer" || _options.commande == "exporter"))
+            return refuser("il faut un fichier, ou « - »");
+        return std::nullopt;
+    }
+
+  private:
+    static void francais(CLI::App& application)
+    {
+        application.set_help_flag("-h,--help", "affiche cette aide");
+        const auto formateur = std::make_shared<CLI::Formatter>();
+        formateur->label("Usage", "Usage");
+        formateur->label("OPTIONS", "OPTIONS");
+        formateur->label("Positionals", "Arguments");
+        formateur->label("SUBCOMMAND", "COMMANDE");
+        formateur->column_width(28);
+        application.formatter(formateur);
+    }
+
+    CLI::App& commande(const char* nom, const char* description, const char* complement)
+    {
+        CLI::App& app = *_application.add_subcommand(nom, description);
+        app.group("Commandes");
+        app.footer(complement);
+        francais(app);
+        return app;
+    }
+    void champs(CLI::App& app, const char* description)
+    {
+        app.add_option("champs", _options.mots, description)->type_name("[CHAMP=VALEUR]...");
+    }
+    void fichier(CLI::App& app, const char* description)
+    {
+        app.add_option("fichier", _options.fichier, description)->type_name("FICHIER");
+    }
+    void depuis(CLI::App& app, const char* description)
+    {
+        app.add_option("--depuis", _options.importation.depuis, description)
+            ->type_name("N")
+            ->check(entier(1, UN_MILLIARD));
+    }
+
+    void convertir()
+    {
+        if (!_format.empty())
+            _options.format = FORMATS.at(_format);
+        if (!_existants.empty())
+            _options.importation.existants = EXISTANTS.at(_existants);
+        if (_delai)
+            _options.delai = cdv::Duree(*_delai);
+        if (_periode)
+            _options.periode = cdv::Duree(*_periode);
+        _options.limite = _limite;
+        _options.mesures = _mesures;
+    }
+
+    std::string expliquer(const CLI::ParseError& erreur) const
+    {
+        if (dynamic_cast<const CLI::ExtrasError*>(&erreur) != nullptr) {
+            std::vector<std::string> restes = _application.remaining(true);
+            return "argument inconnu : " + (restes.empty() ? erreur.what() : restes.front());
+        }
+        if (dynamic_cast<const CLI::ArgumentMismatch*>(&erreur) != nullptr)
+            return "valeur absente ou en trop : " + std::string(erreur.what());
+        return erreur.what();
+    }
+
+    static int refuser(const std::string& pourquoi)
+    {
+        std::cerr << "cdv : " << pourquoi << " (voir cdv --help)" << std::endl;
+        return USAGE;
+    }
+
+    Options& _options;
+    CLI::App _application;
+    std::string _format;
+    std::string _existants;
+    std::optional<long long> _delai;
+    std::optional<long long> _periode;
+    std::optional<std::size_t> _limite;
+    std::optional<std::size_t> _mesures;
+};
+
+/// "RUBRIQUE[:ANCIENNE[:NOUVELLE]]"; what is not there is not set.
+void ajouterChangement(cdv::Vol& vol, const std::string& texte)
+{
+    if (!texte.empty() && texte.front() == '{') {
+        const cdv::Vol seul = cdv::Vol::depuisJson("{\"changements\":[" + texte + "]}");
+        for (const cdv::Changement& changement : seul.changements())
+            vol.ajouterChangement(changement);
+        return;
+    }
+    const std::string latin1 = cdv::depuisUtf8(texte);
+    std::string_view reste = latin1;
+    std::optional<std::string_view> parties[3];
+    for (std::size_t i = 0; i < std::size(parties); ++i) {
+        const std::size_t fin = i + 1 < std::size(parties) ? reste.find(':') : std::string_view::npos;
+        parties[i] = reste.substr(0, fin);
+        if (fin == std::string_view::npos)
+            break;
+        reste.remove_prefix(fin + 1);
+    }
+    vol.ajouterChangement({parties[0], parties[1], parties[2]});
+}
+
+cdv::Champ champConnu(const std::string& nom)
+{
+    if (const auto champ = cdv::Vol::chercher(nom))
+        return *champ;
+    throw Arret(USAGE, "champ inconnu « " + nom + " » (voir cdv --champs)");
+}
+
+} // namespace
+
+std::optional<int> lireOptions(int argc, const char* const* argv, Options& options)
+{
+    return Analyseur(options).lire(argc, argv);
+}
+
+std::string urlNoyau(const std::string& texte)
+{
+    for (const char* const debut : {"corbaloc:", "corbaname:", "IOR:"})
+        if (texte.rfind(debut, 0) == 0)
+            return texte;
+    return "corbaloc:iiop:" + texte + "/Noyau";
+}
+
+cdv::Vol composerVol(const Options& options, const std::string& json)
+{
+    const bool identifiantSeul = options.commande == "consulter" || options.commande == "supprimer";
+    try {
+        cdv::Vol vol = json.empty() ? cdv::Vol() : cdv::Vol::depuisJson(json);
+        std::vector<bool> donnes(cdv::Vol::champs().size());
+        for (const std::string& mot : options.mots) {
+            const std::size_t egal = mot.find('=');
+            const bool nomme = egal != std::string::npos;
+            const cdv::Champ champ = nomme ? champConnu(mot.substr(0, egal)) : cdv::Champ::gidentifiant;
+            if (identifiantSeul && champ != cdv::Champ::gidentifiant)
+                throw Arret(USAGE, "« " + mot + " » : seul l'identifiant est attendu");
+            const auto indice = static_cast<std::size_t>(champ);
+            if (donnes[indice])
+                throw Arret(USAGE, "champ donné deux fois : " + std::string(cdv::Vol::nom(champ)));
+            donnes[indice] = true;
+            vol.ecrire(champ, cdv::depuisUtf8(nomme ? mot.substr(egal + 1) : mot));
+        }
+        if (!options.points.empty())
+            vol.viderPoints();
+        for (const std::string& point : options.points)
+            vol.ajouterPoint(cdv::depuisUtf8(point));
+        if (!options.changements.empty())
+            vol.viderChangements();
+        for (const std::string& changement : options.changements)
+            ajouterChangement(vol, changement);
+        for (const std::string& nom : options.effaces) {
+            const cdv::Champ champ = champConnu(nom);
+            if (donnes[static_cast<std::size_t>(champ)])
+                throw Arret(USAGE, "champ donné et effacé : " + nom);
+            // Nothing to take out of a change: the user wants the server to do what it cannot.
+            if (options.commande == "modifier" && !vol.lire(champ))
+                throw Arret(USAGE,
+                            "--effacer " + nom +
+                                " : une modification laisse tel quel un champ qui n'est pas envoyé ; pour "
+                                "lui donner la chaîne vide : " +
+                                nom + "= (voir cdv modifier --help)");
+            vol.effacer(champ);
+        }
+        return vol;
+    } catch (const cdv::ErreurVol& erreur) {
+        throw Arret(USAGE, erreur.what());
+    }
+}
+
+} // namespace outils

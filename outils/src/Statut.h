@@ -1,0 +1,33 @@
+#ifndef STATUT_H
+#define STATUT_H
+
+#include <stdexcept>
+#include <string>
+
+namespace outils {
+
+/// Exit status of the command.
+enum Statut : int
+{
+    FAIT = 0,
+    REFUS = 1,          ///< the server refused, or lines were rejected
+    USAGE = 2,          ///< wrong command line, or a file that cannot be used
+    SANS_CONNEXION = 3, ///< no server accepted
+    PERDU = 4,          ///< lost during the work, or not answered in time
+    INTERROMPU = 130    ///< by a signal, as shells tell it
+};
+
+/// Ends the command; what() is one line for the user, empty when everything has been said.
+class Arret : public std::runtime_error
+{
+  public:
+    Arret(Statut statut, const std::string& message) : std::runtime_error(message), _statut(statut) {}
+    Statut statut() const noexcept { return _statut; }
+
+  private:
+    Statut _statut;
+};
+
+} // namespace outils
+
+#endif

@@ -1,0 +1,74 @@
+#include "Terminal.h"
+
+#include "CdvVol.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+
+namespace outils {
+
+namespace {
+
+bool debutCaractere(char octet) { return (static_cast<unsigned char>(octet) & 0xC0) != 0x80; }
+
+} // namespace
+
+bool estTerminal(int descripteur) { return isatty(descripteur) == 1; }
+
+std::optional<std::size_t> largeurTerminal(int descripteur)
+{
+    if (const char* const colonnes = std::getenv("COLUMNS")) {
+        std::size_t valeur = 0;
+        const char* const fin = colonnes + std::strlen(colonnes);
+        if (std::from_chars(colonnes, fin, valeur).ptr == fin && valeur > 0)
+            return valeur;
+    }
+    winsize taille{};
+    if (ioctl(descripteur, TIOCGWINSZ, &taille) == 0 && taille.ws_col > 0)
+        return taille.ws_col;
+    return std::nullopt;
+}
+
+std::size_t largeur(std::string_view utf8)
+{
+    return static_cast<std::size_t>(std::count_if(utf8.begin(), utf8.end(), debutCaractere));
+}
+
+std::string tronquer(std::string_view utf8, std::size_t colonnes)
+{
+    if (largeur(utf8) <= colonnes)
+        return std::string(utf8);
+    if (colonnes == 0)
+        return {};
+    std::size_t fin = 0;
+    for (std::size_t gardes = 0; fin < utf8.size(); ++fin)
+        if (debutCaractere(utf8[fin]) && ++gardes == colonnes)
+            break;
+    return std::string(utf8.substr(0, fin)) + "…";
+}
+
+std::string ajuster(std::string_view utf8, std::size_t colonnes)
+{
+    std::string texte = tronquer(utf8, colonnes);
+    texte.append(colonnes - largeur(texte), ' ');
+    return texte;
+}
+
+std::string affichable(std::string_view latin1)
+{
+    constexpr char POINT_MEDIAN = '\xB7';
+    std::string propre(latin1);
+    for (char& c : propre) {
+        const auto octet = static_cast<unsigned char>(c);
+        if (octet < 0x20 || (octet >= 0x7F && octet < 0xA0))
+            c = POINT_MEDIAN;
+    }
+    return cdv::versUtf8(propre);
+}
+
+} // namespace outils
