@@ -1,6 +1,7 @@
 #include "orix/RepondeurNoyau.h"
 
 #include "ExceptionCourante.h"
+#include "LiaisonORB.h"
 #include "NoyauImplementation.h"
 #include "ReferencesPOA.h"
 #include "orix/IAdaptateurClient.h"
@@ -18,6 +19,18 @@ void conclure(int numeroOperation, const NoyauImplementation::Notification& noti
         ORIX_TRACE_SANS_ECHEC(NTO_REFUS, "RepondeurNoyau", "conclure",
                               "Réponse ignorée : la demande d'activation " << numeroOperation
                                                                            << " n'est plus en attente");
+}
+
+/// The requests that follow the activation ask for no response: they need a connection that is known to live.
+void assurerConnexion(CORBA::Object_ptr serveur) noexcept
+{
+    try {
+        if (!CORBA::is_nil(serveur))
+            orb::repond(serveur);
+    } catch (const CORBA::Exception&) {
+        ORIX_TRACE_SANS_ECHEC(NTO_REFUS, "RepondeurNoyau", "activerService",
+                              "Le serveur qui accepte ne répond pas : " << texteExceptionCourante());
+    }
 }
 
 /// The status that stands for the failure that the holder carries.
@@ -62,6 +75,7 @@ int RepondeurNoyau::_numeroOperation() const
 void RepondeurNoyau::activerService(CORBA::Long statut, const char* serveur, const char* machine,
                                     const orix_corba::NiveauReference& niveau, CORBA::Long numeroClient)
 {
+    assurerConnexion(niveau.reference);
     conclure(_numeroOperation(), [&](IAdaptateurClient& adaptateur) {
         adaptateur.activeCB(statut, serveur, machine, niveau, numeroClient);
     });

@@ -1,10 +1,14 @@
 #include "ServeurReel.h"
 
+#include <arpa/inet.h>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <random>
 #include <spawn.h>
 #include <stdexcept>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -123,6 +127,23 @@ bool Programme::attendreSortie(const std::string& texte, Duree delai)
 bool Programme::attendreErreurs(const std::string& texte, Duree delai)
 {
     return _attendre(_erreurs, texte, delai);
+}
+
+int portReserve()
+{
+    static std::minstd_rand hasard(std::random_device{}());
+    for (;;) {
+        const int port = std::uniform_int_distribution<int>(20000, 32000)(hasard);
+        const int prise = socket(AF_INET, SOCK_STREAM, 0);
+        sockaddr_in adresse{};
+        adresse.sin_family = AF_INET;
+        adresse.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        adresse.sin_port = htons(static_cast<std::uint16_t>(port));
+        const bool libre = bind(prise, reinterpret_cast<sockaddr*>(&adresse), sizeof(adresse)) == 0;
+        close(prise);
+        if (libre)
+            return port;
+    }
 }
 
 std::string cheminServeur() { return OXCDV_CDV_SERVEUR; }

@@ -54,6 +54,10 @@ class Programme
     Flux _erreurs;
 };
 
+/// A port of the loopback that was free a moment ago, and that no outgoing connection takes while the server
+/// that listens there is being restarted: it is below those that the system gives out.
+int portReserve();
+
 /// The path of cdv-serveur.
 std::string cheminServeur();
 

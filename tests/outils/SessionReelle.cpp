@@ -1,30 +1,6 @@
 #include "SessionReelle.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <random>
-
 namespace essais {
-
-int portReserve()
-{
-    static std::minstd_rand hasard(std::random_device{}());
-    for (;;) {
-        const int port = std::uniform_int_distribution<int>(20000, 32000)(hasard);
-        const int prise = socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in adresse{};
-        adresse.sin_family = AF_INET;
-        adresse.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        adresse.sin_port = htons(static_cast<std::uint16_t>(port));
-        const bool libre = bind(prise, reinterpret_cast<sockaddr*>(&adresse), sizeof(adresse)) == 0;
-        close(prise);
-        if (libre)
-            return port;
-    }
-}
 
 orix::Configuration SessionReelle::reglagesVifs()
 {

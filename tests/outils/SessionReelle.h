@@ -46,10 +46,6 @@ class Chronometre
     std::chrono::steady_clock::time_point _debut = std::chrono::steady_clock::now();
 };
 
-/// A port of the loopback that was free a moment ago, and that no outgoing connection takes while the server
-/// that listens there is being restarted: it is below those that the system gives out.
-int portReserve();
-
 /// Two servers over one file, and a client that knows both. The middleware of the process runs from the
 /// construction to the destruction, which must be clean.
 class SessionReelle : public testing::Test

@@ -38,6 +38,11 @@ CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres)
 /// Throws CORBA::BAD_PARAM for a wrong URL.
 CORBA::Object_ptr resoudre(CORBA::ORB_ptr orb, const std::string& url);
 
+/// Whether the object answers, within the call time-out. A connection that died unnoticed, because its server
+/// was started again at the same address, is replaced on the way: else the next message that wants no
+/// response would be lost in it, and nobody told.
+bool repond(CORBA::Object_ptr objet);
+
 /// Activates the servant so that corbaloc:iiop:HOST:PORT/CLE reaches it.
 void publierSousCle(CORBA::ORB_ptr orb, const std::string& cle, PortableServer::Servant servant);
 

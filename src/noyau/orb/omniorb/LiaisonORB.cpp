@@ -101,19 +101,25 @@ CORBA::Object_ptr resoudre(CORBA::ORB_ptr orb, const std::string& url)
     CORBA::Object_var objet = orb->string_to_object(url.c_str());
     if (CORBA::is_nil(objet))
         return CORBA::Object::_nil();
-    try {
-        if (objet->_non_existent())
-            return CORBA::Object::_nil();
-    } catch (const CORBA::TRANSIENT&) {
-        return CORBA::Object::_nil();
-    } catch (const CORBA::COMM_FAILURE&) {
-        return CORBA::Object::_nil();
-    } catch (const CORBA::TIMEOUT&) {
-        return CORBA::Object::_nil();
-    } catch (const CORBA::OBJECT_NOT_EXIST&) {
-        return CORBA::Object::_nil();
+    return repond(objet) ? objet._retn() : CORBA::Object::_nil();
+}
+
+bool repond(CORBA::Object_ptr objet)
+{
+    for (bool premier = true;; premier = false) {
+        try {
+            return !objet->_non_existent();
+        } catch (const CORBA::COMM_FAILURE&) {
+            if (!premier) // the first may be said of a connection to the server's former life
+                return false;
+        } catch (const CORBA::TRANSIENT&) {
+            return false;
+        } catch (const CORBA::TIMEOUT&) {
+            return false;
+        } catch (const CORBA::OBJECT_NOT_EXIST&) {
+            return false;
+        }
     }
-    return objet._retn();
 }
 
 void publierSousCle(CORBA::ORB_ptr orb, const std::string& cle, PortableServer::Servant servant)
