@@ -93,7 +93,12 @@ Session::~Session() { fermer(); }
 
 std::shared_ptr<MoteurSession> Session::moteur() const { return std::atomic_load(&_moteur); }
 
-void Session::ouvrir(const Options& options) { std::atomic_store(&_moteur, MoteurSession::ouvrir(options)); }
+void Session::ouvrir(const Options& options)
+{
+    const std::shared_ptr<MoteurSession> nouveau = MoteurSession::installer(options);
+    std::atomic_store(&_moteur, nouveau); // first: an observer may call back before this function returns
+    nouveau->demarrer();
+}
 
 bool Session::attendreActive(Duree delai)
 {

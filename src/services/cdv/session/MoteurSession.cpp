@@ -88,21 +88,13 @@ std::shared_ptr<MoteurSession> MoteurSession::actuel()
     return client().moteur;
 }
 
-std::shared_ptr<MoteurSession> MoteurSession::ouvrir(const Options& options)
+std::shared_ptr<MoteurSession> MoteurSession::installer(const Options& options)
 {
     const auto moteur = std::make_shared<MoteurSession>(options);
-    {
-        const std::lock_guard<std::mutex> verrou(client().mutex);
-        if (client().moteur)
-            throw Erreur(orix::OXS_DEJA_CONNECTE, "a cdv session is already open in this process");
-        client().moteur = moteur;
-    }
-    try {
-        moteur->demarrer();
-    } catch (...) { // no thread to be had
-        moteur->fermer();
-        throw;
-    }
+    const std::lock_guard<std::mutex> verrou(client().mutex);
+    if (client().moteur)
+        throw Erreur(orix::OXS_DEJA_CONNECTE, "a cdv session is already open in this process");
+    client().moteur = moteur;
     return moteur;
 }
 
@@ -117,12 +109,17 @@ MoteurSession::MoteurSession(const Options& options) : _options(options), _horlo
 
 void MoteurSession::demarrer()
 {
-    const Verrou verrou(_mutex);
     const std::shared_ptr<MoteurSession> moi = shared_from_this();
-    _connexion = std::thread([moi] { moi->tenirConnexion(); });
-    _minuterie = std::thread([moi] { moi->minuter(); });
-    changerEtat(evenement(EtatSession::activation));
-    essayer(Duree(0));
+    try {
+        const Verrou verrou(_mutex);
+        _connexion = std::thread([moi] { moi->tenirConnexion(); });
+        _minuterie = std::thread([moi] { moi->minuter(); });
+        changerEtat(evenement(EtatSession::activation));
+        essayer(Duree(0));
+    } catch (...) { // no thread to be had
+        fermer();
+        throw;
+    }
 }
 
 void MoteurSession::fermer()

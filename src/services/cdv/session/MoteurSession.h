@@ -22,8 +22,9 @@ class MoteurSession : public std::enable_shared_from_this<MoteurSession>, orix::
   public:
     /// The engine whose session is open in this process; may be null.
     static std::shared_ptr<MoteurSession> actuel();
-    /// Throws Erreur when there is one already.
-    static std::shared_ptr<MoteurSession> ouvrir(const Options& options);
+    /// A new one, in the place; throws Erreur when it is taken. To be started, then closed.
+    static std::shared_ptr<MoteurSession> installer(const Options& options);
+    void demarrer();
     /// The client of the process is about to be destroyed: the answer to an activation that a closed session
     /// left behind, should one still come, calls nothing any more.
     static void oublierActivation();
@@ -76,7 +77,6 @@ class MoteurSession : public std::enable_shared_from_this<MoteurSession>, orix::
         unsigned long long appel = 0; ///< the last call that had begun when the last of them came
     };
 
-    void demarrer();
     void attendreCalme(Verrou& verrou);
     Instant dans(Duree delai) const;
     void minuter();

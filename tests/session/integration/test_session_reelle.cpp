@@ -1,0 +1,238 @@
+// Sessions against two real servers over one file, linked as an application links them.
+#include "CdvSession.h"
+#include "DossierTemporaire.h"
+#include "ServeurReel.h"
+
+#include <csignal>
+#include <gmock/gmock.h>
+#include <map>
+#include <mutex>
+#include <set>
+
+namespace {
+
+using namespace std::chrono_literals;
+using cdv::EtatSession;
+using cdv::Evenement;
+using cdv::Resultat;
+using cdv::Session;
+using cdv::Vol;
+using Etat = cdv::Resultat::Etat;
+
+Vol unVol(const std::string& identifiant)
+{
+    Vol vol;
+    vol.ecrire("identifiant", identifiant);
+    return vol;
+}
+
+/// Two servers, the middleware of this process, and what an observer was told.
+class SessionReelle : public ::testing::Test
+{
+  protected:
+    std::unique_ptr<essais::ServeurReel> lancer(const std::string& nom, int port)
+    {
+        return std::make_unique<essais::ServeurReel>(
+            _dossier.fichier("vols.db"),
+            std::vector<std::string>{"--nom", nom, "--periode-ping", "200", "--delai-ping", "500"}, port);
+    }
+    orix::Configuration configuration()
+    {
+        orix::Configuration configuration;
+        configuration.routage["cdv"] = {_serveurs["cdv1"]->url(), _serveurs["cdv2"]->url()};
+        configuration.periodePing = 200ms;
+        configuration.delaiPing = 500ms;
+        configuration.delaiConnexion = configuration.delaiAppel = 1000ms;
+        configuration.niveauTrace = 0;
+        return configuration;
+    }
+    cdv::Options options()
+    {
+        cdv::Options options;
+        options.delaiReprise = 50ms;
+        options.delaiRepriseMax = 500ms;
+        options.delaiRequete = 60s;
+        options.observateur = [this](const Evenement& evenement) {
+            const std::lock_guard<std::mutex> verrou(_mutex);
+            _evenements.push_back(evenement);
+            _arrivee.notify_all();
+        };
+        return options;
+    }
+    /// The next event of that state.
+    Evenement attendre(EtatSession etat)
+    {
+        std::unique_lock<std::mutex> verrou(_mutex);
+        for (;;) {
+            _arrivee.wait(verrou, [this] { return _lus < _evenements.size(); });
+            if (const Evenement evenement = _evenements[_lus++]; evenement.etat == etat)
+                return evenement;
+        }
+    }
+    std::set<std::string> toutLister(Session& session)
+    {
+        std::set<std::string> identifiants;
+        cdv::Flux flux = session.parcourir(unVol("*"), 16);
+        for (const Vol& vol : flux)
+            EXPECT_TRUE(identifiants.emplace(*vol.lire("identifiant")).second);
+        EXPECT_TRUE(flux.resultat()) << flux.resultat().texte();
+        return identifiants;
+    }
+
+    essais::DossierTemporaire _dossier;
+    std::map<std::string, std::unique_ptr<essais::ServeurReel>> _serveurs = [this] {
+        std::map<std::string, std::unique_ptr<essais::ServeurReel>> serveurs;
+        for (const char* nom : {"cdv1", "cdv2"})
+            serveurs[nom] = lancer(nom, essais::portReserve());
+        return serveurs;
+    }();
+    int _argc = 0;
+    cdv::Processus _processus{_argc, nullptr, configuration()};
+
+  private:
+    std::mutex _mutex;
+    std::condition_variable _arrivee;
+    std::vector<Evenement> _evenements;
+    std::size_t _lus = 0;
+};
+
+TEST_F(SessionReelle, UneVieDeVol)
+{
+    Session session{options()};
+    EXPECT_EQ(session.dernierEvenement().serveur, "cdv1");
+
+    Vol vol;
+    for (const std::string_view nom : Vol::champs())
+        vol.ecrire(nom, "\xE9" + std::string(nom));
+    vol.ecrire("identifiant", "A").ecrire("piste", "").effacer("nature");
+    vol.ajouterPoint("LFBO").ajouterChangement({"parking", "B12", std::nullopt});
+    const Resultat creation = session.creer(vol).get();
+    ASSERT_TRUE(creation) << creation.texte();
+    EXPECT_EQ(*creation.vol, vol);
+    EXPECT_EQ(session.creer(vol).get().texte(), "refused by the server: it already exists (code 1)");
+
+    const Resultat changement = session.modifier(unVol("A").ecrire("parking", "Z99")).get();
+    EXPECT_EQ(*changement.vol, vol.ecrire("parking", "Z99"));
+    EXPECT_EQ(*session.consulter(unVol("A")).get().vol, vol);
+    ASSERT_EQ(session.lister(unVol("*")).get().vols.size(), 1u);
+    EXPECT_TRUE(session.supprimer(unVol("A")).get());
+    EXPECT_EQ(session.consulter(unVol("A")).get().code, 2);
+}
+
+TEST_F(SessionReelle, MortDUnServeurEnPleinTrafic)
+{
+    Session session{options()};
+    constexpr int NOMBRE = 3000;
+    std::mutex mutex;
+    std::condition_variable fin;
+    std::map<std::string, Etat> fins;
+    int doubles = 0;
+    const auto creer = [&](int n) {
+        const std::string identifiant = "V" + std::to_string(n);
+        session.creer(unVol(identifiant), [&, identifiant](const Resultat& resultat) {
+            const std::lock_guard<std::mutex> verrou(mutex);
+            doubles += !fins.emplace(identifiant, resultat.etat).second;
+            if (fins.size() == NOMBRE / 10)
+                _serveurs["cdv1"]->signaler(SIGSTOP); // what is under way stays so until the death
+            fin.notify_all();
+        });
+    };
+    for (int n = 0; n < NOMBRE; ++n) {
+        if (n == NOMBRE / 2) { // the others after the loss
+            {
+                std::unique_lock<std::mutex> verrou(mutex);
+                fin.wait(verrou, [&] { return fins.size() >= NOMBRE / 10; });
+            }
+            creer(NOMBRE);
+            _serveurs["cdv1"]->signaler(SIGKILL);
+            attendre(EtatSession::active);
+            const Evenement perte = attendre(EtatSession::attente);
+            EXPECT_TRUE(perte.perte);
+            EXPECT_EQ(attendre(EtatSession::active).serveur, "cdv2");
+        }
+        creer(n);
+    }
+    {
+        std::unique_lock<std::mutex> verrou(mutex);
+        fin.wait(verrou, [&] { return fins.size() == NOMBRE + 1; });
+    }
+    EXPECT_EQ(doubles, 0);
+
+    const std::set<std::string> presents = toutLister(session);
+    std::map<Etat, int> nombres;
+    for (const auto& [identifiant, etat] : fins) {
+        ++nombres[etat];
+        if (etat != Etat::perdu) {
+            EXPECT_EQ(presents.count(identifiant), etat == Etat::fait ? 1u : 0u) << identifiant;
+        }
+    }
+    EXPECT_GE(nombres[Etat::fait], NOMBRE / 10 + NOMBRE / 2);
+    EXPECT_GT(nombres[Etat::perdu], 0);
+}
+
+TEST_F(SessionReelle, LesDeuxServeursPuisUnSeulReviennent)
+{
+    Session session{options()};
+    EXPECT_TRUE(session.creer(unVol("A")).get());
+    EXPECT_EQ(attendre(EtatSession::active).serveur, "cdv1");
+
+    for (const char* nom : {"cdv2", "cdv1"}) {
+        _serveurs[nom]->signaler(SIGKILL);
+        _serveurs[nom]->attendreFin();
+    }
+    EXPECT_TRUE(attendre(EtatSession::attente).perte);
+    Evenement sansPersonne = attendre(EtatSession::attente); // both were tried
+    EXPECT_FALSE(sansPersonne.perte);
+    EXPECT_GT(sansPersonne.delai, 0ms);
+    EXPECT_EQ(session.consulter(unVol("A")).get().etat, Etat::nonEnvoye);
+
+    const int port = _serveurs["cdv2"]->port();
+    _serveurs["cdv2"] = lancer("cdv2", port);
+    EXPECT_EQ(attendre(EtatSession::active).serveur, "cdv2");
+    EXPECT_TRUE(session.consulter(unVol("A")).get());
+
+    // It stops in good order: told, not found out; and comes back.
+    _serveurs["cdv2"]->signaler(SIGTERM);
+    EXPECT_EQ(attendre(EtatSession::attente).statut, orix::OXS_SERVICE_NON_ACTIVE);
+    EXPECT_EQ(_serveurs["cdv2"]->attendreFin(), 0);
+    _serveurs["cdv2"] = lancer("cdv2", port);
+    EXPECT_EQ(attendre(EtatSession::active).serveur, "cdv2");
+    EXPECT_EQ(toutLister(session), std::set<std::string>{"A"});
+}
+
+TEST_F(SessionReelle, OuvertesEtFermeesSansRepit)
+{
+    for (int i = 0; i < 20; ++i) {
+        Session session;
+        session.ouvrir(options()); // closed while it activates, while it asks, or at rest
+        if (i % 4 != 0) {
+            ASSERT_TRUE(session.attendreActive(30s));
+        }
+        if (i % 4 == 2)
+            session.creer(unVol(std::to_string(i)), [](const Resultat&) {});
+        if (i % 4 == 3) {
+            EXPECT_TRUE(session.creer(unVol(std::to_string(i))).get());
+        }
+    }
+    EXPECT_TRUE(Session{options()}.estActive());
+}
+
+TEST_F(SessionReelle, UnFluxRetientLeServeurSansLePerdre)
+{
+    Session session{options()};
+    constexpr int NOMBRE = 2000;
+    std::vector<std::future<Resultat>> creations;
+    for (int n = 0; n < NOMBRE; ++n)
+        creations.push_back(session.creer(unVol(std::to_string(n))));
+    for (auto& creation : creations)
+        ASSERT_TRUE(creation.get());
+    EXPECT_EQ(toutLister(session).size(), static_cast<std::size_t>(NOMBRE));
+
+    cdv::Flux flux = session.parcourir(unVol("*"), 8);
+    EXPECT_TRUE(flux.suivant());
+    flux.abandonner();
+    EXPECT_TRUE(session.consulter(unVol("7")).get()); // the rest of the listing is passed over
+    EXPECT_EQ(session.etat(), EtatSession::active);
+}
+
+} // namespace

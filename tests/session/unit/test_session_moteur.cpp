@@ -1,0 +1,834 @@
+// Sessions over a facade, a callback thread and, where time matters, a clock that the test holds in its
+// hands.
+#include "CapteurTraces.h"
+#include "CdvSession.h"
+#include "FacadeFactice.h"
+#include "MoteurSession.h"
+
+#include <future>
+#include <gmock/gmock.h>
+#include <numeric>
+
+namespace {
+
+using namespace std::chrono_literals;
+using cdv::EtatSession;
+using cdv::Evenement;
+using cdv::Options;
+using cdv::Resultat;
+using cdv::ResultatListe;
+using cdv::Session;
+using cdv::Vol;
+using essais::Facade;
+using Etat = cdv::Resultat::Etat;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+Vol unVol(const std::string& identifiant = "V")
+{
+    Vol vol;
+    vol.ecrire("identifiant", identifiant);
+    return vol;
+}
+
+std::vector<std::string> identifiants(const std::vector<Vol>& vols)
+{
+    std::vector<std::string> liste;
+    for (const Vol& vol : vols)
+        liste.emplace_back(*vol.lire("identifiant"));
+    return liste;
+}
+
+std::vector<std::string> numeros(int nombre)
+{
+    std::vector<std::string> liste;
+    for (int i = 1; i <= nombre; ++i)
+        liste.push_back(std::to_string(i));
+    return liste;
+}
+
+template <class R>
+bool estPret(const std::future<R>& future)
+{
+    return future.wait_for(0s) == std::future_status::ready;
+}
+
+/// Something awaited: the test goes on when it comes.
+class Signal
+{
+  public:
+    void donner() { _promesse.set_value(); }
+    void attendre() { _future.wait(); }
+
+  private:
+    std::promise<void> _promesse;
+    std::future<void> _future = _promesse.get_future();
+};
+
+/// The changes of state, as an observer was told.
+class Journal
+{
+  public:
+    std::function<void(const Evenement&)> observateur()
+    {
+        return [this](const Evenement& evenement) {
+            const std::lock_guard<std::mutex> verrou(_mutex);
+            _evenements.push_back(evenement);
+            _arrivee.notify_all();
+        };
+    }
+    Evenement prendre()
+    {
+        std::unique_lock<std::mutex> verrou(_mutex);
+        _arrivee.wait(verrou, [this] { return !_evenements.empty(); });
+        Evenement evenement = _evenements.front();
+        _evenements.pop_front();
+        return evenement;
+    }
+    /// The next event, in a line.
+    std::string texte()
+    {
+        const Evenement e = prendre();
+        return std::string(cdv::texteEtat(e.etat)) + " " + std::to_string(e.statut) + " " +
+               std::to_string(e.delai.count()) + (e.perte ? " loss" : "") + e.serveur;
+    }
+    bool estVide()
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        return _evenements.empty();
+    }
+
+  private:
+    std::mutex _mutex;
+    std::condition_variable _arrivee;
+    std::deque<Evenement> _evenements;
+};
+
+class SessionFactice : public ::testing::Test
+{
+  protected:
+    ~SessionFactice() override { cdv::Horloge::installer(std::make_shared<cdv::Horloge>()); }
+
+    /// To be called before the session is opened.
+    void tenirLeTemps() { cdv::Horloge::installer(horloge); }
+
+    Options sansReprise()
+    {
+        Options options;
+        options.reprise = false;
+        return options;
+    }
+
+    Facade facade;
+    const std::shared_ptr<essais::HorlogeManuelle> horloge = std::make_shared<essais::HorlogeManuelle>();
+};
+
+// ---- Answers
+
+TEST_F(SessionFactice, ChaqueRequeteASaReponse)
+{
+    Session session{Options{}};
+    const struct
+    {
+        std::future<Resultat> (Session::*demander)(const Vol&, Session::Delai);
+        const char* operation;
+        bool avecVol;
+    } CAS[] = {{&Session::creer, "cree", true},
+               {&Session::modifier, "modifie", true},
+               {&Session::supprimer, "supprime", false},
+               {&Session::consulter, "consulte", true}};
+    for (const auto& cas : CAS) {
+        for (const int code : {0, 2}) {
+            std::future<Resultat> future = (session.*cas.demander)(unVol("A"), {});
+            EXPECT_EQ(facade.derniere().operation, cas.operation);
+            EXPECT_EQ(facade.derniere().identifiant, "A");
+            EXPECT_FALSE(estPret(future));
+            facade.repondre(facade.derniere(), code);
+            const Resultat resultat = future.get();
+            EXPECT_EQ(resultat.etat, code == 0 ? Etat::fait : Etat::refuse);
+            EXPECT_EQ(static_cast<bool>(resultat), code == 0);
+            EXPECT_EQ(resultat.code, code);
+            EXPECT_EQ(resultat.texte(),
+                      code == 0 ? "done" : "refused by the server: no such record (code 2)");
+            ASSERT_EQ(resultat.vol.has_value(), cas.avecVol);
+            if (cas.avecVol) {
+                EXPECT_EQ(resultat.vol->lire("identifiant"), "V");
+            }
+        }
+    }
+    auto liste = session.lister(unVol("*"));
+    for (const std::string& n : numeros(3))
+        facade.envoyer(facade.derniere().idOp, n);
+    facade.repondre(facade.derniere(), 0);
+    const ResultatListe resultat = liste.get();
+    EXPECT_TRUE(resultat);
+    EXPECT_EQ(identifiants(resultat.vols), numeros(3));
+    EXPECT_EQ(session.nombreEnCours(), 0u);
+}
+
+TEST_F(SessionFactice, LaNotificationDepasseLAppel)
+{
+    Session session{Options{}};
+    facade.surRequete = [&](const Facade::Requete& requete) {
+        facade.repondre("modifie", requete.idOp);     // not for this one: another kind
+        facade.repondre("cree", requete.idOp + 1000); // nobody's
+        if (requete.operation == "liste")
+            for (const std::string& n : numeros(5))
+                facade.envoyer(requete.idOp, n);
+        facade.repondre(requete);
+        facade.repondre(requete, 3); // twice
+        facade.fil.vider();          // all of it has run before the number is known
+        return orix::OXS_OK;
+    };
+    auto creation = session.creer(unVol());
+    ASSERT_TRUE(estPret(creation));
+    EXPECT_EQ(creation.get().etat, Etat::fait);
+    EXPECT_EQ(identifiants(session.lister(unVol()).get().vols), numeros(5));
+
+    // A completion does not run inside the call, nor under the lock of who calls.
+    std::mutex mutex;
+    std::promise<std::thread::id> fil;
+    {
+        const std::lock_guard<std::mutex> verrou(mutex);
+        session.consulter(unVol(), [&](Resultat resultat) {
+            const std::lock_guard<std::mutex> verrou(mutex);
+            EXPECT_EQ(resultat.etat, Etat::fait);
+            fil.set_value(std::this_thread::get_id());
+        });
+    }
+    EXPECT_NE(fil.get_future().get(), std::this_thread::get_id());
+
+    cdv::Flux flux = session.parcourir(unVol(), 2);
+    std::vector<Vol> vols;
+    for (Vol& vol : flux)
+        vols.push_back(std::move(vol));
+    EXPECT_EQ(identifiants(vols), numeros(5));
+    EXPECT_EQ(flux.resultat().etat, Etat::fait);
+    EXPECT_EQ(session.nombreEnCours(), 0u);
+}
+
+TEST_F(SessionFactice, CeQuiDepasseEstBorneEtRienNeSePerd)
+{
+    Session session{Options{}};
+    constexpr int NOMBRE = 3 * static_cast<int>(cdv::MoteurSession::MAX_DEPOTS);
+    Signal borne;
+    facade.surRequete = [&](const Facade::Requete& requete) {
+        for (const std::string& n : numeros(NOMBRE)) {
+            facade.envoyer(requete.idOp, n);
+            if (std::stoul(n) == cdv::MoteurSession::MAX_DEPOTS)
+                facade.fil.poster([&] { borne.donner(); });
+        }
+        facade.repondre(requete);
+        borne.attendre(); // the callback thread goes no further than the bound while this call lasts
+        return orix::OXS_OK;
+    };
+    EXPECT_EQ(identifiants(session.lister(unVol()).get().vols), numeros(NOMBRE));
+}
+
+TEST_F(SessionFactice, NotificationsQuePersonneNAttend)
+{
+    Session session{Options{}};
+    auto future = session.creer(unVol());
+    const Facade::Requete requete = facade.derniere();
+    facade.repondre("modifie", requete.idOp);
+    facade.repondre("liste", requete.idOp);
+    facade.envoyer(requete.idOp, "X");
+    facade.repondre("cree", 4711);
+    facade.fil.vider();
+    EXPECT_FALSE(estPret(future));
+    facade.repondre(requete, 1);
+    facade.repondre(requete, 0);
+    EXPECT_EQ(future.get().code, 1);
+    facade.fil.vider();
+    EXPECT_TRUE(session.creer(unVol()).valid());
+    EXPECT_EQ(session.nombreEnCours(), 1u); // the second answer was not filed for it
+}
+
+// ---- No answer
+
+TEST_F(SessionFactice, Delai)
+{
+    tenirLeTemps();
+    Session session{Options{}};
+    auto longue = session.creer(unVol(), 60s);
+    auto courte = session.creer(unVol("C"));
+    const Facade::Requete requete = facade.derniere();
+    auto sansFin = session.creer(unVol(), 0s);
+    horloge->avancer(9999ms);
+    EXPECT_FALSE(estPret(courte));
+    horloge->avancer(1ms);
+    const Resultat resultat = courte.get();
+    EXPECT_EQ(resultat.etat, Etat::delai);
+    EXPECT_EQ(resultat.texte(), "no answer in time: it may or may not have been done");
+    facade.repondre(requete); // too late
+    facade.fil.vider();
+    EXPECT_FALSE(estPret(longue));
+    horloge->avancer(50s);
+    EXPECT_EQ(longue.get().etat, Etat::delai);
+    horloge->avancer(std::chrono::hours(24 * 365));
+    EXPECT_FALSE(estPret(sansFin));
+
+    // A listing is late when nothing comes, not when much comes.
+    auto liste = session.lister(unVol(), 10s);
+    for (const std::string& n : numeros(3)) {
+        horloge->avancer(9s);
+        facade.envoyer(facade.derniere().idOp, n);
+        facade.fil.vider();
+    }
+    EXPECT_FALSE(estPret(liste));
+    horloge->avancer(10s);
+    const ResultatListe incomplete = liste.get();
+    EXPECT_EQ(incomplete.etat, Etat::delai);
+    EXPECT_EQ(identifiants(incomplete.vols), numeros(3));
+
+    // In the middle of the call.
+    facade.surRequete = [&](const Facade::Requete&) {
+        horloge->avancer(10s);
+        return orix::OXS_OK;
+    };
+    EXPECT_EQ(session.creer(unVol()).get().etat, Etat::delai);
+}
+
+TEST_F(SessionFactice, Perte)
+{
+    Session session{sansReprise()};
+    std::vector<std::future<Resultat>> futures;
+    for (int i = 0; i < 10; ++i)
+        futures.push_back(session.creer(unVol()));
+    cdv::Flux flux = session.parcourir(unVol());
+    facade.envoyer(facade.derniere().idOp, "1");
+    facade.surRequete = [&](const Facade::Requete&) {
+        facade.perdre(orix::OXS_ECHEC_PING);
+        facade.fil.vider();
+        return orix::OXS_OK;
+    };
+    futures.push_back(session.modifier(unVol())); // lost during its call
+    for (std::future<Resultat>& future : futures) {
+        ASSERT_TRUE(estPret(future));
+        const Resultat resultat = future.get();
+        EXPECT_EQ(resultat.etat, Etat::perdu);
+        EXPECT_EQ(resultat.statut, orix::OXS_ECHEC_PING);
+        EXPECT_THAT(resultat.texte(), HasSubstr("(OXS_ECHEC_PING): it may or may not"));
+    }
+    EXPECT_EQ(flux.suivant()->lire("identifiant"), "1"); // what came before the loss
+    EXPECT_EQ(flux.suivant(), std::nullopt);
+    EXPECT_EQ(flux.resultat().etat, Etat::perdu);
+
+    EXPECT_EQ(session.etat(), EtatSession::perdue);
+    EXPECT_FALSE(session.attendreActive(1h));
+    const std::size_t avant = facade.nombreRequetes();
+    const Resultat refuse = session.creer(unVol()).get();
+    EXPECT_EQ(refuse.etat, Etat::nonEnvoye);
+    EXPECT_EQ(refuse.texte(), "not sent (OXS_ECHEC_PING)");
+    EXPECT_EQ(facade.nombreRequetes(), avant);
+
+    // Answers of the lost connection mean nothing to the next one.
+    session.activer();
+    EXPECT_TRUE(session.attendreActive(1h));
+    facade.surRequete = [](const Facade::Requete&) { return orix::OXS_ERREUR_CORBA; };
+    EXPECT_EQ(session.creer(unVol()).get().statut, orix::OXS_ERREUR_CORBA);
+    EXPECT_EQ(session.nombreEnCours(), 0u);
+}
+
+// ---- End of a session
+
+TEST_F(SessionFactice, LaSessionMeurtAvantLesReponses)
+{
+    std::vector<Facade::Requete> requetes;
+    std::future<Resultat> creation;
+    std::optional<cdv::Flux> flux;
+    int completions = 0;
+    {
+        Session session{Options{}};
+        creation = session.creer(unVol());
+        requetes.push_back(facade.derniere());
+        flux = session.parcourir(unVol());
+        requetes.push_back(facade.derniere());
+        session.consulter(unVol(), [&](Resultat resultat) {
+            EXPECT_EQ(resultat.etat, Etat::ferme);
+            ++completions;
+        });
+        requetes.push_back(facade.derniere());
+        EXPECT_EQ(session.nombreEnCours(), 3u);
+    }
+    EXPECT_EQ(completions, 1);
+    EXPECT_EQ(creation.get().texte(), "closed before the answer: it may or may not have been done");
+    EXPECT_EQ(flux->suivant(), std::nullopt);
+    EXPECT_EQ(flux->resultat().etat, Etat::ferme);
+    EXPECT_EQ(facade.desactivations(), 1);
+    for (const Facade::Requete& requete : requetes)
+        facade.repondre(requete);
+    facade.perdre(orix::OXS_ECHEC_PING);
+    facade.fil.vider();
+    EXPECT_EQ(completions, 1);
+
+    Session jamaisOuverte;
+    EXPECT_EQ(jamaisOuverte.creer(unVol()).get().statut, orix::OXS_SERVICE_NON_ACTIVE);
+    EXPECT_EQ(jamaisOuverte.parcourir(unVol()).suivant(), std::nullopt);
+    EXPECT_FALSE(jamaisOuverte.attendreActive(1h));
+}
+
+TEST_F(SessionFactice, LaFinAttendLaCompletionEnCours)
+{
+    auto session = std::make_unique<Session>(Options{});
+    Signal entree;
+    Signal sortie;
+    std::atomic<bool> finie{false};
+    session->creer(unVol(), [&](Resultat) {
+        entree.donner();
+        sortie.attendre();
+        finie = true;
+    });
+    facade.repondre(facade.derniere());
+    entree.attendre();
+    std::thread fermeture([&] {
+        session.reset();
+        EXPECT_TRUE(finie);
+    });
+    sortie.donner();
+    fermeture.join();
+}
+
+TEST_F(SessionFactice, LaSessionFinitDansUnRappel)
+{
+    // In a completion on the callback thread, with another one that waits behind it.
+    for (const bool detruire : {false, true}) {
+        auto session = std::make_unique<Session>(Options{});
+        Signal derniere;
+        session->creer(unVol(), [&](Resultat resultat) {
+            EXPECT_EQ(resultat.etat, Etat::fait);
+            detruire ? session.reset() : session->fermer();
+        });
+        const Facade::Requete requete = facade.derniere();
+        session->creer(unVol(), [&](Resultat resultat) {
+            EXPECT_EQ(resultat.etat, Etat::ferme);
+            derniere.donner();
+        });
+        facade.repondre(requete);
+        derniere.attendre();
+        facade.fil.vider();
+    }
+    // In an observer, on the session's own thread.
+    auto session = std::make_unique<Session>();
+    Signal ouverte;
+    Signal ferme;
+    Options options;
+    options.observateur = [&](const Evenement& evenement) {
+        if (evenement.etat == EtatSession::activation) {
+            ouverte.attendre();
+            session.reset();
+        } else if (evenement.etat == EtatSession::fermee)
+            ferme.donner();
+    };
+    session->ouvrir(options);
+    ouverte.donner();
+    ferme.attendre();
+    facade.fil.vider();
+    EXPECT_TRUE(Session{Options{}}.estActive()); // the place is free
+}
+
+// ---- Completions
+
+TEST_F(SessionFactice, LesCompletionsPeuventToutAppeler)
+{
+    essais::CapteurTraces traces;
+    Session session{Options{}};
+    facade.surRequete = [&](const Facade::Requete& requete) {
+        facade.repondre(requete);
+        return orix::OXS_OK;
+    };
+    std::promise<int> profondeur;
+    std::function<void(int)> suivante = [&](int n) {
+        session.creer(unVol(), [&, n](Resultat resultat) {
+            EXPECT_TRUE(resultat);
+            EXPECT_TRUE(session.estActive());
+            EXPECT_THROW(session.attendreActive(1s), std::logic_error);
+            EXPECT_THROW(session.parcourir(unVol()).suivant(), std::logic_error);
+            if (n == 100)
+                profondeur.set_value(n);
+            else
+                suivante(n + 1);
+            throw std::runtime_error("oubliee");
+        });
+    };
+    suivante(1);
+    EXPECT_EQ(profondeur.get_future().get(), 100);
+    session.creer(unVol(), [](Resultat) { throw 1; });
+    session.creer(unVol(), Session::Fin());
+    EXPECT_TRUE(session.creer(unVol()).get()); // the thread goes on
+    EXPECT_EQ(traces.compter("Exception non prévue dans un appel de l'application : oubliee"), 100);
+}
+
+TEST_F(SessionFactice, UneCompletionQuiInsisteNeBloquePasLaSession)
+{
+    Session session{Options{}};
+    Signal faite;
+    std::function<void()> insister = [&] {
+        session.creer(unVol(), [&](Resultat resultat) {
+            if (resultat)
+                faite.donner();
+            else
+                insister(); // at once, for as long as it takes
+        });
+    };
+    insister();
+    facade.surRequete = [&](const Facade::Requete& requete) {
+        facade.repondre(requete);
+        return orix::OXS_OK;
+    };
+    facade.perdre(orix::OXS_ECHEC_PING);
+    faite.attendre();
+}
+
+TEST_F(SessionFactice, CompletionsUneALaFois)
+{
+    tenirLeTemps();
+    Session session{Options{}};
+    std::atomic<int> dedans{0};
+    std::atomic<int> faites{0};
+    Signal toutes;
+    const auto fin = [&](Resultat) {
+        EXPECT_EQ(++dedans, 1);
+        std::this_thread::yield();
+        --dedans;
+        if (++faites == 400)
+            toutes.donner();
+    };
+    // Answers on the callback thread, time-outs and overtaken calls on the session's.
+    facade.surRequete = [&](const Facade::Requete& requete) {
+        if (requete.idOp % 2 == 0)
+            facade.repondre(requete);
+        return orix::OXS_OK;
+    };
+    std::vector<std::thread> fils;
+    for (int i = 0; i < 4; ++i)
+        fils.emplace_back([&] {
+            for (int n = 0; n < 100; ++n) {
+                session.creer(unVol(), fin, 5ms);
+                horloge->avancer(1ms);
+            }
+        });
+    for (std::thread& fil : fils)
+        fil.join();
+    horloge->avancer(5ms);
+    toutes.attendre();
+}
+
+// ---- Streams
+
+TEST_F(SessionFactice, FluxBorne)
+{
+    Session session{Options{}};
+    cdv::Flux flux = session.parcourir(unVol(), 4);
+    EXPECT_THROW(flux.resultat(), std::logic_error);
+    std::atomic<int> livres{0};
+    Signal plein;
+    for (const std::string& n : numeros(100)) {
+        facade.envoyer(facade.derniere().idOp, n);
+        facade.fil.poster([&] {
+            if (++livres == 4)
+                plein.donner();
+        });
+    }
+    facade.repondre(facade.derniere());
+    plein.attendre();
+    std::vector<std::string> lus;
+    while (std::optional<Vol> vol = flux.suivant()) {
+        lus.emplace_back(*vol->lire("identifiant"));
+        // Never further ahead than the bound, and the record that waits for its place.
+        EXPECT_LE(livres, static_cast<int>(lus.size()) + 4);
+    }
+    EXPECT_EQ(lus, numeros(100));
+    EXPECT_EQ(flux.resultat().etat, Etat::fait);
+}
+
+TEST_F(SessionFactice, LeLecteurLentNEstPasUnServeurLent)
+{
+    tenirLeTemps();
+    Session session{Options{}};
+    cdv::Flux flux = session.parcourir(unVol(), 1, 10s);
+    Signal plein;
+    facade.envoyer(facade.derniere().idOp, "1");
+    facade.fil.poster([&] { plein.donner(); });
+    facade.envoyer(facade.derniere().idOp, "2"); // waits for its place
+    facade.repondre(facade.derniere());
+    plein.attendre();
+    std::vector<std::string> lus;
+    for (Vol& vol : flux)
+        lus.emplace_back(*vol.lire("identifiant"));
+    EXPECT_EQ(lus, numeros(2));
+    EXPECT_EQ(flux.resultat().etat, Etat::fait);
+}
+
+TEST_F(SessionFactice, QuiLitUnFluxPeutAttendreAutreChose)
+{
+    Session session{Options{}};
+    facade.surRequete = [&](const Facade::Requete& requete) {
+        if (requete.operation == "liste")
+            for (const std::string& n : numeros(50))
+                facade.envoyer(requete.idOp, n);
+        facade.repondre(requete);
+        return orix::OXS_OK;
+    };
+    int nombre = 0;
+    for (const Vol& vol : session.parcourir(unVol(), 1)) {
+        EXPECT_TRUE(session.modifier(vol).get()); // its answer comes behind the records
+        ++nombre;
+    }
+    EXPECT_EQ(nombre, 50);
+}
+
+TEST_F(SessionFactice, FluxAbandonne)
+{
+    Session session{Options{}};
+    const auto remplir = [&] {
+        for (const std::string& n : numeros(10))
+            facade.envoyer(facade.derniere().idOp, n);
+        facade.repondre(facade.derniere());
+    };
+    {
+        const cdv::Flux flux = session.parcourir(unVol(), 1);
+        remplir();
+    }
+    facade.fil.vider(); // the callback thread is free
+    cdv::Flux flux = session.parcourir(unVol(), 1);
+    remplir();
+    EXPECT_TRUE(flux.suivant());
+    flux.abandonner();
+    EXPECT_EQ(flux.suivant(), std::nullopt);
+    EXPECT_EQ(flux.resultat().etat, Etat::ferme);
+    facade.fil.vider();
+
+    flux = session.parcourir(unVol(), 1);
+    remplir();
+    session.fermer(); // releases the callback thread, too
+    facade.fil.vider();
+    EXPECT_EQ(session.nombreEnCours(), 0u);
+}
+
+// ---- Activation
+
+TEST_F(SessionFactice, UneSeuleSessionALaFois)
+{
+    Session premiere{Options{}};
+    try {
+        Session seconde{Options{}};
+        FAIL();
+    } catch (const cdv::Erreur& erreur) {
+        EXPECT_EQ(erreur.statut(), orix::OXS_DEJA_CONNECTE);
+        EXPECT_STREQ(erreur.what(), "a cdv session is already open in this process");
+    }
+    EXPECT_THROW(premiere.ouvrir(), cdv::Erreur);
+    premiere.fermer();
+    premiere.ouvrir();
+    EXPECT_TRUE(premiere.attendreActive(1h));
+    EXPECT_TRUE(premiere.estActive());
+}
+
+TEST_F(SessionFactice, AucunServeurALOuverture)
+{
+    facade.surActive = [] { return orix::OXS_CONNEXION_IMPOSSIBLE; };
+    try {
+        Session session{Options{}};
+        FAIL();
+    } catch (const cdv::Erreur& erreur) {
+        EXPECT_EQ(erreur.statut(), orix::OXS_CONNEXION_IMPOSSIBLE);
+        EXPECT_THAT(erreur.what(), HasSubstr("no server of the service \"cdv\" accepts a session"));
+    }
+    EXPECT_EQ(facade.activations(), 2); // both servers
+
+    facade.surActive = [] { return orix::OXS_NOYAU_NON_INITIALISE; };
+    Session session; // no use insisting
+    session.ouvrir();
+    EXPECT_FALSE(session.attendreActive(1h));
+    EXPECT_EQ(session.etat(), EtatSession::perdue);
+    EXPECT_EQ(facade.activations(), 3);
+}
+
+TEST_F(SessionFactice, ActivationRefuseePuisAcceptee)
+{
+    facade.surActive = [&] {
+        facade.activer(facade.activations() == 1 ? orix::OXS_NOK : orix::OXS_OK, "cdv2");
+        facade.fil.vider(); // the answer overtakes the call
+        return orix::OXS_OK;
+    };
+    Session session{sansReprise()};
+    EXPECT_EQ(session.dernierEvenement().serveur, "cdv2");
+    EXPECT_EQ(facade.activations(), 2);
+}
+
+TEST_F(SessionFactice, ActivationJamaisRepondue)
+{
+    tenirLeTemps();
+    facade.surActive = [&] {
+        return facade.activations() == 1 ? orix::OXS_OK : orix::OXS_ACTIVATION_EN_COURS;
+    };
+    Journal journal;
+    Options options = sansReprise();
+    options.observateur = journal.observateur();
+    Session session;
+    session.ouvrir(options);
+    EXPECT_EQ(journal.texte(), "activating 0 0");
+    EXPECT_EQ(session.creer(unVol()).get().statut, orix::OXS_ACTIVATION_EN_COURS);
+    while (session.etat() == EtatSession::activation)
+        horloge->avancer(1s);
+    EXPECT_EQ(journal.texte(), "lost 14 0");
+    facade.activer(); // at last
+    EXPECT_EQ(journal.texte(), "active 0 0cdv1");
+}
+
+TEST_F(SessionFactice, DejaActiveSansElle)
+{
+    facade.surActive = [&] {
+        if (facade.activations() == 1)
+            return orix::OXS_SERVICE_DEJA_ACTIVE;
+        facade.activer();
+        return orix::OXS_OK;
+    };
+    const Session session{Options{}};
+    EXPECT_EQ(facade.desactivations(), 1); // a fresh connection, whose state is known
+}
+
+TEST_F(SessionFactice, FermeePendantLActivation)
+{
+    facade.surActive = [] { return orix::OXS_OK; };
+    facade.surDesactive = [] { return orix::OXS_SERVICE_NON_ACTIVE; };
+    Session session;
+    session.ouvrir();
+    while (facade.activations() == 0)
+        std::this_thread::yield();
+    session.fermer();
+    EXPECT_EQ(session.etat(), EtatSession::fermee);
+
+    // The next session does not take that answer for its own, and the server is let go.
+    facade.surDesactive = [] { return orix::OXS_OK; };
+    Session suivante;
+    suivante.ouvrir();
+    facade.activer(orix::OXS_OK, "cdv1");
+    facade.fil.vider();
+    EXPECT_EQ(suivante.etat(), EtatSession::activation);
+    EXPECT_EQ(facade.desactivations(), 2);
+    while (facade.activations() == 1)
+        std::this_thread::yield();
+    facade.activer(orix::OXS_OK, "cdv2");
+    EXPECT_TRUE(suivante.attendreActive(1h));
+    EXPECT_EQ(suivante.dernierEvenement().serveur, "cdv2");
+}
+
+TEST_F(SessionFactice, Reprise)
+{
+    tenirLeTemps();
+    Journal journal;
+    Options options;
+    options.gigue = 0;
+    options.delaiReprise = 100ms;
+    options.delaiRepriseMax = 300ms;
+    options.observateur = journal.observateur();
+    Session session{options};
+    EXPECT_EQ(journal.texte(), "activating 0 0");
+    EXPECT_EQ(journal.texte(), "active 0 0cdv1");
+
+    facade.surActive = [] { return orix::OXS_CONNEXION_IMPOSSIBLE; };
+    const std::size_t requetes = facade.nombreRequetes();
+    horloge->avancer(1h);
+    auto perdue = session.creer(unVol());
+    facade.perdre(orix::OXS_ECHEC_PING);
+    EXPECT_EQ(journal.texte(), "waiting to try again 21 0 loss"); // at once
+    for (const char* delai : {"100", "200", "300", "300"}) {
+        EXPECT_EQ(journal.texte(), "activating 0 0");
+        EXPECT_EQ(journal.texte(), std::string("waiting to try again 14 ") + delai);
+        horloge->avancer(std::chrono::milliseconds(std::stoi(delai) - 1));
+        EXPECT_EQ(session.etat(), EtatSession::attente);
+        horloge->avancer(1ms);
+    }
+    EXPECT_EQ(journal.texte(), "activating 0 0");
+    EXPECT_EQ(journal.texte(), "waiting to try again 14 300");
+    EXPECT_EQ(facade.activations(), 1 + 5 * 2); // each time both servers
+    EXPECT_EQ(session.creer(unVol()).get().statut, orix::OXS_CONNEXION_IMPOSSIBLE);
+
+    facade.surActive = [&] {
+        facade.activer(orix::OXS_OK, "cdv2");
+        return orix::OXS_OK;
+    };
+    session.activer(); // now
+    EXPECT_EQ(journal.texte(), "activating 0 0");
+    EXPECT_EQ(journal.texte(), "active 0 0cdv2");
+    EXPECT_EQ(perdue.get().etat, Etat::perdu);
+    EXPECT_EQ(facade.nombreRequetes(), requetes + 1); // nothing was sent again
+
+    // A server that accepts and drops at once does not make a storm.
+    facade.perdre(orix::OXS_ECHEC_PING);
+    EXPECT_EQ(journal.texte(), "waiting to try again 21 100 loss");
+    horloge->avancer(100ms);
+    EXPECT_EQ(journal.texte(), "activating 0 0");
+    EXPECT_EQ(journal.texte(), "active 0 0cdv2");
+    facade.perdre(orix::OXS_SERVICE_NON_ACTIVE);
+    EXPECT_EQ(journal.texte(), "waiting to try again 23 200 loss");
+    session.fermer();
+    EXPECT_EQ(journal.texte(), "closed 0 0");
+    horloge->avancer(1h);
+    EXPECT_TRUE(journal.estVide());
+}
+
+TEST_F(SessionFactice, GigueBornee)
+{
+    tenirLeTemps();
+    facade.surActive = [] { return orix::OXS_CONNEXION_IMPOSSIBLE; };
+    Journal journal;
+    Options options;
+    options.gigue = 0.5;
+    options.delaiReprise = 1000ms;
+    options.delaiRepriseMax = 1200ms;
+    options.observateur = journal.observateur();
+    Session session;
+    session.ouvrir(options);
+    std::set<long> delais;
+    for (int i = 0; i < 30; ++i) {
+        journal.prendre();
+        const cdv::Duree delai = journal.prendre().delai;
+        EXPECT_GE(delai, 500ms);
+        EXPECT_LE(delai, 1200ms);
+        delais.insert(delai.count());
+        horloge->avancer(delai);
+    }
+    EXPECT_GT(delais.size(), 3u);
+}
+
+// ---- All at once
+
+TEST_F(SessionFactice, FilsMelesEtPertes)
+{
+    for (int tour = 0; tour < 5; ++tour) {
+        std::atomic<int> fins{0};
+        constexpr int PAR_FIL = 200;
+        constexpr int FILS = 4;
+        {
+            Options options;
+            options.delaiReprise = 1ms;
+            Session session{options};
+            facade.surRequete = [&](const Facade::Requete& requete) {
+                facade.repondre(requete, requete.idOp % 3);
+                if (requete.idOp % 97 == 0)
+                    facade.perdre(orix::OXS_ECHEC_PING);
+                return requete.idOp % 11 == 0 ? orix::OXS_ERREUR_CORBA : orix::OXS_OK;
+            };
+            std::vector<std::thread> fils;
+            for (int i = 0; i < FILS; ++i)
+                fils.emplace_back([&, i] {
+                    for (int n = 0; n < PAR_FIL; ++n) {
+                        if (i == 0 && n % 10 == 0)
+                            session.attendreActive(1s);
+                        session.creer(unVol(), [&](Resultat) { ++fins; });
+                        if (i == FILS - 1 && n == PAR_FIL / 2)
+                            session.fermer();
+                    }
+                });
+            for (std::thread& fil : fils)
+                fil.join();
+        }
+        EXPECT_EQ(fins, FILS * PAR_FIL); // each once, whatever happened
+        facade.fil.vider();
+    }
+}
+
+} // namespace
