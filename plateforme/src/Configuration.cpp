@@ -89,6 +89,7 @@ const Cle CLES[] = {
     {"executeur", "capacite", &Configuration::capaciteFileCB, 1, 100000000},
     {"trace", "niveau", &Configuration::niveauTrace, 0, 1000},
     {"trace", "fichier", &Configuration::fichierTrace},
+    {"trace", "capacite", &Configuration::capaciteTrace, 0, 10000000},
     {"tls", "certificat_autorite", &ConfigurationTLS::certificatAutorite, 0, 0, fichierLisible},
     {"tls", "certificat", &ConfigurationTLS::certificat, 0, 0, fichierLisible},
     {"tls", "mot_de_passe", &ConfigurationTLS::motDePasse},

@@ -98,7 +98,7 @@ void Processus::_demarrer(int& argc, char** argv, const Configuration& configura
         throw std::runtime_error("the ORB of the previous run has not ended yet: a request is still inside");
 
     try {
-        journal::ouvrir(configuration.fichierTrace);
+        journal::ouvrir(configuration.fichierTrace, configuration.capaciteTrace);
     } catch (const std::exception& erreur) {
         throw ErreurConfiguration("[trace] fichier: got \"" + configuration.fichierTrace +
                                   "\", expected a file that can be written (" + erreur.what() + ")");

@@ -50,6 +50,7 @@ capacite = 16
 [trace]
 niveau = 700
 fichier = "essai.log"
+capacite = 64
 )",
                                                       "essai.toml");
     EXPECT_EQ(lue.lireNomMachineHote(), "poste7");
@@ -66,6 +67,7 @@ fichier = "essai.log"
     EXPECT_EQ(lue.capaciteFileCB, 16u);
     EXPECT_EQ(lue.niveauTrace, 700);
     EXPECT_EQ(lue.fichierTrace, "essai.log");
+    EXPECT_EQ(lue.capaciteTrace, 64u);
     EXPECT_FALSE(lue.tls.estActive());
 }
 
@@ -80,7 +82,7 @@ TEST(Configuration, UneErreurTientEnUneLigneQuiDitOuEtQuoi)
     EXPECT_EQ(erreur("[executeur]\ncapacite = -1\n"),
               "essai.toml:2: [executeur] capacite: got -1, expected an integer from 1 to 100000000");
     EXPECT_EQ(erreur("[trace]\nnivo = 100\n"),
-              "essai.toml:2: [trace] nivo: got an unknown key, expected one of niveau, fichier");
+              "essai.toml:2: [trace] nivo: got an unknown key, expected one of niveau, fichier, capacite");
     EXPECT_EQ(erreur("\n[traces]\nniveau = 100\n"),
               "essai.toml:2: [traces]: got an unknown name, expected one of the tables [processus], [orb], "
               "[noyau], [surveillance], [executeur], [trace], [tls], [routage]");

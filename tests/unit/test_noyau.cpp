@@ -13,13 +13,18 @@
 
 #include <gmock/gmock.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <condition_variable>
+#include <cstring>
 #include <deque>
 #include <fstream>
 #include <functional>
 #include <future>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 using namespace orix;
 using std::chrono::milliseconds;
@@ -120,11 +125,12 @@ class Appel : public IExecutable
     void executer() override {}
 };
 
-Configuration rapide()
+/// delaiPing: out of reach unless the case is about it.
+Configuration rapide(milliseconds delaiPing = std::chrono::minutes(1))
 {
     Configuration configuration;
     configuration.periodePing = milliseconds(10);
-    configuration.delaiPing = milliseconds(10);
+    configuration.delaiPing = delaiPing;
     return configuration;
 }
 
@@ -318,6 +324,7 @@ TEST_F(Activation, PendantUneLivraisonLeNoyauRepondEtNulNAttend)
     Configuration configuration;
     configuration.capaciteFileCB = 1;
     demarrerAvec(configuration);
+    std::promise<void> faite;
     adaptateur.pendant = [&](const std::string&) {
         EXPECT_EQ(terminer(), OXS_NOK);
         for (int i = 0; i < 10; ++i) // a full queue must not stop the kernel
@@ -325,11 +332,12 @@ TEST_F(Activation, PendantUneLivraisonLeNoyauRepondEtNulNAttend)
         oxNoyau()->supprimerParametres(
             oxNoyau()->enregistrerParametres(new ParametresActivationService(&adaptateur)));
         oxNoyau()->oublierAdaptateur(&adaptateur);
+        faite.set_value();
         throw std::runtime_error("panne");
     };
     essais::CapteurTraces traces(NTO_NOTABLE);
     demander(adaptateur);
-    noyauServeur->avantReponse = [] {};
+    faite.get_future().wait();
     AdaptateurEspion autre;
     demander(autre);
     EXPECT_EQ(autre.attendre(), "activeCB 0 cdv m1 3 7");
@@ -370,7 +378,7 @@ TEST_F(Surveillance, UnServeurDisparuEstPerduApresDeuxPings)
 
 TEST_F(Surveillance, UnServeurMuetEstPerdu)
 {
-    demarrerAvec(rapide());
+    demarrerAvec(rapide(milliseconds(10)));
     std::promise<void> liberation;
     std::atomic<int> pings{0};
     serveur->ping = [&, suite = liberation.get_future().share()](int) {
@@ -474,9 +482,8 @@ TEST_F(Surveillance, OublieOuRetireNEstPlusAppele)
     demarrerAvec(rapide());
     std::promise<void> entree, liberation;
     serveur->ping = [&, premier = true, suite = liberation.get_future().share()](int) mutable {
-        if (premier)
+        if (std::exchange(premier, false))
             entree.set_value();
-        premier = false;
         suite.wait();
         throw orix_corba::ClientDeconnecte();
     };
@@ -614,10 +621,11 @@ TEST(Trace, LeFichierGardeLesLignesJusquAuSeuil)
     Configuration configuration;
     configuration.fichierTrace = dossier.fichier("trace.log");
     configuration.niveauTrace = NTO_REFUS;
+    configuration.capaciteTrace = 0;
     ASSERT_EQ(demarrer(configuration), OXS_OK);
     trace()->tracer(NTO_NOTABLE, "Source", "fonction", 12, "notable é");
     std::ostringstream tout;
-    tout << std::ifstream(configuration.fichierTrace).rdbuf(); // an error is there at once
+    tout << std::ifstream(configuration.fichierTrace).rdbuf(); // without waiting lines, it is there at once
     EXPECT_THAT(tout.str(), HasSubstr(" 100 Source:12 fonction - notable é\n"));
     trace()->tracer(5, NTO_REFUS, "Source", "fonction", 13, "refus");
     trace()->tracer(NTO_PROGRES, "Source", "fonction", 14, "progrès");
@@ -630,17 +638,54 @@ TEST(Trace, LeFichierGardeLesLignesJusquAuSeuil)
 
 TEST(Trace, UnDisquePleinNeFaitQuePerdreDesLignes)
 {
+    for (const std::size_t capacite : {0, 8192}) {
+        Configuration configuration;
+        configuration.fichierTrace = "/dev/full";
+        configuration.capaciteTrace = capacite;
+        configuration.niveauTrace = NTO_NOTABLE;
+        ASSERT_EQ(demarrer(configuration), OXS_OK);
+        for (int i = 0; i < 10; ++i)
+            EXPECT_NO_THROW(trace()->tracer(NTO_NOTABLE, "Source", "fonction", 1, std::string(5000, 'x')));
+        EXPECT_EQ(terminer(), OXS_OK);
+    }
+}
+
+TEST(Trace, UneSortieBloqueeNArretePersonneEtLesPertesSontDites)
+{
+    const essais::DossierTemporaire dossier;
     Configuration configuration;
-    configuration.fichierTrace = "/dev/full";
+    configuration.fichierTrace = dossier.fichier("tuyau");
+    configuration.capaciteTrace = 100;
+    configuration.niveauTrace = NTO_NOTABLE;
+    ASSERT_EQ(mkfifo(configuration.fichierTrace.c_str(), 0600), 0);
+    const int tuyau = open(configuration.fichierTrace.c_str(), O_RDWR); // nobody reads it for now
+    ASSERT_GE(tuyau, 0);
     ASSERT_EQ(demarrer(configuration), OXS_OK);
-    for (int i = 0; i < 10; ++i)
-        EXPECT_NO_THROW(trace()->tracer(NTO_NOTABLE, "Source", "fonction", 1, std::string(5000, 'x')));
-    EXPECT_EQ(terminer(), OXS_OK);
+    constexpr int LIGNES = 5000;
+    for (int i = 0; i < LIGNES; ++i)
+        trace()->tracer(NTO_NOTABLE, "Source", "fonction", 1, "ligne " + std::string(1000, 'x'));
+
+    std::thread arret([] { EXPECT_EQ(terminer(), OXS_OK); });
+    int ecrites = 0;
+    int perdues = 0;
+    FILE* const lecture = fdopen(tuyau, "r");
+    char ligne[2000];
+    while (ecrites + perdues < LIGNES && fgets(ligne, sizeof ligne, lecture) != nullptr) {
+        if (strstr(ligne, "fonction - ligne ") != nullptr)
+            ++ecrites;
+        else if (const char* dit = strstr(ligne, "ecrire - "))
+            perdues += atoi(dit + strlen("ecrire - "));
+    }
+    EXPECT_EQ(ecrites + perdues, LIGNES);
+    EXPECT_GT(perdues, 0);
+    arret.join();
+    fclose(lecture);
 }
 
 TEST(Trace, LeRecepteurPeutTracerEtSeRetirer)
 {
     std::vector<std::string> lues;
+    Trace::definirSeuil(NTO_NOTABLE);
     trace()->definirRecepteur([&](const LigneTrace& ligne) {
         lues.push_back(ligne.message);
         if (ligne.message == "une")

@@ -54,8 +54,14 @@ struct ORIX_API Configuration
     int pingsManques{2};     ///< [surveillance] pings_manques: a server is lost after so many in a row
     std::size_t capaciteFileCB{10000}; ///< [executeur] capacite: callbacks that may wait before posters do
 
-    int niveauTrace{100};     ///< [trace] niveau
+    /// [trace] niveau: lines up to that level are written. 0: none; statuses and callbacks tell an
+    /// application all it needs. 100 is for service: errors and notable events, among them each message sent
+    /// and received.
+    int niveauTrace{0};
     std::string fichierTrace; ///< [trace] fichier; empty: the standard error
+    /// [trace] capacite: lines that may wait to be written; beyond, the oldest are lost, counted and told. 0:
+    /// the thread that traces writes the line itself, and waits for the disk.
+    std::size_t capaciteTrace{8192};
 
     ConfigurationTLS tls; ///< [tls]
 
