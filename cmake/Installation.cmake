@@ -12,6 +12,12 @@ set_target_properties(cdv-serveur PROPERTIES INSTALL_RPATH $ORIGIN/../${CMAKE_IN
 
 install(TARGETS OXcdvCli OXcdvSession EXPORT OXcdvCliTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS cdv-serveur RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+# The command, its manual and its completion.
+set_target_properties(cdv PROPERTIES INSTALL_RPATH $ORIGIN/../${CMAKE_INSTALL_LIBDIR})
+install(TARGETS cdv RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES ${PROJECT_SOURCE_DIR}/docs/cdv.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES ${PROJECT_SOURCE_DIR}/outils/completion/cdv
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions)
 install(EXPORT OXcdvCliTargets NAMESPACE OXcdvCli:: DESTINATION ${paquet})
 
 set(services ${PROJECT_SOURCE_DIR}/src/services/cdv/groupe1/src)

@@ -53,6 +53,8 @@ EtatNoyau interroger(orix::Configuration configuration, const std::string& url, 
         }
         std::nth_element(durees.begin(), durees.begin() + MESURES / 2, durees.end());
         etat.allerRetour = durees[MESURES / 2];
+    } catch (const PasDeConnexion& absence) {
+        etat.erreur = absence.motif();
     } catch (const Arret& arret) {
         if (arret.statut() == USAGE || arret.statut() == INTERROMPU)
             throw;

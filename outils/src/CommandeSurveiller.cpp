@@ -70,6 +70,23 @@ std::string maintenant()
     return texte;
 }
 
+const char* nom(cdv::EtatSession etat)
+{
+    switch (etat) {
+    case cdv::EtatSession::activation:
+        return "activation";
+    case cdv::EtatSession::active:
+        return "active";
+    case cdv::EtatSession::perdue:
+        return "perdue";
+    case cdv::EtatSession::attente:
+        return "attente";
+    case cdv::EtatSession::fermee:
+        break;
+    }
+    return "fermée";
+}
+
 /// Writes the news: a line each, but on a terminal the measures all on one.
 class Journal
 {
@@ -84,7 +101,7 @@ class Journal
     void noter(const cdv::Evenement& evenement)
     {
         if (_json) {
-            nlohmann::ordered_json objet{{"heure", maintenant()}, {"etat", cdv::texteEtat(evenement.etat)}};
+            nlohmann::ordered_json objet{{"heure", maintenant()}, {"etat", nom(evenement.etat)}};
             if (evenement.etat == cdv::EtatSession::active) {
                 objet["serveur"] = cdv::versUtf8(evenement.serveur);
                 objet["machine"] = cdv::versUtf8(evenement.machine);
@@ -95,7 +112,7 @@ class Journal
             ecrire(objet.dump());
             return;
         }
-        std::string texte = cdv::texteEtat(evenement.etat);
+        std::string texte = nom(evenement.etat);
         if (evenement.etat == cdv::EtatSession::active) {
             texte += "  " + affichable(evenement.serveur) + " sur " + affichable(evenement.machine);
         } else if (evenement.statut != orix::OXS_OK) {

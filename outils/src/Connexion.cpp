@@ -88,8 +88,7 @@ Connexion::Connexion(const orix::Configuration& configuration, const Options& op
     if (!_session.attendreActive(2 * (reglages.delaiActivation + configuration.delaiConnexion))) {
         if (interruption.demandee())
             throw Arret(INTERROMPU, "interrompu");
-        throw Arret(SANS_CONNEXION, "pas de connexion : " + expliquer(_session.dernierEvenement().statut) +
-                                        ", " + enumerer(noyaux(configuration)));
+        throw PasDeConnexion(expliquer(_session.dernierEvenement().statut), enumerer(noyaux(configuration)));
     }
     _serveur = _session.dernierEvenement();
 }

@@ -11,7 +11,7 @@ namespace outils {
 
 namespace {
 
-using nlohmann::json;
+using json = nlohmann::ordered_json;
 
 constexpr int POINTS = -1;
 constexpr int CHANGEMENTS = -2;

@@ -129,10 +129,8 @@ class Analyseur
         _application.add_option("--config", options.configuration, "fichier TOML de configuration")
             ->type_name("FICHIER");
         _application
-            .add_option(
-                "--url", options.urls,
-                "noyau d'un serveur, HOTE:PORT ou corbaloc:… ; une seconde fois pour le second serveur "
-                "(à la place de ceux de la configuration)")
+            .add_option("--url", options.urls,
+                        "serveur, HOTE:PORT ou corbaloc:… ; deux fois pour deux serveurs")
             ->type_name("URL")
             ->type_size(1)
             ->allow_extra_args(false);

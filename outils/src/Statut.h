@@ -28,6 +28,19 @@ class Arret : public std::runtime_error
     Statut _statut;
 };
 
+/// No server accepted; motif() says why in a few words.
+class PasDeConnexion : public Arret
+{
+  public:
+    PasDeConnexion(const std::string& motif, const std::string& noyaux)
+        : Arret(SANS_CONNEXION, "pas de connexion : " + motif + ", " + noyaux), _motif(motif)
+    {}
+    const std::string& motif() const noexcept { return _motif; }
+
+  private:
+    std::string _motif;
+};
+
 } // namespace outils
 
 #endif
