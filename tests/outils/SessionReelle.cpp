@@ -13,10 +13,11 @@ orix::Configuration SessionReelle::reglagesVifs()
     return reglages;
 }
 
-SessionReelle::SessionReelle(const orix::Configuration& reglages)
+SessionReelle::SessionReelle(const orix::Configuration& reglages, std::vector<std::string> optionsServeurs)
+    : _optionsServeurs(std::move(optionsServeurs))
 {
     orix::Configuration configuration = reglages;
-    configuration.routage["cdv"] = {_premier->url(), _second->url()};
+    configuration.routage.insert({"cdv", {_premier->url(), _second->url()}});
     int argc = 0;
     std::string message;
     EXPECT_EQ(orix::initialiser(argc, nullptr, configuration, &message), orix::OXS_OK) << message;
@@ -31,11 +32,10 @@ SessionReelle::~SessionReelle()
 
 std::unique_ptr<ServeurReel> SessionReelle::_lancer(const std::string& nom, int port)
 {
-    return std::make_unique<ServeurReel>(_dossier.fichier("vols.db"),
-                                         std::vector<std::string>{"--nom", nom, "--machine", "tour",
-                                                                  "--periode-ping", "200", "--delai-ping",
-                                                                  "500"},
-                                         port);
+    std::vector<std::string> options{"--nom",          nom,   "--machine",    "tour",
+                                     "--periode-ping", "200", "--delai-ping", "500"};
+    options.insert(options.end(), _optionsServeurs.begin(), _optionsServeurs.end());
+    return std::make_unique<ServeurReel>(_dossier.fichier("vols.db"), options, port);
 }
 
 void SessionReelle::relancer(const std::string& nom)

@@ -50,11 +50,14 @@ class Chronometre
 /// construction to the destruction, which must be clean.
 class SessionReelle : public testing::Test
 {
-  protected:
+  public:
     /// A loss is seen within a second, a call lasts at most one.
     static orix::Configuration reglagesVifs();
 
-    explicit SessionReelle(const orix::Configuration& reglages = reglagesVifs());
+  protected:
+    /// A routing of the service in the settings goes before that to the two servers.
+    explicit SessionReelle(const orix::Configuration& reglages = reglagesVifs(),
+                           std::vector<std::string> optionsServeurs = {});
     ~SessionReelle() override;
 
     /// Activates; returns the name of the server.
@@ -75,6 +78,7 @@ class SessionReelle : public testing::Test
 
     Callbacks& _callbacks = Callbacks::instance();
     DossierTemporaire _dossier;
+    const std::vector<std::string> _optionsServeurs;
     std::unique_ptr<ServeurReel> _premier = _lancer("cdv1", portReserve());
     std::unique_ptr<ServeurReel> _second = _lancer("cdv2", portReserve());
 
