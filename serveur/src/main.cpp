@@ -75,7 +75,9 @@ std::optional<int> lireOptions(int argc, char** argv, Options& options)
     application
         .add_option("--machine", options.machine, "nom de machine, dit aux clients (celui de la machine)")
         ->type_name("NOM");
-    application.add_option("--trace", options.trace, "niveau de trace : 0, 100, 300, 700 ou 900 (100)")
+    application
+        .add_option("--trace", options.trace,
+                    "niveau de trace : 0, 100, 300, 700 ou 900 (100, ou celui de --configuration)")
         ->type_name("NIVEAU");
     application.add_option("--periode-ping", options.periodePing, "période des pings, en ms (1000)")
         ->type_name("MS")
@@ -122,8 +124,8 @@ orix::Configuration configurer(const Options& options)
         configuration.pointsAcces = {options.hote + ":" + std::to_string(options.port)};
     if (!options.machine.empty())
         configuration.nomMachineHote = options.machine;
-    if (options.trace)
-        configuration.niveauTrace = *options.trace;
+    if (!fichier || options.trace)
+        configuration.niveauTrace = options.trace.value_or(orix::NTO_NOTABLE);
     return configuration;
 }
 

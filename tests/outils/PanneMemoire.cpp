@@ -1,5 +1,7 @@
 #include "PanneMemoire.h"
 
+#include "orix/Trace.h"
+
 #include <dlfcn.h>
 
 #include <cstddef>
@@ -87,6 +89,11 @@ void operator delete[](void* memoire, std::size_t taille) noexcept
 }
 
 namespace essais {
+
+namespace {
+// The trace facility makes what it keeps at its first use: that is no leak of whoever traces first.
+[[maybe_unused]] const bool tracePrete = (orix::trace()->definirRecepteur({}), true);
+} // namespace
 
 long bilanMemoire() noexcept { return bilan; }
 
