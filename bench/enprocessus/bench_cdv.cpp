@@ -387,6 +387,7 @@ int main(int argc, char** argv)
     const auto fichier =
         std::filesystem::temp_directory_path() / ("bench_cdv-" + std::to_string(getpid()) + ".log");
     orix::Configuration configuration;
+    configuration.niveauTrace = orix::NTO_NOTABLE;
     configuration.fichierTrace = fichier.string();
     std::string message;
     if (orix::initialiser(argc, argv, configuration, &message) != orix::OXS_OK) {

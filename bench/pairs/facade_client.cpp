@@ -1,5 +1,5 @@
 // The library, as an application uses it: its record class, its facade, its callbacks; traces at their
-// default level, in a file.
+// default level, or with the variant "traces" at 100, in a file.
 #include "../mesure.h"
 #include "VolApplication.h"
 
@@ -34,8 +34,8 @@ class EnvoyeurFacade : public bench::Envoyeur
 
         orix::Configuration configuration;
         configuration.routage["cdv"] = {"corbaloc:iiop:127.0.0.1:" + std::to_string(options.port) + "/Noyau"};
-        if (options.variante == "sans_traces")
-            configuration.niveauTrace = orix::NTO_AUCUN;
+        if (options.variante == "traces")
+            configuration.niveauTrace = orix::NTO_NOTABLE;
         if (!options.dossier.empty())
             configuration.fichierTrace = options.dossier + "/facade.log";
         int argc = 0;
