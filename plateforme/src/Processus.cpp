@@ -153,7 +153,10 @@ bool Processus::_arreter(Callbacks callbacks, std::chrono::milliseconds delai)
     if (_courant != nullptr)
         attendre(_courant->detruire(delai + lireConfiguration()->delaiConnexion), "ORB");
     _courant = nullptr;
-    journal::fermer();
+    // Whoever reads the lines may have stopped to: the end does not wait for it.
+    Fil fermeture;
+    fermeture.lancer(journal::fermer);
+    attendre(fermeture.attendre(delai), "lignes de trace");
     _demarre = false;
     noyau.ecrireEtat(NOYAU_NON_INITIALISE);
     return complet;
@@ -175,7 +178,7 @@ void Processus::quitter()
 {
     const std::unique_lock<std::mutex> verrou(_mutex, std::try_to_lock);
     if (verrou.owns_lock() && _demarre && _pid == ::getpid())
-        _arreter(Callbacks::Abandonner, std::chrono::milliseconds(500));
+        _arreter(Callbacks::Abandonner, lireConfiguration()->delaiAppel);
 }
 
 void quitterEnFin()

@@ -419,10 +419,10 @@ TEST_F(Surveillance, CeQueLeServeurEnvoieLeProuveVivant)
             objetCB()->posterExecutable(1, "cdv", new Appel);
         throw CORBA::TRANSIENT();
     };
+    adaptateur.pendant = [](const std::string&) { oxNoyau()->desactiverClient("cdv"); };
     oxNoyau()->activerClient("cdv", &adaptateur);
     const orix_corba::Serveur_var reference = serveur->_this();
     oxSurveillantConnexions()->ajouterSurveillanceServeur("cdv_essai", reference, &adaptateur);
-    adaptateur.pendant = [](const std::string&) { oxNoyau()->desactiverClient("cdv"); };
     EXPECT_EQ(adaptateur.attendre(), "automate");
     EXPECT_EQ(pings, 12);
 }
@@ -445,17 +445,19 @@ TEST_F(Surveillance, UnPingReponduEffaceLeManque)
 TEST_F(Surveillance, LAdaptateurQuiRefuseNEstPasRappele)
 {
     demarrerAvec(rapide());
-    essais::CapteurTraces traces(NTO_NOTABLE);
     AdaptateurEspion autre;
+    std::promise<void> refus;
     adaptateur.pendant = [&](const std::string&) {
         oxNoyau()->desactiverClient("cdv");
+        refus.set_value();
         throw Echec(OXS_SERVICE_NON_ACTIVE);
     };
-    surveiller(adaptateur);
-    retirerServeur();
-    surveiller(autre, "autre"); // activates the server again: it lives
     serveur->ping = [](int) { throw orix_corba::ClientDeconnecte(); };
+    surveiller(adaptateur);
+    refus.get_future().wait();
+    surveiller(autre, "autre"); // the monitor goes on
     EXPECT_EQ(autre.attendre(), "automate");
+    EXPECT_EQ(autre.attendre(), "deconnexion 21");
     EXPECT_EQ(terminer(), OXS_OK);
     EXPECT_EQ(adaptateur.nombre(), 0u);
 }
@@ -679,6 +681,31 @@ TEST(Trace, UneSortieBloqueeNArretePersonneEtLesPertesSontDites)
     EXPECT_EQ(ecrites + perdues, LIGNES);
     EXPECT_GT(perdues, 0);
     arret.join();
+    fclose(lecture);
+}
+
+TEST(Trace, UneSortieBloqueeNeRetientPasLArret)
+{
+    const essais::DossierTemporaire dossier;
+    Configuration configuration;
+    configuration.fichierTrace = dossier.fichier("tuyau");
+    configuration.niveauTrace = NTO_NOTABLE;
+    configuration.delaiAppel = milliseconds(20);
+    ASSERT_EQ(mkfifo(configuration.fichierTrace.c_str(), 0600), 0);
+    const int tuyau = open(configuration.fichierTrace.c_str(), O_RDWR); // nobody reads it for now
+    ASSERT_GE(tuyau, 0);
+    ASSERT_EQ(demarrer(configuration), OXS_OK);
+    constexpr int LIGNES = 1000;
+    for (int i = 0; i < LIGNES; ++i)
+        trace()->tracer(NTO_NOTABLE, "Source", "fonction", i, std::string(1000, 'x'));
+    EXPECT_EQ(terminer(), OXS_NOK);
+    // The lines that waited come once somebody reads.
+    FILE* const lecture = fdopen(tuyau, "r");
+    char ligne[2000];
+    const std::string derniere = "Source:" + std::to_string(LIGNES - 1) + " ";
+    do
+        ASSERT_NE(fgets(ligne, sizeof ligne, lecture), nullptr);
+    while (strstr(ligne, derniere.c_str()) == nullptr);
     fclose(lecture);
 }
 
