@@ -82,6 +82,8 @@ CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres)
     }
     options.ajouter("clientConnectTimeOutPeriod", parametres.delaiConnexion.count());
     options.ajouter("clientCallTimeOutPeriod", parametres.delaiAppel.count());
+    // Nor may a request that is received by half, from a peer that hangs, keep its thread for ever.
+    options.ajouter("serverCallTimeOutPeriod", parametres.delaiAppel.count());
     options.ajouter("giopMaxMsgSize", static_cast<long long>(parametres.tailleMessageMax));
     // One connection to each peer, shared by all calls, and its messages dispatched one after another: order
     // kept.

@@ -1,0 +1,109 @@
+// The process ends, in every way there is, while requests, notifications and pings are under way.
+#include "DossierTemporaire.h"
+#include "ServeurReel.h"
+#include "SessionReelle.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <ostream>
+
+using essais::Programme;
+using essais::ServeurReel;
+
+namespace {
+
+constexpr int STATUT_SIGTERM = 128 + SIGTERM;
+
+struct Maniere
+{
+    const char* nom;
+    int signal = SIGUSR1; ///< that orders the end
+    int statut = 0;       ///< of the process
+    bool module = false;  ///< the library came by dlopen
+};
+std::ostream& operator<<(std::ostream& flux, const Maniere& maniere) { return flux << maniere.nom; }
+
+constexpr Maniere MANIERES[] = {
+    {"everything"},
+    {"destroy"},
+    {"terminate"},
+    {"terminateLate"},
+    {"exit"},
+    {"exitInCallback"},
+    {"exitWhileCallbackBlocks"},
+    {"return"},
+    {"signalDefault", SIGTERM, STATUT_SIGTERM},
+    {"signalHandler", SIGTERM},
+    {"abandon", SIGUSR1, 0, true},
+    {"orderly", SIGUSR1, 0, true},
+};
+
+std::string nom(const testing::TestParamInfo<Maniere>& info) { return info.param.nom; }
+
+class Arrets : public testing::TestWithParam<Maniere>
+{
+  protected:
+    /// Brings the program to its end; returns its exit status, 128 + SIGALRM when it hung.
+    int finir(Programme& programme)
+    {
+        const essais::Chronometre duree;
+        programme.signaler(GetParam().signal);
+        const int statut = programme.attendreFin();
+        std::cout << GetParam() << ": ended after " << duree.secondes() << " s" << std::endl;
+        return statut;
+    }
+
+    std::vector<std::string> arguments() const
+    {
+        if (GetParam().module)
+            return {_serveur.url(), OXCDV_MODULE_TRAFIC, GetParam().nom};
+        return {_serveur.url(), GetParam().nom};
+    }
+
+    essais::DossierTemporaire _dossier;
+    ServeurReel _serveur{_dossier.fichier("vols.db"), {"--periode-ping", "20", "--delai-ping", "20000"}};
+    Programme _client{GetParam().module ? OXCDV_CHARGEUR : OXCDV_ARRETS, arguments()};
+};
+
+TEST_P(Arrets, ProcessEndsWithoutCrashOrHang)
+{
+    ASSERT_TRUE(_client.attendreSortie("traffic flows")) << _client.erreurs();
+    EXPECT_EQ(finir(_client), GetParam().statut) << _client.erreurs();
+
+    // The server has lost a client, and serves the next one.
+    Programme suivant(OXCDV_ARRETS, {_serveur.url(), "everything"});
+    ASSERT_TRUE(suivant.attendreSortie("traffic flows")) << suivant.erreurs();
+    suivant.signaler(SIGUSR1);
+    EXPECT_EQ(suivant.attendreFin(), 0) << suivant.erreurs();
+}
+
+/// Once loaded the library stays: its threads, and those of the ORB, must not lose their code.
+class ArretsModule : public Arrets
+{
+};
+
+TEST_P(ArretsModule, ClosedUnderWayEverythingGoesOn)
+{
+    ASSERT_TRUE(_client.attendreSortie("traffic flows")) << _client.erreurs();
+    EXPECT_EQ(finir(_client), 0) << _client.erreurs();
+}
+
+INSTANTIATE_TEST_SUITE_P(, ArretsModule, testing::Values(Maniere{"goOn", SIGUSR1, 0, true}), nom);
+
+/// What the end says when a server takes nothing in depends on what was inside the ORB; that it ends does
+/// not.
+TEST_P(Arrets, HungServerHoldsNobodyBack)
+{
+    ASSERT_TRUE(_client.attendreSortie("traffic flows")) << _client.erreurs();
+    _serveur.signaler(SIGSTOP);
+    const int statut = finir(_client);
+    EXPECT_TRUE(statut == GetParam().statut || (statut == orix::OXS_NOK && GetParam().statut == 0))
+        << statut << "\n"
+        << _client.erreurs();
+    _serveur.signaler(SIGCONT);
+}
+
+INSTANTIATE_TEST_SUITE_P(, Arrets, testing::ValuesIn(MANIERES), nom);
+
+} // namespace

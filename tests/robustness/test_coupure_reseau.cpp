@@ -1,0 +1,294 @@
+// The network is cut between the client and its server: nothing says so, the packets just do not arrive.
+#include "SessionReelle.h"
+
+#include <fcntl.h>
+#include <sched.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <map>
+#include <set>
+#include <stdexcept>
+
+using essais::Appel;
+using essais::Chronometre;
+using essais::ServeurReel;
+using essais::vol;
+
+namespace {
+
+/// Runs "ip ARGUMENTS" or another command of the kind; false when it fails.
+bool lancer(const std::string& commande)
+{
+    return std::system(("PATH=$PATH:/usr/sbin:/sbin; " + commande + " >/dev/null 2>&1").c_str()) == 0;
+}
+
+const std::filesystem::path ESPACES = "/run/netns";
+constexpr const char* PREFIXE = "oxcdv-";
+
+/// This process's network namespace is another one while it lives.
+class DansEspace
+{
+  public:
+    explicit DansEspace(const std::string& espace) : _avant(open("/proc/thread-self/ns/net", O_RDONLY))
+    {
+        const int nouveau = open((ESPACES / espace).c_str(), O_RDONLY);
+        const bool entre = setns(nouveau, CLONE_NEWNET) == 0;
+        close(nouveau);
+        if (!entre)
+            throw std::runtime_error("cannot enter the network namespace " + espace);
+    }
+    ~DansEspace()
+    {
+        setns(_avant, CLONE_NEWNET);
+        close(_avant);
+    }
+    DansEspace(const DansEspace&) = delete;
+    DansEspace& operator=(const DansEspace&) = delete;
+
+  private:
+    const int _avant;
+};
+
+/// Three hosts, each a network namespace, joined by a bridge in a fourth.
+class Reseau
+{
+  public:
+    Reseau()
+    {
+        retirerRestes();
+        _existe = lancer("ip netns add " + espace("pont") + " && ip -n " + espace("pont") +
+                         " link add pont type bridge && ip -n " + espace("pont") + " link set pont up");
+        for (const auto& [hote, adresse] : ADRESSES)
+            _existe = _existe && _ajouter(hote, adresse);
+    }
+    ~Reseau()
+    {
+        for (const auto& [hote, adresse] : ADRESSES)
+            lancer("ip netns del " + espace(hote));
+        lancer("ip netns del " + espace("pont"));
+    }
+    Reseau(const Reseau&) = delete;
+    Reseau& operator=(const Reseau&) = delete;
+
+    bool existe() const { return _existe; }
+    static std::string adresse(const std::string& hote) { return ADRESSES.at(hote); }
+    static std::string espace(const std::string& hote)
+    {
+        return PREFIXE + std::to_string(getpid()) + "-" + hote;
+    }
+
+    /// The bridge's end of the host's cable: nobody is told, neither host nor peer.
+    static void couper(const std::string& hote) { _brancher(hote, "down"); }
+    static void retablir(const std::string& hote) { _brancher(hote, "up"); }
+    /// False where the system cannot.
+    static bool ralentir(const std::string& hote, const std::string& defauts)
+    {
+        return lancer("ip netns exec " + espace(hote) + " tc qdisc add dev eth root netem " + defauts);
+    }
+
+  private:
+    static inline const std::map<std::string, std::string> ADRESSES{
+        {"client", "10.213.7.1"}, {"cdv1", "10.213.7.2"}, {"cdv2", "10.213.7.3"}};
+
+    static bool _ajouter(const std::string& hote, const std::string& adresse)
+    {
+        const std::string e = espace(hote);
+        return lancer("ip netns add " + e + " && ip -n " + e + " link add eth type veth peer name " + hote +
+                      " netns " + espace("pont") + " && ip -n " + espace("pont") + " link set " + hote +
+                      " master pont up && ip -n " + e + " addr add " + adresse + "/24 dev eth && ip -n " + e +
+                      " link set eth up && ip -n " + e + " link set lo up");
+    }
+    static void _brancher(const std::string& hote, const char* etat)
+    {
+        EXPECT_TRUE(lancer("ip -n " + espace("pont") + " link set " + hote + " " + etat));
+    }
+    /// What a run that was killed left behind.
+    static void retirerRestes()
+    {
+        std::error_code absent;
+        for (const auto& entree : std::filesystem::directory_iterator(ESPACES, absent)) {
+            const std::string nom = entree.path().filename();
+            if (nom.compare(0, std::string(PREFIXE).size(), PREFIXE) != 0)
+                continue;
+            const std::string pid = std::to_string(std::atoi(nom.c_str() + std::string(PREFIXE).size()));
+            if (!std::filesystem::exists("/proc/" + pid))
+                lancer("ip netns del " + nom);
+        }
+    }
+
+    bool _existe = false;
+};
+
+/// What must be there before the session starts: the network, the test's thread at the client's end, a server
+/// at each of the others.
+class Hotes
+{
+  protected:
+    Hotes()
+    {
+        if (!_reseau.existe())
+            return;
+        for (const std::string nom : {"cdv1", "cdv2"}) {
+            const DansEspace espace(Reseau::espace(nom));
+            _serveurs.push_back(std::make_unique<ServeurReel>(
+                _base.fichier("vols.db"),
+                std::vector<std::string>{"--nom", nom, "--hote", Reseau::adresse(nom), "--periode-ping",
+                                         "200", "--delai-ping", "500"}));
+        }
+        _client = std::make_unique<DansEspace>(Reseau::espace("client"));
+    }
+
+    orix::Configuration reglages() const
+    {
+        orix::Configuration reglages = essais::SessionReelle::reglagesVifs();
+        if (_reseau.existe()) {
+            reglages.pointsAcces = {Reseau::adresse("client") + ":0"};
+            reglages.routage["cdv"] = {_serveurs[0]->url(), _serveurs[1]->url()};
+        }
+        return reglages;
+    }
+
+    Reseau _reseau;
+    essais::DossierTemporaire _base;
+    std::vector<std::unique_ptr<ServeurReel>> _serveurs;
+    std::unique_ptr<DansEspace> _client;
+};
+
+class CoupureReseau : protected Hotes, public essais::SessionReelle
+{
+  protected:
+    CoupureReseau() : SessionReelle(Hotes::reglages()) {}
+
+    void SetUp() override
+    {
+        if (!_reseau.existe())
+            GTEST_SKIP() << "no network namespaces here (ip netns, bridge and veth are needed, and the right "
+                            "to make them)";
+    }
+
+    void creer(const std::string& identifiant)
+    {
+        const Appel creation = demander(&OXcdvCliItf::cree_vol_complet, *vol(identifiant));
+        EXPECT_EQ(creation.nom, "cree_vol_completCB");
+        EXPECT_EQ(creation.statut, 0);
+        _crees.insert(identifiant);
+    }
+
+    /// Requests leave until the loss is told; the creations told of meanwhile are kept. Nothing else is.
+    void emettreJusquALaPerte(const std::string& prefixe)
+    {
+        for (int i = 0;; ++i) {
+            int idOp = 0;
+            const orix::OXstatut statut =
+                OXcdvCliItf::cree_vol_complet(vol(prefixe + std::to_string(i)).get(), idOp);
+            EXPECT_TRUE(statut == orix::OXS_OK || statut == orix::OXS_ERREUR_CORBA ||
+                        statut == orix::OXS_SERVICE_NON_ACTIVE)
+                << statut;
+            const Appel appel = _callbacks.attendre(std::chrono::milliseconds(20));
+            if (appel.nom == "cree_vol_completCB") {
+                _crees.insert(appel.identifiant.value_or("?"));
+            } else if (appel.nom != "rien") {
+                EXPECT_EQ(appel.nom, "deconnexionCB");
+                EXPECT_EQ(appel.statut, orix::OXS_ECHEC_PING);
+                return;
+            }
+        }
+    }
+
+    int perdus()
+    {
+        const std::vector<std::string> presents = lister(*vol("*"));
+        const std::set<std::string> ensemble(presents.begin(), presents.end());
+        return static_cast<int>(std::count_if(_crees.begin(), _crees.end(),
+                                              [&](const auto& cree) { return ensemble.count(cree) == 0; }));
+    }
+
+    std::set<std::string> _crees; ///< those whose creation was notified
+};
+
+TEST_F(CoupureReseau, LossIsSeenByPingsAndServersTakeTurns)
+{
+    constexpr int FOIS = 4;
+    double pireDetection = 0;
+    double pireReprise = 0;
+    std::string actif = activer();
+    EXPECT_EQ(actif, "cdv1");
+    for (int tour = 0; tour < FOIS; ++tour) {
+        const std::string prefixe = "T" + std::to_string(tour) + "-";
+        creer(prefixe + "avant");
+        Reseau::couper(actif);
+        const Chronometre coupure;
+        emettreJusquALaPerte(prefixe);
+        pireDetection = std::max(pireDetection, coupure.secondes());
+        const std::string autre = activerQuelquePart();
+        pireReprise = std::max(pireReprise, coupure.secondes());
+        EXPECT_NE(autre, actif);
+        creer(prefixe + "apres");
+        EXPECT_EQ(perdus(), 0);
+        // What the old server and the network kept comes now, while the client is the other one's.
+        Reseau::retablir(actif);
+        creer(prefixe + "retabli");
+        actif = autre;
+    }
+    EXPECT_EQ(_callbacks.nombre(), 0u);
+    std::cout << "network cut: " << FOIS << " times, " << perdus() << " lost, known after " << pireDetection
+              << " s, active again after " << pireReprise << " s at worst" << std::endl;
+}
+
+TEST_F(CoupureReseau, IdleClientAndDesactivationUnderTheCut)
+{
+    EXPECT_EQ(activer(), "cdv1");
+    Reseau::couper("cdv1");
+    EXPECT_EQ(_callbacks.attendre().nom, "deconnexionCB"); // nothing was sent: only the pings can tell
+    EXPECT_EQ(activerQuelquePart(), "cdv2");
+
+    // The end is told to nobody, and holds nobody back; the server finds out by itself.
+    Reseau::couper("cdv2");
+    EXPECT_EQ(OXcdvCliItf::desactive(), orix::OXS_OK);
+    Reseau::retablir("cdv1");
+    Reseau::retablir("cdv2");
+    const std::string actif = activerQuelquePart();
+    creer("apres");
+    EXPECT_EQ(perdus(), 0);
+    EXPECT_EQ(_callbacks.nombre(), 0u) << actif;
+}
+
+TEST_F(CoupureReseau, ClientCutFromBothFindsThemAgain)
+{
+    EXPECT_EQ(activer(), "cdv1");
+    creer("avant");
+    Reseau::couper("client");
+    emettreJusquALaPerte("coupe");
+    for (int essai = 0; essai < 2; ++essai)
+        EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_CONNEXION_IMPOSSIBLE);
+    Reseau::retablir("client");
+    const Chronometre retablissement;
+    activerQuelquePart();
+    std::cout << "active again " << retablissement.secondes() << " s after the network" << std::endl;
+    creer("apres");
+    EXPECT_EQ(perdus(), 0);
+}
+
+TEST_F(CoupureReseau, LatencyAndLossChangeNothing)
+{
+    if (!Reseau::ralentir("client", "delay 20ms 5ms loss 2%"))
+        GTEST_SKIP() << "no latency and loss here (tc netem is not available)";
+    constexpr int CREATIONS = 500;
+    activerQuelquePart();
+    std::vector<int> numeros;
+    for (int i = 0; i < CREATIONS; ++i)
+        numeros.push_back(envoyer(&OXcdvCliItf::cree_vol_complet, *vol("V" + std::to_string(i))));
+    for (const int numero : numeros) {
+        const Appel appel = _callbacks.attendre();
+        ASSERT_EQ(appel.nom, "cree_vol_completCB");
+        ASSERT_EQ(appel.idOp, numero);
+        _crees.insert(appel.identifiant.value_or("?"));
+    }
+    EXPECT_EQ(_crees.size(), std::size_t{CREATIONS});
+    EXPECT_EQ(perdus(), 0);
+}
+
+} // namespace
