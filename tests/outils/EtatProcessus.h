@@ -22,27 +22,29 @@ constexpr bool MEMOIRE_MESURABLE =
     true;
 #endif
 
-/// Threads and descriptors of this process.
+/// Threads and descriptors of a process: this one, or that of the given number.
 struct Ressources
 {
     std::size_t fils = 0;
     std::size_t descripteurs = 0;
 
-    static Ressources lire()
+    static Ressources lire(const std::string& processus = "self")
     {
-        const auto compter = [](const char* dossier) {
-            return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator(dossier),
-                                                          std::filesystem::directory_iterator()));
+        const auto compter = [&](const char* dossier) {
+            return static_cast<std::size_t>(
+                std::distance(std::filesystem::directory_iterator("/proc/" + processus + dossier),
+                              std::filesystem::directory_iterator()));
         };
-        return {compter("/proc/self/task"), compter("/proc/self/fd")};
+        return {compter("/task"), compter("/fd")};
     }
     /// Waits until neither is above what is given, at most for the delay: idle threads and connections end in
     /// their own time. Returns the last look.
-    static Ressources attendre(const Ressources& limite, std::chrono::seconds delai)
+    static Ressources attendre(const Ressources& limite, std::chrono::seconds delai,
+                               const std::string& processus = "self")
     {
         const auto fin = std::chrono::steady_clock::now() + delai;
         for (;;) {
-            const Ressources etat = lire();
+            const Ressources etat = lire(processus);
             if ((etat.fils <= limite.fils && etat.descripteurs <= limite.descripteurs) ||
                 std::chrono::steady_clock::now() >= fin)
                 return etat;
@@ -58,12 +60,12 @@ inline std::ostream& operator<<(std::ostream& flux, const Ressources& r)
     return flux << r.fils << " threads, " << r.descripteurs << " descriptors";
 }
 
-/// Resident memory of this process, in kilobytes.
+/// Resident memory of a process, in kilobytes.
 namespace memoire {
 
-inline long lire(const std::string& champ)
+inline long lire(const std::string& champ, const std::string& processus = "self")
 {
-    std::ifstream etat("/proc/self/status");
+    std::ifstream etat("/proc/" + processus + "/status");
     for (std::string ligne; std::getline(etat, ligne);)
         if (ligne.compare(0, champ.size(), champ) == 0)
             return std::stol(ligne.substr(champ.size() + 1));
