@@ -6,6 +6,7 @@
 #include "Allocations.h"
 
 #include "OXcdvCliCBfoncteur.h"
+#include "VueVolComplet.h"
 #include "orix/ExecuteurCB.h"
 #include "orix/Processus.h"
 #include "orix/Trace.h"
@@ -109,6 +110,17 @@ void versLeFil(State& state)
     mesurer(state, [&] { benchmark::DoNotOptimize(source->construireObjetSpecifique_v3_0_0()); });
 }
 BENCHMARK(versLeFil)->Apply(variantes);
+
+/// What a request sends: the same struct, with the texts lent.
+void vuePourEnvoi(State& state)
+{
+    const Vol source = vol(contenu(state));
+    mesurer(state, [&] {
+        const VueVolComplet vue(*source);
+        benchmark::DoNotOptimize(&vue);
+    });
+}
+BENCHMARK(vuePourEnvoi)->Apply(variantes);
 
 void depuisLeFil(State& state)
 {
