@@ -70,8 +70,9 @@ class Puits : public spdlog::sinks::base_sink<std::mutex>
 
 struct Journal
 {
-    std::shared_ptr<Attente> attente; // null: none
     std::shared_ptr<spdlog::logger> journal;
+    // Null: none. Destroyed first, so that its thread ends while the logger is whole.
+    std::shared_ptr<Attente> attente;
 };
 
 Journal creer(const std::string& fichier, std::size_t capacite)
