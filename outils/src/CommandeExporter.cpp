@@ -71,10 +71,10 @@ int lister(const Options& options, Interruption& interruption)
     ecrivain->finir();
     flux.flush();
     if (ecoulement.echec)
-        throw Arret(ecoulement.echec->statut,
-                    "liste incomplète, " + nombre(ecoulement.ecrits) + " vols : " + ecoulement.echec->texte);
+        throw Arret(ecoulement.echec->statut, "liste incomplète, " + compte(ecoulement.ecrits, "vol") +
+                                                  " : " + ecoulement.echec->texte);
     if (estTerminal(STDOUT_FILENO))
-        std::cerr << nombre(ecoulement.ecrits) << " vols" << std::endl;
+        std::cerr << compte(ecoulement.ecrits, "vol") << std::endl;
     return FAIT;
 }
 
@@ -105,7 +105,7 @@ int exporter(const Options& options, Interruption& interruption)
         secondes = progression.secondes();
     }
     const double debit = secondes > 0 ? static_cast<double>(ecoulement.ecrits) / secondes : 0;
-    std::cerr << nombre(ecoulement.ecrits) << " vols exportés, en " << duree(secondes) << " ("
+    std::cerr << compte(ecoulement.ecrits, "vol exporté") << ", en " << duree(secondes) << " ("
               << nombre(static_cast<std::uint64_t>(debit)) << "/s)\n";
     if (!ecoulement.echec) {
         fichier.achever();

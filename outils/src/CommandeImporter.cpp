@@ -62,13 +62,13 @@ class Rejets
 
 void resumer(const Bilan& bilan, double secondes)
 {
-    std::string ligne = nombre(bilan.crees) + " vols créés";
+    std::string ligne = compte(bilan.crees, "vol créé");
     if (bilan.modifies != 0)
-        ligne += ", " + nombre(bilan.modifies) + " modifiés";
+        ligne += ", " + compte(bilan.modifies, "modifié");
     if (bilan.ignores != 0)
         ligne += ", " + nombre(bilan.ignores) + " déjà là";
     if (bilan.rejets() != 0)
-        ligne += ", " + nombre(bilan.rejets()) + " rejetés";
+        ligne += ", " + compte(bilan.rejets(), "rejeté");
     const auto debit = secondes > 0 ? static_cast<double>(bilan.faits() + bilan.refuses) / secondes : 0;
     std::cerr << ligne << ", en " << duree(secondes) << " (" << nombre(static_cast<std::uint64_t>(debit))
               << "/s)\n";

@@ -2,6 +2,7 @@
 #include "Connexion.h"
 #include "Expliquer.h"
 #include "Mesure.h"
+#include "Progression.h"
 #include "Sortie.h"
 #include "Terminal.h"
 
@@ -160,11 +161,10 @@ class Journal
   private:
     std::string bilan() const
     {
-        std::string texte =
-            "  " + std::to_string(_reponses) + " réponses, " + std::to_string(_manques) + " manquées";
+        std::string texte = "  " + compte(_reponses, "réponse") + ", " + compte(_manques, "manquée");
         if (_reponses != 0)
-            texte += " ; min " + texteMs(_minimum) + ", moy " + texteMs(_somme / _reponses) + ", max " +
-                     texteMs(_maximum);
+            texte += " ; min " + texteMs(_minimum) + ", moy " +
+                     texteMs(_somme / static_cast<double>(_reponses)) + ", max " + texteMs(_maximum);
         return texte;
     }
 
@@ -187,8 +187,8 @@ class Journal
     const bool _surPlace;
     FluxFd _flux;
     bool _provisoire = false; ///< the last line may be written over
-    int _reponses = 0;
-    int _manques = 0;
+    std::uint64_t _reponses = 0;
+    std::uint64_t _manques = 0;
     double _somme = 0;
     double _minimum = 1e12;
     double _maximum = 0;

@@ -32,6 +32,7 @@ Bilan Importation::executer(Lecteur& lecteur)
             return lecteur.suivante();
         } catch (const LectureInterrompue&) {
             const std::lock_guard<std::mutex> verrou(_mutex);
+            _bilan.interrompu = true;
             _aReprendre(prochaine);
             return std::nullopt;
         }

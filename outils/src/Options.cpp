@@ -259,7 +259,7 @@ class Analyseur
     }
     void champs(CLI::App& app, const char* description)
     {
-        app.add_option("champs", _options.mots, description)->type_name("[CHAMP=VALEUR]...");
+        app.add_option("champs", _options.mots, description)->type_name("CHAMP=VALEUR");
     }
     void fichier(CLI::App& app, const char* description)
     {

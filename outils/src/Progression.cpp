@@ -37,12 +37,21 @@ std::string nombre(std::uint64_t valeur)
     return texte;
 }
 
+std::string compte(std::uint64_t valeur, const std::string& nom)
+{
+    std::string accorde;
+    for (const char c : nom + ' ')
+        accorde += c == ' ' && valeur > 1 ? "s " : std::string(1, c);
+    accorde.pop_back();
+    return nombre(valeur) + ' ' + accorde;
+}
+
 std::string ligneAvancement(const Avancement& avancement, std::size_t colonnes)
 {
     const double debit =
         avancement.secondes > 0 ? static_cast<double>(avancement.vols) / avancement.secondes : 0;
     std::string chiffres =
-        nombre(avancement.vols) + " vols  " + nombre(static_cast<std::uint64_t>(std::lround(debit))) + "/s";
+        compte(avancement.vols, "vol") + "  " + nombre(static_cast<std::uint64_t>(std::lround(debit))) + "/s";
     if (!avancement.part)
         return tronquer(chiffres, colonnes);
     const double part = std::clamp(*avancement.part, 0.0, 1.0);

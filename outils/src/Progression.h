@@ -26,6 +26,8 @@ std::string ligneAvancement(const Avancement& avancement, std::size_t colonnes);
 std::string duree(double secondes);
 /// Thousands apart: "200 000".
 std::string nombre(std::uint64_t valeur);
+/// A number with its noun: "0 vol créé", "2 vols créés" for "vol créé".
+std::string compte(std::uint64_t valeur, const std::string& nom);
 
 /// Shows how far a work is: a bar that is redrawn on a terminal, a line now and then elsewhere. Every
 /// function may be called from any thread.

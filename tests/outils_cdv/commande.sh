@@ -1,0 +1,261 @@
+#!/usr/bin/env bash
+# Uses the command "cdv" as a person would, against a real server: every subcommand, wrong usage, pipes that break,
+# Ctrl-C, terminals, lost connections.
+# Usage: tests/outils_cdv/commande.sh CDV CDV_SERVEUR SOURCE_FOLDER
+set -uo pipefail
+set -m # a group for each job: one can be sent Ctrl-C
+commande=$1
+serveur=$2
+sources=$3
+
+export LC_ALL=C.UTF-8
+unset COLUMNS CDV_CONFIG
+dossier=$(mktemp -d)
+pid_serveur=
+nettoyer() {
+    [ -z "$pid_serveur" ] || kill -KILL "$pid_serveur" 2>/dev/null
+    wait 2>/dev/null
+    rm -rf "$dossier"
+}
+trap nettoyer EXIT
+cd "$dossier" || exit 1
+
+echec() {
+    echo "commande: ligne ${BASH_LINENO[-2]}: $*" >&2
+    echo "--- sortie" >&2 && head -n 20 sortie >&2
+    echo "--- erreurs" >&2 && head -n 20 erreurs >&2
+    exit 1
+}
+# essai STATUS ARGUMENT...: runs cdv; what it wrote is in the files sortie and erreurs.
+essai() {
+    local attendu=$1 statut=0
+    shift
+    timeout 60 "$commande" "$@" >sortie 2>erreurs || statut=$?
+    [ "$statut" -eq "$attendu" ] || echec "cdv $*: statut $statut au lieu de $attendu"
+}
+# contient FILE TEXT...: the file contains every text.
+contient() {
+    local fichier=$1 texte
+    shift
+    for texte; do grep -qF -- "$texte" "$fichier" || echec "« $texte » n'est pas dans $fichier"; done
+}
+lignes() { [ "$(wc -l <"$1")" -eq "$2" ] || echec "$(wc -l <"$1") lignes dans $1 au lieu de $2"; }
+vide() { [ ! -s "$1" ] || echec "$1 n'est pas vide"; }
+# The command for "script", which runs it in a terminal of its own: terminal COLUMNS ARGUMENT...
+terminal() {
+    local colonnes=$1
+    shift
+    script -qec "stty cols $colonnes rows 24; $(printf '%q ' "$commande" "$@")" /dev/null </dev/null |
+        tr -d '\r' >sortie
+}
+attendre() { # until the command given succeeds: an event of another process
+    local i
+    for ((i = 0; i < 600; i++)); do
+        "$@" >/dev/null 2>&1 && return
+        sleep 0.05
+    done
+    echec "rien n'est venu de : $*"
+}
+demarrer() { # on a free port, or the given one
+    "$serveur" --base vols.db --port "${1:-0}" >serveur.log 2>&1 &
+    pid_serveur=$!
+    attendre grep -q corbaloc serveur.log
+    url=$(grep -o 'corbaloc:[^, ]*' serveur.log)
+    port=$(grep -oE ':[0-9]+/' <<<"$url" | tr -d ':/')
+}
+arreter() { # with the signal given
+    kill "-$1" "$pid_serveur"
+    wait "$pid_serveur" 2>/dev/null
+    pid_serveur=
+}
+personne=127.0.0.1:1
+
+# ---- Wrong usage, and nobody there
+essai 0 --help
+contient sortie "Statuts de sortie" "Exemples" importer
+essai 2
+essai 2 detruire
+essai 2 lister --format xml
+contient erreurs "tableau"
+vide sortie
+essai 2 creer indicatif=AFR1 --url $personne
+contient erreurs identifiant
+essai 2 modifier X --effacer parking --url $personne
+contient erreurs "parking="
+essai 2 lister --config absent.toml
+contient erreurs absent.toml
+essai 2 importer absent.csv --url $personne
+essai 2 exporter x.csv --format dump --url $personne
+essai 2 etat --format csv --url $personne
+essai 0 --champs
+contient sortie parking code_stat_depart.code adresse_mode_S
+essai 0 versions
+contient sortie 3.0.0.0
+for quoi in "creer X" "consulter X" lister "exporter x.csv" "importer $sources/exemples/vols.csv"; do
+    essai 3 $quoi --url $personne # split into its words
+    contient erreurs "pas de connexion"
+done
+[ ! -e x.csv ] && [ ! -e x.csv.partiel ] || echec "un fichier exporté sans serveur"
+essai 3 etat --url $personne
+essai 3 surveiller --url $personne --nombre 1 --periode 10
+contient sortie attente "0 réponse, 1 manquée"
+
+# ---- One record
+demarrer
+essai 0 creer X1 indicatif=AFR1 m_gparking=Été nature= code_stat_depart.code=OUV --point LFBO --point AGEN \
+    --changement parking:B12:C3 --url "$url"
+contient sortie "Vol X1 créé."
+vide erreurs
+essai 1 creer X1 --url "$url"
+contient erreurs "existe déjà"
+essai 0 consulter X1 --format json --url "$url"
+echo '{"identifiant":"X1","indicatif":"AFR1","nature":"","parking":"Été","code_stat_depart":{"code":"OUV"},"changements":[{"rubrique":"parking","ancienne_valeur":"B12","nouvelle_valeur":"C3"}],"points":["LFBO","AGEN"]}' >attendu
+diff attendu sortie >&2 || echec "le vol consulté n'est pas le vol créé"
+cp sortie x1.json
+essai 0 modifier X1 parking= piste=14L --format json --url "$url"
+contient sortie '"parking":""' '"piste":"14L"' '"indicatif":"AFR1"'
+essai 0 consulter X1 --url "$url"
+contient sortie 'parking                ""' "changement             parking : B12 → C3"
+essai 0 consulter X1 --format dump --url "$url"
+contient sortie "m_gpiste v3.0.0 : <14L>"
+essai 0 creer --json x1.json X2 --effacer parking --url "$url"
+essai 0 consulter X2 --format json --url "$url"
+contient sortie '"points":["LFBO","AGEN"]'
+! grep -q '"parking":"' sortie || echec "le champ effacé a été créé"
+essai 0 supprimer X2 --url "$url"
+essai 1 supprimer X2 --url "$url"
+contient erreurs introuvable
+essai 1 consulter X2 --url "$url"
+
+# ---- The state of servers
+essai 0 etat --url $personne --url "$url"
+contient sortie "$url" "personne ne répond" "cdv-serveur" "3.0.0.0" " ms"
+essai 0 etat --format json --url "127.0.0.1:$port"
+contient sortie '"actif": true' '"aller_retour_ms": '
+printf '[routage]\ncdv = ["%s"]\n' "$url" >cdv.toml
+CDV_CONFIG=cdv.toml essai 0 consulter X1
+essai 0 consulter X1 --config cdv.toml --trace 700
+contient erreurs "Entrée"
+essai 0 surveiller --nombre 2 --periode 10 --format json --config cdv.toml
+contient sortie '"etat":"active"' '"ping_ms":'
+
+# ---- Import and export
+essai 0 importer "$sources/exemples/vols.csv" --url "$url"
+contient erreurs "200 vols créés"
+essai 0 exporter vols.csv --url "$url"
+lignes vols.csv 202
+essai 0 exporter vols.json --url "$url"
+lignes vols.json 201
+essai 0 importer - --existants modifier --url "$url" <vols.json
+contient erreurs "201 modifiés"
+essai 0 importer vols.csv --existants ignorer --url "$url"
+contient erreurs "201 déjà là"
+essai 0 exporter - --url "$url"
+cmp -s vols.csv sortie || echec "l'exportation a changé après des importations"
+essai 0 exporter - 'indicatif=AFR*' --format json --url "$url"
+lignes sortie "$(grep -c '"indicatif":"AFR' vols.json)"
+
+# Rejected lines are named, kept, and can be imported once they are right.
+printf 'identifiant,parking\nR1,B1\nR2\nX1,B3\nR3,\xE9\nR4,B4\n' >lot.csv
+essai 1 importer lot.csv --rejets rejets.csv --url "$url"
+contient erreurs "ligne 3 : " "ligne 4 : le vol existe déjà" "ligne 5 : " "2 vols créés, 3 rejetés"
+# In the order in which they were known: the server's answers come later than what is read.
+[ "$(head -n 1 rejets.csv)" = identifiant,parking ] || echec "les rejets n'ont pas l'en-tête"
+printf 'R2\nR3,\xE9\nX1,B3\n' | cmp -s - <(tail -n +2 rejets.csv | LC_ALL=C sort) || echec "ce ne sont pas les rejets"
+LC_ALL=C sed -i 's/^R2$/R2,B2/; s/^X1/R5/; s/^R3.*/R3,é/' rejets.csv
+essai 2 importer rejets.csv --rejets rejets.csv --url "$url"
+essai 0 importer rejets.csv --url "$url"
+contient erreurs "3 vols créés"
+essai 1 importer lot.csv --stop --url "$url"
+contient erreurs "--depuis 2"
+essai 1 importer lot.csv --depuis 6 --rejets rejets.csv --url "$url"
+contient erreurs "ligne 6 : le vol existe déjà" "0 vol créé, 1 rejeté"
+lignes rejets.csv 5 # gone on with, not begun again
+
+# Ctrl-C: what was read is done, and where to go on is said.
+mkfifo tube
+"$commande" importer - --url "$url" <tube >sortie 2>erreurs &
+pid=$!
+exec 9>tube
+printf 'identifiant\nC1\nC2\nC3\nC4-incompl' >&9
+attendre "$commande" consulter C3 --url "$url"
+kill -INT -- "-$pid"
+wait "$pid"
+statut=$?
+exec 9>&-
+[ "$statut" -eq 130 ] || echec "statut $statut après Ctrl-C"
+contient erreurs "3 vols créés" interrompu "--depuis 5"
+essai 1 consulter C4-incompl --url "$url"
+
+"$commande" surveiller --periode 10 --url "$url" >sortie 2>erreurs &
+pid=$!
+attendre grep -q ping sortie
+kill -INT -- "-$pid"
+wait "$pid" || echec "statut $? après Ctrl-C"
+
+# An export that is interrupted leaves the old file alone, and goes on where it stopped.
+cp vols.csv ancien.csv
+essai 0 exporter vols.csv --url "$url"
+! cmp -s vols.csv ancien.csv || echec "le fichier n'a pas été remplacé"
+head -n 101 vols.csv >suite.csv.partiel
+essai 0 exporter suite.csv --depuis 101 --url "$url"
+cmp -s vols.csv suite.csv || echec "l'exportation reprise n'est pas l'exportation"
+[ ! -e suite.csv.partiel ] || echec "le fichier provisoire est resté"
+essai 2 exporter suite.csv --depuis 101 --url "$url"
+
+# ---- Pipes, and terminals
+"$commande" lister --url "$url" 2>erreurs | head -n 2 >sortie
+[ "${PIPESTATUS[0]}" -eq 0 ] || echec "statut ${PIPESTATUS[0]} quand le lecteur part"
+vide erreurs
+"$commande" exporter - --url "$url" 2>erreurs | head -n 1 >sortie
+contient sortie "identifiant,"
+"$commande" lister --url "$url" >/dev/full 2>erreurs
+[ $? -eq 2 ] || echec "un disque plein n'a pas été dit"
+contient erreurs "écriture impossible"
+essai 0 lister --limite 3 --url "$url"
+lignes sortie 4
+essai 0 lister identifiant=aucun --url "$url"
+vide sortie
+COLUMNS=40 essai 0 lister --url "$url"
+[ "$(wc -L <sortie)" -le 40 ] || echec "une ligne dépasse 40 colonnes"
+terminal 40 lister --limite 3 --url "$url"
+contient sortie "Vol " "Pkg" "3 vols"
+[ "$(wc -L <sortie)" -le 40 ] || echec "une ligne dépasse 40 colonnes"
+terminal 100 lister 'indicatif=AFR*' --url "$url"
+contient sortie Identifiant
+terminal 40 importer vols.csv --existants modifier --en-cours 1 --url "$url"
+contient sortie "modifiés"
+terminal 60 surveiller --nombre 2 --periode 10 --url "$url"
+contient sortie ping "2 réponses"
+
+# ---- Lost during the work
+exec 9<>tube
+"$commande" importer - --url "$url" <tube >sortie 2>erreurs &
+pid=$!
+printf 'identifiant\nP1\n' >&9
+attendre "$commande" consulter P1 --url "$url"
+arreter TERM # orderly: clients are told
+printf 'P2\nP3\n' >&9
+wait "$pid"
+statut=$?
+exec 9>&-
+[ "$statut" -eq 4 ] || echec "statut $statut après la perte du serveur"
+contient erreurs "1 vol créé" "--depuis 3"
+
+demarrer "$port"
+essai 0 importer - --depuis 3 --url "$url" <<<$'identifiant\nP1\nP2\nP3'
+contient erreurs "2 vols créés"
+"$commande" surveiller --periode 50 --url "$url" >sortie 2>erreurs &
+pid=$!
+attendre grep -q ping sortie
+arreter TERM
+attendre grep -q "connexion perdue" sortie
+demarrer "$port"
+attendre bash -c '[ "$(grep -c "active  cdv-serveur" sortie)" -eq 2 ]'
+kill -INT -- "-$pid"
+wait "$pid" || echec "statut $? alors que la connexion est revenue"
+kill -STOP "$pid_serveur" # it is there, and does not answer
+essai 3 consulter X1 --delai 300 --url "$url"
+kill -CONT "$pid_serveur"
+arreter TERM
+echo "commande: tout s'est passé comme prévu"

@@ -1,0 +1,226 @@
+#include "Importation.h"
+#include "TamponFd.h"
+
+#include <gmock/gmock.h>
+
+#include <deque>
+#include <sstream>
+#include <thread>
+
+using namespace outils;
+using Etat = cdv::Resultat::Etat;
+using testing::ElementsAre;
+
+namespace {
+
+cdv::Resultat resultat(Etat etat, int code = 0)
+{
+    cdv::Resultat rendu;
+    rendu.etat = etat;
+    rendu.code = code;
+    return rendu;
+}
+
+/// An import of the identifiers given, from a server that the test plays.
+class Import : public testing::Test
+{
+  protected:
+    Importation::Reglages reglages;
+    std::string entree = "identifiant\nA\nB\nC\nD\nE\n";
+    /// What the server answers to a creation; by default on the spot.
+    std::function<cdv::Resultat(const std::string&)> reponse = [](const std::string&) {
+        return resultat(Etat::fait);
+    };
+    std::vector<std::string> creations;
+    std::vector<std::string> modifications;
+    std::vector<std::string> rejets;
+    std::unique_ptr<Importation> importation;
+
+    void preparer()
+    {
+        importation = std::make_unique<Importation>(reglages);
+        importation->creer = [this](const cdv::Vol& vol, const cdv::Session::Fin& fin) {
+            creations.emplace_back(*vol.lire("identifiant"));
+            fin(reponse(creations.back()));
+        };
+        importation->modifier = [this](const cdv::Vol& vol, const cdv::Session::Fin& fin) {
+            modifications.emplace_back(*vol.lire("identifiant"));
+            fin(resultat(Etat::fait));
+        };
+        importation->surRejet = [this](const Entree& rejetee, const std::string& motif) {
+            rejets.push_back(std::to_string(rejetee.ligne) + " " + rejetee.texte + motif);
+        };
+        importation->surAvancement = [](const Bilan&) {};
+    }
+    Bilan executer()
+    {
+        if (!importation)
+            preparer();
+        std::istringstream flux(entree);
+        const auto lecteur = creerLecteur(std::nullopt, flux);
+        return importation->executer(*lecteur);
+    }
+};
+
+} // namespace
+
+TEST_F(Import, CreeTout)
+{
+    const Bilan bilan = executer();
+    EXPECT_THAT(creations, ElementsAre("A", "B", "C", "D", "E"));
+    EXPECT_EQ(5u, bilan.crees);
+    EXPECT_EQ(0u, bilan.reprise);
+}
+
+TEST_F(Import, ReprendALaLigne)
+{
+    reglages.depuis = 5;
+    EXPECT_EQ(2u, executer().crees);
+    EXPECT_THAT(creations, ElementsAre("D", "E"));
+}
+
+TEST_F(Import, ContinueApresUnRejet)
+{
+    entree = "identifiant\nA\nB,x\nC\nD\n";
+    reponse = [](const std::string& id) {
+        return id == "C" ? resultat(Etat::refuse, 3) : resultat(Etat::fait);
+    };
+    const Bilan bilan = executer();
+    EXPECT_EQ(2u, bilan.crees);
+    EXPECT_EQ(1u, bilan.refuses);
+    EXPECT_EQ(1u, bilan.illisibles);
+    EXPECT_EQ(0u, bilan.reprise);
+    EXPECT_THAT(rejets, ElementsAre("3 B,x\n2 cellules pour 1 colonnes",
+                                    "4 C\nvol invalide : identifiant absent ou vide (code 3)"));
+}
+
+TEST_F(Import, SArreteAuRejetQuandOnLeDemande)
+{
+    reglages.arretAuRejet = true;
+    reponse = [](const std::string& id) {
+        return id == "B" ? resultat(Etat::refuse, 4) : resultat(Etat::fait);
+    };
+    const Bilan bilan = executer();
+    EXPECT_THAT(creations, ElementsAre("A", "B"));
+    EXPECT_EQ(3u, bilan.reprise);
+}
+
+TEST_F(Import, FaitCeQuOnVeutDesExistants)
+{
+    reponse = [](const std::string& id) {
+        return id < "C" ? resultat(Etat::refuse, 1) : resultat(Etat::fait);
+    };
+    reglages.existants = Existants::ignorer;
+    Bilan bilan = executer();
+    EXPECT_EQ(2u, bilan.ignores);
+    EXPECT_EQ(3u, bilan.crees);
+    EXPECT_THAT(modifications, ElementsAre());
+
+    importation.reset();
+    reglages.existants = Existants::modifier;
+    bilan = executer();
+    EXPECT_EQ(2u, bilan.modifies);
+    EXPECT_THAT(modifications, ElementsAre("A", "B"));
+    EXPECT_THAT(rejets, ElementsAre());
+}
+
+TEST_F(Import, SArreteQuandUneReponseManque)
+{
+    for (const Etat etat : {Etat::perdu, Etat::delai, Etat::nonEnvoye, Etat::ferme}) {
+        creations.clear();
+        importation.reset();
+        reponse = [=](const std::string& id) { return resultat(id == "C" ? etat : Etat::fait); };
+        const Bilan bilan = executer();
+        EXPECT_THAT(creations, ElementsAre("A", "B", "C"));
+        EXPECT_EQ(4u, bilan.reprise);
+        ASSERT_TRUE(bilan.perte);
+        EXPECT_EQ(etat == Etat::ferme ? INTERROMPU : PERDU, bilan.perte->statut);
+        EXPECT_EQ(0u, bilan.rejets()) << "what may have been done is no reject";
+    }
+}
+
+/// The answers come later, from another thread, as they do.
+TEST_F(Import, NePassePasLaFenetreEtAttendLesReponses)
+{
+    reglages.fenetre = 3;
+    entree = "identifiant\n";
+    for (int i = 0; i < 500; ++i)
+        entree += "V" + std::to_string(i) + "\n";
+    preparer();
+
+    std::mutex mutex;
+    std::condition_variable arrivee;
+    std::deque<cdv::Session::Fin> enCours;
+    std::size_t maximum = 0;
+    bool fini = false;
+    importation->creer = [&](const cdv::Vol&, cdv::Session::Fin fin) {
+        const std::lock_guard<std::mutex> verrou(mutex);
+        enCours.push_back(std::move(fin));
+        maximum = std::max(maximum, enCours.size());
+        arrivee.notify_one();
+    };
+    std::thread serveur([&] {
+        std::unique_lock<std::mutex> verrou(mutex);
+        for (;;) {
+            arrivee.wait(verrou, [&] { return fini || !enCours.empty(); });
+            if (enCours.empty())
+                return;
+            const cdv::Session::Fin fin = std::move(enCours.front());
+            // Still counted while it is being answered.
+            verrou.unlock();
+            fin(resultat(Etat::fait));
+            verrou.lock();
+            enCours.pop_front();
+        }
+    });
+    const Bilan bilan = executer();
+    {
+        const std::lock_guard<std::mutex> verrou(mutex);
+        fini = true;
+        arrivee.notify_one();
+    }
+    serveur.join();
+    EXPECT_EQ(500u, bilan.crees);
+    EXPECT_LE(maximum, reglages.fenetre + 1); // the one that is being answered counts twice for a moment
+}
+
+TEST_F(Import, InterrompueDitOuReprendre)
+{
+    preparer();
+    reponse = [this](const std::string& id) {
+        if (id == "C")
+            importation->interrompre();
+        return resultat(Etat::fait);
+    };
+    const Bilan bilan = executer();
+    EXPECT_TRUE(bilan.interrompu);
+    EXPECT_EQ(3u, bilan.crees);
+    EXPECT_EQ(5u, bilan.reprise);
+}
+
+/// Interrupted in the middle of a line that is not there yet: the half of it is no record.
+TEST_F(Import, UneLectureInterrompueNeLaissePasDeDemiLigne)
+{
+    int donnees[2];
+    int reveil[2];
+    ASSERT_EQ(0, pipe(donnees));
+    ASSERT_EQ(0, pipe(reveil));
+    const std::string debut = "identifiant\nA\nB\nC-incompl";
+    ASSERT_EQ(static_cast<ssize_t>(debut.size()), write(donnees[1], debut.data(), debut.size()));
+    TamponFd tampon(donnees[0], reveil[0]);
+    std::istream flux(&tampon);
+    flux.exceptions(std::ios::badbit);
+    preparer();
+    reponse = [&](const std::string& id) {
+        if (id == "B") // interrompre() may well come later
+            EXPECT_EQ(1, write(reveil[1], "", 1));
+        return resultat(Etat::fait);
+    };
+    const auto lecteur = creerLecteur(Format::csv, flux);
+    const Bilan bilan = importation->executer(*lecteur);
+    EXPECT_THAT(creations, ElementsAre("A", "B"));
+    EXPECT_TRUE(bilan.interrompu);
+    EXPECT_EQ(4u, bilan.reprise);
+    for (const int descripteur : {donnees[0], donnees[1], reveil[0], reveil[1]})
+        close(descripteur);
+}
