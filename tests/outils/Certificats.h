@@ -4,6 +4,7 @@
 #include "DossierTemporaire.h"
 
 #include <string>
+#include <utility>
 
 namespace essais {
 
@@ -15,19 +16,26 @@ class Certificats
     Certificats();
 
     std::string autorite() const { return _dossier.fichier("ca.pem"); } ///< PEM file of its certificate
-    /// What the certificate and its key are made with.
+    /// What differs from a good certificate for both ends. Dates: "YYYYMMDDHHMMSSZ".
     struct Demande
     {
-        std::string nom = "essai";                    ///< common name
-        std::string debut = "20200101000000Z";        ///< valid from
-        std::string fin = "20991231235959Z";          ///< valid to
-        std::string motDePasse;                       ///< of the key; empty: none
-        std::string usages = "serverAuth,clientAuth"; ///< extendedKeyUsage
+        explicit Demande(std::string leNom = "essai") : nom(std::move(leNom)) {}
+        Demande& depuis(const std::string& date) { return debut = date, *this; }
+        Demande& jusqua(const std::string& date) { return fin = date, *this; }
+        Demande& protegee(const std::string& secret) { return motDePasse = secret, *this; }
+        Demande& pour(const std::string& lesUsages) { return usages = lesUsages, *this; }
+        Demande& avecCle(const std::string& options) { return cle = options, *this; }
+
+        std::string nom; ///< common name
+        std::string debut = "20200101000000Z";
+        std::string fin = "20991231235959Z";
+        std::string motDePasse; ///< of the key; empty: none
+        std::string usages = "serverAuth,clientAuth";
         std::string cle = "-newkey ec -pkeyopt ec_paramgen_curve:P-256";
     };
     /// A new certificate and its private key; returns the PEM file with both.
-    std::string emettre(const Demande& demande);
-    std::string emettre() { return emettre(Demande{}); }
+    std::string emettre(const Demande& demande = Demande());
+    std::string emettre(const std::string& nom) { return emettre(Demande(nom)); }
 
     /// A file of that content; returns its path.
     std::string ecrire(const std::string& nom, const std::string& contenu) const;
