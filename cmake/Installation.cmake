@@ -1,5 +1,5 @@
-# What "cmake --install" ships: the libraries, the server, the public headers (none of which needs an ORB header), a
-# CMake package and a pkg-config file.
+# What "cmake --install" ships: the libraries, the programs, the public headers (none of which needs an ORB header), a
+# CMake package, a pkg-config file and the example. The components are those of the packages (cmake/Paquets.cmake).
 include_guard(GLOBAL)
 include(CMakePackageConfigHelpers)
 
@@ -10,39 +10,47 @@ set(entetes ${CMAKE_INSTALL_INCLUDEDIR}/oxcdv)
 set_target_properties(OXcdvCli OXcdvSession PROPERTIES INSTALL_RPATH $ORIGIN)
 set_target_properties(cdv-serveur PROPERTIES INSTALL_RPATH $ORIGIN/../${CMAKE_INSTALL_LIBDIR})
 
-install(TARGETS OXcdvCli OXcdvSession EXPORT OXcdvCliTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(TARGETS cdv-serveur RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+set(objets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT bibliotheques NAMELINK_COMPONENT developpement)
+install(TARGETS OXcdvCli OXcdvSession EXPORT OXcdvCliTargets ${objets})
+install(TARGETS cdv-serveur RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT serveur)
 # The command, its manual and its completion.
 set_target_properties(cdv PROPERTIES INSTALL_RPATH $ORIGIN/../${CMAKE_INSTALL_LIBDIR})
-install(TARGETS cdv RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-install(FILES ${PROJECT_SOURCE_DIR}/docs/cdv.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(TARGETS cdv RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT outils)
+install(FILES ${PROJECT_SOURCE_DIR}/docs/cdv.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT outils)
 install(FILES ${PROJECT_SOURCE_DIR}/outils/completion/cdv
-        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions)
-install(EXPORT OXcdvCliTargets NAMESPACE OXcdvCli:: DESTINATION ${paquet})
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions
+        COMPONENT outils)
+install(EXPORT OXcdvCliTargets NAMESPACE OXcdvCli:: DESTINATION ${paquet} COMPONENT developpement)
 
 set(services ${PROJECT_SOURCE_DIR}/src/services/cdv/groupe1/src)
 install(FILES ${services}/OXcdvCliItf.h ${services}/OXcdvCliArret.h ${services}/OXcdvCliCB.h
               ${services}/OXvol_completData.h ${services}/OXvol_completDataChamps.h
-        DESTINATION ${entetes})
+        DESTINATION ${entetes} COMPONENT developpement)
 set(session ${PROJECT_SOURCE_DIR}/src/services/cdv/session)
-install(FILES ${session}/CdvSession.h ${session}/CdvVol.h DESTINATION ${entetes})
+install(FILES ${session}/CdvSession.h ${session}/CdvVol.h DESTINATION ${entetes} COMPONENT developpement)
 
 # Our own middleware goes along; another provider installs its own, with the package "orix".
 if(OXCDV_FOURNISSEUR_ORIX STREQUAL plateforme)
   set_target_properties(orix PROPERTIES INSTALL_RPATH $ORIGIN)
-  install(TARGETS orix EXPORT orixTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-  install(EXPORT orixTargets NAMESPACE orix:: DESTINATION ${paquet})
+  install(TARGETS orix EXPORT orixTargets ${objets})
+  install(EXPORT orixTargets NAMESPACE orix:: DESTINATION ${paquet} COMPONENT developpement)
   set(orix ${PROJECT_SOURCE_DIR}/plateforme/include/orix)
   install(FILES ${orix}/Accesseurs.h ${orix}/Configuration.h ${orix}/Exportation.h ${orix}/INonCopiable.h ${orix}/OXcci_rub_chgtData.h
                 ${orix}/OXchaine.h ${orix}/OXcode_statData.h ${orix}/OXstatut.h ${orix}/OXversion.h
                 ${orix}/Processus.h ${orix}/Trace.h
-          DESTINATION ${entetes}/orix)
+          DESTINATION ${entetes}/orix COMPONENT developpement)
 endif()
 
 configure_package_config_file(cmake/OXcdvCliConfig.cmake.in ${CMAKE_BINARY_DIR}/OXcdvCliConfig.cmake
                               INSTALL_DESTINATION ${paquet})
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/OXcdvCliConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+# The file finds its own prefix: the tree may be moved, or installed into a package.
+file(RELATIVE_PATH CHEMIN_PREFIXE /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" CHEMIN_PREFIXE "${CHEMIN_PREFIXE}")
 configure_file(cmake/oxcdvcli.pc.in ${CMAKE_BINARY_DIR}/oxcdvcli.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/OXcdvCliConfig.cmake ${CMAKE_BINARY_DIR}/OXcdvCliConfigVersion.cmake
-        DESTINATION ${paquet})
-install(FILES ${CMAKE_BINARY_DIR}/oxcdvcli.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+        DESTINATION ${paquet} COMPONENT developpement)
+install(FILES ${CMAKE_BINARY_DIR}/oxcdvcli.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT developpement)
+install(FILES ${PROJECT_SOURCE_DIR}/exemples/CMakeLists.txt ${PROJECT_SOURCE_DIR}/exemples/session_cdv.cpp
+              ${PROJECT_SOURCE_DIR}/exemples/vols.csv
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/liboxcdvcli-dev/examples COMPONENT developpement)

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that the project needs and that are not there yet.
-# Usage: scripts/installer-dependances.sh [--tests] [--bench]
+# Usage: scripts/installer-dependances.sh [--tests] [--bench] [--paquets]
 #   --tests   also what the tests need beyond the build
+#   --paquets also what scripts/paquets.sh needs
 #   --bench   also what the benchmarks need; a peer to compare with that cannot be had is left out
 set -euo pipefail
 
@@ -15,13 +16,14 @@ paquets=(
 facultatifs=()
 for option in "$@"; do
     case $option in
-        --tests) paquets+=(binutils openssl iproute2) ;;
+        --tests) paquets+=(binutils openssl iproute2 dpkg-dev lintian doxygen) ;;
+        --paquets) paquets+=(dpkg-dev lintian debootstrap) ;;
         --bench)
             paquets+=(libbenchmark-dev)
             facultatifs+=(libzeroc-ice-dev zeroc-ice-compilers libgrpc++-dev libprotobuf-dev protobuf-compiler-grpc gnuplot-nox)
             ;;
         *)
-            echo "installer-dependances.sh: unknown option $option (--tests, --bench)" >&2
+            echo "installer-dependances.sh: unknown option $option (--tests, --bench, --paquets)" >&2
             exit 2
             ;;
     esac
