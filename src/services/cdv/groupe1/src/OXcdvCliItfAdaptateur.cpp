@@ -170,6 +170,7 @@ void OXcdvCliItfAdaptateur::_completer()
         !CORBA::is_nil(_poaRacine) && _poaRacine.in() != oxNoyau()->lirePointAcces()->lirePOA_Racine();
     if (noyauRelance) {
         _repondeur = nullptr;
+        _idClient.length(0);
         // The connection went with the kernel that had it.
         switch (_automate.lireSommetCourant()) {
         case DemandeActivation:
@@ -260,6 +261,7 @@ void OXcdvCliItfAdaptateur::_demanderActivation()
     _automate.transition(activer);
     VERIFIER(_automate.lireSommetCourant() == DemandeActivation, "active");
 
+    _renouvelerReferences();
     const orix_corba__Client_var client = _this();
     const PortableServer::ObjectId_var id = _poaRacine->servant_to_id(this);
     _idClient = id.in();
@@ -268,6 +270,23 @@ void OXcdvCliItfAdaptateur::_demanderActivation()
                                 configuration()->lireNomMachineHote().c_str());
     TRACER(NTO_PROGRES, "active", "Demande d'activation en cours");
     transaction.valider();
+}
+
+void OXcdvCliItfAdaptateur::_renouvelerReferences()
+{
+    const auto retirer = [this](PortableServer::ObjectId& id) {
+        if (id.length() != 0)
+            _poaRacine->deactivate_object(id);
+        id.length(0);
+    };
+    retirer(_idClient); // _this() gives the next one
+    if (!_servant)
+        return;
+    _niveaux[0].reference = CORBA::Object::_nil(); // what fails from here on is made again by _completer()
+    retirer(_idServant);
+    const PortableServer::ObjectId_var id = _poaRacine->activate_object(_servant.get());
+    _idServant = id.in();
+    _niveaux[0].reference = _servant->_this();
 }
 
 void OXcdvCliItfAdaptateur::activeCB(int statut, const char* serveur, const char* machine,

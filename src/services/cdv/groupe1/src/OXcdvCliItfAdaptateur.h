@@ -116,6 +116,9 @@ class OXcdvCliItfAdaptateur : public virtual orb::ServantAttendu,
     OXstatut _envoyer(const char* signature, const char* nom, EnvoiRequete sendc, OXvol_completData* vol,
                       int& idOp);
     void _demanderActivation();
+    /// Gives both servants new object ids: what the server of an earlier activation still sends, notices and
+    /// notifications, finds nobody.
+    void _renouvelerReferences();
     void nettoyerConnexion();
 
     void _creerPOA();
