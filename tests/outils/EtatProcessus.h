@@ -3,6 +3,7 @@
 
 #include <malloc.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
@@ -51,6 +52,22 @@ struct Ressources
             // Nothing tells of the end of a thread that belongs to the ORB.
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
         }
+    }
+    /// Waits until nothing has come or gone for a second, at most for the delay; returns the last look. What
+    /// belongs to an activation, the pings' connections first of all, does not come at once.
+    static Ressources attendreStables(std::chrono::seconds delai = std::chrono::seconds(10))
+    {
+        const auto fin = std::chrono::steady_clock::now() + delai;
+        Ressources etat = lire();
+        auto depuis = std::chrono::steady_clock::now();
+        while (std::chrono::steady_clock::now() < std::min(fin, depuis + std::chrono::seconds(1))) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            const Ressources nouvel = lire();
+            if (!(nouvel == etat))
+                depuis = std::chrono::steady_clock::now();
+            etat = nouvel;
+        }
+        return etat;
     }
     bool operator==(const Ressources& r) const { return fils == r.fils && descripteurs == r.descripteurs; }
 };
