@@ -24,6 +24,7 @@ echec() {
     echo "commande: ligne ${BASH_LINENO[-2]}: $*" >&2
     echo "--- sortie" >&2 && head -n 20 sortie >&2
     echo "--- erreurs" >&2 && head -n 20 erreurs >&2
+    [ ! -e serveur.log ] || { echo "--- serveur" >&2 && tail -n 5 serveur.log >&2; }
     exit 1
 }
 # essai STATUS ARGUMENT...: runs cdv; what it wrote is in the files sortie and erreurs.
@@ -101,7 +102,10 @@ essai 3 surveiller --url $personne --nombre 1 --periode 10
 contient sortie attente "0 réponse, 1 manquée"
 
 # ---- One record
+# A port that was chosen by number can be opened again while its last connections fade, one that was given cannot.
 demarrer
+arreter TERM
+demarrer "$port"
 essai 0 creer X1 indicatif=AFR1 m_gparking=Été nature= code_stat_depart.code=OUV --point LFBO --point AGEN \
     --changement parking:B12:C3 --url "$url"
 contient sortie "Vol X1 créé."
