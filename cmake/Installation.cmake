@@ -13,6 +13,7 @@ set_target_properties(cdv-serveur PROPERTIES INSTALL_RPATH $ORIGIN/../${CMAKE_IN
 set(objets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT bibliotheques NAMELINK_COMPONENT developpement)
 install(TARGETS OXcdvCli OXcdvSession EXPORT OXcdvCliTargets ${objets})
 install(TARGETS cdv-serveur RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT serveur)
+install(FILES ${PROJECT_SOURCE_DIR}/docs/cdv-serveur.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT serveur)
 # The command, its manual and its completion.
 set_target_properties(cdv PROPERTIES INSTALL_RPATH $ORIGIN/../${CMAKE_INSTALL_LIBDIR})
 install(TARGETS cdv RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT outils)
