@@ -16,7 +16,7 @@ paquets=(
 facultatifs=()
 for option in "$@"; do
     case $option in
-        --tests) paquets+=(binutils openssl iproute2 dpkg-dev lintian doxygen) ;;
+        --tests) paquets+=(binutils openssl iproute2 dpkg-dev lintian doxygen clang libclang-rt-dev) ;;
         --paquets) paquets+=(dpkg-dev lintian debootstrap) ;;
         --bench)
             paquets+=(libbenchmark-dev)

@@ -111,11 +111,26 @@ std::string entreGuillemets(const std::string& texte) { return '"' + texte + '"'
 
 std::string nomComplet(const std::string& table, const std::string& cle) { return "[" + table + "] " + cle; }
 
+/// One line, whatever the file holds.
+[[noreturn]] void echouer(const std::string& texte)
+{
+    static constexpr const char* CHIFFRES = "0123456789ABCDEF";
+    std::string ligne;
+    for (const char c : texte) {
+        const auto octet = static_cast<unsigned char>(c);
+        if (octet >= 0x20 && octet != 0x7F)
+            ligne += c;
+        else
+            ligne += {'\\', 'x', CHIFFRES[octet / 16], CHIFFRES[octet % 16]};
+    }
+    throw ErreurConfiguration(ligne);
+}
+
 /// lieu: "FILE" or "FILE:LINE".
 [[noreturn]] void refuser(const std::string& lieu, const std::string& quoi, const std::string& obtenu,
                           const std::string& attendu)
 {
-    throw ErreurConfiguration(lieu + ": " + quoi + ": got " + obtenu + ", expected " + attendu);
+    echouer(lieu + ": " + quoi + ": got " + obtenu + ", expected " + attendu);
 }
 
 std::string enumerer(const Liste& textes)
@@ -345,8 +360,8 @@ Configuration Configuration::analyser(const std::string& texte, const std::strin
     try {
         Lecture(configuration, nom).lire(toml::parse(texte));
     } catch (const toml::parse_error& erreur) {
-        throw ErreurConfiguration(nom + ":" + std::to_string(erreur.source().begin.line) +
-                                  ": malformed TOML: " + std::string(erreur.description()));
+        echouer(nom + ":" + std::to_string(erreur.source().begin.line) +
+                ": malformed TOML: " + std::string(erreur.description()));
     }
     configuration.verifier(nom);
     return configuration;

@@ -38,6 +38,17 @@ class Options
     std::vector<std::pair<const char*, std::string>> _paires;
 };
 
+/// Not by options: the ORB keeps a copy of those for ever, each time it is created.
+void definirFichiersTLS(const ParametresTLS& parametres)
+{
+    static auto* const gardes = new ParametresTLS; // never destroyed: the ORB points at the texts
+    *gardes = parametres;
+    const auto texte = [](const std::string& t) { return t.empty() ? nullptr : t.c_str(); };
+    sslContext::certificate_authority_file = texte(gardes->certificatAutorite);
+    sslContext::key_file = texte(gardes->certificat);
+    sslContext::key_file_password = gardes->motDePasse.c_str();
+}
+
 thread_local std::string t_appelant;
 
 /// "127.0.0.1" of "giop:tcp:127.0.0.1:2809".
@@ -70,12 +81,10 @@ CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres)
     // What goes wrong is thrown, and said by whoever catches it; -ORBtraceLevel gives the ORB its voice back.
     options.ajouter("traceLevel", 0LL);
     const bool tls = !parametres.tls.certificatAutorite.empty();
+    definirFichiersTLS(parametres.tls);
     for (const std::string& point : parametres.pointsAcces)
         options.ajouter("endPoint", (tls ? "giop:ssl:" : "giop:tcp:") + point);
     if (tls) {
-        options.ajouter("sslCAFile", parametres.tls.certificatAutorite);
-        options.ajouter("sslKeyFile", parametres.tls.certificat);
-        options.ajouter("sslKeyPassword", parametres.tls.motDePasse);
         options.ajouter("sslVerifyMode", parametres.tls.exigerCertificat ? "peer,fail" : "peer");
         // Nothing leaves in plain text, whatever a reference offers.
         options.ajouter("clientTransportRule", "* ssl");
