@@ -40,6 +40,8 @@ void Callbacks::noter(Appel appel, OXvol_completData* vol)
     }
     if (pendant)
         pendant(appel, vol);
+    if (!garder)
+        return;
     const std::lock_guard<std::mutex> verrou(_mutex);
     _appels.push_back(std::move(appel));
     _arrivee.notify_all();

@@ -1,6 +1,7 @@
 #ifndef CALLBACKSENREGISTRES_H
 #define CALLBACKSENREGISTRES_H
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
@@ -42,7 +43,8 @@ class Callbacks
     std::size_t nombre();
     void oublier();
 
-    bool dumps = false; ///< keep the dump of every record
+    std::atomic<bool> garder{true}; ///< else they only go through `pendant`
+    bool dumps = false;             ///< keep the dump of every record
     /// Run inside each callback, before it is kept; may throw, block, or call the facade. Set it before
     /// traffic.
     std::function<void(const Appel&, OXvol_completData*)> pendant;

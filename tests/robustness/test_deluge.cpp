@@ -1,0 +1,139 @@
+// Many more notifications than a slow application takes.
+#include "EtatProcessus.h"
+#include "SessionReelle.h"
+#include "SurTrace.h"
+
+#include <future>
+#include <iostream>
+#include <thread>
+
+using essais::Appel;
+using essais::vol;
+
+namespace {
+
+constexpr int VOLS = 10000;
+constexpr int LISTES = 20; // 200,000 records in all
+constexpr int LENTS = 5000;
+constexpr std::size_t CAPACITE = 1000;
+constexpr std::size_t OCTETS = 1000; // of the record's long text
+
+// A waiting call holds a record and its text. Beside the queue: what the ORB reads and unmarshals at a time,
+// and the thread that runs the callbacks.
+constexpr long LIMITE_KO = static_cast<long>(CAPACITE * (OCTETS + 3 * 1024) / 1024) + 8 * 1024;
+
+std::string identifiant(int rang) { return "V" + std::to_string(100000 + rang); }
+
+class Deluge : public essais::SessionReelle
+{
+  protected:
+    Deluge() : SessionReelle(reglages()) {}
+
+    static orix::Configuration reglages()
+    {
+        orix::Configuration reglages = reglagesVifs();
+        reglages.capaciteFileCB = CAPACITE;
+        return reglages;
+    }
+};
+
+/// Checks the listings as they come: one after another, each whole and in order.
+class Controle
+{
+  public:
+    void recevoir(const Appel& appel)
+    {
+        if (appel.nom == "deconnexionCB")
+            return _conclure("the connection was lost");
+        if (!_commence)
+            return;
+        if (_recus < LENTS)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1)); // an application at work
+        const int liste = _recus / (VOLS + 1);
+        const int rang = _recus % (VOLS + 1);
+        ++_recus;
+        if (rang == 0)
+            _numeros.push_back(appel.idOp);
+        const bool attendu =
+            rang < VOLS ? appel.nom == "liste_vol_completCB" && appel.identifiant == identifiant(rang)
+                        : appel.nom == "fin_liste_vol_completCB" && appel.statut == 0;
+        if (!attendu || appel.idOp != _numeros.back())
+            return _conclure("listing " + std::to_string(liste) + ", rank " + std::to_string(rang) +
+                             ": got " + appel.nom + " " + appel.identifiant.value_or("") + " of " +
+                             std::to_string(appel.idOp));
+        if (_recus == LISTES * (VOLS + 1))
+            _conclure("");
+    }
+    void commencer() { _commence = true; }
+    /// What went wrong; empty: nothing.
+    std::string attendre()
+    {
+        std::future<std::string> fin = _fin.get_future();
+        return fin.wait_for(std::chrono::seconds(100)) == std::future_status::ready ? fin.get()
+                                                                                    : "not all has come";
+    }
+    const std::vector<int>& numeros() const { return _numeros; }
+
+  private:
+    void _conclure(const std::string& faute)
+    {
+        if (!_conclu)
+            _fin.set_value(faute);
+        _conclu = true;
+    }
+
+    std::atomic<bool> _commence{false};
+    int _recus = 0; // this and what follows belong to the callback thread
+    std::vector<int> _numeros;
+    bool _conclu = false;
+    std::promise<std::string> _fin;
+};
+
+} // namespace
+
+TEST_F(Deluge, DeuxCentMilleNotificationsUneFoisEtDansLOrdre)
+{
+    Controle controle;
+    _callbacks.pendant = [&controle](const Appel& appel, OXvol_completData*) { controle.recevoir(appel); };
+    const std::string actif = activer();
+    const std::string remplissage(OCTETS, 'x');
+    for (int i = 0; i < VOLS; ++i) {
+        const auto donnees = vol(identifiant(i));
+        donnees->ecrire_gtrtspec(OXdupliqueChaine(remplissage.c_str()));
+        envoyer(&OXcdvCliItf::cree_vol_complet, *donnees);
+    }
+    for (int i = 0; i < VOLS; ++i)
+        ASSERT_EQ(_callbacks.attendre().statut, 0);
+
+    _callbacks.garder = false;
+    controle.commencer();
+    const long avant = essais::memoire::residente();
+    essais::memoire::oublierPic();
+    std::atomic<int> pingsManques{0};
+    const essais::Chronometre duree;
+    {
+        const essais::SurTrace manque(
+            "Pas de réponse au ping", [&] { ++pingsManques; }, orix::NTO_REFUS);
+        std::vector<int> numeros;
+        for (int i = 0; i < LISTES; ++i)
+            numeros.push_back(envoyer(&OXcdvCliItf::liste_vol_complet, *vol("V*")));
+        EXPECT_EQ(controle.attendre(), "");
+        EXPECT_EQ(controle.numeros(), numeros);
+    }
+    const double secondes = duree.secondes();
+    const long pic = essais::memoire::pic();
+    const long apres = essais::memoire::residente();
+    // The client's pings were all answered; and so were those of the server, which otherwise would have
+    // dropped a client that sent nothing else for seconds.
+    EXPECT_EQ(pingsManques, 0);
+    EXPECT_EQ(serveur(actif).erreurs().find("parti"), std::string::npos) << serveur(actif).erreurs();
+    if (essais::MEMOIRE_MESURABLE) {
+        EXPECT_LT(pic - avant, LIMITE_KO);
+    }
+    std::cout << "flood: " << LISTES * VOLS << " notifications in " << secondes << " s; memory before "
+              << avant << " kB, peak " << pic << " kB, after " << apres << " kB (limit of growth "
+              << LIMITE_KO << " kB)" << std::endl;
+    _callbacks.garder = true;
+    const Appel creation = demander(&OXcdvCliItf::cree_vol_complet, *vol("apres"));
+    EXPECT_EQ(creation.statut, 0);
+}
