@@ -7,14 +7,12 @@
 #include "OXcdvCliItfAdaptateur.h"
 #include "OXcdvClientVersServeurS.h"
 #include "OXcdvServeurVersClientC.h"
+#include "ServeurReel.h"
 #include "orix/Noyau.h"
 #include "orix/ORBthread.h"
 #include "orix/ParametresActivationService.h"
 #include "orix/Processus.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -147,20 +145,6 @@ class ServeurEssai : public POA_orix_corba::Noyau
     const std::string _nom;
 };
 
-/// A port of the loopback that was free a moment ago.
-inline int portLibre()
-{
-    const int prise = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in adresse{};
-    adresse.sin_family = AF_INET;
-    adresse.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t taille = sizeof(adresse);
-    bind(prise, reinterpret_cast<sockaddr*>(&adresse), taille);
-    getsockname(prise, reinterpret_cast<sockaddr*>(&adresse), &taille);
-    close(prise);
-    return ntohs(adresse.sin_port);
-}
-
 /// A process with its middleware running and the test's servers in it; the service "cdv" is routed to the
 /// first `routes` of them, "seul" to the first, "absent" to a port where nobody listens, then to the second.
 class AvecNoyau : public testing::Test
@@ -173,9 +157,9 @@ class AvecNoyau : public testing::Test
 
     AvecNoyau()
     {
-        const std::string hote = "127.0.0.1:" + std::to_string(portLibre());
+        const std::string hote = "127.0.0.1:" + std::to_string(portReserve());
         const std::string base = "corbaloc:iiop:" + hote + "/";
-        const std::string personne = "corbaloc:iiop:127.0.0.1:" + std::to_string(portLibre()) + "/premier";
+        const std::string personne = "corbaloc:iiop:127.0.0.1:" + std::to_string(portReserve()) + "/premier";
         reglages.pointsAcces = {hote};
         reglages.nomMachineHote = "machine";
         reglages.periodePing = std::chrono::hours(1);
