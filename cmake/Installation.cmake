@@ -14,6 +14,7 @@ set(objets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT bibliotheques N
 install(TARGETS OXcdvCli OXcdvSession EXPORT OXcdvCliTargets ${objets})
 install(TARGETS cdv-serveur RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT serveur)
 install(FILES ${PROJECT_SOURCE_DIR}/docs/cdv-serveur.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT serveur)
+install(FILES ${PROJECT_SOURCE_DIR}/docs/cdv-serveur.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT serveur)
 # The command, its manual and its completion.
 set_target_properties(cdv PROPERTIES INSTALL_RPATH $ORIGIN/../${CMAKE_INSTALL_LIBDIR})
 install(TARGETS cdv RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT outils)
@@ -55,3 +56,8 @@ install(FILES ${CMAKE_BINARY_DIR}/oxcdvcli.pc DESTINATION ${CMAKE_INSTALL_LIBDIR
 install(FILES ${PROJECT_SOURCE_DIR}/exemples/CMakeLists.txt ${PROJECT_SOURCE_DIR}/exemples/session_cdv.cpp
               ${PROJECT_SOURCE_DIR}/exemples/vols.csv
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/liboxcdvcli-dev/examples COMPONENT developpement)
+set(documents ${PROJECT_SOURCE_DIR}/docs)
+install(FILES ${documents}/guide.md ${documents}/configuration.md ${documents}/protocole.md ${documents}/architecture.md
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/liboxcdvcli-dev COMPONENT developpement)
+install(FILES ${documents}/exploitation.md ${documents}/configuration.md
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/cdv-serveur COMPONENT serveur)

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that the project needs and that are not there yet.
-# Usage: scripts/installer-dependances.sh [--tests] [--bench] [--paquets]
+# Usage: scripts/installer-dependances.sh [--tests] [--bench] [--paquets] [--doc]
 #   --tests   also what the tests need beyond the build
-#   --paquets also what scripts/paquets.sh needs
+#   --paquets, --doc   also what scripts/paquets.sh and scripts/doc.sh need
 #   --bench   also what the benchmarks need; a peer to compare with that cannot be had is left out
 set -euo pipefail
 
@@ -18,12 +18,13 @@ for option in "$@"; do
     case $option in
         --tests) paquets+=(binutils openssl iproute2 dpkg-dev lintian doxygen clang libclang-rt-dev) ;;
         --paquets) paquets+=(dpkg-dev lintian debootstrap) ;;
+        --doc) paquets+=(doxygen) ;;
         --bench)
             paquets+=(libbenchmark-dev)
             facultatifs+=(libzeroc-ice-dev zeroc-ice-compilers libgrpc++-dev libprotobuf-dev protobuf-compiler-grpc gnuplot-nox)
             ;;
         *)
-            echo "installer-dependances.sh: unknown option $option (--tests, --bench, --paquets)" >&2
+            echo "installer-dependances.sh: unknown option $option (--tests, --bench, --paquets, --doc)" >&2
             exit 2
             ;;
     esac

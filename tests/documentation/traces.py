@@ -1,0 +1,118 @@
+#!/usr/bin/env python3
+"""Compares the traces of levels 100 and 300 in the sources with the tables of docs/exploitation.md.
+
+Each message of the sources is a row there, and each row a message of the sources. What a message inserts stands as "…".
+Usage: traces.py SOURCE_FOLDER [--lister]
+"""
+import pathlib
+import re
+import sys
+
+# What traces, and which argument is the text; its level is the first argument, or the one given here.
+APPELS = {
+    "ORIX_TRACE": (3, None),
+    "ORIX_TRACE_SANS_ECHEC": (3, None),
+    "TRACER": (2, None),
+    "signaler": (2, 100),            # OXcdvServeurVersClientImplementation
+    "verifierActivation": (0, 300),  # OXcdvCliItfAdaptateur
+    "refuser": (2, 300),             # Automate
+}
+PROPRES = {"refuser": "Automate"}  # the name means something else in other files
+NIVEAUX = {"NTO_NOTABLE": 100, "NTO_REFUS": 300}
+DOSSIERS = ("src", "plateforme", "serveur", "outils/src")
+LITTERAL = re.compile(r'"((?:[^"\\]|\\.)*)"')
+
+
+def arguments(texte, debut):
+    """The arguments of the call whose parenthesis opens at debut, cut at the commas outside everything else."""
+    profondeur, courant, resultat, i = 0, "", [], debut
+    while i < len(texte):
+        c = texte[i]
+        if c == '"':
+            fin = LITTERAL.match(texte, i).end()
+            courant += texte[i:fin]
+            i = fin
+            continue
+        if c in "([{":
+            profondeur += 1
+            if profondeur == 1:
+                i += 1
+                continue
+        elif c in ")]}":
+            profondeur -= 1
+            if profondeur == 0:
+                return resultat + [courant]
+        if c == "," and profondeur == 1:
+            resultat.append(courant)
+            courant = ""
+        else:
+            courant += c
+        i += 1
+    return []
+
+
+def modele(expression):
+    """The literals of the expression, "…" for what stands between them."""
+    expression = re.sub(r'"\s+"', "", expression)  # adjacent literals are one
+    morceaux, fin = [], 0
+    for litteral in LITTERAL.finditer(expression):
+        if re.search(r"\w", expression[fin:litteral.start()]):
+            morceaux.append("…")
+        morceaux.append(litteral.group(1).replace('\\"', '"'))
+        fin = litteral.end()
+    if re.search(r"\w", expression[fin:]):
+        morceaux.append("…")
+    return re.sub("…+", "…", "".join(morceaux)).strip()
+
+
+def messages_des_sources(racine):
+    trouves = set()
+    for dossier in DOSSIERS:
+        for fichier in sorted((racine / dossier).rglob("*")):
+            if fichier.suffix not in (".h", ".cpp", ".inc"):
+                continue
+            texte = re.sub(r"\\\n", "\n", fichier.read_text(encoding="utf-8"))
+            texte = re.sub(r"^\s*#\s*define (TRACER|DETAIL|ORIX_TRACE).*\n(?:.*ORIX_TRACE\(niveau.*\n)?", "", texte, flags=re.M)
+            texte = re.sub(r"(?<!:)//[^\n]*", "", texte)
+            for appel in re.finditer(r"\b(" + "|".join(APPELS) + r")\s*\(", texte):
+                rang, niveau = APPELS[appel.group(1)]
+                if PROPRES.get(appel.group(1), fichier.stem) != fichier.stem:
+                    continue
+                args = arguments(texte, appel.end() - 1)
+                if len(args) <= rang or (niveau is not None and re.search(r"\b(const|int)\b", args[0])):
+                    continue  # a declaration
+                if niveau is None:
+                    niveau = NIVEAUX.get(args[0].strip().split("::")[-1])
+                if niveau is not None:
+                    trouves.add((fichier.stem, niveau, modele(",".join(args[rang:]))))
+    return trouves
+
+
+def messages_du_document(racine):
+    lignes = (racine / "docs/exploitation.md").read_text(encoding="utf-8").splitlines()
+    rangs = [re.match(r"\| `(\w+)` \| (100|300) \| `` ?(.*?) ?`` \| (.*) \| (.*) \|$", ligne) for ligne in lignes]
+    return {(r.group(1), int(r.group(2)), r.group(3)): (r.group(4), r.group(5)) for r in rangs if r}
+
+
+def main():
+    racine = pathlib.Path(sys.argv[1])
+    sources = messages_des_sources(racine)
+    if "--lister" in sys.argv:
+        for source, niveau, texte in sorted(sources):
+            print(f"| `{source}` | {niveau} | `` {texte} `` |")
+        return 0
+    document = messages_du_document(racine)
+    for source, niveau, texte in sorted(sources - document.keys()):
+        print(f"docs/exploitation.md has no row for: | `{source}` | {niveau} | `` {texte} `` |")
+    for source, niveau, texte in sorted(document.keys() - sources):
+        print(f"docs/exploitation.md explains what no source says: {source}, {niveau}: {texte}")
+    vides = [cle for cle, (cause, remede) in document.items() if not cause.strip() or not remede.strip()]
+    for cle in vides:
+        print(f"docs/exploitation.md gives no cause or no remedy: {cle}")
+    if len(sources) < 50:
+        print(f"only {len(sources)} messages found in the sources: this check is blind")
+        return 1
+    return 1 if vides or sources != document.keys() else 0
+
+
+sys.exit(main())
