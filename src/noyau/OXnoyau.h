@@ -42,13 +42,18 @@ class OXnoyau
         progres("Création de l'identifiant CORBA = " + std::to_string(numeroOperation));
         const PortableServer::POA_ptr poa = oxNoyau()->lirePointAcces()->lirePOA_ORIX();
         poa->activate_object_with_id(id, servant);
-        progres("Le servant est activé avec l'identificateur auprès du POA ORIX.");
-        progres("Création de la référence.");
-        const CORBA::Object_var reference = poa->id_to_reference(id);
-        progres(
-            "Création de la référence d'objet qui sera passée dans les appels asynchrones et qui contient "
-            "l'identificateur de l'objet.");
-        return InterfaceDuSquelette<Squelette>::Type::_narrow(reference);
+        try {
+            progres("Le servant est activé avec l'identificateur auprès du POA ORIX.");
+            progres("Création de la référence.");
+            const CORBA::Object_var reference = poa->id_to_reference(id);
+            progres("Création de la référence d'objet qui sera passée dans les appels asynchrones et qui "
+                    "contient l'identificateur de l'objet.");
+            return InterfaceDuSquelette<Squelette>::Type::_narrow(reference);
+        } catch (...) {
+            // Nobody else could take it back: there is no reference to do it with.
+            poa->deactivate_object(id);
+            throw;
+        }
     }
 
     /// One operation asked of a kernel: its parameters, registered with this process's kernel, and the

@@ -3,13 +3,17 @@
 #include "orix/Trace.h"
 
 #include <dlfcn.h>
+#include <execinfo.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <cstring>
 
 namespace {
 
-thread_local int reste = 0;        // allocations until the one that fails; 0: none will
-thread_local long bilan = 0;       // allocations less releases
+thread_local int reste = 0;  // allocations until the one that fails; 0: none will
+thread_local long bilan = 0; // allocations less releases
+thread_local bool epargnerORB = false;
 thread_local bool interne = false; // one operator may call another: counted once
 
 /// The operator that this file hides. It still does the work: a sanitizer's goes on checking each delete
@@ -30,11 +34,23 @@ class Interne
     bool _avant;
 };
 
+/// Whether the ORB is on the calling thread's stack.
+bool estDansORB()
+{
+    const Interne portee;
+    void* adresses[64];
+    const int nombre = backtrace(adresses, 64);
+    return std::any_of(adresses, adresses + nombre, [](void* adresse) {
+        Dl_info objet;
+        return dladdr(adresse, &objet) != 0 && std::strstr(objet.dli_fname, "libomni") != nullptr;
+    });
+}
+
 void* allouer(void* (*operateur)(std::size_t), std::size_t taille)
 {
     if (interne)
         return operateur(taille);
-    if (reste > 0 && --reste == 0)
+    if (reste > 0 && !(epargnerORB && estDansORB()) && --reste == 0)
         throw std::bad_alloc();
     const Interne portee;
     ++bilan;
@@ -97,7 +113,11 @@ namespace {
 
 long bilanMemoire() noexcept { return bilan; }
 
-PanneMemoire::PanneMemoire(int n) noexcept { reste = n; }
+PanneMemoire::PanneMemoire(int n, Ou ou) noexcept
+{
+    reste = n;
+    epargnerORB = ou == HorsORB;
+}
 
 PanneMemoire::~PanneMemoire() { reste = 0; }
 

@@ -15,7 +15,13 @@ long bilanMemoire() noexcept;
 class PanneMemoire
 {
   public:
-    explicit PanneMemoire(int n) noexcept;
+    /// HorsORB: not counting what is allocated inside the ORB, which may keep a lock when it lacks memory.
+    enum Ou
+    {
+        Partout,
+        HorsORB
+    };
+    explicit PanneMemoire(int n, Ou ou = Partout) noexcept;
     ~PanneMemoire();
     PanneMemoire(const PanneMemoire&) = delete;
     PanneMemoire& operator=(const PanneMemoire&) = delete;

@@ -83,6 +83,14 @@ bool retirer(orb::ServantAttendu& servant, PortableServer::POA_ptr poa, Portable
     return servant.attendreRetrait(configuration()->delaiAppel);
 }
 
+void posterActiveCB(OXstatut statut, const char* serveur, const char* machine)
+{
+    std::unique_ptr<char[]> copieServeur(OXdupliqueChaine(serveur));
+    std::unique_ptr<char[]> copieMachine(OXdupliqueChaine(machine));
+    objetCB()->posterExecutable(
+        1, SERVICE, creerOXcdvCliCB_active(statut, copieServeur.release(), copieMachine.release()));
+}
+
 } // namespace
 
 OXcdvCliItfAdaptateur* oxcdvCliItfAdaptateur() { return Singleton<OXcdvCliItfAdaptateur>::lireInstance(); }
@@ -328,11 +336,7 @@ void OXcdvCliItfAdaptateur::activeCB(int statut, const char* serveur, const char
                        << version);
         }
         TRACER(NTO_PROGRES, "activeCB", "Notification de l'activeCB à l'application.");
-        std::unique_ptr<char[]> copieServeur(OXdupliqueChaine(serveur));
-        std::unique_ptr<char[]> copieMachine(OXdupliqueChaine(machine));
-        objetCB()->posterExecutable(
-            1, SERVICE,
-            creerOXcdvCliCB_active(statutTraduit, copieServeur.release(), copieMachine.release()));
+        posterActiveCB(statutTraduit, serveur, machine);
         // clang-format off: the condition is traced as it stands here.
         verifier(((statutTraduit == OXS_OK) && (_automate.lireSommetCourant() == Active_v3_0_0)) ||
                      ((statutTraduit != OXS_OK) && (_automate.lireSommetCourant() == Desactive)),
@@ -342,10 +346,31 @@ void OXcdvCliItfAdaptateur::activeCB(int statut, const char* serveur, const char
         // clang-format on
     } catch (const Echec& e) {
         TRACER(NTO_NOTABLE, "activeCB", "Exception Echec, code = " << codeEtTexte(e.lireCode()));
+    } catch (const std::bad_alloc&) {
+        _renoncer(OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE);
+        TRACER(NTO_NOTABLE, "activeCB", "Exception non prévue.");
     } catch (...) {
+        _renoncer(OXS_NOK);
         TRACER(NTO_NOTABLE, "activeCB", "Exception non prévue.");
     }
     TRACER_SORTIE();
+}
+
+void OXcdvCliItfAdaptateur::_renoncer(OXstatut statut) noexcept
+{
+    try {
+        const EtatAdaptateur avant = lireEtat();
+        if (avant == Active_v3_0_0) {
+            nettoyerConnexion();
+            notifierAutomateDeconnexionCB();
+        }
+        if (avant != Desactive)
+            basculerServeur(); // out of DemandeActivation too
+        oxNoyau()->desactiverClient(SERVICE);
+        posterActiveCB(statut, "", "");
+    } catch (...) {
+        // No memory for this either: the status of the next call will tell.
+    }
 }
 
 void OXcdvCliItfAdaptateur::notifierEchecActivation(OXstatut statut)
