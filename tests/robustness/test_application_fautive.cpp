@@ -1,0 +1,225 @@
+// The application misbehaves in its callbacks: it throws, calls back, blocks, stays.
+#include "Porte.h"
+#include "SessionReelle.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <thread>
+
+using essais::Appel;
+using essais::Chronometre;
+using essais::vol;
+
+namespace {
+
+using ApplicationFautive = essais::SessionReelle;
+
+/// Callbacks counted by name before they misbehave.
+class Passages
+{
+  public:
+    void noter(const std::string& nom)
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        _dernier = nom;
+        ++_nombre;
+        _arrivee.notify_all();
+    }
+    /// The name of the n-th, which must be the last so far; "rien" when it does not come.
+    std::string attendre(int n)
+    {
+        std::unique_lock<std::mutex> verrou(_mutex);
+        return _arrivee.wait_for(verrou, std::chrono::seconds(20), [&] { return _nombre >= n; }) ? _dernier
+                                                                                                 : "rien";
+    }
+
+  private:
+    std::mutex _mutex;
+    std::condition_variable _arrivee;
+    std::string _dernier;
+    int _nombre = 0;
+};
+
+TEST_F(ApplicationFautive, WhatACallbackThrowsStaysThere)
+{
+    std::atomic<bool> fautive{true};
+    Passages passages;
+    int passage = 0;
+    _callbacks.pendant = [&](const Appel& appel, OXvol_completData*) {
+        if (!fautive)
+            return;
+        passages.noter(appel.nom);
+        switch (++passage % 3) {
+        case 0:
+            throw std::runtime_error("an application's exception");
+        case 1:
+            throw passage;
+        default:
+            throw static_cast<const char*>(nullptr);
+        }
+    };
+    ASSERT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_OK);
+    int attendus = 0;
+    EXPECT_EQ(passages.attendre(++attendus), "activeCB");
+    const auto complet = essais::vol("V");
+    const std::pair<essais::Requete, std::string> requetes[] = {
+        {&OXcdvCliItf::cree_vol_complet, "cree_vol_completCB"},
+        {&OXcdvCliItf::modifie_vol_complet, "modifie_vol_completCB"},
+        {&OXcdvCliItf::consulte_vol_complet, "consulte_vol_completCB"},
+        {&OXcdvCliItf::liste_vol_complet, "liste_vol_completCB"},
+        {&OXcdvCliItf::supprime_vol_complet, "supprime_vol_completCB"},
+    };
+    for (const auto& [requete, nom] : requetes) {
+        envoyer(requete, *complet);
+        if (nom == "liste_vol_completCB") {
+            attendus += 2;
+            EXPECT_EQ(passages.attendre(attendus), "fin_liste_vol_completCB");
+        } else {
+            EXPECT_EQ(passages.attendre(++attendus), nom);
+        }
+    }
+    _premier->signaler(SIGKILL);
+    EXPECT_EQ(passages.attendre(++attendus), "deconnexionCB");
+    fautive = false;
+    EXPECT_EQ(activer(), "cdv2");
+    EXPECT_EQ(demander(&OXcdvCliItf::consulte_vol_complet, *complet).statut, 2);
+}
+
+TEST_F(ApplicationFautive, ACallbackMayCallEverything)
+{
+    const auto redemanderActivation = [] { EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_OK); };
+    const struct
+    {
+        const char* callback;
+        std::function<void(const Appel&)> faire;
+    } etapes[] = {
+        {"activeCB", [](const Appel&) { envoyer(&OXcdvCliItf::cree_vol_complet, *vol("V")); }},
+        {"cree_vol_completCB",
+         [&](const Appel&) {
+             EXPECT_EQ(OXcdvCliItf::desactive(), orix::OXS_OK);
+             redemanderActivation();
+         }},
+        {"activeCB",
+         [&](const Appel&) {
+             for (int i = 0; i < 100; ++i) // their notifications are on their way during the end
+                 envoyer(&OXcdvCliItf::consulte_vol_complet, *vol("V"));
+             orix::detruireOXcdvCliItfAdaptateur();
+         }},
+    };
+    std::size_t etape = 0;
+    Passages passages;
+    _callbacks.pendant = [&](const Appel& appel, OXvol_completData*) {
+        if (etape < std::size(etapes)) {
+            EXPECT_EQ(appel.nom, etapes[etape].callback);
+            etapes[etape++].faire(appel);
+        } else if (appel.nom == "activeCB" && appel.serveur == "cdv1") {
+            int argc = 0;
+            EXPECT_EQ(orix::initialiser(argc, nullptr, *orix::configuration()),
+                      orix::OXS_NOYAU_DEJA_INITIALISE);
+            EXPECT_EQ(orix::terminer(), orix::OXS_NOK);
+            EXPECT_EQ(OXcdvCliItf::lireVersion(), orix::OXversion(3, 0, 0, 0));
+            _premier->signaler(SIGKILL);
+        } else if (appel.nom == "deconnexionCB") {
+            redemanderActivation();
+        } else if (appel.nom == "activeCB") {
+            envoyer(&OXcdvCliItf::supprime_vol_complet, *vol("V"));
+        }
+    };
+    redemanderActivation();
+    EXPECT_EQ(_callbacks.attendre().nom, "activeCB");
+    EXPECT_EQ(_callbacks.attendre().nom, "cree_vol_completCB");
+    EXPECT_EQ(_callbacks.attendre().nom, "activeCB"); // that destroyed the client
+    redemanderActivation();
+    EXPECT_EQ(_callbacks.attendre("activeCB").serveur, "cdv1");
+    EXPECT_EQ(_callbacks.attendre("deconnexionCB").statut, orix::OXS_ECHEC_PING);
+    EXPECT_EQ(_callbacks.attendre().serveur, "cdv2");
+    const Appel suppression = _callbacks.attendre();
+    EXPECT_EQ(suppression.nom, "supprime_vol_completCB");
+    EXPECT_EQ(suppression.statut, 0);
+}
+
+/// A queue that is soon full: the ORB's thread waits too, while pings must not.
+class FileCourte : public essais::SessionReelle
+{
+  protected:
+    FileCourte() : SessionReelle(reglages()) {}
+
+  private:
+    static orix::Configuration reglages()
+    {
+        orix::Configuration reglages = reglagesVifs();
+        reglages.capaciteFileCB = 10;
+        return reglages;
+    }
+};
+
+TEST_F(FileCourte, ACallbackThatBlocksForSecondsDelaysTheOthersAndNothingElse)
+{
+    constexpr int REQUETES = 500;
+    constexpr std::chrono::seconds BLOCAGE(3); // many missed pings, and more than a call may last
+    bool bloque = false;
+    _callbacks.pendant = [&](const Appel& appel, OXvol_completData*) {
+        if (appel.nom == "cree_vol_completCB" && !std::exchange(bloque, true))
+            std::this_thread::sleep_for(BLOCAGE);
+    };
+    activer();
+    std::vector<int> numeros;
+    for (int i = 0; i < REQUETES; ++i)
+        numeros.push_back(envoyer(&OXcdvCliItf::cree_vol_complet, *vol("V" + std::to_string(i))));
+    EXPECT_EQ(OXcdvCliItf::lireVersion(), orix::OXversion(3, 0, 0, 0));
+    for (const int numero : numeros) {
+        const Appel appel = _callbacks.attendre();
+        ASSERT_EQ(appel.nom, "cree_vol_completCB"); // neither side took the other for lost
+        ASSERT_EQ(appel.idOp, numero);
+    }
+    EXPECT_EQ(demander(&OXcdvCliItf::consulte_vol_complet, *vol("V0")).statut, 0);
+}
+
+TEST_F(FileCourte, ACallbackThatStaysKeepsNothingElseFromEndingAndBeginningAgain)
+{
+    essais::Porte porte;
+    Passages passages;
+    std::atomic<bool> retenir{true};
+    _callbacks.pendant = [&](const Appel& appel, OXvol_completData*) {
+        if (appel.nom == "activeCB" || !retenir)
+            return;
+        passages.noter(appel.nom);
+        porte.passer();
+    };
+    activer();
+    porte.fermerApres(0);
+    constexpr int REQUETES = 100;
+    const auto donnees = vol("V");
+    for (int i = 0; i < REQUETES; ++i)
+        envoyer(&OXcdvCliItf::consulte_vol_complet, *donnees);
+    EXPECT_EQ(passages.attendre(1), "consulte_vol_completCB");
+
+    const Chronometre arret;
+    EXPECT_EQ(orix::terminer(), orix::OXS_NOK);
+    std::cout << "stopped after " << arret.secondes() << " s" << std::endl;
+
+    // The process goes on without the middleware.
+    int idOp = -7;
+    EXPECT_EQ(OXcdvCliItf::consulte_vol_complet(donnees.get(), idOp), orix::OXS_NOYAU_NON_INITIALISE);
+    EXPECT_EQ(idOp, -7);
+    EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_NOYAU_NON_INITIALISE);
+    EXPECT_EQ(OXcdvCliItf::desactive(), orix::OXS_NOYAU_NON_INITIALISE);
+    EXPECT_EQ(orix::terminer(), orix::OXS_NOYAU_NON_INITIALISE);
+
+    // It begins again, the old callback still inside; of those behind it none ever runs.
+    int argc = 0;
+    std::string message;
+    ASSERT_EQ(orix::initialiser(argc, nullptr, *orix::configuration(), &message), orix::OXS_OK) << message;
+    retenir = false;
+    activer();
+    EXPECT_EQ(demander(&OXcdvCliItf::cree_vol_complet, *donnees).statut, 0);
+    porte.ouvrir();
+    const Appel ancien = _callbacks.attendre();
+    EXPECT_EQ(ancien.nom, "consulte_vol_completCB");
+    EXPECT_EQ(demander(&OXcdvCliItf::supprime_vol_complet, *donnees).statut, 0);
+    EXPECT_EQ(_callbacks.nombre(), 0u);
+}
+
+} // namespace
