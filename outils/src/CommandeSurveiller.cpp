@@ -218,10 +218,11 @@ int surveiller(const Options& options, Interruption& interruption)
     bool jamaisActive = true;
     bool active = false;
     bool enCours = false; // a measure is unanswered: no other one meanwhile
+    bool enEssai = true;  // a server is being asked: what a measure would tell is not known yet
     std::size_t mesures = 0;
     Horloge::time_point prochaine = Horloge::now() + options.periode;
     while (!interruption.demandee() && mesures < options.mesures.value_or(mesures + 1)) {
-        const auto nouvelle = nouvelles.attendre(enCours ? Horloge::time_point::max() : prochaine);
+        const auto nouvelle = nouvelles.attendre(enCours || enEssai ? Horloge::time_point::max() : prochaine);
         if (interruption.demandee())
             break;
         if (!nouvelle) { // time for a measure
@@ -245,6 +246,7 @@ int surveiller(const Options& options, Interruption& interruption)
         }
         const cdv::Evenement& evenement = std::get<cdv::Evenement>(*nouvelle);
         active = evenement.etat == cdv::EtatSession::active;
+        enEssai = evenement.etat == cdv::EtatSession::activation;
         if (active && jamaisActive)
             prochaine = Horloge::now();
         jamaisActive = jamaisActive && !active;
