@@ -71,6 +71,14 @@ void Programme::signaler(int signal)
         kill(_pid, signal);
 }
 
+void Programme::figer()
+{
+    signaler(SIGSTOP);
+    int etat = 0;
+    while (!_termine && waitpid(_pid, &etat, WUNTRACED) < 0 && errno == EINTR) {
+    }
+}
+
 int Programme::attendreFin()
 {
     if (_termine)

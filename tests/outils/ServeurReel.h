@@ -25,6 +25,8 @@ class Programme
 
     pid_t pid() const { return _pid; }
     void signaler(int signal); ///< does nothing once it has ended
+    /// Stops it (SIGSTOP), and waits until every thread of it stands still. SIGCONT lets it go on.
+    void figer();
     /// Waits for the end: its exit status, or 128 + the signal that ended it. May be asked again.
     int attendreFin();
 

@@ -165,7 +165,7 @@ TEST_F(MortServeur, EntreActiveEtActiveCB)
     repeter("death between active and activeCB", 6, [this](ServeurReel& actif) {
         EXPECT_EQ(OXcdvCliItf::desactive(), orix::OXS_OK);
         {
-            const SurTrace arret(KERNEL_ANSWERS, [&] { actif.signaler(SIGSTOP); });
+            const SurTrace arret(KERNEL_ANSWERS, [&] { actif.figer(); });
             EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_OK);
         }
         EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_ACTIVATION_EN_COURS);
@@ -181,7 +181,7 @@ TEST_F(MortServeur, MilleRequetesEnAttente)
     constexpr int REQUETES = 1000;
     int tour = 0;
     repeter("death with 1000 requests outstanding", 6, [&](ServeurReel& actif) {
-        actif.signaler(SIGSTOP); // all of them will be outstanding
+        actif.figer(); // all of them will be outstanding
         for (int i = 0; i < REQUETES; ++i)
             envoyer(&OXcdvCliItf::cree_vol_complet, *vol("V" + std::to_string(tour * REQUETES + i)));
         const int avant = tour++ * REQUETES / 8; // notified before the death; none, the first time
@@ -252,13 +252,15 @@ TEST_F(MortServeur, PendantDesactive)
             const SurTrace mort(ABOUT_TO_LEAVE, [&] { tuer(actif); });
             statut = OXcdvCliItf::desactive();
         } else { // after
-            actif.signaler(SIGSTOP);
+            actif.figer();
             statut = OXcdvCliItf::desactive();
             tuer(actif);
             EXPECT_EQ(statut, orix::OXS_OK);
         }
         if (statut != orix::OXS_OK) {
-            EXPECT_EQ(statut, orix::OXS_SERVICE_DEJA_DESACTIVE);
+            // The second: the monitor was faster, and has just taken the connection away.
+            EXPECT_TRUE(statut == orix::OXS_SERVICE_DEJA_DESACTIVE || statut == orix::OXS_SERVEUR_INEXISTANT)
+                << statut;
             attendrePerte();
             return;
         }

@@ -87,7 +87,7 @@ TEST_F(ServeurFige, PerteDeclareePuisRetourDeLAncien)
     std::string actif = activer();
     for (std::size_t tour = 0; tour < FOIS; ++tour) {
         ServeurReel& ancien = serveur(actif);
-        ancien.signaler(SIGSTOP);
+        ancien.figer();
         const Chronometre arret;
         // These wait for the old server, which will execute them when it is back, and tell nobody.
         for (int i = 0; i < 200; ++i)
@@ -118,7 +118,7 @@ TEST_F(ServeurFige, AncienServeurArreteApresLaReprise)
     std::string actif = activer();
     for (int tour = 0; tour < 3; ++tour) {
         ServeurReel& ancien = serveur(actif);
-        ancien.signaler(SIGSTOP);
+        ancien.figer();
         attendrePerte();
         const std::string nouveau = activer();
         // Its farewell is for a connection that is no more.
@@ -138,7 +138,7 @@ TEST_F(ServeurFige, AucunAppelNeDepasseSonDelai)
     EXPECT_EQ(borner(&OXcdvCliItf::desactive), orix::OXS_OK);
     const auto active = [] { return OXcdvCliItf::active(essais::SERVICE); };
     {
-        const SurTrace arret(KERNEL_ANSWERS, [&] { fige.signaler(SIGSTOP); });
+        const SurTrace arret(KERNEL_ANSWERS, [&] { fige.figer(); });
         EXPECT_EQ(borner(active), orix::OXS_OK);
         const Appel appel = _callbacks.attendre();
         EXPECT_EQ(appel.nom, "activeCB");
@@ -146,7 +146,7 @@ TEST_F(ServeurFige, AucunAppelNeDepasseSonDelai)
     }
     const std::string autre = activer();
     EXPECT_NE(autre, actif);
-    serveur(autre).signaler(SIGSTOP);
+    serveur(autre).figer();
     int idOp = 0;
     const auto donnees = vol("V");
     EXPECT_EQ(borner([&] { return OXcdvCliItf::cree_vol_complet(donnees.get(), idOp); }), orix::OXS_OK);
@@ -166,7 +166,7 @@ TEST_F(ServeurFigeSansPing, ArretCourtSansPerte)
 {
     constexpr int REQUETES = 1000;
     ServeurReel& actif = serveur(activer());
-    actif.signaler(SIGSTOP);
+    actif.figer();
     std::vector<int> numeros;
     for (int i = 0; i < REQUETES; ++i)
         numeros.push_back(envoyer(&OXcdvCliItf::cree_vol_complet, *vol("V" + std::to_string(i))));
@@ -185,7 +185,7 @@ TEST_F(ServeurFigeSansPing, EnvoisVersUnServeurQuiNePrendRien)
     constexpr int FILS = 4;
     constexpr int REFUS = 3; // of each thread
     ServeurReel& actif = serveur(activer());
-    actif.signaler(SIGSTOP);
+    actif.figer();
     const std::string remplissage(20000, 'x');
     struct Releve
     {

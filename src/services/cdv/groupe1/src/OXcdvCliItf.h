@@ -37,7 +37,8 @@ class ORIX_API OXcdvCliItf
     /// OXS_OK; OXS_SERVICE_NON_ACTIVE when there is no connection (nor while an activation is pending);
     /// OXS_NOYAU_NON_INITIALISE; OXS_NOK when the server's reference is not what it should be;
     /// OXS_SERVICE_DEJA_DESACTIVE when the deactivation was interrupted, most often because the server cannot
-    /// be reached: the loss is then told by OXcdvCliCB::deconnexionCB a little later.
+    /// be reached: the loss is then told by OXcdvCliCB::deconnexionCB a little later. So it is after
+    /// OXS_SERVEUR_INEXISTANT: the loss was seen during the call.
     static orix::OXstatut desactive() noexcept;
 
     /// Version of the interface in use; orix::VERSION_NULLE while the service is not active.
