@@ -87,7 +87,9 @@ int importer(const Options& options, Interruption& interruption)
 {
     const std::optional<Format> format = formatEntree(options);
     const FichierEntree fichier(options.fichier);
-    TamponFd tampon(fichier.descripteur(), interruption.descripteur());
+    const Sonnette fin; // of the reading
+    const Interruption::Garde gardeLecture(interruption, [&fin] { fin.sonner(); });
+    TamponFd tampon(fichier.descripteur(), fin.descripteur());
     std::istream flux(&tampon);
     flux.exceptions(std::ios::badbit);
     std::unique_ptr<Lecteur> lecteur;
@@ -117,6 +119,7 @@ int importer(const Options& options, Interruption& interruption)
             progression.dire("ligne " + std::to_string(entree.ligne) + " : " + motif);
             rejets.ajouter(entree);
         };
+        importation.surArret = [&fin] { fin.sonner(); };
         importation.surAvancement = [&](const Bilan& courant) {
             progression.avancer(courant.faits() + courant.refuses,
                                 taille > 0 ? std::optional(static_cast<double>(tampon.octetsLus()) / taille)

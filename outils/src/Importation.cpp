@@ -32,7 +32,6 @@ Bilan Importation::executer(Lecteur& lecteur)
             return lecteur.suivante();
         } catch (const LectureInterrompue&) {
             const std::lock_guard<std::mutex> verrou(_mutex);
-            _bilan.interrompu = true;
             _aReprendre(prochaine);
             return std::nullopt;
         }
@@ -67,9 +66,8 @@ Bilan Importation::executer(Lecteur& lecteur)
 void Importation::interrompre()
 {
     const std::lock_guard<std::mutex> verrou(_mutex);
-    _arret = true;
     _bilan.interrompu = true;
-    _changement.notify_all();
+    _arreter();
 }
 
 void Importation::_attendreFin()
@@ -102,7 +100,7 @@ void Importation::_finir(const std::shared_ptr<Entree>& entree, cdv::Resultat re
     } else if (resultat.etat == cdv::Resultat::Etat::refuse) {
         _rejeter(*entree, expliquer(resultat), &Bilan::refuses);
     } else {
-        _arret = true;
+        _arreter();
         _aReprendre(entree->ligne);
         if (!_bilan.perte)
             _bilan.perte = Issue(resultat);
@@ -111,13 +109,13 @@ void Importation::_finir(const std::shared_ptr<Entree>& entree, cdv::Resultat re
     _changement.notify_all();
 }
 
-// The two below: under the mutex.
+// Below: under the mutex.
 
 void Importation::_rejeter(const Entree& entree, const std::string& motif, std::uint64_t Bilan::*compte)
 {
     ++(_bilan.*compte);
     if (_reglages.arretAuRejet) {
-        _arret = true;
+        _arreter();
         _aReprendre(entree.ligne);
     }
     surRejet(entree, motif);
@@ -127,6 +125,13 @@ void Importation::_aReprendre(std::size_t ligne)
 {
     if (_bilan.reprise == 0 || ligne < _bilan.reprise)
         _bilan.reprise = ligne;
+}
+
+void Importation::_arreter()
+{
+    _arret = true;
+    _changement.notify_all();
+    surArret();
 }
 
 } // namespace outils

@@ -62,6 +62,9 @@ class Importation
     Requete modifier;
     /// Told of each rejected entry; calls never overlap, but come on any threads.
     std::function<void(const Entree&, const std::string& motif)> surRejet;
+    /// Told, on any thread, that nothing more will be sent: a read under way is to be given up, by
+    /// LectureInterrompue.
+    std::function<void()> surArret;
     /// Told of each entry read, on the caller's thread.
     std::function<void(const Bilan&)> surAvancement;
 
@@ -76,6 +79,7 @@ class Importation
     void _finir(const std::shared_ptr<Entree>& entree, cdv::Resultat resultat, bool modification);
     void _rejeter(const Entree& entree, const std::string& motif, std::uint64_t Bilan::*compte);
     void _aReprendre(std::size_t ligne);
+    void _arreter();
     void _attendreFin();
 
     const Reglages _reglages;

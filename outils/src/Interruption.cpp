@@ -2,9 +2,6 @@
 
 #include "Statut.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cstdlib>
 #include <utility>
 
@@ -27,8 +24,6 @@ bool estIgnore(int signal)
 Interruption::Interruption()
 {
     std::signal(SIGPIPE, SIG_IGN);
-    if (pipe2(_tube, O_CLOEXEC) != 0)
-        throw Arret(USAGE, "plus de descripteur de fichier");
     sigemptyset(&_signaux);
     sigaddset(&_signaux, REVEIL);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP})
@@ -45,8 +40,6 @@ Interruption::~Interruption()
     _fil.join();
     if (_execution.joinable())
         _execution.join();
-    close(_tube[0]);
-    close(_tube[1]);
 }
 
 void Interruption::_attendre()
@@ -60,9 +53,6 @@ void Interruption::_attendre()
             continue;
         if (_demandee.exchange(true))
             std::_Exit(INTERROMPU);
-        // A byte that nobody takes out: readable from now on.
-        while (write(_tube[1], "", 1) < 0) {
-        }
         _execution = std::thread([this] {
             const std::lock_guard<std::mutex> verrou(_mutex);
             if (_action)

@@ -23,7 +23,6 @@ class Interruption
     Interruption& operator=(const Interruption&) = delete;
 
     bool demandee() const noexcept { return _demandee.load(); }
-    int descripteur() const noexcept { return _tube[0]; } ///< readable once it was asked for, for ever
 
     /// While it lives, and no younger one does, the function is called when the end is asked for: on a thread
     /// of its own, or in this constructor when it was asked for already. The destructor waits for a call in
@@ -45,7 +44,6 @@ class Interruption
     void _attendre();
 
     sigset_t _signaux;
-    int _tube[2] = {-1, -1};
     std::atomic<bool> _demandee{false};
     std::atomic<bool> _finie{false};
     std::mutex _mutex; ///< of the action, and held while it runs

@@ -3,6 +3,7 @@
 #include "Statut.h"
 
 #include <fcntl.h>
+#include <sys/eventfd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -54,6 +55,20 @@ void FichierSortie::achever()
     // On the disk before it takes the place of what was there.
     if (fsync(_descripteur) != 0 || std::rename(_partiel.c_str(), _nom.c_str()) != 0)
         echouer(_nom);
+}
+
+Sonnette::Sonnette() : _descripteur(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+{
+    if (_descripteur < 0)
+        echouer("eventfd");
+}
+
+Sonnette::~Sonnette() { close(_descripteur); }
+
+void Sonnette::sonner() const noexcept
+{
+    // Fails only when it has rung 2^64 times.
+    [[maybe_unused]] const int sonnee = eventfd_write(_descripteur, 1);
 }
 
 FichierEntree::FichierEntree(const std::string& nom)

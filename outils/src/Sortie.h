@@ -44,6 +44,22 @@ class FichierSortie
     int _descripteur = -1;
 };
 
+/// A bell: its descriptor is readable for ever once it has rung.
+class Sonnette
+{
+  public:
+    Sonnette(); ///< throws Arret
+    ~Sonnette();
+    Sonnette(const Sonnette&) = delete;
+    Sonnette& operator=(const Sonnette&) = delete;
+
+    int descripteur() const { return _descripteur; }
+    void sonner() const noexcept; ///< from any thread
+
+  private:
+    int _descripteur;
+};
+
 /// Opens for reading; "-" is the standard input. Throws Arret.
 class FichierEntree
 {

@@ -50,6 +50,7 @@ class Import : public testing::Test
         importation->surRejet = [this](const Entree& rejetee, const std::string& motif) {
             rejets.push_back(std::to_string(rejetee.ligne) + " " + rejetee.texte + motif);
         };
+        importation->surArret = [] {};
         importation->surAvancement = [](const Bilan&) {};
     }
     Bilan executer()
@@ -198,29 +199,41 @@ TEST_F(Import, InterrompueDitOuReprendre)
     EXPECT_EQ(5u, bilan.reprise);
 }
 
-/// Interrupted in the middle of a line that is not there yet: the half of it is no record.
-TEST_F(Import, UneLectureInterrompueNeLaissePasDeDemiLigne)
+/// The input stays open and gives no more: whatever ends the import ends the reading, and the half of a line
+/// is no record.
+TEST_F(Import, NAttendPasUneEntreeQuiNeVientPas)
 {
-    int donnees[2];
-    int reveil[2];
-    ASSERT_EQ(0, pipe(donnees));
-    ASSERT_EQ(0, pipe(reveil));
-    const std::string debut = "identifiant\nA\nB\nC-incompl";
-    ASSERT_EQ(static_cast<ssize_t>(debut.size()), write(donnees[1], debut.data(), debut.size()));
-    TamponFd tampon(donnees[0], reveil[0]);
-    std::istream flux(&tampon);
-    flux.exceptions(std::ios::badbit);
-    preparer();
-    reponse = [&](const std::string& id) {
-        if (id == "B") // interrompre() may well come later
-            EXPECT_EQ(1, write(reveil[1], "", 1));
-        return resultat(Etat::fait);
-    };
-    const auto lecteur = creerLecteur(Format::csv, flux);
-    const Bilan bilan = importation->executer(*lecteur);
-    EXPECT_THAT(creations, ElementsAre("A", "B"));
-    EXPECT_TRUE(bilan.interrompu);
-    EXPECT_EQ(4u, bilan.reprise);
-    for (const int descripteur : {donnees[0], donnees[1], reveil[0], reveil[1]})
-        close(descripteur);
+    for (const bool perte : {false, true}) {
+        creations.clear();
+        int donnees[2];
+        int reveil[2];
+        ASSERT_EQ(0, pipe(donnees));
+        ASSERT_EQ(0, pipe(reveil));
+        const std::string debut = "identifiant\nA\nB\nC-incompl";
+        ASSERT_EQ(static_cast<ssize_t>(debut.size()), write(donnees[1], debut.data(), debut.size()));
+        TamponFd tampon(donnees[0], reveil[0]);
+        std::istream flux(&tampon);
+        flux.exceptions(std::ios::badbit);
+        preparer();
+        importation->surArret = [&] { EXPECT_EQ(1, write(reveil[1], "", 1)); };
+        std::thread ailleurs;
+        importation->creer = [&](const cdv::Vol& vol, const cdv::Session::Fin& fin) {
+            creations.emplace_back(*vol.lire("identifiant"));
+            if (creations.back() == "A")
+                return fin(resultat(Etat::fait));
+            ailleurs = std::thread([&, fin] {
+                if (!perte)
+                    importation->interrompre();
+                fin(resultat(perte ? Etat::perdu : Etat::fait));
+            });
+        };
+        const auto lecteur = creerLecteur(Format::csv, flux);
+        const Bilan bilan = importation->executer(*lecteur);
+        ailleurs.join();
+        EXPECT_THAT(creations, ElementsAre("A", "B"));
+        EXPECT_EQ(!perte, bilan.interrompu);
+        EXPECT_EQ(perte ? 3u : 4u, bilan.reprise);
+        for (const int descripteur : {donnees[0], donnees[1], reveil[0], reveil[1]})
+            close(descripteur);
+    }
 }
