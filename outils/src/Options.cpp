@@ -228,8 +228,11 @@ class Analyseur
             return refuser("il faut une commande");
         if (_options.urls.size() > 2)
             return refuser("--url : deux serveurs au plus");
-        for (std::string& url : _options.urls)
+        for (std::string& url : _options.urls) {
+            if (url.empty())
+                return refuser("--url : il faut HOTE:PORT");
             url = urlNoyau(url);
+        }
         const bool sansFichier = _options.fichier.empty();
         if (sansFichier && (_options.commande == "importer" || _options.commande == "exporter"))
             return refuser("il faut un fichier, ou « - »");

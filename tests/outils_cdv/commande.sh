@@ -58,6 +58,7 @@ attendre() { # until the command given succeeds: an event of another process
     echec "rien n'est venu de : $*"
 }
 demarrer() { # on a free port, or the given one
+    rm -f serveur.log # of the one before
     "$serveur" --base vols.db --port "${1:-0}" >serveur.log 2>&1 &
     pid_serveur=$!
     attendre grep -q corbaloc serveur.log

@@ -55,6 +55,7 @@ TEST(Options, MauvaisUsage)
     EXPECT_EQ(USAGE, statut({"lister", "--delai", "-1"}));
     EXPECT_EQ(USAGE, statut({"lister", "--limite"}));
     EXPECT_EQ(USAGE, statut({"importer"}));
+    EXPECT_EQ(USAGE, statut({"etat", "--url", ""}));
     EXPECT_EQ(USAGE, statut({"etat", "--url", "a:1", "--url", "b:1", "--url", "c:1"}));
     EXPECT_EQ(FAIT, statut({"--help"}));
     EXPECT_EQ(FAIT, statut({"modifier", "--help"}));
