@@ -34,7 +34,7 @@ class Interne
     bool _avant;
 };
 
-/// Whether the ORB is on the calling thread's stack.
+/// Whether the ORB, or a stub that it generated, is on the calling thread's stack.
 bool estDansORB()
 {
     const Interne portee;
@@ -42,7 +42,9 @@ bool estDansORB()
     const int nombre = backtrace(adresses, 64);
     return std::any_of(adresses, adresses + nombre, [](void* adresse) {
         Dl_info objet;
-        return dladdr(adresse, &objet) != 0 && std::strstr(objet.dli_fname, "libomni") != nullptr;
+        return dladdr(adresse, &objet) != 0 &&
+               (std::strstr(objet.dli_fname, "libomni") != nullptr ||
+                (objet.dli_sname != nullptr && std::strstr(objet.dli_sname, "_objref_") != nullptr));
     });
 }
 

@@ -287,7 +287,7 @@ TEST_F(Memoire, AnswerToAnActivationLeavesNeitherHalfAConnectionNorAnApplication
             porte.fermerApres(0);
             ASSERT_EQ(adaptateur.active("cdv"), orix::OXS_OK) << n;
             {
-                const PanneMemoire panne(++n);
+                const PanneMemoire panne(++n, PanneMemoire::HorsORB);
                 adaptateur.activeCB(reponse, "premier", "hote", niveau, 7);
                 finie = !panne.survenue();
             }

@@ -6,6 +6,7 @@
 #include "orix/Processus.h"
 
 #include <cstdlib>
+#include <future>
 #include <map>
 #include <string>
 
@@ -16,6 +17,23 @@ namespace {
     for (;;)
         pause();
 }
+
+/// Given when the end is ordered, to a callback that waits for it.
+std::promise<void>& ordreDonne()
+{
+    static auto* const ordre = new std::promise<void>;
+    return *ordre;
+}
+
+using Action = void (*)();
+const std::map<std::string, Action> DANS_UN_CALLBACK{
+    {"exitInCallback",
+     [] {
+         ordreDonne().get_future().wait();
+         std::exit(0);
+     }},
+    {"exitWhileCallbackBlocks", [] { attendreLaFin(); }},
+};
 
 using Fin = int (*)();
 const std::map<std::string, Fin> FINS{
@@ -36,14 +54,10 @@ const std::map<std::string, Fin> FINS{
     {"exit", []() -> int { std::exit(0); }},
     {"exitInCallback",
      []() -> int {
-         pendantUnCallback([] { std::exit(0); });
+         ordreDonne().set_value();
          attendreLaFin();
      }},
-    {"exitWhileCallbackBlocks",
-     []() -> int {
-         pendantUnCallback([] { attendreLaFin(); });
-         std::exit(0);
-     }},
+    {"exitWhileCallbackBlocks", []() -> int { std::exit(0); }},
     {"return", [] { return 0; }},
 };
 
@@ -60,6 +74,9 @@ int main(int argc, char** argv)
         });
     const auto fin = FINS.find(maniere);
     etablirTrafic(argv[1]);
+    const auto action = DANS_UN_CALLBACK.find(maniere);
+    if (action != DANS_UN_CALLBACK.end())
+        pendantUnCallback(action->second);
     ordre::attendre(signaux);
     return fin != FINS.end() ? fin->second() : 2;
 }

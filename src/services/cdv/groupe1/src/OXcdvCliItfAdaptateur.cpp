@@ -65,6 +65,15 @@ auto chronometrer(const char* texte, Etape etape)
 /// purpose.
 [[noreturn]] void lancer(OXstatut code) { throw Echec(code); }
 
+/// Activates the object. Its id is taken over, not copied: no lack of memory leaves the object active under
+/// an id that nobody knows.
+void publier(orb::ServantAttendu& servant, PortableServer::POA_ptr poa, PortableServer::ObjectId& id)
+{
+    PortableServer::ObjectId_var nouvel = poa->activate_object(&servant);
+    const CORBA::ULong taille = nouvel->length();
+    id.replace(taille, taille, nouvel->get_buffer(/*orphan*/ true), /*release*/ true);
+}
+
 /// Takes the object back from the object adapter, and waits until no request is inside any more; false when
 /// one still is at the end of the time-out of the calls.
 bool retirer(orb::ServantAttendu& servant, PortableServer::POA_ptr poa, PortableServer::ObjectId& id,
@@ -141,8 +150,7 @@ void OXcdvCliItfAdaptateur::_creerPOA()
         _detruirePOA();
         _poaRacine = PortableServer::POA::_duplicate(oxNoyau()->lirePointAcces()->lirePOA_Racine());
         _servant = std::make_unique<POA_OXcdv_v3_0_0_ServeurVersClientImplementation>();
-        const PortableServer::ObjectId_var id = _poaRacine->activate_object(_servant.get());
-        _idServant = id.in();
+        publier(*_servant, _poaRacine, _idServant);
         _niveaux[0].reference = _servant->_this();
         TRACER(NTO_PROGRES, "_creerPOA",
                "Type référence 0 = " << orix_corba::_tc_OXcdv_v3_0_0_ServeurVersClient->id());
@@ -270,9 +278,8 @@ void OXcdvCliItfAdaptateur::_demanderActivation()
     VERIFIER(_automate.lireSommetCourant() == DemandeActivation, "active");
 
     _renouvelerReferences();
+    publier(*this, _poaRacine, _idClient);
     const orix_corba__Client_var client = _this();
-    const PortableServer::ObjectId_var id = _poaRacine->servant_to_id(this);
-    _idClient = id.in();
     oxNoyau()->activerClient(SERVICE, this);
     noyau->sendc_activerService(repondeur, SERVICE, _niveaux, client, pointAcces->lireNom().c_str(),
                                 configuration()->lireNomMachineHote().c_str());
@@ -287,13 +294,12 @@ void OXcdvCliItfAdaptateur::_renouvelerReferences()
             _poaRacine->deactivate_object(id);
         id.length(0);
     };
-    retirer(_idClient); // _this() gives the next one
+    retirer(_idClient);
     if (!_servant)
         return;
     _niveaux[0].reference = CORBA::Object::_nil(); // what fails from here on is made again by _completer()
     retirer(_idServant);
-    const PortableServer::ObjectId_var id = _poaRacine->activate_object(_servant.get());
-    _idServant = id.in();
+    publier(*_servant, _poaRacine, _idServant);
     _niveaux[0].reference = _servant->_this();
 }
 
