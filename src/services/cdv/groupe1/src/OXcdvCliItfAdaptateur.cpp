@@ -571,8 +571,10 @@ OXstatut OXcdvCliItfAdaptateur::_envoyer(const char* signature, const char* nom,
     TRACER(NTO_NOTABLE, nom, "Envoi d'un message " << nom << " en version v3_0_0.");
     if (vol == nullptr)
         throw std::invalid_argument(nom);
-    orb::envoyer(proxy.get(), sendc, nom, orix_corba::AMI_OXcdv_v3_0_0_ClientVersServeurHandler::_nil(),
-                 VueVolComplet(*vol).lire(), CORBA::Long(idOp), CORBA::Long(_numeroClient.load()));
+    // Once: where the ORB makes its nil objects it does not order their making before their use elsewhere.
+    static const auto sansRepondeur = orix_corba::AMI_OXcdv_v3_0_0_ClientVersServeurHandler::_nil();
+    orb::envoyer(proxy.get(), sendc, nom, sansRepondeur, VueVolComplet(*vol).lire(), CORBA::Long(idOp),
+                 CORBA::Long(_numeroClient.load()));
     TRACER(NTO_PROGRES, signature, "Sortie.");
     return OXS_OK;
 }
