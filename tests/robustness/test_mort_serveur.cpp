@@ -7,6 +7,7 @@
 #include <functional>
 #include <iostream>
 #include <set>
+#include <thread>
 
 using essais::Appel;
 using essais::Chronometre;
@@ -241,6 +242,30 @@ TEST_F(MortServeurFilePetite, AuMilieuDUneListe)
         }
         EXPECT_LT(recus, VOLS);
     });
+}
+
+TEST_F(MortServeurFilePetite, ActiveDeNouveauPendantQuUneNotificationAttend)
+{
+    essais::Porte porte;
+    _callbacks.pendant = [&](const Appel& appel, OXvol_completData*) {
+        if (appel.nom == "cree_vol_completCB")
+            porte.passer();
+    };
+    ServeurReel& actif = serveur(activer());
+    porte.fermerApres(1);
+    for (int i = 0; i < 100; ++i)
+        envoyer(&OXcdvCliItf::cree_vol_complet, *vol("V" + std::to_string(i)));
+    EXPECT_EQ(_callbacks.attendre().nom,
+              "cree_vol_completCB"); // the queue is filling: the ORB's thread will wait for a place
+    tuer(actif);
+    while (OXcdvCliItf::lireVersion() !=
+           orix::VERSION_NULLE) // the callback that tells of the loss is held too
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_OK);
+    porte.ouvrir();
+    EXPECT_EQ(_callbacks.attendre("deconnexionCB").statut, orix::OXS_ECHEC_PING);
+    EXPECT_EQ(_callbacks.attendre("activeCB").statut, orix::OXS_OK);
+    EXPECT_EQ(demander(&OXcdvCliItf::cree_vol_complet, *vol("apres")).statut, 0);
 }
 
 TEST_F(MortServeur, PendantDesactive)

@@ -289,17 +289,14 @@ void OXcdvCliItfAdaptateur::_demanderActivation()
 
 void OXcdvCliItfAdaptateur::_renouvelerReferences()
 {
-    const auto retirer = [this](PortableServer::ObjectId& id) {
-        if (id.length() != 0)
-            _poaRacine->deactivate_object(id);
-        id.length(0);
-    };
-    retirer(_idClient);
+    // A servant takes a new id only when no request to the former one is inside any more.
+    retirer(*this, _poaRacine, _idClient, "active"); // _this() gives the next one
     if (!_servant)
         return;
     _niveaux[0].reference = CORBA::Object::_nil(); // what fails from here on is made again by _completer()
-    retirer(_idServant);
-    publier(*_servant, _poaRacine, _idServant);
+    retirer(*_servant, _poaRacine, _idServant, "active");
+    const PortableServer::ObjectId_var id = _poaRacine->activate_object(_servant.get());
+    _idServant = id.in();
     _niveaux[0].reference = _servant->_this();
 }
 
