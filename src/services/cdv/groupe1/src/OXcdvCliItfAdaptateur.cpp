@@ -295,8 +295,7 @@ void OXcdvCliItfAdaptateur::_renouvelerReferences()
         return;
     _niveaux[0].reference = CORBA::Object::_nil(); // what fails from here on is made again by _completer()
     retirer(*_servant, _poaRacine, _idServant, "active");
-    const PortableServer::ObjectId_var id = _poaRacine->activate_object(_servant.get());
-    _idServant = id.in();
+    publier(*_servant, _poaRacine, _idServant);
     _niveaux[0].reference = _servant->_this();
 }
 
