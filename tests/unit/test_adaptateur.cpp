@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <future>
+#include <memory>
 #include <thread>
 
 using namespace orix;
@@ -481,12 +482,16 @@ class AdaptateurFileCourte : public essais::AvecNoyau
 TEST_F(AdaptateurFileCourte, EndsWhileANotificationWaitsForAPlaceInTheQueue)
 {
     activer();
-    std::promise<void> occupe, liberation;
-    std::atomic<bool> premiere{true};
-    callbacks.pendant = [&](const essais::Appel&, OXvol_completData*) {
-        if (premiere.exchange(false)) {
-            occupe.set_value();
-            liberation.get_future().wait();
+    struct Etapes
+    {
+        std::promise<void> occupe, liberation;
+        std::atomic<bool> premiere{true};
+    };
+    const auto etapes = std::make_shared<Etapes>(); // callbacks still run after the end of this test
+    callbacks.pendant = [etapes](const essais::Appel&, OXvol_completData*) {
+        if (etapes->premiere.exchange(false)) {
+            etapes->occupe.set_value();
+            etapes->liberation.get_future().wait();
         }
     };
     const auto notifications = premier.notifications();
@@ -498,10 +503,10 @@ TEST_F(AdaptateurFileCourte, EndsWhileANotificationWaitsForAPlaceInTheQueue)
             // The servant is gone.
         }
     });
-    occupe.get_future().wait();
+    etapes->occupe.get_future().wait();
     detruireOXcdvCliItfAdaptateur();
     serveur.join();
-    liberation.set_value();
+    etapes->liberation.set_value();
     EXPECT_EQ(0, callbacks.attendre("fin_liste_vol_completCB").idOp);
 }
 
