@@ -18,8 +18,6 @@ Appel resultat(const char* nom, int statut, int idOp)
     return appel;
 }
 
-Appel rien() { return resultat("rien", -1, -1); }
-
 } // namespace
 
 Callbacks& Callbacks::instance()
@@ -40,21 +38,13 @@ void Callbacks::noter(Appel appel, OXvol_completData* vol)
     }
     if (pendant)
         pendant(appel, vol);
-    if (!garder)
-        return;
-    const std::lock_guard<std::mutex> verrou(_mutex);
-    _appels.push_back(std::move(appel));
-    _arrivee.notify_all();
+    if (garder)
+        _appels.poser(std::move(appel));
 }
 
 Appel Callbacks::attendre(std::chrono::milliseconds delai)
 {
-    std::unique_lock<std::mutex> verrou(_mutex);
-    if (!_arrivee.wait_for(verrou, delai, [this] { return !_appels.empty(); }))
-        return rien();
-    Appel appel = std::move(_appels.front());
-    _appels.pop_front();
-    return appel;
+    return _appels.prendre(resultat("rien", -1, -1), delai);
 }
 
 Appel Callbacks::attendre(const std::string& nom, std::chrono::milliseconds delai)
@@ -66,18 +56,6 @@ Appel Callbacks::attendre(const std::string& nom, std::chrono::milliseconds dela
         if (appel.nom == nom || appel.nom == "rien")
             return appel;
     }
-}
-
-std::size_t Callbacks::nombre()
-{
-    const std::lock_guard<std::mutex> verrou(_mutex);
-    return _appels.size();
-}
-
-void Callbacks::oublier()
-{
-    const std::lock_guard<std::mutex> verrou(_mutex);
-    _appels.clear();
 }
 
 } // namespace essais

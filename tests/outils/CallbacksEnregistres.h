@@ -1,12 +1,11 @@
 #ifndef CALLBACKSENREGISTRES_H
 #define CALLBACKSENREGISTRES_H
 
+#include "FileAttente.h"
+
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
-#include <deque>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
@@ -40,8 +39,8 @@ class Callbacks
     /// Waits for the next callback of that name, and takes it; those before it are dropped.
     Appel attendre(const std::string& nom, std::chrono::milliseconds delai = std::chrono::seconds(20));
     /// How many wait to be taken.
-    std::size_t nombre();
-    void oublier();
+    std::size_t nombre() { return _appels.nombre(); }
+    void oublier() { _appels.vider(); }
 
     std::atomic<bool> garder{true}; ///< else they only go through `pendant`
     bool dumps = false;             ///< keep the dump of every record
@@ -52,9 +51,7 @@ class Callbacks
     void noter(Appel appel, OXvol_completData* vol = nullptr); ///< for OXcdvCliCB
 
   private:
-    std::mutex _mutex;
-    std::condition_variable _arrivee;
-    std::deque<Appel> _appels;
+    FileAttente<Appel> _appels;
 };
 
 } // namespace essais

@@ -3,6 +3,7 @@
 
 #include "orix/Trace.h"
 
+#include <functional>
 #include <mutex>
 #include <ostream>
 #include <string>
@@ -11,25 +12,56 @@
 
 namespace essais {
 
-/// Keeps every trace line written while it lives, up to the given level.
-class CapteurTraces
+/// Gives the lines up to that level to a function in place of the log while it lives. What the function
+/// throws reaches the code that traced.
+class EcouteTraces
 {
   public:
-    explicit CapteurTraces(int seuil = orix::NTO_DETAIL) : _seuilAvant(orix::Trace::lireSeuil())
+    explicit EcouteTraces(orix::Trace::Recepteur recepteur, int seuil = orix::NTO_DETAIL)
+        : _seuilAvant(orix::Trace::lireSeuil())
     {
         orix::Trace::definirSeuil(seuil);
-        orix::trace()->definirRecepteur([this](const orix::LigneTrace& ligne) {
-            const std::lock_guard<std::mutex> verrou(_mutex);
-            _lignes.push_back(ligne);
-        });
+        orix::trace()->definirRecepteur(std::move(recepteur));
     }
-    ~CapteurTraces()
+    ~EcouteTraces()
     {
         orix::trace()->definirRecepteur({});
         orix::Trace::definirSeuil(_seuilAvant);
     }
-    CapteurTraces(const CapteurTraces&) = delete;
-    CapteurTraces& operator=(const CapteurTraces&) = delete;
+    EcouteTraces(const EcouteTraces&) = delete;
+    EcouteTraces& operator=(const EcouteTraces&) = delete;
+
+  private:
+    const int _seuilAvant;
+};
+
+/// Does something at each line that begins with the text, on the thread that traces and before it goes on: a
+/// fault strikes between two steps of a function.
+class SurTrace : public EcouteTraces
+{
+  public:
+    SurTrace(std::string debut, std::function<void()> action, int seuil = orix::NTO_NOTABLE)
+        : EcouteTraces(
+              [debut = std::move(debut), action = std::move(action)](const orix::LigneTrace& ligne) {
+                  if (ligne.message.compare(0, debut.size(), debut) == 0)
+                      action();
+              },
+              seuil)
+    {}
+};
+
+/// Keeps every trace line written while it lives, up to the given level.
+class CapteurTraces
+{
+  public:
+    explicit CapteurTraces(int seuil = orix::NTO_DETAIL)
+        : _ecoute(
+              [this](const orix::LigneTrace& ligne) {
+                  const std::lock_guard<std::mutex> verrou(_mutex);
+                  _lignes.push_back(ligne);
+              },
+              seuil)
+    {}
 
     /// The lines so far, and forgets them.
     std::vector<orix::LigneTrace> prendre()
@@ -58,7 +90,7 @@ class CapteurTraces
   private:
     std::mutex _mutex;
     std::vector<orix::LigneTrace> _lignes;
-    int _seuilAvant;
+    EcouteTraces _ecoute;
 };
 
 } // namespace essais

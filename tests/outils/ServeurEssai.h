@@ -17,8 +17,6 @@
 
 #include <gtest/gtest.h>
 
-#include <condition_variable>
-#include <deque>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -45,15 +43,9 @@ struct Message
 class ServiceEssai : public POA_orix_corba::OXcdv_v3_0_0_ClientVersServeur
 {
   public:
-    Message attendre()
-    {
-        std::unique_lock<std::mutex> verrou(_mutex);
-        if (!_arrivee.wait_for(verrou, std::chrono::seconds(20), [this] { return !_messages.empty(); }))
-            return {"rien", 0, 0, ""};
-        Message message = std::move(_messages.front());
-        _messages.pop_front();
-        return message;
-    }
+    std::function<void(int)> ping; ///< of that client; may throw, or wait
+
+    Message attendre() { return _messages.prendre({"rien", 0, 0, ""}); }
 
     /// Takes the object away: what is sent to it from now on fails.
     void retirer()
@@ -66,7 +58,7 @@ class ServiceEssai : public POA_orix_corba::OXcdv_v3_0_0_ClientVersServeur
 #define RECEVOIR(nom)                                                                                        \
     void nom(const OXvol_completData_v3_0_0& vol, CORBA::Long idOp, CORBA::Long idClient) override           \
     {                                                                                                        \
-        _noter({#nom, idOp, idClient, vol.m_gidentifiant.in()});                                             \
+        _messages.poser({#nom, idOp, idClient, vol.m_gidentifiant.in()});                                    \
     }
     RECEVOIR(cree_vol_complet)
     RECEVOIR(modifie_vol_complet)
@@ -74,22 +66,17 @@ class ServiceEssai : public POA_orix_corba::OXcdv_v3_0_0_ClientVersServeur
     RECEVOIR(consulte_vol_complet)
     RECEVOIR(liste_vol_complet)
 #undef RECEVOIR
-    void desactiveCB(CORBA::Long numero) override { _noter({"desactiveCB", 0, numero, ""}); }
+    void desactiveCB(CORBA::Long numero) override { _messages.poser({"desactiveCB", 0, numero, ""}); }
     void deconnexionCB(CORBA::Long) override {}
     void testerConnexionClient(const char*, const char*, const char*, CORBA::Long) override {}
-    void testerConnexionServeur(CORBA::Long) override {}
-
-  private:
-    void _noter(Message message)
+    void testerConnexionServeur(CORBA::Long numero) override
     {
-        const std::lock_guard<std::mutex> verrou(_mutex);
-        _messages.push_back(std::move(message));
-        _arrivee.notify_all();
+        if (ping)
+            ping(numero);
     }
 
-    std::mutex _mutex;
-    std::condition_variable _arrivee;
-    std::deque<Message> _messages;
+  private:
+    FileAttente<Message> _messages;
 };
 
 /// A server that a test commands, kernel and service, in the client's own process.
@@ -122,9 +109,12 @@ class ServeurEssai : public POA_orix_corba::Noyau
                         CORBA::Long& leStatut, CORBA::String_out serveur, CORBA::String_out machine,
                         orix_corba::NiveauReference_out niveau, CORBA::Long& numero) override
     {
-        textesRecus = {nomService, nomORBthread, nomMachineHote};
-        niveauxRecus = niveaux;
-        client = orix_corba__Client::_duplicate(leClient);
+        {
+            const std::lock_guard<std::mutex> verrou(_mutex);
+            textesRecus = {nomService, nomORBthread, nomMachineHote};
+            niveauxRecus = niveaux;
+            client = orix_corba__Client::_duplicate(leClient);
+        }
         if (avantReponse)
             avantReponse();
         leStatut = statut;
@@ -143,6 +133,7 @@ class ServeurEssai : public POA_orix_corba::Noyau
 
   private:
     const std::string _nom;
+    std::mutex _mutex;
 };
 
 /// A process with its middleware running and the test's servers in it; the service "cdv" is routed to the

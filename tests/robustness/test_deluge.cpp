@@ -1,7 +1,7 @@
 // Many more notifications than a slow application takes.
+#include "CapteurTraces.h"
 #include "EtatProcessus.h"
 #include "SessionReelle.h"
-#include "SurTrace.h"
 
 #include <future>
 #include <iostream>

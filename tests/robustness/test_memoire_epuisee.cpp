@@ -5,7 +5,6 @@
 #include "Porte.h"
 #include "ServeurEssai.h"
 #include "SessionReelle.h"
-#include "SurTrace.h"
 #include "VolsEssai.h"
 
 #include <atomic>

@@ -1,8 +1,8 @@
 // The server is killed at each moment of a client's life.
+#include "CapteurTraces.h"
 #include "EtatProcessus.h"
 #include "Porte.h"
 #include "SessionReelle.h"
-#include "SurTrace.h"
 
 #include <functional>
 #include <iostream>

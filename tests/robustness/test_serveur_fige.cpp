@@ -1,7 +1,7 @@
 // The server stops answering without dying, and comes back later.
+#include "CapteurTraces.h"
 #include "EtatProcessus.h"
 #include "SessionReelle.h"
-#include "SurTrace.h"
 
 #include <iostream>
 #include <thread>

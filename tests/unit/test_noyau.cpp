@@ -1,28 +1,25 @@
 #include "CapteurTraces.h"
 #include "DossierTemporaire.h"
+#include "FileAttente.h"
 #include "OXnoyau.h"
+#include "ServeurEssai.h"
 #include "orix/Echec.h"
 #include "orix/ExecuteurCB.h"
 #include "orix/IAdaptateurClient.h"
 #include "orix/IExecutable.h"
 #include "orix/OXroutage.h"
-#include "orix/Processus.h"
 #include "orix/RepondeurNoyau.h"
 #include "orix/SurveillantConnexions.h"
 #include "orix/TableInformationsConnexions.h"
 
 #include <gmock/gmock.h>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 
-#include <condition_variable>
 #include <cstring>
-#include <deque>
 #include <fstream>
 #include <functional>
 #include <future>
-#include <mutex>
 #include <thread>
 #include <utility>
 
@@ -57,66 +54,23 @@ class AdaptateurEspion : public IAdaptateurClient
     OXstatut active(const std::string&) override { return OXS_NOK; }
     OXstatut desactive() override { return OXS_NOK; }
 
-    std::string attendre()
+    std::string attendre() { return _evenements.prendre("rien"); }
+    std::size_t nombre() { return _evenements.nombre(); }
+    /// Waits until it has been told of the loss of its server.
+    void attendrePerte()
     {
-        std::unique_lock<std::mutex> verrou(_mutex);
-        if (!_arrivee.wait_for(verrou, std::chrono::seconds(20), [this] { return !_evenements.empty(); }))
-            return "rien";
-        std::string evenement = std::move(_evenements.front());
-        _evenements.pop_front();
-        return evenement;
-    }
-    std::size_t nombre()
-    {
-        const std::lock_guard<std::mutex> verrou(_mutex);
-        return _evenements.size();
+        EXPECT_EQ(attendre(), "automate");
+        EXPECT_EQ(attendre(), "deconnexion 21");
     }
 
   private:
     void _noter(const std::string& evenement)
     {
         pendant(evenement);
-        const std::lock_guard<std::mutex> verrou(_mutex);
-        _evenements.push_back(evenement);
-        _arrivee.notify_all();
+        _evenements.poser(evenement);
     }
 
-    std::mutex _mutex;
-    std::condition_variable _arrivee;
-    std::deque<std::string> _evenements;
-};
-
-/// The kernel of a server process.
-class NoyauServeur : public POA_orix_corba::Noyau, public PortableServer::RefCountServantBase
-{
-  public:
-    std::function<void()> avantReponse = [] {};
-
-    void activerService(const char* nomService, const orix_corba::SequenceNiveauReference&,
-                        orix_corba__Client_ptr, const char*, const char*, CORBA::Long_out statut,
-                        CORBA::String_out serveur, CORBA::String_out machine,
-                        orix_corba::NiveauReference_out niveau, CORBA::Long_out numeroClient) override
-    {
-        avantReponse();
-        statut = OXS_OK;
-        serveur = CORBA::string_dup(nomService);
-        machine = CORBA::string_dup("m1");
-        niveau = new orix_corba::NiveauReference;
-        niveau->majeur = 3;
-        numeroClient = 7;
-    }
-};
-
-/// A service's server, as its pings see it.
-class ServeurPing : public POA_orix_corba::Serveur, public PortableServer::RefCountServantBase
-{
-  public:
-    std::function<void(int)> ping = [](int) {};
-
-    void testerConnexionServeur(CORBA::Long numero) override { ping(numero); }
-    void testerConnexionClient(const char*, const char*, const char*, CORBA::Long) override {}
-    void desactiveCB(CORBA::Long) override {}
-    void deconnexionCB(CORBA::Long) override {}
+    essais::FileAttente<std::string> _evenements;
 };
 
 class Appel : public IExecutable
@@ -149,8 +103,6 @@ class AvecNoyau : public testing::Test
         ASSERT_EQ(demarrer(configuration, &message), OXS_OK) << message;
         ORBthread* const acces = oxNoyau()->lirePointAcces();
         _repondeur = new RepondeurNoyau(acces->lireORB(), acces->lirePOA_ORIX());
-        noyauServeur = new NoyauServeur;
-        serveur = new ServeurPing;
     }
     void TearDown() override
     {
@@ -166,7 +118,7 @@ class AvecNoyau : public testing::Test
     {
         Transaction transaction(_repondeur.in(), &adaptateur);
         orix_corba::AMI_NoyauHandler_var repondeur = transaction.prendreReference();
-        const orix_corba::Noyau_var noyau = noyauServeur->_this();
+        const orix_corba::Noyau_var noyau = noyauServeur._this();
         noyau->sendc_activerService(repondeur, "cdv", orix_corba::SequenceNiveauReference(),
                                     orix_corba__Client::_nil(), "fil", "machine");
         transaction.valider();
@@ -175,21 +127,17 @@ class AvecNoyau : public testing::Test
     void surveiller(IAdaptateurClient& adaptateur, const std::string& service = "cdv")
     {
         oxNoyau()->activerClient(service, &adaptateur);
-        const orix_corba::Serveur_var reference = serveur->_this();
+        const orix_corba::Serveur_var reference = serveur._this();
         oxSurveillantConnexions()->ajouterSurveillanceServeur(service, reference, &adaptateur);
     }
-    void retirerServeur()
+    /// A loss that the adapter is told of ends its supervision.
+    void desactiverALaPerte()
     {
-        const PortableServer::POA_var poa = serveur->_default_POA();
-        const PortableServer::ObjectId_var id = poa->servant_to_id(serveur.in());
-        poa->deactivate_object(id);
+        adaptateur.pendant = [](const std::string&) { oxNoyau()->desactiverClient("cdv"); };
     }
-
-    PortableServer::Servant_var<NoyauServeur> noyauServeur;
-    PortableServer::Servant_var<ServeurPing> serveur;
+    essais::ServeurEssai noyauServeur{"cdv"};
+    essais::ServiceEssai& serveur = noyauServeur.service;
     AdaptateurEspion adaptateur;
-
-  private:
     PortableServer::Servant_var<RepondeurNoyau> _repondeur;
 };
 
@@ -216,7 +164,7 @@ TEST_F(Activation, LaReponseEstDonneeUneFois)
     };
     repondeur = demander(adaptateur);
     demande.set_value();
-    EXPECT_EQ(adaptateur.attendre(), "activeCB 0 cdv m1 3 7");
+    EXPECT_EQ(adaptateur.attendre(), "activeCB 0 cdv hote 3 7");
     EXPECT_EQ(terminer(), OXS_OK);
     EXPECT_EQ(adaptateur.nombre(), 0u);
     EXPECT_THAT(traces.prendreTextes(),
@@ -228,7 +176,7 @@ TEST_F(Activation, ApresLaReponseLaReferenceEstRetiree)
 {
     demarrerAvec({});
     const orix_corba::AMI_NoyauHandler_var repondeur = demander(adaptateur);
-    EXPECT_EQ(adaptateur.attendre(), "activeCB 0 cdv m1 3 7");
+    EXPECT_EQ(adaptateur.attendre(), "activeCB 0 cdv hote 3 7");
     oxNoyau()->enregistrerParametres(new ParametresActivationService(&adaptateur)); // the delivery is over
     // The object leaves its adapter once the answer that is inside has returned.
     for (bool present = true; present;)
@@ -244,15 +192,15 @@ TEST_F(Activation, ApresLaReponseLaReferenceEstRetiree)
 TEST_F(Activation, UnEchecDuTransportSeDistingueDesAutres)
 {
     demarrerAvec({});
-    noyauServeur->avantReponse = [] { throw CORBA::TRANSIENT(); };
-    demander(adaptateur);
-    EXPECT_EQ(adaptateur.attendre(), "echecActivation 14");
-    noyauServeur->avantReponse = [] { throw CORBA::COMM_FAILURE(); };
-    demander(adaptateur);
-    EXPECT_EQ(adaptateur.attendre(), "echecActivation 14");
-    noyauServeur->avantReponse = [] { throw CORBA::NO_IMPLEMENT(); };
-    demander(adaptateur);
-    EXPECT_EQ(adaptateur.attendre(), "echecActivation 22");
+    const std::pair<std::function<void()>, const char*> echecs[] = {
+        {[] { throw CORBA::TRANSIENT(); }, "echecActivation 14"},
+        {[] { throw CORBA::COMM_FAILURE(); }, "echecActivation 14"},
+        {[] { throw CORBA::NO_IMPLEMENT(); }, "echecActivation 22"}};
+    for (const auto& [echec, attendu] : echecs) {
+        noyauServeur.avantReponse = echec;
+        demander(adaptateur);
+        EXPECT_EQ(adaptateur.attendre(), attendu);
+    }
 }
 
 TEST_F(Activation, SansReponseElleEchoueEtLaReponseTardiveNeDitRien)
@@ -261,7 +209,7 @@ TEST_F(Activation, SansReponseElleEchoueEtLaReponseTardiveNeDitRien)
     configuration.delaiActivation = milliseconds(20);
     demarrerAvec(configuration);
     std::promise<void> liberation;
-    noyauServeur->avantReponse = [suite = liberation.get_future().share()] { suite.wait(); };
+    noyauServeur.avantReponse = [suite = liberation.get_future().share()] { suite.wait(); };
     demander(adaptateur);
     EXPECT_EQ(adaptateur.attendre(), "echecActivation 10");
     liberation.set_value();
@@ -273,23 +221,21 @@ TEST_F(Activation, OublieeOuArreteeElleNeDitRien)
 {
     demarrerAvec({});
     std::promise<void> liberation;
-    noyauServeur->avantReponse = [suite = liberation.get_future().share()] { suite.wait(); };
+    noyauServeur.avantReponse = [suite = liberation.get_future().share()] { suite.wait(); };
     AdaptateurEspion autre, dernier;
     demander(adaptateur);
     oxNoyau()->oublierAdaptateur(&adaptateur);
+    // Numbers follow one another: that of the request is the next one.
+    const int precedent = oxNoyau()->enregistrerParametres(new ParametresActivationService(&autre));
+    oxNoyau()->supprimerParametres(precedent);
     demander(autre);
-    oxNoyau()->supprimerParametres(2);
-    { // neither sent nor validated
-        const OXnoyau::TransactionCreerReference<POA_orix_corba::AMI_NoyauHandler> abandonnee(
-            PortableServer::Servant_var<RepondeurNoyau>(
-                new RepondeurNoyau(oxNoyau()->lirePointAcces()->lireORB(),
-                                   oxNoyau()->lirePointAcces()->lirePOA_ORIX()))
-                .in(),
-            &dernier);
+    oxNoyau()->supprimerParametres(precedent + 1);
+    {
+        const Transaction abandonnee(_repondeur.in(), &dernier); // neither sent nor validated
     }
     demander(dernier);
     liberation.set_value();
-    EXPECT_EQ(dernier.attendre(), "activeCB 0 cdv m1 3 7");
+    EXPECT_EQ(dernier.attendre(), "activeCB 0 cdv hote 3 7");
     EXPECT_EQ(terminer(), OXS_OK);
     EXPECT_EQ(adaptateur.nombre() + autre.nombre() + dernier.nombre(), 0u);
 }
@@ -340,7 +286,7 @@ TEST_F(Activation, PendantUneLivraisonLeNoyauRepondEtNulNAttend)
     faite.get_future().wait();
     AdaptateurEspion autre;
     demander(autre);
-    EXPECT_EQ(autre.attendre(), "activeCB 0 cdv m1 3 7");
+    EXPECT_EQ(autre.attendre(), "activeCB 0 cdv hote 3 7");
     EXPECT_EQ(terminer(), OXS_OK);
     EXPECT_THAT(traces.prendreTextes(),
                 Contains("100 Exception non prévue lors de la notification d'une activation : panne"));
@@ -353,7 +299,7 @@ TEST_F(Surveillance, UnServeurDisparuEstPerduApresDeuxPings)
 {
     demarrerAvec(rapide());
     std::promise<void> vu;
-    serveur->ping = [&, dit = false](int numero) mutable {
+    serveur.ping = [&, dit = false](int numero) mutable {
         EXPECT_EQ(numero, 42);
         if (!dit)
             vu.set_value();
@@ -369,9 +315,8 @@ TEST_F(Surveillance, UnServeurDisparuEstPerduApresDeuxPings)
     surveiller(adaptateur);
     vu.get_future().wait();
     EXPECT_EQ(adaptateur.nombre(), 0u);
-    retirerServeur();
-    EXPECT_EQ(adaptateur.attendre(), "automate");
-    EXPECT_EQ(adaptateur.attendre(), "deconnexion 21");
+    serveur.retirer();
+    adaptateur.attendrePerte();
     EXPECT_EQ(terminer(), OXS_OK);
     EXPECT_EQ(adaptateur.nombre(), 0u);
 }
@@ -381,14 +326,13 @@ TEST_F(Surveillance, UnServeurMuetEstPerdu)
     demarrerAvec(rapide(milliseconds(10)));
     std::promise<void> liberation;
     std::atomic<int> pings{0};
-    serveur->ping = [&, suite = liberation.get_future().share()](int) {
+    serveur.ping = [&, suite = liberation.get_future().share()](int) {
         ++pings;
         suite.wait();
     };
-    adaptateur.pendant = [](const std::string&) { oxNoyau()->desactiverClient("cdv"); };
+    desactiverALaPerte();
     surveiller(adaptateur);
-    EXPECT_EQ(adaptateur.attendre(), "automate");
-    EXPECT_EQ(adaptateur.attendre(), "deconnexion 21");
+    adaptateur.attendrePerte();
     liberation.set_value(); // the answers come when nobody waits for them any more
     EXPECT_EQ(terminer(), OXS_OK);
     EXPECT_LE(pings, 2); // the last may not have arrived before the stop
@@ -399,14 +343,13 @@ TEST_F(Surveillance, UnServeurQuiNeConnaitPlusLeClientEstPerduAussitot)
 {
     demarrerAvec(rapide());
     std::atomic<int> pings{0};
-    serveur->ping = [&](int) {
+    serveur.ping = [&](int) {
         ++pings;
         throw orix_corba::ClientDeconnecte();
     };
-    adaptateur.pendant = [](const std::string&) { oxNoyau()->desactiverClient("cdv"); };
+    desactiverALaPerte();
     surveiller(adaptateur);
-    EXPECT_EQ(adaptateur.attendre(), "automate");
-    EXPECT_EQ(adaptateur.attendre(), "deconnexion 21");
+    adaptateur.attendrePerte();
     EXPECT_EQ(pings, 1);
 }
 
@@ -414,14 +357,14 @@ TEST_F(Surveillance, CeQueLeServeurEnvoieLeProuveVivant)
 {
     demarrerAvec(rapide());
     std::atomic<int> pings{0};
-    serveur->ping = [&](int) {
+    serveur.ping = [&](int) {
         if (++pings <= 10) // not under the name of the supervision, but of the client
             objetCB()->posterExecutable(1, "cdv", new Appel);
         throw CORBA::TRANSIENT();
     };
-    adaptateur.pendant = [](const std::string&) { oxNoyau()->desactiverClient("cdv"); };
+    desactiverALaPerte();
     oxNoyau()->activerClient("cdv", &adaptateur);
-    const orix_corba::Serveur_var reference = serveur->_this();
+    const orix_corba::Serveur_var reference = serveur._this();
     oxSurveillantConnexions()->ajouterSurveillanceServeur("cdv_essai", reference, &adaptateur);
     EXPECT_EQ(adaptateur.attendre(), "automate");
     EXPECT_EQ(pings, 12);
@@ -431,7 +374,7 @@ TEST_F(Surveillance, UnPingReponduEffaceLeManque)
 {
     demarrerAvec(rapide());
     std::promise<void> assez;
-    serveur->ping = [&, n = 0](int) mutable {
+    serveur.ping = [&, n = 0](int) mutable {
         if (++n == 20)
             assez.set_value();
         if (n % 2 == 1)
@@ -452,12 +395,11 @@ TEST_F(Surveillance, LAdaptateurQuiRefuseNEstPasRappele)
         refus.set_value();
         throw Echec(OXS_SERVICE_NON_ACTIVE);
     };
-    serveur->ping = [](int) { throw orix_corba::ClientDeconnecte(); };
+    serveur.ping = [](int) { throw orix_corba::ClientDeconnecte(); };
     surveiller(adaptateur);
     refus.get_future().wait();
     surveiller(autre, "autre"); // the monitor goes on
-    EXPECT_EQ(autre.attendre(), "automate");
-    EXPECT_EQ(autre.attendre(), "deconnexion 21");
+    autre.attendrePerte();
     EXPECT_EQ(terminer(), OXS_OK);
     EXPECT_EQ(adaptateur.nombre(), 0u);
 }
@@ -472,8 +414,7 @@ TEST_F(Surveillance, UneDesactivationInterrompueSeTermineEnPerte)
     oxNoyau()->desactiverClient("revenu");
     oxNoyau()->activerClient("revenu", &revenu); // a new activation, which nothing has interrupted
     oxSurveillantConnexions()->supprimerSurveillanceServeur("cdv");
-    EXPECT_EQ(adaptateur.attendre(), "automate");
-    EXPECT_EQ(adaptateur.attendre(), "deconnexion 21");
+    adaptateur.attendrePerte();
     EXPECT_EQ(terminer(), OXS_OK);
     EXPECT_EQ(adaptateur.nombre(), 0u);
     EXPECT_EQ(revenu.nombre(), 0u);
@@ -483,7 +424,7 @@ TEST_F(Surveillance, OublieOuRetireNEstPlusAppele)
 {
     demarrerAvec(rapide());
     std::promise<void> entree, liberation;
-    serveur->ping = [&, premier = true, suite = liberation.get_future().share()](int) mutable {
+    serveur.ping = [&, premier = true, suite = liberation.get_future().share()](int) mutable {
         if (std::exchange(premier, false))
             entree.set_value();
         suite.wait();
@@ -501,8 +442,8 @@ TEST_F(Surveillance, OublieOuRetireNEstPlusAppele)
     EXPECT_EQ(adaptateur.nombre(), avant);
 }
 
-// --------------------------------------------------------------------------------------------------- start
-// and stop
+// -------------------------------------------------------------------------------------------------------
+// start and stop
 
 TEST(Processus, RecommenceAutantDeFoisQuIlFaut)
 {
@@ -566,18 +507,19 @@ TEST(Processus, UneRequeteQuiNeRevientPasNeRetientPasLArret)
     configuration.delaiConnexion = milliseconds(20);
     ASSERT_EQ(demarrer(configuration), OXS_OK);
     std::promise<void> entree, liberation;
-    const PortableServer::Servant_var<NoyauServeur> servant(new NoyauServeur);
-    servant->avantReponse = [&] {
+    essais::ServeurEssai serveur("cdv");
+    serveur.sansReference = true; // none can be made once its ORB is ending
+    serveur.avantReponse = [&] {
         entree.set_value();
         liberation.get_future().wait();
     };
-    const orix_corba::Noyau_var noyau = servant->_this();
+    const orix_corba::Noyau_var noyau = serveur._this();
     std::thread requete([&] {
         CORBA::Long statut, numero;
-        CORBA::String_var serveur, machine;
+        CORBA::String_var nom, machine;
         orix_corba::NiveauReference_var niveau;
         noyau->activerService("cdv", orix_corba::SequenceNiveauReference(), orix_corba__Client::_nil(), "",
-                              "", statut, serveur, machine, niveau, numero);
+                              "", statut, nom, machine, niveau, numero);
     });
     entree.get_future().wait();
     essais::CapteurTraces traces(NTO_NOTABLE);
@@ -592,29 +534,6 @@ TEST(Processus, UneRequeteQuiNeRevientPasNeRetientPasLArret)
     while (demarrer({}, &message) != OXS_OK)
         std::this_thread::yield();
     EXPECT_EQ(terminer(), OXS_OK);
-}
-
-TEST(Processus, QuitterSansTerminer)
-{
-    EXPECT_EXIT(
-        {
-            demarrer({});
-            for (int i = 0; i < 100; ++i)
-                objetCB()->posterExecutable(1, "cdv", new Appel);
-            std::exit(0);
-        },
-        testing::ExitedWithCode(0), "");
-    EXPECT_EXIT(
-        {
-            class Sortie : public IExecutable
-            {
-                void executer() override { std::exit(3); }
-            };
-            demarrer({});
-            objetCB()->posterExecutable(1, "cdv", new Sortie);
-            std::promise<void>().get_future().wait();
-        },
-        testing::ExitedWithCode(3), "");
 }
 
 TEST(Trace, LeFichierGardeLesLignesJusquAuSeuil)
@@ -652,68 +571,72 @@ TEST(Trace, UnDisquePleinNeFaitQuePerdreDesLignes)
     }
 }
 
-TEST(Trace, UneSortieBloqueeNArretePersonneEtLesPertesSontDites)
+/// A process that traces into a pipe that nobody reads for now.
+class SortieBloquee : public testing::Test
 {
+  protected:
+    void SetUp() override
+    {
+        configuration.fichierTrace = dossier.fichier("tuyau");
+        configuration.niveauTrace = NTO_NOTABLE;
+        ASSERT_EQ(mkfifo(configuration.fichierTrace.c_str(), 0600), 0);
+        tuyau.reset(fopen(configuration.fichierTrace.c_str(), "r+"));
+        ASSERT_NE(tuyau, nullptr);
+    }
+    void demarrerEtTracer(int lignes)
+    {
+        ASSERT_EQ(demarrer(configuration), OXS_OK);
+        for (int i = 0; i < lignes; ++i)
+            trace()->tracer(NTO_NOTABLE, "Source", "fonction", i, "ligne " + std::string(1000, 'x'));
+    }
+    std::string lire()
+    {
+        char ligne[2000] = "";
+        EXPECT_NE(fgets(ligne, sizeof ligne, tuyau.get()), nullptr);
+        return ligne;
+    }
+
     const essais::DossierTemporaire dossier;
     Configuration configuration;
-    configuration.fichierTrace = dossier.fichier("tuyau");
-    configuration.capaciteTrace = 100;
-    configuration.niveauTrace = NTO_NOTABLE;
-    ASSERT_EQ(mkfifo(configuration.fichierTrace.c_str(), 0600), 0);
-    const int tuyau = open(configuration.fichierTrace.c_str(), O_RDWR); // nobody reads it for now
-    ASSERT_GE(tuyau, 0);
-    ASSERT_EQ(demarrer(configuration), OXS_OK);
-    constexpr int LIGNES = 5000;
-    for (int i = 0; i < LIGNES; ++i)
-        trace()->tracer(NTO_NOTABLE, "Source", "fonction", 1, "ligne " + std::string(1000, 'x'));
+    std::unique_ptr<FILE, int (*)(FILE*)> tuyau{nullptr, &fclose};
+};
 
+TEST_F(SortieBloquee, NArretePersonneEtLesPertesSontDites)
+{
+    constexpr int LIGNES = 5000;
+    configuration.capaciteTrace = 100;
+    ASSERT_NO_FATAL_FAILURE(demarrerEtTracer(LIGNES));
     std::thread arret([] { EXPECT_EQ(terminer(), OXS_OK); });
     int ecrites = 0;
     int perdues = 0;
-    FILE* const lecture = fdopen(tuyau, "r");
-    char ligne[2000];
-    while (ecrites + perdues < LIGNES && fgets(ligne, sizeof ligne, lecture) != nullptr) {
-        if (strstr(ligne, "fonction - ligne ") != nullptr)
+    while (ecrites + perdues < LIGNES && !HasFailure()) {
+        const std::string ligne = lire();
+        if (ligne.find("fonction - ligne ") != std::string::npos)
             ++ecrites;
-        else if (const char* dit = strstr(ligne, "ecrire - "))
+        else if (const char* dit = strstr(ligne.c_str(), "ecrire - "))
             perdues += atoi(dit + strlen("ecrire - "));
     }
     EXPECT_EQ(ecrites + perdues, LIGNES);
     EXPECT_GT(perdues, 0);
     arret.join();
-    fclose(lecture);
 }
 
-TEST(Trace, UneSortieBloqueeNeRetientPasLArret)
+TEST_F(SortieBloquee, NeRetientPasLArret)
 {
-    const essais::DossierTemporaire dossier;
-    Configuration configuration;
-    configuration.fichierTrace = dossier.fichier("tuyau");
-    configuration.niveauTrace = NTO_NOTABLE;
-    configuration.delaiAppel = milliseconds(20);
-    ASSERT_EQ(mkfifo(configuration.fichierTrace.c_str(), 0600), 0);
-    const int tuyau = open(configuration.fichierTrace.c_str(), O_RDWR); // nobody reads it for now
-    ASSERT_GE(tuyau, 0);
-    ASSERT_EQ(demarrer(configuration), OXS_OK);
     constexpr int LIGNES = 1000;
-    for (int i = 0; i < LIGNES; ++i)
-        trace()->tracer(NTO_NOTABLE, "Source", "fonction", i, std::string(1000, 'x'));
+    configuration.delaiAppel = milliseconds(20);
+    ASSERT_NO_FATAL_FAILURE(demarrerEtTracer(LIGNES));
     EXPECT_EQ(terminer(), OXS_NOK);
     // The lines that waited come once somebody reads.
-    FILE* const lecture = fdopen(tuyau, "r");
-    char ligne[2000];
     const std::string derniere = "Source:" + std::to_string(LIGNES - 1) + " ";
-    do
-        ASSERT_NE(fgets(ligne, sizeof ligne, lecture), nullptr);
-    while (strstr(ligne, derniere.c_str()) == nullptr);
-    fclose(lecture);
+    while (lire().find(derniere) == std::string::npos && !HasFailure()) {
+    }
 }
 
 TEST(Trace, LeRecepteurPeutTracerEtSeRetirer)
 {
     std::vector<std::string> lues;
-    Trace::definirSeuil(NTO_NOTABLE);
-    trace()->definirRecepteur([&](const LigneTrace& ligne) {
+    const essais::EcouteTraces ecoute([&](const LigneTrace& ligne) {
         lues.push_back(ligne.message);
         if (ligne.message == "une")
             trace()->tracer(NTO_NOTABLE, "Source", "fonction", 2, "autre");
@@ -725,5 +648,4 @@ TEST(Trace, LeRecepteurPeutTracerEtSeRetirer)
     EXPECT_THAT(lues, testing::ElementsAre("une", "autre"));
     trace()->definirRecepteur([](const LigneTrace&) { throw 5; });
     EXPECT_THROW(trace()->tracer(NTO_NOTABLE, "Source", "fonction", 1, "levée"), int);
-    trace()->definirRecepteur({});
 }
