@@ -24,27 +24,15 @@ namespace {
 class CompteurTrace
 {
   public:
-    explicit CompteurTrace(std::string texte)
-        : _texte(std::move(texte)), _seuilAvant(orix::Trace::lireSeuil())
-    {
-        orix::Trace::definirSeuil(orix::NTO_NOTABLE);
-        orix::trace()->definirRecepteur(
-            [this](const orix::LigneTrace& ligne) { _nombre += ligne.message == _texte; });
-    }
-    ~CompteurTrace()
-    {
-        orix::trace()->definirRecepteur({});
-        orix::Trace::definirSeuil(_seuilAvant);
-    }
-    CompteurTrace(const CompteurTrace&) = delete;
-    CompteurTrace& operator=(const CompteurTrace&) = delete;
+    explicit CompteurTrace(std::string texte) : _texte(std::move(texte)) {}
 
     int prendre() { return _nombre.exchange(0); }
 
   private:
     const std::string _texte;
-    const int _seuilAvant;
     std::atomic<int> _nombre{0};
+    essais::EcouteTraces _ecoute{
+        [this](const orix::LigneTrace& ligne) { _nombre += ligne.message == _texte; }, orix::NTO_NOTABLE};
 };
 
 /// Does it with its first allocation failing, then its second, and so on until none is left to fail; verifier
@@ -120,14 +108,13 @@ TEST_F(MemoireSession, RequestSaysSoAndTheNextOneWorks)
         attendreIssue();
 
         orix::OXstatut statut = orix::OXS_OK;
-        const auto demande = [&] { statut = requete.requete(complet.get(), idOp); };
         CompteurTrace traces("Problème d'allocation mémoire");
         long bilan = 0;
         int refus = 0;
         const int pannes = chaquePanne(
             [&] {
                 bilan = bilanMemoire();
-                demande();
+                statut = requete.requete(complet.get(), idOp);
             },
             [&](int n) {
                 if (statut == orix::OXS_OK) { // a trace was cut short, no more

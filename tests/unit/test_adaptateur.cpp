@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <future>
+#include <map>
 #include <memory>
 #include <thread>
 
@@ -21,23 +22,35 @@ using Etat = OXcdvCliItfAdaptateur;
 
 namespace {
 
+/// The function's bare name, whether the line names it so or by its full signature.
+std::string nomCourt(const LigneTrace& ligne)
+{
+    const std::string signature = ligne.fonction.substr(0, ligne.fonction.find('('));
+    return signature.substr(signature.find_last_of(": ") + 1);
+}
+
 /// What the adapter traced: "level function: text", with "()" for a function named by its full signature.
 std::vector<std::string> lignesAdaptateur(essais::CapteurTraces& traces, const std::string& fonction = "")
 {
     std::vector<std::string> textes;
     for (const LigneTrace& ligne : traces.prendre()) {
-        if (ligne.fichier != "OXcdvCliItfAdaptateur")
-            continue;
-        const auto debut = ligne.fonction.find("OXcdvCliItfAdaptateur::");
-        const auto fin = ligne.fonction.find('(');
-        const std::string nom =
-            debut == std::string::npos
-                ? ligne.fonction
-                : ligne.fonction.substr(debut + 23, fin - debut - 23) + "()"; // 23: the class name and ::
-        if (fonction.empty() || nom.find(fonction) == 0)
-            textes.push_back(std::to_string(ligne.niveau) + " " + nom + ": " + ligne.message);
+        const bool complet = ligne.fonction.find('(') != std::string::npos;
+        if (ligne.fichier == "OXcdvCliItfAdaptateur" && (fonction.empty() || nomCourt(ligne) == fonction))
+            textes.push_back(std::to_string(ligne.niveau) + " " + nomCourt(ligne) + (complet ? "()" : "") +
+                             ": " + ligne.message);
     }
     return textes;
+}
+
+/// Calls it with 0, 1, 2... until the servant is gone.
+template <class Envoi>
+void envoyerSansFin(Envoi envoyer)
+{
+    try {
+        for (int i = 0;; ++i)
+            envoyer(i);
+    } catch (const CORBA::Exception&) {
+    }
 }
 
 class Adaptateur : public essais::AvecNoyau
@@ -110,33 +123,24 @@ TEST_F(Adaptateur, ActivationAnnouncesTheClientAndConnects)
 
     activer();
     const std::string url = reglages.routage["cdv"][0];
-    const auto lignes = traces.prendre();
-    std::vector<std::string> envoi, reponse, creation;
-    for (const LigneTrace& ligne : lignes) {
-        const std::string texte = std::to_string(ligne.niveau) + " " + ligne.message;
-        if (ligne.fichier == "OXnoyau")
-            creation.push_back(texte);
-        else if (ligne.fichier != "OXcdvCliItfAdaptateur")
-            continue;
-        else if (ligne.fonction == "active" || ligne.fonction.find("::active(") != std::string::npos)
-            envoi.push_back(texte);
-        else if (ligne.fonction == "activeCB" || ligne.fonction.find("::activeCB(") != std::string::npos)
-            reponse.push_back(texte);
-    }
-    EXPECT_THAT(envoi, ElementsAre("700 Entrée.", "700 NomService = cdv", "100 url du server: " + url,
-                                   StartsWith("700 temps ecoulé pour resoudre l'url: "),
-                                   StartsWith("700 temps ecoulé pour le narrow: "),
-                                   "100 Connecté au noyau du serveur " + url,
-                                   "700 Demande d'activation en cours", "700 Sortie."));
+    std::map<std::string, std::vector<std::string>> lignes;
+    for (const LigneTrace& ligne : traces.prendre())
+        lignes[nomCourt(ligne)].push_back(std::to_string(ligne.niveau) + " " + ligne.message);
+    EXPECT_THAT(lignes["active"],
+                ElementsAre("700 Entrée.", "700 NomService = cdv", "100 url du server: " + url,
+                            StartsWith("700 temps ecoulé pour resoudre l'url: "),
+                            StartsWith("700 temps ecoulé pour le narrow: "),
+                            "100 Connecté au noyau du serveur " + url, "700 Demande d'activation en cours",
+                            "700 Sortie."));
     EXPECT_THAT(
-        creation,
+        lignes["creerReference"],
         ElementsAre(StartsWith("700 Création de l'identifiant CORBA = "),
                     "700 Le servant est activé avec l'identificateur auprès du POA ORIX.",
                     "700 Création de la référence.",
                     "700 Création de la référence d'objet qui sera passée dans les appels asynchrones "
                     "et qui contient l'identificateur de l'objet."));
     EXPECT_THAT(
-        reponse,
+        lignes["activeCB"],
         ElementsAre("700 Entrée.", "700 activeCB pour cdv, statut = 0 (OXS_OK)",
                     "100 Connexion enregistrée pour cdv avec serveur premier sur hote, numéro client 7, "
                     "version 3.0.0.0",
@@ -267,16 +271,12 @@ TEST_F(Adaptateur, ASendThatFailsWithdrawsTheActivation)
 {
     retenirReponses();
     Etat& adaptateur = *oxcdvCliItfAdaptateur();
-    // After the automaton moved, in the middle of the sending.
-    const int seuil = Trace::lireSeuil();
-    Trace::definirSeuil(NTO_DETAIL);
-    trace()->definirRecepteur([](const LigneTrace& ligne) {
-        if (ligne.message == "Demande d'activation en cours")
-            throw CORBA::TRANSIENT();
-    });
-    EXPECT_EQ(OXS_ERREUR_CORBA, adaptateur.active("cdv"));
-    trace()->definirRecepteur({});
-    Trace::definirSeuil(seuil);
+    {
+        // After the automaton moved, in the middle of the sending.
+        const essais::SurTrace panne(
+            "Demande d'activation en cours", [] { throw CORBA::TRANSIENT(); }, NTO_DETAIL);
+        EXPECT_EQ(OXS_ERREUR_CORBA, adaptateur.active("cdv"));
+    }
     EXPECT_EQ(Etat::Desactive, adaptateur.lireEtat());
     EXPECT_EQ(OXroutage::DeuxiemeServeur, adaptateur.lireServeurCourant());
     // The parameters went: the answer of that one finds nobody.
@@ -348,7 +348,7 @@ TEST_F(Adaptateur, OrderlyDisconnectionByTheServer)
     EXPECT_EQ(0u, callbacks.nombre());
 }
 
-TEST_F(Adaptateur, AbnormalDisconnectionByTheServerSwitches)
+TEST_F(Adaptateur, AbnormalDisconnectionsSwitchAndRemoveTheConnectionOnce)
 {
     Etat& adaptateur = activer();
     essais::CapteurTraces traces;
@@ -356,18 +356,10 @@ TEST_F(Adaptateur, AbnormalDisconnectionByTheServerSwitches)
     EXPECT_EQ(Etat::Desactive, adaptateur.lireEtat());
     EXPECT_EQ(OXroutage::DeuxiemeServeur, adaptateur.lireServeurCourant());
     EXPECT_EQ(OXS_NOK, callbacks.attendre("deconnexionCB").statut);
+    EXPECT_EQ(1, traces.compter("Impossible de supprimer la connexion du service cdv."));
     EXPECT_THAT(lignesAdaptateur(traces, "deconnexionCB"),
                 ElementsAre("700 deconnexionCB(): Entrée.", "100 deconnexionCB: Desactivation du client cdv",
                             "100 deconnexionCB: Déconnexion du service cdv", "700 deconnexionCB(): Sortie."));
-}
-
-TEST_F(Adaptateur, RemovesAConnectionOnceOnly)
-{
-    Etat& adaptateur = activer();
-    essais::CapteurTraces traces;
-    adaptateur.deconnexionCB(OXS_NOK);
-    EXPECT_EQ(1, traces.compter("Impossible de supprimer la connexion du service cdv."));
-    EXPECT_EQ(OXS_NOK, callbacks.attendre("deconnexionCB").statut);
 
     // Lost by the kernel, the automaton not told: reported, and the application told all the same.
     activer();
@@ -389,8 +381,7 @@ TEST_F(Adaptateur, CORBAExceptionInADisconnectionEndsTheProcess)
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     const auto deconnecter = [this] {
         Etat& adaptateur = activer();
-        Trace::definirSeuil(NTO_DETAIL);
-        trace()->definirRecepteur([](const LigneTrace& ligne) {
+        const essais::EcouteTraces ecoute([](const LigneTrace& ligne) {
             if (ligne.message == "Desactivation du client cdv")
                 throw CORBA::TRANSIENT();
             if (ligne.message.find("Exception CORBA : ") == 0 && ligne.niveau == NTO_NOTABLE)
@@ -427,19 +418,14 @@ TEST_F(Adaptateur, EndsWhileNotificationsArriveAndBeginsAgain)
 {
     for (int tour = 0; tour < 10; ++tour) {
         activer();
-        const auto notifications = premier.notifications();
         const OXvol_completData_v3_0_0 vol = OXvol_completData().construireObjetSpecifique_v3_0_0();
         std::promise<void> lance;
-        std::thread serveur([&] {
-            try {
-                for (int i = 0;; ++i) {
-                    notifications->liste_vol_complet(vol, i);
-                    if (i == 0)
-                        lance.set_value();
-                }
-            } catch (const CORBA::Exception&) {
-                // The servant is gone.
-            }
+        std::thread serveur([&, notifications = premier.notifications()] {
+            envoyerSansFin([&](int i) {
+                notifications->liste_vol_complet(vol, i);
+                if (i == 0)
+                    lance.set_value();
+            });
         });
         lance.get_future().wait();
         detruireOXcdvCliItfAdaptateur();
@@ -494,14 +480,8 @@ TEST_F(AdaptateurFileCourte, EndsWhileANotificationWaitsForAPlaceInTheQueue)
             etapes->liberation.get_future().wait();
         }
     };
-    const auto notifications = premier.notifications();
-    std::thread serveur([&] {
-        try {
-            for (int i = 0;; ++i)
-                notifications->fin_liste_vol_complet(0, i);
-        } catch (const CORBA::Exception&) {
-            // The servant is gone.
-        }
+    std::thread serveur([notifications = premier.notifications()] {
+        envoyerSansFin([&](int i) { notifications->fin_liste_vol_complet(0, i); });
     });
     etapes->occupe.get_future().wait();
     detruireOXcdvCliItfAdaptateur();

@@ -13,9 +13,6 @@
 #include <vector>
 
 using namespace orix;
-using testing::Contains;
-using testing::HasSubstr;
-using testing::StartsWith;
 
 namespace {
 
@@ -42,11 +39,10 @@ void poster(std::function<void()> action)
 class Executeur : public testing::Test
 {
   protected:
-    void demarrer(std::size_t capacite, std::chrono::milliseconds delaiAppel = std::chrono::seconds(5))
+    void demarrer(std::size_t capacite)
     {
         Configuration configuration;
         configuration.capaciteFileCB = capacite;
-        configuration.delaiAppel = delaiAppel;
         int argc = 0;
         std::string message;
         ASSERT_EQ(initialiser(argc, nullptr, configuration, &message), OXS_OK) << message;
@@ -169,44 +165,4 @@ TEST_F(Executeur, ArreteRefuseEtDetruit)
     } catch (const Echec& echec) {
         EXPECT_EQ(echec.lireCode(), OXS_NOYAU_NON_INITIALISE);
     }
-}
-
-TEST_F(Executeur, UnCallbackNePeutTerminer)
-{
-    demarrer(10);
-    std::promise<std::pair<OXstatut, OXstatut>> statuts;
-    poster([&] {
-        int argc = 0;
-        const OXstatut arret = terminer();
-        statuts.set_value({arret, initialiser(argc, nullptr, Configuration())});
-    });
-    EXPECT_EQ(statuts.get_future().get(), std::make_pair(OXS_NOK, OXS_NOYAU_DEJA_INITIALISE));
-    EXPECT_EQ(terminer(), OXS_OK);
-}
-
-TEST_F(Executeur, UnCallbackQuiNeRevientPasEstNommeEtAbandonne)
-{
-    demarrer(10, std::chrono::milliseconds(50));
-    essais::CapteurTraces traces(NTO_NOTABLE);
-    std::promise<void> liberation, entree, sortie;
-    poster([&, suite = liberation.get_future().share()] {
-        entree.set_value();
-        suite.wait();
-        sortie.set_value();
-    });
-    entree.get_future().wait();
-    std::atomic<int> apres{0};
-    poster([&] { ++apres; });
-    EXPECT_EQ(terminer(), OXS_NOK);
-    EXPECT_THAT(traces.prendreTextes(),
-                Contains(testing::AllOf(StartsWith("100 Un callback applicatif ne se termine pas"),
-                                        HasSubstr("Appel"))));
-    // The next run does not see it come back.
-    demarrer(1);
-    liberation.set_value();
-    sortie.get_future().wait();
-    for (int i = 0; i < 5; ++i)
-        poster([] {});
-    EXPECT_EQ(terminer(), OXS_OK);
-    EXPECT_EQ(apres, 0);
 }

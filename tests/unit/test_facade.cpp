@@ -156,7 +156,8 @@ TEST_F(Facade, Versions)
 {
     EXPECT_EQ(VERSION_NULLE, OXcdvCliItf::lireVersion());
     EXPECT_THAT(OXcdvCliItf::lireVersionsConnues(), ElementsAre(OXversion(3, 0, 0, 0)));
-    activer();
+    EXPECT_EQ(OXS_OK, OXcdvCliItf::active(service));
+    EXPECT_EQ(OXS_OK, callbacks.attendre("activeCB").statut);
     EXPECT_EQ(OXversion(3, 0, 0, 0), OXcdvCliItf::lireVersion());
     essais::CapteurTraces traces;
     EXPECT_THAT(OXcdvCliItf::lireVersionsConnues(), ElementsAre(OXversion(3, 0, 0, 0)));
@@ -172,18 +173,6 @@ TEST_F(Facade, ANullNameIsAnUnexpectedException)
         lignesDe(traces, "OXcdvCliItf"),
         ElementsAre("700 static orix::OXstatut OXcdvCliItf::active(char*): Entrée/Sortie, nomService = ",
                     "100 active: Exception non prévue."));
-}
-
-TEST_F(Facade, ActivationAndDeactivation)
-{
-    essais::CapteurTraces traces;
-    EXPECT_EQ(OXS_OK, OXcdvCliItf::active(service));
-    EXPECT_EQ(OXS_OK, callbacks.attendre("activeCB").statut);
-    EXPECT_THAT(lignesDe(traces, "OXcdvCliItf"),
-                ElementsAre("700 static orix::OXstatut OXcdvCliItf::active(char*): Entrée/Sortie, "
-                            "nomService = cdv"));
-    EXPECT_EQ(OXS_OK, OXcdvCliItf::desactive());
-    EXPECT_EQ(OXS_SERVICE_NON_ACTIVE, OXcdvCliItf::desactive());
 }
 
 /// Whatever comes from below, at the very entry of the adapter, is turned into a status.
@@ -209,11 +198,9 @@ TEST_F(Facade, LetsNothingOut)
     };
     activer();
     LigneTrace derniere;
-    const int seuil = Trace::lireSeuil();
-    Trace::definirSeuil(NTO_DETAIL);
     for (const Panne& panne : PANNES) {
         SCOPED_TRACE(panne.quoi);
-        trace()->definirRecepteur([&](const LigneTrace& ligne) {
+        const essais::EcouteTraces ecoute([&](const LigneTrace& ligne) {
             if (ligne.fichier == "OXcdvCliItf")
                 derniere = ligne;
             else
@@ -238,11 +225,11 @@ TEST_F(Facade, LetsNothingOut)
         EXPECT_TRUE(OXcdvCliItf::lireVersionsConnues().empty());
     }
     // Even its own traces.
-    trace()->definirRecepteur([](const LigneTrace&) { throw std::bad_alloc(); });
-    int idOp = -5;
-    EXPECT_EQ(OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE, OXcdvCliItf::cree_vol_complet(&vol, idOp));
-    trace()->definirRecepteur({});
-    Trace::definirSeuil(seuil);
+    {
+        const essais::EcouteTraces ecoute([](const LigneTrace&) { throw std::bad_alloc(); });
+        int idOp = -5;
+        EXPECT_EQ(OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE, OXcdvCliItf::cree_vol_complet(&vol, idOp));
+    }
     EXPECT_TRUE(oxcdvCliItfAdaptateur()->estActive());
 }
 

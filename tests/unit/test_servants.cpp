@@ -117,12 +117,10 @@ TEST_F(Notifications, FailuresAreTracedAndStayInside)
         {[] { throw CORBA::TRANSIENT(); }, "Exception non prevue lors de l'appel d'un callback applicatif."},
     };
     activer();
-    const int seuil = Trace::lireSeuil();
-    Trace::definirSeuil(NTO_DETAIL);
     for (const Panne& panne : PANNES)
         for (const Notification& notification : NOTIFICATIONS) {
             std::vector<LigneTrace> lignes;
-            trace()->definirRecepteur([&](const LigneTrace& ligne) {
+            const essais::EcouteTraces ecoute([&](const LigneTrace& ligne) {
                 if (ligne.message.find("Creation de l'objet") == 0)
                     panne.lever();
                 lignes.push_back(ligne);
@@ -135,8 +133,6 @@ TEST_F(Notifications, FailuresAreTracedAndStayInside)
             EXPECT_EQ(notification.nom, lignes[1].fonction);
             EXPECT_EQ("Sortie après traitements applicatifs.", lignes[2].message);
         }
-    trace()->definirRecepteur({});
-    Trace::definirSeuil(seuil);
     EXPECT_EQ(0u, callbacks.nombre());
 }
 
@@ -199,23 +195,19 @@ TEST(RepondeurRequetes, OnlyTraces)
 TEST(RepondeurRequetes, ReportsATraceThatFails)
 {
     Repondeur repondeur;
-    const int seuil = Trace::lireSeuil();
-    Trace::definirSeuil(NTO_DETAIL);
     std::vector<std::string> textes;
-    const auto recevoir = [&](std::function<void()> lever) {
-        trace()->definirRecepteur([&textes, lever](const LigneTrace& ligne) {
+    const auto pendant = [&](const std::function<void()>& lever, const std::function<void()>& action) {
+        const essais::EcouteTraces ecoute([&](const LigneTrace& ligne) {
             if (ligne.message.find("Réponse AMI") == 0)
                 lever();
             textes.push_back(std::to_string(ligne.niveau) + " " + ligne.message);
         });
+        action();
     };
-    recevoir([] { throw std::bad_alloc(); });
-    repondeur.cree_vol_complet();
-    repondeur.cree_vol_complet_excep(nullptr);
-    recevoir([] { throw 1; });
-    repondeur.cree_vol_complet_excep(nullptr);
-    trace()->definirRecepteur({});
-    Trace::definirSeuil(seuil);
+    const auto manquerDeMemoire = [] { throw std::bad_alloc(); };
+    pendant(manquerDeMemoire, [&] { repondeur.cree_vol_complet(); });
+    pendant(manquerDeMemoire, [&] { repondeur.cree_vol_complet_excep(nullptr); });
+    pendant([] { throw 1; }, [&] { repondeur.cree_vol_complet_excep(nullptr); });
     EXPECT_THAT(textes,
                 ElementsAre("100 Exception non prévue.", "700 Entrée.", "100 Problème d'allocation mémoire.",
                             "700 Sortie.", "700 Entrée.", "100 Exception non prévue.", "700 Sortie."));
