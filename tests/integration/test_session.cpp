@@ -7,13 +7,7 @@
 using essais::Appel;
 using essais::vol;
 
-namespace {
-
-class Session : public essais::SessionReelle
-{
-};
-
-} // namespace
+using Session = essais::SessionReelle;
 
 TEST_F(Session, VieCompleteDUnVol)
 {
@@ -74,39 +68,6 @@ TEST_F(Session, DixMilleCreationsNotifieesUneFoisDansLOrdre)
     EXPECT_EQ(lister(*vol("*")).size(), std::size_t{CREATIONS});
 }
 
-TEST_F(Session, ServeurTueEnPleinTraficPuisRepriseSurLAutre)
-{
-    activer();
-    constexpr int AVANT = 500;
-    for (int i = 0; i < AVANT; ++i)
-        envoyer(&OXcdvCliItf::cree_vol_complet, *vol("V" + std::to_string(i)));
-    std::vector<std::string> crees; // those whose creation was notified
-    for (int i = 0; i < AVANT / 2; ++i)
-        crees.push_back(_callbacks.attendre("cree_vol_completCB").identifiant.value_or("?"));
-
-    const essais::Chronometre mort;
-    _premier->signaler(SIGKILL);
-    for (;;) {
-        const Appel appel = _callbacks.attendre();
-        if (appel.nom == "deconnexionCB") {
-            EXPECT_EQ(appel.statut, orix::OXS_ECHEC_PING);
-            break;
-        }
-        ASSERT_EQ(appel.nom, "cree_vol_completCB");
-        crees.push_back(appel.identifiant.value_or("?"));
-    }
-    std::cout << "deconnexionCB " << mort.secondes() << " s after the death, ";
-
-    EXPECT_EQ(activer(), "cdv2");
-    std::cout << "active again after " << mort.secondes() << " s" << std::endl;
-
-    std::vector<std::string> presents = lister(*vol("*"));
-    std::sort(presents.begin(), presents.end());
-    std::sort(crees.begin(), crees.end());
-    EXPECT_TRUE(std::includes(presents.begin(), presents.end(), crees.begin(), crees.end()));
-    EXPECT_EQ(demander(&OXcdvCliItf::cree_vol_complet, *vol("apres")).statut, 0);
-}
-
 TEST_F(Session, ServeurArreteProprementRestePremier)
 {
     activer();
@@ -119,23 +80,4 @@ TEST_F(Session, ServeurArreteProprementRestePremier)
     // switches.
     EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_CONNEXION_IMPOSSIBLE);
     EXPECT_EQ(activer(), "cdv2");
-}
-
-TEST_F(Session, AdaptateurDetruitPuisRecree)
-{
-    for (int tour = 0; tour < 3; ++tour) {
-        EXPECT_EQ(activer(), "cdv1");
-        const std::string identifiant = "T" + std::to_string(tour);
-        EXPECT_EQ(demander(&OXcdvCliItf::cree_vol_complet, *vol(identifiant)).statut, 0);
-        for (int i = 0; i < 200; ++i) // their notifications are on their way during the end
-            envoyer(&OXcdvCliItf::consulte_vol_complet, *vol(identifiant));
-        orix::detruireOXcdvCliItfAdaptateur();
-        // What was received before the end still runs; nothing comes from after it.
-        int argc = 0;
-        EXPECT_EQ(orix::terminer(), orix::OXS_OK);
-        _callbacks.oublier();
-        orix::Configuration configuration = *orix::configuration();
-        EXPECT_EQ(orix::initialiser(argc, nullptr, configuration), orix::OXS_OK);
-        EXPECT_EQ(_callbacks.nombre(), 0u);
-    }
 }

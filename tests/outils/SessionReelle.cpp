@@ -2,7 +2,7 @@
 
 namespace essais {
 
-orix::Configuration SessionReelle::reglagesVifs()
+orix::Configuration SessionReelle::reglagesVifs(const std::function<void(orix::Configuration&)>& changer)
 {
     orix::Configuration reglages;
     reglages.periodePing = std::chrono::milliseconds(200);
@@ -10,6 +10,8 @@ orix::Configuration SessionReelle::reglagesVifs()
     reglages.delaiConnexion = std::chrono::milliseconds(1000);
     reglages.delaiAppel = std::chrono::milliseconds(1000);
     reglages.niveauTrace = 0;
+    if (changer)
+        changer(reglages);
     return reglages;
 }
 

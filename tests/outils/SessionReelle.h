@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -51,8 +52,8 @@ class Chronometre
 class SessionReelle : public testing::Test
 {
   public:
-    /// A loss is seen within a second, a call lasts at most one.
-    static orix::Configuration reglagesVifs();
+    /// A loss is seen within a second, a call lasts at most one. changer: what is to be otherwise.
+    static orix::Configuration reglagesVifs(const std::function<void(orix::Configuration&)>& changer = {});
 
   protected:
     /// A routing of the service in the settings goes before that to the two servers.
@@ -70,6 +71,8 @@ class SessionReelle : public testing::Test
     Appel demander(Requete requete, OXvol_completData& donnees);
     /// The identifiers of the records like the example.
     std::vector<std::string> lister(OXvol_completData& exemple);
+
+    static constexpr const char* NOYAU_REPOND = "Connecté au noyau du serveur"; ///< active(), before it asks
 
     /// "cdv1" or "cdv2".
     ServeurReel& serveur(const std::string& nom) { return nom == "cdv1" ? *_premier : *_second; }

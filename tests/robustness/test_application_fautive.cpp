@@ -1,46 +1,27 @@
 // The application misbehaves in its callbacks: it throws, calls back, blocks, stays.
+#include "CapteurTraces.h"
 #include "Porte.h"
 #include "SessionReelle.h"
 
+#include <gmock/gmock.h>
+
 #include <atomic>
-#include <condition_variable>
 #include <functional>
-#include <mutex>
 #include <thread>
 
 using essais::Appel;
 using essais::Chronometre;
 using essais::vol;
+using testing::AllOf;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::StartsWith;
 
 namespace {
 
 using ApplicationFautive = essais::SessionReelle;
 
-/// Callbacks counted by name before they misbehave.
-class Passages
-{
-  public:
-    void noter(const std::string& nom)
-    {
-        const std::lock_guard<std::mutex> verrou(_mutex);
-        _dernier = nom;
-        ++_nombre;
-        _arrivee.notify_all();
-    }
-    /// The name of the n-th, which must be the last so far; "rien" when it does not come.
-    std::string attendre(int n)
-    {
-        std::unique_lock<std::mutex> verrou(_mutex);
-        return _arrivee.wait_for(verrou, std::chrono::seconds(20), [&] { return _nombre >= n; }) ? _dernier
-                                                                                                 : "rien";
-    }
-
-  private:
-    std::mutex _mutex;
-    std::condition_variable _arrivee;
-    std::string _dernier;
-    int _nombre = 0;
-};
+using Passages = essais::FileAttente<std::string>; ///< callbacks by name, before they misbehave
 
 TEST_F(ApplicationFautive, WhatACallbackThrowsStaysThere)
 {
@@ -50,7 +31,7 @@ TEST_F(ApplicationFautive, WhatACallbackThrowsStaysThere)
     _callbacks.pendant = [&](const Appel& appel, OXvol_completData*) {
         if (!fautive)
             return;
-        passages.noter(appel.nom);
+        passages.poser(appel.nom);
         switch (++passage % 3) {
         case 0:
             throw std::runtime_error("an application's exception");
@@ -61,8 +42,7 @@ TEST_F(ApplicationFautive, WhatACallbackThrowsStaysThere)
         }
     };
     ASSERT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_OK);
-    int attendus = 0;
-    EXPECT_EQ(passages.attendre(++attendus), "activeCB");
+    EXPECT_EQ(passages.prendre("rien"), "activeCB");
     const auto complet = essais::vol("V");
     const std::pair<essais::Requete, std::string> requetes[] = {
         {&OXcdvCliItf::cree_vol_complet, "cree_vol_completCB"},
@@ -73,15 +53,13 @@ TEST_F(ApplicationFautive, WhatACallbackThrowsStaysThere)
     };
     for (const auto& [requete, nom] : requetes) {
         envoyer(requete, *complet);
+        EXPECT_EQ(passages.prendre("rien"), nom);
         if (nom == "liste_vol_completCB") {
-            attendus += 2;
-            EXPECT_EQ(passages.attendre(attendus), "fin_liste_vol_completCB");
-        } else {
-            EXPECT_EQ(passages.attendre(++attendus), nom);
+            EXPECT_EQ(passages.prendre("rien"), "fin_" + nom);
         }
     }
     _premier->signaler(SIGKILL);
-    EXPECT_EQ(passages.attendre(++attendus), "deconnexionCB");
+    EXPECT_EQ(passages.prendre("rien"), "deconnexionCB");
     fautive = false;
     EXPECT_EQ(activer(), "cdv2");
     EXPECT_EQ(demander(&OXcdvCliItf::consulte_vol_complet, *complet).statut, 2);
@@ -144,15 +122,7 @@ TEST_F(ApplicationFautive, ACallbackMayCallEverything)
 class FileCourte : public essais::SessionReelle
 {
   protected:
-    FileCourte() : SessionReelle(reglages()) {}
-
-  private:
-    static orix::Configuration reglages()
-    {
-        orix::Configuration reglages = reglagesVifs();
-        reglages.capaciteFileCB = 10;
-        return reglages;
-    }
+    FileCourte() : SessionReelle(reglagesVifs([](auto& r) { r.capaciteFileCB = 10; })) {}
 };
 
 TEST_F(FileCourte, ACallbackThatBlocksForSecondsDelaysTheOthersAndNothingElse)
@@ -185,7 +155,7 @@ TEST_F(FileCourte, ACallbackThatStaysKeepsNothingElseFromEndingAndBeginningAgain
     _callbacks.pendant = [&](const Appel& appel, OXvol_completData*) {
         if (appel.nom == "activeCB" || !retenir)
             return;
-        passages.noter(appel.nom);
+        passages.poser(appel.nom);
         porte.passer();
     };
     activer();
@@ -194,10 +164,16 @@ TEST_F(FileCourte, ACallbackThatStaysKeepsNothingElseFromEndingAndBeginningAgain
     const auto donnees = vol("V");
     for (int i = 0; i < REQUETES; ++i)
         envoyer(&OXcdvCliItf::consulte_vol_complet, *donnees);
-    EXPECT_EQ(passages.attendre(1), "consulte_vol_completCB");
+    EXPECT_EQ(passages.prendre("rien"), "consulte_vol_completCB");
 
     const Chronometre arret;
-    EXPECT_EQ(orix::terminer(), orix::OXS_NOK);
+    {
+        essais::CapteurTraces traces(orix::NTO_NOTABLE);
+        EXPECT_EQ(orix::terminer(), orix::OXS_NOK);
+        EXPECT_THAT(traces.prendreTextes(),
+                    Contains(AllOf(StartsWith("100 Un callback applicatif ne se termine pas"),
+                                   HasSubstr("Foncteur"))));
+    }
     std::cout << "stopped after " << arret.secondes() << " s" << std::endl;
 
     // The process goes on without the middleware.

@@ -28,14 +28,7 @@ std::string identifiant(int rang) { return "V" + std::to_string(100000 + rang); 
 class Deluge : public essais::SessionReelle
 {
   protected:
-    Deluge() : SessionReelle(reglages()) {}
-
-    static orix::Configuration reglages()
-    {
-        orix::Configuration reglages = reglagesVifs();
-        reglages.capaciteFileCB = CAPACITE;
-        return reglages;
-    }
+    Deluge() : SessionReelle(reglagesVifs([](auto& r) { r.capaciteFileCB = CAPACITE; })) {}
 };
 
 /// Checks the listings as they come: one after another, each whole and in order.

@@ -1,51 +1,38 @@
 // The server stops answering without dying, and comes back later.
 #include "CapteurTraces.h"
-#include "EtatProcessus.h"
-#include "SessionReelle.h"
+#include "SessionEprouvee.h"
 
+#include <atomic>
 #include <iostream>
 #include <thread>
 
 using essais::Appel;
 using essais::Chronometre;
-using essais::Ressources;
 using essais::ServeurReel;
 using essais::SurTrace;
 using essais::vol;
 
 namespace {
 
-constexpr const char* KERNEL_ANSWERS = "Connecté au noyau du serveur"; // active(), before it asks
-
 // A call that waits for its time-out ends shortly after it; the rest is for a machine that has other work.
 constexpr double CALL_LIMIT = 1.0 + 2.0;
 
-class ServeurFige : public essais::SessionReelle
+class ServeurFige : public essais::SessionEprouvee
 {
   protected:
-    using SessionReelle::SessionReelle;
+    using SessionEprouvee::SessionEprouvee;
 
-    void attendrePerte()
+    void figer(const std::string& nom)
     {
-        const Appel appel = _callbacks.attendre();
-        EXPECT_EQ(appel.nom, "deconnexionCB");
-        EXPECT_EQ(appel.statut, orix::OXS_ECHEC_PING);
+        serveur(nom).figer();
+        _panne = Chronometre();
     }
 
     /// Lets the server of a former activation run again, until it has given this client up.
-    static void reveiller(ServeurReel& ancien)
+    void reveiller(const std::string& ancien)
     {
-        ancien.signaler(SIGCONT);
-        EXPECT_TRUE(ancien.attendreErreurs("parti"));
-    }
-
-    /// The client is active and at peace: its next request is answered, and nothing else comes.
-    void verifierService(const std::string& identifiant)
-    {
-        const Appel creation = demander(&OXcdvCliItf::cree_vol_complet, *vol(identifiant));
-        EXPECT_EQ(creation.nom, "cree_vol_completCB");
-        EXPECT_EQ(creation.statut, 0);
-        EXPECT_EQ(_callbacks.nombre(), 0u);
+        serveur(ancien).signaler(SIGCONT);
+        EXPECT_TRUE(serveur(ancien).attendreErreurs("parti"));
     }
 
     /// Runs the call, which must not last longer than a call may.
@@ -62,83 +49,60 @@ class ServeurFige : public essais::SessionReelle
     double _pireAppel = 0;
 };
 
-orix::Configuration sansPing()
-{
-    orix::Configuration reglages = essais::SessionReelle::reglagesVifs();
-    reglages.periodePing = std::chrono::hours(1);
-    return reglages;
-}
-
 /// Nobody declares a loss: what the calls themselves do is seen.
 class ServeurFigeSansPing : public ServeurFige
 {
   protected:
-    ServeurFigeSansPing() : ServeurFige(sansPing()) {}
+    ServeurFigeSansPing() : ServeurFige(reglagesVifs([](auto& r) { r.periodePing = std::chrono::hours(1); }))
+    {}
 };
 
 } // namespace
 
 TEST_F(ServeurFige, PerteDeclareePuisRetourDeLAncien)
 {
-    constexpr std::size_t FOIS = 4;
-    double pireDetection = 0;
-    double pireReprise = 0;
-    Ressources reference;
-    std::string actif = activer();
-    for (std::size_t tour = 0; tour < FOIS; ++tour) {
-        ServeurReel& ancien = serveur(actif);
-        ancien.figer();
-        const Chronometre arret;
-        // These wait for the old server, which will execute them when it is back, and tell nobody.
-        for (int i = 0; i < 200; ++i)
-            envoyer(&OXcdvCliItf::cree_vol_complet, *vol("T" + std::to_string(200 * tour + i)));
-        attendrePerte();
-        pireDetection = std::max(pireDetection, arret.secondes());
-        const std::string nouveau = activer();
-        pireReprise = std::max(pireReprise, arret.secondes());
-        EXPECT_NE(nouveau, actif);
-        reveiller(ancien);
-        verifierService("S" + std::to_string(tour));
-        relancer(actif);
-        if (tour == 0)
-            reference = Ressources::attendreStables();
-        actif = nouveau;
-    }
-    // A dead connection stays until the ORB next looks over its idle ones. A leak would be one each time.
-    const Ressources fin = Ressources::attendreStables();
-    EXPECT_LT(fin.fils, reference.fils + FOIS);
-    EXPECT_LT(fin.descripteurs, reference.descripteurs + FOIS);
-    std::cout << "hang of the server: " << FOIS << " times, known after " << pireDetection
-              << " s, active again after " << pireReprise << " s at worst; " << reference
-              << " after the first, " << fin << " after the last" << std::endl;
+    int tour = 0;
+    repeter(
+        "hang of the server", 4,
+        [&](const std::string& actif) {
+            figer(actif);
+            // These wait for the old server, which will execute them when it is back, and tell nobody.
+            for (int i = 0; i < 200; ++i, ++tour)
+                envoyer(&OXcdvCliItf::cree_vol_complet, *vol("T" + std::to_string(tour)));
+            attendrePerte();
+        },
+        [&](const std::string& ancien) {
+            reveiller(ancien);
+            creer("S" + std::to_string(tour));
+            relancer(ancien);
+        });
 }
 
 TEST_F(ServeurFige, AncienServeurArreteApresLaReprise)
 {
-    std::string actif = activer();
-    for (int tour = 0; tour < 3; ++tour) {
-        ServeurReel& ancien = serveur(actif);
-        ancien.figer();
-        attendrePerte();
-        const std::string nouveau = activer();
-        // Its farewell is for a connection that is no more.
-        ancien.signaler(SIGTERM);
-        ancien.signaler(SIGCONT);
-        EXPECT_EQ(ancien.attendreFin(), 0);
-        verifierService("S" + std::to_string(tour));
-        relancer(actif);
-        actif = nouveau;
-    }
+    repeter(
+        "hang, then an orderly end", 3,
+        [this](const std::string& actif) {
+            figer(actif);
+            attendrePerte();
+        },
+        [this](const std::string& ancien) {
+            // Its farewell is for a connection that is no more.
+            serveur(ancien).signaler(SIGTERM);
+            serveur(ancien).signaler(SIGCONT);
+            EXPECT_EQ(serveur(ancien).attendreFin(), 0);
+            creer("S-" + ancien + std::to_string(_crees.size()));
+            relancer(ancien);
+        });
 }
 
 TEST_F(ServeurFige, AucunAppelNeDepasseSonDelai)
 {
     const std::string actif = activer();
-    ServeurReel& fige = serveur(actif);
     EXPECT_EQ(borner(&OXcdvCliItf::desactive), orix::OXS_OK);
     const auto active = [] { return OXcdvCliItf::active(essais::SERVICE); };
     {
-        const SurTrace arret(KERNEL_ANSWERS, [&] { fige.figer(); });
+        const SurTrace arret(NOYAU_REPOND, [&] { figer(actif); });
         EXPECT_EQ(borner(active), orix::OXS_OK);
         const Appel appel = _callbacks.attendre();
         EXPECT_EQ(appel.nom, "activeCB");
@@ -146,7 +110,7 @@ TEST_F(ServeurFige, AucunAppelNeDepasseSonDelai)
     }
     const std::string autre = activer();
     EXPECT_NE(autre, actif);
-    serveur(autre).figer();
+    figer(autre);
     int idOp = 0;
     const auto donnees = vol("V");
     EXPECT_EQ(borner([&] { return OXcdvCliItf::cree_vol_complet(donnees.get(), idOp); }), orix::OXS_OK);
@@ -155,10 +119,10 @@ TEST_F(ServeurFige, AucunAppelNeDepasseSonDelai)
     EXPECT_EQ(borner(active), orix::OXS_CONNEXION_IMPOSSIBLE);
 
     // The first server answers at last an activation that nobody waits for any more, and learns it.
-    reveiller(fige);
-    reveiller(serveur(autre));
+    reveiller(actif);
+    reveiller(autre);
     activer();
-    verifierService("W");
+    creer("W");
     std::cout << "calls of a client whose servers hang: " << _pireAppel << " s at worst" << std::endl;
 }
 
@@ -187,24 +151,20 @@ TEST_F(ServeurFigeSansPing, EnvoisVersUnServeurQuiNePrendRien)
     ServeurReel& actif = serveur(activer());
     actif.figer();
     const std::string remplissage(20000, 'x');
-    struct Releve
-    {
-        int envoyes = 0;
-        double pire = 0;
-    };
-    std::vector<Releve> releves(FILS);
+    std::atomic<int> numero{0}, envoyes{0};
+    std::vector<double> pires(FILS); // of each thread
     std::vector<std::thread> fils;
-    for (int f = 0; f < FILS; ++f)
-        fils.emplace_back([&remplissage, &releve = releves[static_cast<std::size_t>(f)], f] {
+    for (double& pire : pires)
+        fils.emplace_back([&] {
             for (int refus = 0; refus < REFUS;) {
-                const auto grand = vol("F" + std::to_string(f) + "-" + std::to_string(releve.envoyes));
+                const auto grand = vol("F" + std::to_string(++numero));
                 grand->ecrire_gtrtspec(OXdupliqueChaine(remplissage.c_str()));
                 int idOp = 0;
                 const Chronometre duree;
                 const orix::OXstatut statut = OXcdvCliItf::cree_vol_complet(grand.get(), idOp);
-                releve.pire = std::max(releve.pire, duree.secondes());
+                pire = std::max(pire, duree.secondes());
                 if (statut == orix::OXS_OK) {
-                    ++releve.envoyes;
+                    ++envoyes;
                 } else {
                     EXPECT_EQ(statut, orix::OXS_ERREUR_CORBA);
                     ++refus;
@@ -213,12 +173,7 @@ TEST_F(ServeurFigeSansPing, EnvoisVersUnServeurQuiNePrendRien)
         });
     for (std::thread& fil : fils)
         fil.join();
-    int envoyes = 0;
-    double pire = 0;
-    for (const Releve& releve : releves) {
-        envoyes += releve.envoyes;
-        pire = std::max(pire, releve.pire);
-    }
+    const double pire = *std::max_element(pires.begin(), pires.end());
     EXPECT_LT(pire, CALL_LIMIT);
     std::cout << "sends to a server that takes nothing: " << envoyes << " taken in, then " << FILS * REFUS
               << " refused, " << pire << " s at worst" << std::endl;
