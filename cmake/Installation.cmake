@@ -25,7 +25,8 @@ install(FILES ${PROJECT_SOURCE_DIR}/outils/completion/cdv
 install(EXPORT OXcdvCliTargets NAMESPACE OXcdvCli:: DESTINATION ${paquet} COMPONENT developpement)
 
 set(services ${PROJECT_SOURCE_DIR}/src/services/cdv/groupe1/src)
-install(FILES ${services}/OXcdvCliItf.h ${services}/OXcdvCliArret.h ${services}/OXcdvCliCB.h
+install(FILES ${services}/OXcdvCliItf.h ${services}/OXcdvCliArret.h ${services}/OXcdvCliConnexion.h
+              ${services}/OXcdvCliCB.h
               ${services}/OXvol_completData.h ${services}/OXvol_completDataChamps.h
         DESTINATION ${entetes} COMPONENT developpement)
 set(session ${PROJECT_SOURCE_DIR}/src/services/cdv/session)
@@ -39,7 +40,7 @@ if(OXCDV_FOURNISSEUR_ORIX STREQUAL plateforme)
   set(orix ${PROJECT_SOURCE_DIR}/plateforme/include/orix)
   install(FILES ${orix}/Accesseurs.h ${orix}/Configuration.h ${orix}/Exportation.h ${orix}/INonCopiable.h ${orix}/OXcci_rub_chgtData.h
                 ${orix}/OXchaine.h ${orix}/OXcode_statData.h ${orix}/OXstatut.h ${orix}/OXversion.h
-                ${orix}/Processus.h ${orix}/Trace.h
+                ${orix}/Processus.h ${orix}/SeuilTrace.h ${orix}/Trace.h
           DESTINATION ${entetes}/orix COMPONENT developpement)
 endif()
 

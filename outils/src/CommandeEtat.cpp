@@ -23,6 +23,7 @@ struct EtatNoyau
     std::string url;
     std::string erreur; ///< empty: active
     cdv::Evenement serveur;
+    int numeroClient = 0; ///< that the server gave us
     std::string version;
     double allerRetour = 0; ///< median, in ms
 };
@@ -38,6 +39,7 @@ EtatNoyau interroger(orix::Configuration configuration, const std::string& url, 
     try {
         Connexion connexion(configuration, options, interruption);
         etat.serveur = connexion.serveur();
+        etat.numeroClient = connexion.session().numeroClient();
         std::ostringstream version;
         version << OXcdvCliItf::lireVersion();
         etat.version = version.str();
@@ -71,6 +73,7 @@ nlohmann::ordered_json versJson(const EtatNoyau& etat)
     } else {
         objet["serveur"] = cdv::versUtf8(etat.serveur.serveur);
         objet["machine"] = cdv::versUtf8(etat.serveur.machine);
+        objet["numero_client"] = etat.numeroClient;
         objet["interface"] = etat.version;
         objet["aller_retour_ms"] = etat.allerRetour;
     }
@@ -105,6 +108,7 @@ int etat(const Options& options, Interruption& interruption)
             paires.ajouter("  état", "actif");
             paires.ajouter("  serveur", affichable(etat.serveur.serveur));
             paires.ajouter("  machine", affichable(etat.serveur.machine));
+            paires.ajouter("  client n°", std::to_string(etat.numeroClient));
             paires.ajouter("  interface", etat.version);
             paires.ajouter("  aller-retour", texteMs(etat.allerRetour));
         }

@@ -2,6 +2,7 @@
 
 #include "OXcdvCliArret.h"
 #include "OXcdvCliCB.h"
+#include "OXcdvCliConnexion.h"
 #include "orix/OXchaine.h"
 
 #include <algorithm>
@@ -187,6 +188,7 @@ using essais::Facade;
 orix::OXstatut OXcdvCliItf::active(char*) noexcept { return Facade::instance().active(); }
 orix::OXstatut OXcdvCliItf::desactive() noexcept { return Facade::instance().desactive(); }
 void orix::detruireOXcdvCliItfAdaptateur() {}
+orix::OXcdvCliConnexion orix::lireOXcdvCliConnexion() noexcept { return {}; }
 
 #define REQUETE(operation)                                                                                   \
     orix::OXstatut OXcdvCliItf::operation##_vol_complet(OXvol_completData* vol, int& idOp) noexcept          \

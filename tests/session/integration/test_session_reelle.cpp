@@ -1,6 +1,7 @@
 // Sessions against two real servers over one file, linked as an application links them.
 #include "CdvSession.h"
 #include "DossierTemporaire.h"
+#include "OXcdvCliConnexion.h"
 #include "ServeurReel.h"
 
 #include <csignal>
@@ -117,6 +118,36 @@ TEST_F(SessionDeuxServeurs, UneVieDeVol)
     ASSERT_EQ(session.lister(unVol("*")).get().vols.size(), 1u);
     EXPECT_TRUE(session.supprimer(unVol("A")).get());
     EXPECT_EQ(session.consulter(unVol("A")).get().code, 2);
+}
+
+TEST_F(SessionDeuxServeurs, LaConnexionEstConnue)
+{
+    using Etat = orix::OXcdvCliConnexion::Etat;
+    EXPECT_EQ(orix::lireOXcdvCliConnexion().etat, Etat::inactive);
+    EXPECT_EQ(orix::lireOXcdvCliConnexion().serveur, 0) << "asking brought a client into being";
+
+    Session session;
+    EXPECT_EQ(session.numeroClient(), 0);
+    session.ouvrir(options());
+    ASSERT_TRUE(session.attendreActive(30s));
+    EXPECT_EQ(orix::lireOXcdvCliConnexion().etat, Etat::active);
+    EXPECT_EQ(orix::lireOXcdvCliConnexion().serveur, 1);
+    EXPECT_NE(session.numeroClient(), 0);
+    EXPECT_EQ(session.numeroClient(), orix::lireOXcdvCliConnexion().numeroClient);
+
+    const int premier = session.numeroClient();
+    _serveurs["cdv1"]->signaler(SIGKILL);
+    attendre(EtatSession::active);
+    EXPECT_TRUE(attendre(EtatSession::attente).perte);
+    attendre(EtatSession::active);
+    EXPECT_EQ(orix::lireOXcdvCliConnexion().serveur, 2);
+    EXPECT_NE(session.numeroClient(), 0);
+    EXPECT_NE(session.numeroClient(), premier) << "the number of the dead server's connection";
+
+    session.fermer();
+    EXPECT_EQ(session.numeroClient(), 0);
+    EXPECT_EQ(orix::lireOXcdvCliConnexion().etat, Etat::inactive);
+    EXPECT_EQ(orix::lireOXcdvCliConnexion().numeroClient, 0);
 }
 
 TEST_F(SessionDeuxServeurs, MortDUnServeurEnPleinTrafic)

@@ -2,6 +2,7 @@
 
 #include "MoteurSession.h"
 #include "OXcdvCliArret.h"
+#include "OXcdvCliConnexion.h"
 #include "orix/Processus.h"
 
 namespace cdv {
@@ -125,6 +126,8 @@ Evenement Session::dernierEvenement() const
     const auto ouvert = moteur();
     return ouvert ? ouvert->dernierEvenement() : Evenement{};
 }
+
+int Session::numeroClient() const { return estActive() ? orix::lireOXcdvCliConnexion().numeroClient : 0; }
 
 std::size_t Session::nombreEnCours() const
 {

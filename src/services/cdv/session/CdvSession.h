@@ -26,17 +26,20 @@
 
 namespace cdv {
 
+/// Every duration of this interface.
 using Duree = std::chrono::milliseconds;
 
 /// What cannot be done at all: no process, no session. what() is one line for users.
 class ORIX_API Erreur : public std::runtime_error
 {
   public:
+    /// @cond
     Erreur(orix::OXstatut statut, const std::string& message) : std::runtime_error(message), _statut(statut)
     {}
     ~Erreur() override;
+    /// @endcond
 
-    orix::OXstatut statut() const noexcept { return _statut; }
+    orix::OXstatut statut() const noexcept { return _statut; } ///< the reason, for programs
 
   private:
     orix::OXstatut _statut;
@@ -50,6 +53,7 @@ class ORIX_API Processus : orix::INonCopiable
   public:
     /// argc, argv: the ORB takes out its own options ("-ORB..."). Throws Erreur.
     Processus(int& argc, char** argv, const std::string& fichierConfiguration);
+    /// The same, with settings that the program made itself; they are verified.
     Processus(int& argc, char** argv, const orix::Configuration& configuration);
     ~Processus();
 };
@@ -57,6 +61,7 @@ class ORIX_API Processus : orix::INonCopiable
 /// How a request ended. Whatever happens, each request ends once.
 struct ORIX_API Resultat
 {
+    /// The kinds of ends.
     enum class Etat
     {
         fait,      ///< the server did it: code is 0
@@ -67,12 +72,13 @@ struct ORIX_API Resultat
         ferme      ///< the session was closed first: it may or may not have been done
     };
 
-    Etat etat = Etat::nonEnvoye;
+    Etat etat = Etat::nonEnvoye;          ///< which of the ends it was
     int code = 0;                         ///< the server's; meaningful for fait and refuse
     orix::OXstatut statut = orix::OXS_OK; ///< meaningful for perdu and nonEnvoye
     /// The record that the server sent along, as it keeps it: after a creation, a change and a consultation.
     std::optional<Vol> vol;
 
+    /// True for fait alone.
     explicit operator bool() const noexcept { return etat == Etat::fait; }
     /// One line for users: "done", "refused by the server: no such record (code 2)", ...
     std::string texte() const;
@@ -81,7 +87,7 @@ struct ORIX_API Resultat
 /// How a listing ended, with the records that came before its end.
 struct ResultatListe : Resultat
 {
-    std::vector<Vol> vols;
+    std::vector<Vol> vols; ///< all of them when it ended as fait, else those that came in time
 };
 
 /// State of a session.
@@ -98,18 +104,18 @@ ORIX_API const char* texteEtat(EtatSession etat) noexcept; ///< "active", ...
 /// A change of a session's state, for an observer.
 struct Evenement
 {
-    EtatSession etat = EtatSession::fermee;
-    orix::OXstatut statut = orix::OXS_OK; ///< perdue, attente: why
-    std::string serveur;                  ///< active: the server's name
-    std::string machine;                  ///< active: the server's machine
-    Duree delai{0};                       ///< attente: time to the next try
-    bool perte = false;                   ///< an active connection has just been lost
+    EtatSession etat = EtatSession::fermee; ///< the new one
+    orix::OXstatut statut = orix::OXS_OK;   ///< perdue, attente: why
+    std::string serveur;                    ///< active: the server's name
+    std::string machine;                    ///< active: the server's machine
+    Duree delai{0};                         ///< attente: time to the next try
+    bool perte = false;                     ///< an active connection has just been lost
 };
 
 /// Settings of a session, with their defaults.
 struct Options
 {
-    std::string service = "cdv";
+    std::string service = "cdv"; ///< its name in the routing table of the configuration
 
     Duree delaiRequete{10000}; ///< a request not answered by then ends as delai; 0: none does. For a listing,
                                ///< from one record to the next
@@ -121,9 +127,9 @@ struct Options
     /// delaiReprise to delaiRepriseMax, each longer or shorter by a random part of at most gigue (0 to 1).
     /// Every try asks one server, then the other. Without it a lost session stays perdue until activer().
     bool reprise = true;
-    Duree delaiReprise{250};
-    Duree delaiRepriseMax{30000};
-    double gigue = 0.25;
+    Duree delaiReprise{250};      ///< the first delay; see reprise
+    Duree delaiRepriseMax{30000}; ///< no delay is longer, but for its random part
+    double gigue = 0.25;          ///< that part, so that the clients of a dead server do not return together
 
     /// Told of each change of state, in order. See Session for its thread.
     std::function<void(const Evenement&)> observateur;
@@ -141,8 +147,8 @@ struct Options
 class ORIX_API Flux
 {
   public:
-    Flux(Flux&&) noexcept;
-    Flux& operator=(Flux&&) noexcept;
+    Flux(Flux&&) noexcept;            ///< the source is at its end, and has no resultat()
+    Flux& operator=(Flux&&) noexcept; ///< abandons the listing that was there
     ~Flux();
 
     /// The next record; waits for it. Empty after the last one, and when the listing ended otherwise:
@@ -159,6 +165,7 @@ class ORIX_API Flux
     class ORIX_API Iterateur
     {
       public:
+        /// @cond
         using iterator_category = std::input_iterator_tag;
         using value_type = Vol;
         using difference_type = std::ptrdiff_t;
@@ -178,12 +185,13 @@ class ORIX_API Flux
         }
         friend bool operator==(const Iterateur& a, const Iterateur& b) { return a._flux == b._flux; }
         friend bool operator!=(const Iterateur& a, const Iterateur& b) { return a._flux != b._flux; }
+        /// @endcond
 
       private:
         Flux* _flux = nullptr;
     };
-    Iterateur begin() { return Iterateur(this); }
-    Iterateur end() { return {}; }
+    Iterateur begin() { return Iterateur(this); } ///< takes the next record: waits as suivant() does
+    Iterateur end() { return {}; }                ///< where suivant() gives nothing
 
     /// @cond
     class Tampon;
@@ -253,25 +261,37 @@ class ORIX_API Session : orix::INonCopiable
     /// Tries now: a perdue session starts again, one in attente does not wait any longer. Otherwise without
     /// effect.
     void activer();
+    /// Ends the session; see End above. Without effect on a closed one. ouvrir() may follow.
     void fermer();
 
-    EtatSession etat() const;
+    EtatSession etat() const;           ///< now; it may have changed when it is looked at
     Evenement dernierEvenement() const; ///< the last change of state
+    /// Requests may be made. One made then may still end as nonEnvoye.
     bool estActive() const { return etat() == EtatSession::active; }
+    /// The number that the server gave to this process when it accepted, by which its own traces name the
+    /// client; 0 unless active.
+    int numeroClient() const;
     std::size_t nombreEnCours() const; ///< requests made and not ended
 
     /// @name Requests
+    /// Each in two forms: a future, and a function that is called with the result.
     /// @{
-    std::future<Resultat> creer(const Vol& vol, Delai delai = {});
+    std::future<Resultat> creer(const Vol& vol, Delai delai = {}); ///< the identifier must be new
+    /// As above.
     void creer(const Vol& vol, Fin fin, Delai delai = {});
     std::future<Resultat> modifier(const Vol& vol, Delai delai = {}); ///< overwrites the fields that are set
+    /// As above.
     void modifier(const Vol& vol, Fin fin, Delai delai = {});
-    std::future<Resultat> supprimer(const Vol& vol, Delai delai = {});
+    std::future<Resultat> supprimer(const Vol& vol, Delai delai = {}); ///< only the identifier counts
+    /// As above.
     void supprimer(const Vol& vol, Fin fin, Delai delai = {});
-    std::future<Resultat> consulter(const Vol& vol, Delai delai = {});
+    std::future<Resultat> consulter(const Vol& vol,
+                                    Delai delai = {}); ///< likewise; the result has the record
+    /// As above.
     void consulter(const Vol& vol, Fin fin, Delai delai = {});
     /// All the records like the example, in memory.
     std::future<ResultatListe> lister(const Vol& exemple, Delai delai = {});
+    /// As above.
     void lister(const Vol& exemple, FinListe fin, Delai delai = {});
     /// The same as a stream; at most capacite records wait in memory (at least 1).
     Flux parcourir(const Vol& exemple, std::size_t capacite = 1000, Delai delai = {});

@@ -42,15 +42,17 @@ enum class Champ : int
 /// copied by the record; as a result they belong to it.
 struct Changement
 {
-    std::optional<std::string_view> rubrique;
-    std::optional<std::string_view> ancienneValeur;
-    std::optional<std::string_view> nouvelleValeur;
+    std::optional<std::string_view> rubrique;       ///< name of the field
+    std::optional<std::string_view> ancienneValeur; ///< its text before
+    std::optional<std::string_view> nouvelleValeur; ///< its text after
 
+    /// The same parts set, to the same texts.
     friend bool operator==(const Changement& a, const Changement& b)
     {
         return a.rubrique == b.rubrique && a.ancienneValeur == b.ancienneValeur &&
                a.nouvelleValeur == b.nouvelleValeur;
     }
+    /// The contrary.
     friend bool operator!=(const Changement& a, const Changement& b) { return !(a == b); }
 };
 
@@ -74,8 +76,8 @@ class ORIX_API Vol
   public:
     Vol() noexcept;                                ///< nothing is set
     explicit Vol(const OXvol_completData& source); ///< a deep copy
-    Vol(Vol&& source) noexcept;
-    Vol& operator=(Vol&& source) noexcept;
+    Vol(Vol&& source) noexcept;                    ///< the source is left empty
+    Vol& operator=(Vol&& source) noexcept;         ///< likewise
     ~Vol();
 
     /// Takes the content out of a record, which is left empty; no text is copied. To be used on the record
@@ -85,13 +87,16 @@ class ORIX_API Vol
 
     /// @name Fields
     /// @{
-    std::optional<std::string_view> lire(Champ champ) const noexcept;
+    std::optional<std::string_view> lire(Champ champ) const noexcept; ///< empty: not set
+    /// By name.
     std::optional<std::string_view> lire(std::string_view nom) const { return lire(champ(nom)); }
     /// Throws ErreurVol for a null byte in the value.
     Vol& ecrire(Champ champ, std::string_view valeur);
+    /// By name.
     Vol& ecrire(std::string_view nom, std::string_view valeur) { return ecrire(champ(nom), valeur); }
     /// The field is not set any more. A status code disappears with the last of its parts.
     Vol& effacer(Champ champ);
+    /// By name.
     Vol& effacer(std::string_view nom) { return effacer(champ(nom)); }
     bool estVide() const noexcept; ///< no field, no change and no point is set
 
@@ -104,26 +109,27 @@ class ORIX_API Vol
     /// @name Route points
     /// At most OXvol_completData::MAX_POINT.
     /// @{
-    std::size_t nombrePoints() const noexcept;
+    std::size_t nombrePoints() const noexcept;       ///< 0: the list is not sent
     std::string_view point(std::size_t index) const; ///< throws std::out_of_range
-    std::vector<std::string_view> points() const;
-    Vol& ajouterPoint(std::string_view point); ///< throws ErreurVol when the list is full
-    Vol& viderPoints() noexcept;
+    std::vector<std::string_view> points() const;    ///< in flight order, as they were added
+    Vol& ajouterPoint(std::string_view point);       ///< throws ErreurVol when the list is full
+    Vol& viderPoints() noexcept;                     ///< a change then leaves the server's list alone
     /// @}
 
     /// @name Changed fields
     /// At most OXvol_completData::MAX_RUB_CHGT.
     /// @{
-    std::size_t nombreChangements() const noexcept;
-    Changement changement(std::size_t index) const; ///< throws std::out_of_range
-    std::vector<Changement> changements() const;
+    std::size_t nombreChangements() const noexcept;       ///< 0: the list is not sent
+    Changement changement(std::size_t index) const;       ///< throws std::out_of_range
+    std::vector<Changement> changements() const;          ///< as they were added
     Vol& ajouterChangement(const Changement& changement); ///< throws ErreurVol when the list is full
-    Vol& viderChangements() noexcept;
+    Vol& viderChangements() noexcept;                     ///< as viderPoints()
     /// @}
 
     /// Same fields set, to the same texts, same changes and points in the same order. A status code without
     /// any part counts as absent.
     friend ORIX_API bool operator==(const Vol& a, const Vol& b);
+    /// The contrary.
     friend bool operator!=(const Vol& a, const Vol& b) { return !(a == b); }
 
     /// @name JSON
@@ -144,7 +150,7 @@ class ORIX_API Vol
 
     /// The record itself, for a call of OXcdvCliItf or a dump; it stays the value's.
     const OXvol_completData& brut() const;
-    OXvol_completData& brut();
+    OXvol_completData& brut(); ///< for writing; made when there is none
 
   private:
     std::unique_ptr<OXvol_completData> _vol; ///< null stands for an empty record until one is needed
