@@ -105,7 +105,7 @@ int exporter(const Options& options, Interruption& interruption)
         secondes = progression.secondes();
     }
     const double debit = secondes > 0 ? static_cast<double>(ecoulement.ecrits) / secondes : 0;
-    std::cerr << compte(ecoulement.ecrits, "vol exporté") << ", en " << duree(secondes) << " ("
+    std::cerr << compte(ecoulement.ecrits, "vol exporté") << " en " << texteDuree(secondes) << " ("
               << nombre(static_cast<std::uint64_t>(debit)) << "/s)\n";
     if (!ecoulement.echec) {
         fichier.achever();

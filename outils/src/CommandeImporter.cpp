@@ -70,7 +70,7 @@ void resumer(const Bilan& bilan, double secondes)
     if (bilan.rejets() != 0)
         ligne += ", " + compte(bilan.rejets(), "rejeté");
     const auto debit = secondes > 0 ? static_cast<double>(bilan.faits() + bilan.refuses) / secondes : 0;
-    std::cerr << ligne << ", en " << duree(secondes) << " (" << nombre(static_cast<std::uint64_t>(debit))
+    std::cerr << ligne << " en " << texteDuree(secondes) << " (" << nombre(static_cast<std::uint64_t>(debit))
               << "/s)\n";
     if (bilan.perte)
         std::cerr << "cdv : " << bilan.perte->texte << '\n';

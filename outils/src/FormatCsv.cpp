@@ -1,5 +1,6 @@
 #include "FormatCsv.h"
 
+#include "Francais.h"
 #include "Statut.h"
 
 #include <nlohmann/json.hpp>
@@ -140,7 +141,7 @@ std::optional<Entree> LecteurCsv::suivante()
         try {
             entree.vol = _construire(_cellules);
         } catch (const cdv::ErreurVol& erreur) {
-            entree.erreur = erreur.what();
+            entree.erreur = enFrancais(erreur.what());
         }
         break;
     }
@@ -231,7 +232,7 @@ cdv::Vol LecteurCsv::_construire(const std::vector<Cellule>& cellules) const
         try {
             vol.ecrire(champ, cdv::depuisUtf8(texte));
         } catch (const cdv::ErreurVol& erreur) {
-            throw cdv::ErreurVol(std::string(cdv::Vol::nom(champ)) + " : " + erreur.what());
+            throw cdv::ErreurVol(std::string(cdv::Vol::nom(champ)) + ": " + erreur.what());
         }
     }
     return vol;

@@ -1,6 +1,7 @@
 #include "Lecteur.h"
 
 #include "FormatCsv.h"
+#include "Francais.h"
 
 #include <algorithm>
 
@@ -50,7 +51,7 @@ class LecteurJson : public Lecteur
         try {
             entree.vol = cdv::Vol::depuisJson(entree.texte);
         } catch (const cdv::ErreurVol& erreur) {
-            entree.erreur = erreur.what();
+            entree.erreur = enFrancais(erreur.what());
         }
         return entree;
     }

@@ -1,11 +1,13 @@
 #include "Options.h"
 
+#include "Francais.h"
 #include "Statut.h"
 
 #include <CLI/CLI.hpp>
 
 #include <iostream>
 #include <map>
+#include <regex>
 
 namespace outils {
 
@@ -229,9 +231,9 @@ class Analyseur
         if (_options.urls.size() > 2)
             return refuser("--url : deux serveurs au plus");
         for (std::string& url : _options.urls) {
-            if (url.empty())
-                return refuser("--url : il faut HOTE:PORT");
             url = urlNoyau(url);
+            if (url.empty())
+                return refuser("--url : il faut HOTE:PORT, ou une URL corbaloc:, corbaname:, IOR:");
         }
         const bool sansFichier = _options.fichier.empty();
         if (sansFichier && (_options.commande == "importer" || _options.commande == "exporter"))
@@ -289,20 +291,33 @@ class Analyseur
         _options.mesures = _mesures;
     }
 
+    /// In French, what people get wrong; the parser's errors begin with "OPTION: ".
     std::string expliquer(const CLI::ParseError& erreur) const
     {
-        if (dynamic_cast<const CLI::ExtrasError*>(&erreur) != nullptr) {
-            std::vector<std::string> restes = _application.remaining(true);
-            return "argument inconnu : " + (restes.empty() ? erreur.what() : restes.front());
+        const std::string message = erreur.what();
+        if (const auto restes = _application.remaining(true);
+            dynamic_cast<const CLI::ExtrasError*>(&erreur) != nullptr && !restes.empty()) {
+            const std::string& reste = restes.front();
+            if (reste.front() == '-' && reste.size() > 1)
+                return "option inconnue : " + reste;
+            return (_application.get_subcommands().empty() ? "commande inconnue : " : "argument en trop : ") +
+                   reste;
         }
-        if (dynamic_cast<const CLI::ArgumentMismatch*>(&erreur) != nullptr)
-            return "valeur absente ou en trop : " + std::string(erreur.what());
-        return erreur.what();
+        const std::size_t fin = message.find(": ");
+        if (fin == std::string::npos)
+            return message;
+        const std::string option = message.substr(0, fin) + " : ";
+        if (dynamic_cast<const CLI::ArgumentMismatch*>(&erreur) == nullptr)
+            return option + message.substr(fin + 2);
+        const bool manque = message.find(" missing", fin) != std::string::npos;
+        return option + (manque ? "il manque la valeur" : "donné plusieurs fois");
     }
 
-    static int refuser(const std::string& pourquoi)
+    int refuser(const std::string& pourquoi) const
     {
-        std::cerr << "cdv : " << pourquoi << " (voir cdv --help)" << std::endl;
+        const auto choisies = _application.get_subcommands();
+        std::cerr << "cdv : " << pourquoi << " (voir cdv "
+                  << (choisies.empty() ? "" : choisies.front()->get_name() + " ") << "--help)" << std::endl;
         return USAGE;
     }
 
@@ -345,6 +360,17 @@ cdv::Champ champConnu(const std::string& nom)
     throw Arret(USAGE, "champ inconnu « " + nom + " » (voir cdv --champs)");
 }
 
+/// Does it; what the library refuses is told with what it is about.
+template <class Action>
+void dire(const std::string& sujet, Action action)
+{
+    try {
+        action();
+    } catch (const cdv::ErreurVol& erreur) {
+        throw Arret(USAGE, sujet + " : " + enFrancais(erreur.what()));
+    }
+}
+
 } // namespace
 
 std::optional<int> lireOptions(int argc, const char* const* argv, Options& options)
@@ -357,52 +383,53 @@ std::string urlNoyau(const std::string& texte)
     for (const char* const debut : {"corbaloc:", "corbaname:", "IOR:"})
         if (texte.rfind(debut, 0) == 0)
             return texte;
-    return "corbaloc:iiop:" + texte + "/Noyau";
+    // An IPv6 address has its brackets.
+    static const std::regex POINT_ACCES(R"(([^\[\]:/@,#]+|\[[0-9a-fA-F:.]+\])(:[0-9]{1,5})?)");
+    return texte.size() < 300 && std::regex_match(texte, POINT_ACCES) ? "corbaloc:iiop:" + texte + "/Noyau"
+                                                                      : "";
 }
 
 cdv::Vol composerVol(const Options& options, const std::string& json)
 {
     const bool identifiantSeul = options.commande == "consulter" || options.commande == "supprimer";
-    try {
-        cdv::Vol vol = json.empty() ? cdv::Vol() : cdv::Vol::depuisJson(json);
-        std::vector<bool> donnes(cdv::Vol::champs().size());
-        for (const std::string& mot : options.mots) {
-            const std::size_t egal = mot.find('=');
-            const bool nomme = egal != std::string::npos;
-            const cdv::Champ champ = nomme ? champConnu(mot.substr(0, egal)) : cdv::Champ::gidentifiant;
-            if (identifiantSeul && champ != cdv::Champ::gidentifiant)
-                throw Arret(USAGE, "« " + mot + " » : seul l'identifiant est attendu");
-            const auto indice = static_cast<std::size_t>(champ);
-            if (donnes[indice])
-                throw Arret(USAGE, "champ donné deux fois : " + std::string(cdv::Vol::nom(champ)));
-            donnes[indice] = true;
-            vol.ecrire(champ, cdv::depuisUtf8(nomme ? mot.substr(egal + 1) : mot));
-        }
-        if (!options.points.empty())
-            vol.viderPoints();
-        for (const std::string& point : options.points)
-            vol.ajouterPoint(cdv::depuisUtf8(point));
-        if (!options.changements.empty())
-            vol.viderChangements();
-        for (const std::string& changement : options.changements)
-            ajouterChangement(vol, changement);
-        for (const std::string& nom : options.effaces) {
-            const cdv::Champ champ = champConnu(nom);
-            if (donnes[static_cast<std::size_t>(champ)])
-                throw Arret(USAGE, "champ donné et effacé : " + nom);
-            // Nothing to take out of a change: the user wants the server to do what it cannot.
-            if (options.commande == "modifier" && !vol.lire(champ))
-                throw Arret(USAGE,
-                            "--effacer " + nom +
-                                " : une modification laisse tel quel un champ qui n'est pas envoyé ; pour "
-                                "lui donner la chaîne vide : " +
-                                nom + "= (voir cdv modifier --help)");
-            vol.effacer(champ);
-        }
-        return vol;
-    } catch (const cdv::ErreurVol& erreur) {
-        throw Arret(USAGE, erreur.what());
+    cdv::Vol vol;
+    if (!json.empty())
+        dire(options.json, [&] { vol = cdv::Vol::depuisJson(json); });
+    std::vector<bool> donnes(cdv::Vol::champs().size());
+    for (const std::string& mot : options.mots) {
+        const std::size_t egal = mot.find('=');
+        const bool nomme = egal != std::string::npos;
+        const cdv::Champ champ = nomme ? champConnu(mot.substr(0, egal)) : cdv::Champ::gidentifiant;
+        if (identifiantSeul && champ != cdv::Champ::gidentifiant)
+            throw Arret(USAGE, "« " + mot + " » : seul l'identifiant est attendu");
+        const auto indice = static_cast<std::size_t>(champ);
+        if (donnes[indice])
+            throw Arret(USAGE, "champ donné deux fois : " + std::string(cdv::Vol::nom(champ)));
+        donnes[indice] = true;
+        dire(std::string(cdv::Vol::nom(champ)),
+             [&] { vol.ecrire(champ, cdv::depuisUtf8(nomme ? mot.substr(egal + 1) : mot)); });
     }
+    if (!options.points.empty())
+        vol.viderPoints();
+    for (const std::string& point : options.points)
+        dire("--point " + point, [&] { vol.ajouterPoint(cdv::depuisUtf8(point)); });
+    if (!options.changements.empty())
+        vol.viderChangements();
+    for (const std::string& changement : options.changements)
+        dire("--changement " + changement, [&] { ajouterChangement(vol, changement); });
+    for (const std::string& nom : options.effaces) {
+        const cdv::Champ champ = champConnu(nom);
+        if (donnes[static_cast<std::size_t>(champ)])
+            throw Arret(USAGE, "champ donné et effacé : " + nom);
+        // Nothing to take out of a change: the user wants the server to do what it cannot.
+        if (options.commande == "modifier" && !vol.lire(champ))
+            throw Arret(USAGE, "--effacer " + nom +
+                                   " : une modification laisse tel quel un champ qui n'est pas envoyé ; pour "
+                                   "lui donner la chaîne vide : " +
+                                   nom + "= (voir cdv modifier --help)");
+        vol.effacer(champ);
+    }
+    return vol;
 }
 
 } // namespace outils

@@ -42,7 +42,7 @@ struct Options
 /// said on the standard error); nothing when the options are to be executed.
 std::optional<int> lireOptions(int argc, const char* const* argv, Options& options);
 
-/// The URL of a kernel; "HOST:PORT" stands for the one of that access point.
+/// The URL of a kernel; "HOST:PORT" stands for the one of that access point. Empty for what is neither.
 std::string urlNoyau(const std::string& texte);
 
 /// The record that the words and options describe: what comes from the JSON, then the fields, lists, and what

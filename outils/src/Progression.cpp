@@ -29,6 +29,15 @@ std::string duree(double secondes)
     return texte;
 }
 
+std::string texteDuree(double secondes)
+{
+    if (secondes >= 60)
+        return duree(secondes);
+    char texte[16];
+    std::snprintf(texte, sizeof texte, "%.2f s", secondes);
+    return texte;
+}
+
 std::string nombre(std::uint64_t valeur)
 {
     std::string texte = std::to_string(valeur);

@@ -24,6 +24,8 @@ struct Avancement
 std::string ligneAvancement(const Avancement& avancement, std::size_t colonnes);
 /// "0:07", "12:34", "1:02:03"
 std::string duree(double secondes);
+/// The same for a sentence: "0.42 s" under a minute.
+std::string texteDuree(double secondes);
 /// Thousands apart: "200 000".
 std::string nombre(std::uint64_t valeur);
 /// A number with its noun: "0 vol créé", "2 vols créés" for "vol créé".

@@ -1,5 +1,6 @@
 #include "Sortie.h"
 
+#include "Francais.h"
 #include "Statut.h"
 
 #include <fcntl.h>
@@ -15,7 +16,7 @@ namespace outils {
 
 namespace {
 
-[[noreturn]] void echouer(const std::string& nom) { throw Arret(USAGE, nom + " : " + std::strerror(errno)); }
+[[noreturn]] void echouer(const std::string& nom) { throw Arret(USAGE, nom + " : " + raisonSysteme(errno)); }
 
 bool estSpecial(const std::string& nom)
 {

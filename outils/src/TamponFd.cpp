@@ -1,5 +1,6 @@
 #include "TamponFd.h"
 
+#include "Francais.h"
 #include "Statut.h"
 
 #include <poll.h>
@@ -27,7 +28,7 @@ TamponFd::int_type TamponFd::underflow()
         lus = read(_descripteur, _tampon.data(), _tampon.size());
     } while (lus < 0 && (errno == EINTR || errno == EAGAIN));
     if (lus < 0)
-        throw Arret(USAGE, std::string("lecture impossible : ") + std::strerror(errno));
+        throw Arret(USAGE, std::string("lecture impossible : ") + raisonSysteme(errno));
     if (lus == 0)
         return traits_type::eof();
     _lus += static_cast<std::uint64_t>(lus);
@@ -56,7 +57,7 @@ int TamponFd::sync()
         else if (errno == EPIPE)
             throw LecteurParti();
         else if (errno != EINTR)
-            throw Arret(USAGE, std::string("écriture impossible : ") + std::strerror(errno));
+            throw Arret(USAGE, std::string("écriture impossible : ") + raisonSysteme(errno));
     }
     return 0;
 }

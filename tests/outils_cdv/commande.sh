@@ -80,6 +80,24 @@ essai 2 detruire
 essai 2 lister --format xml
 contient erreurs "tableau"
 vide sortie
+# What is wrong is said in French, with what it is about.
+while IFS='|' read -r mots message; do
+    # shellcheck disable=SC2086 # split into its words
+    essai 2 $mots
+    contient erreurs "cdv : $message"
+done <<'FIN'
+detruire|commande inconnue : detruire
+lister --nombre 3|option inconnue : --nombre (voir cdv lister --help)
+versions deux|argument en trop : deux
+lister --limite|--limite : il manque la valeur
+lister --limite 0|--limite : « 0 » n'est pas un nombre
+etat --delai 1 --delai 2|--delai : donné plusieurs fois
+etat --url un:deux:trois|--url : il faut HOTE:PORT
+creer X prking=1|champ inconnu « prking »
+creer X parking=€|parking : le caractère U+20AC n'existe pas
+creer X --changement {}]|--changement {}] : JSON incorrect
+importer absent.csv|absent.csv : introuvable
+FIN
 essai 2 creer indicatif=AFR1 --url $personne
 contient erreurs identifiant
 essai 2 modifier X --effacer parking --url $personne
@@ -137,6 +155,7 @@ essai 0 etat --url $personne --url "$url"
 contient sortie "$url" "personne ne répond" "cdv-serveur" "3.0.0.0" " ms"
 essai 0 etat --format json --url "127.0.0.1:$port"
 contient sortie '"actif": true' '"aller_retour_ms": '
+grep -qE '"numero_client": [1-9]' sortie || echec "le serveur n'a pas donné de numéro"
 printf '[routage]\ncdv = ["%s"]\n' "$url" >cdv.toml
 CDV_CONFIG=cdv.toml essai 0 consulter X1
 essai 0 consulter X1 --config cdv.toml --trace 700

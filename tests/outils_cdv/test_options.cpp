@@ -1,3 +1,4 @@
+#include "Francais.h"
 #include "Options.h"
 #include "Statut.h"
 
@@ -112,4 +113,34 @@ TEST(Composition, RefuseCeQuiNeVeutRienDire)
             EXPECT_STRNE("", arret.what());
         }
     }
+}
+
+TEST(Francais, CeQueLaBibliothequeRefuse)
+{
+    const std::vector<std::pair<std::string, std::string>> cas = {
+        {"", "JSON incorrect, ligne 1, colonne 1"},
+        {"{\"piste\":\"\xE9\"}", "JSON incorrect, ligne 1, colonne 12"},
+        {"[]", "un objet JSON est attendu"},
+        {"{\"prking\":\"\"}", "prking : champ inconnu (voir cdv --champs)"},
+        {"{\"piste\":3}", "piste : un texte est attendu"},
+        {"{\"piste\":\"a\",\"piste\":\"b\"}", "« piste » est donné deux fois"},
+        {"{\"piste\":\"a\",\"gpiste\":\"b\"}", "gpiste : donné deux fois"},
+        {"{\"piste\":\"€\"}", "piste : le caractère U+20AC n'existe pas en ISO-8859-1"},
+        {"{\"piste\":\"\\u0000\"}", "piste : un champ ne peut pas contenir d'octet nul"},
+        {"{\"points\":{}}", "points : un tableau de textes est attendu"},
+        {"{\"points\":[\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\"]}",
+         "points : 10 points de route au plus"},
+        {"{\"changements\":[3]}", "changements : un tableau d'objets est attendu"},
+        {"{\"changements\":[{\"qui\":\"\"}]}", "changements : partie inconnue « qui »"},
+        {"{\"code_stat_depart\":\"OUV\"}", "code_stat_depart : un objet est attendu"},
+    };
+    for (const auto& [json, francais] : cas) {
+        try {
+            cdv::Vol::depuisJson(json);
+            ADD_FAILURE() << json;
+        } catch (const cdv::ErreurVol& erreur) {
+            EXPECT_EQ(francais, enFrancais(erreur.what())) << erreur.what();
+        }
+    }
+    EXPECT_EQ("3 cellules pour 2 colonnes", enFrancais("3 cellules pour 2 colonnes"));
 }
