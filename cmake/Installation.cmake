@@ -40,7 +40,7 @@ if(OXCDV_FOURNISSEUR_ORIX STREQUAL plateforme)
   set(orix ${PROJECT_SOURCE_DIR}/plateforme/include/orix)
   install(FILES ${orix}/Accesseurs.h ${orix}/Configuration.h ${orix}/Exportation.h ${orix}/INonCopiable.h ${orix}/OXcci_rub_chgtData.h
                 ${orix}/OXchaine.h ${orix}/OXcode_statData.h ${orix}/OXstatut.h ${orix}/OXversion.h
-                ${orix}/Processus.h ${orix}/Trace.h
+                ${orix}/Processus.h ${orix}/SeuilTrace.h ${orix}/Trace.h
           DESTINATION ${entetes}/orix COMPONENT developpement)
 endif()
 

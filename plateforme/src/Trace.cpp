@@ -7,7 +7,7 @@
 
 namespace orix {
 
-std::atomic<int> Trace::s_seuil{NTO_AUCUN};
+std::atomic<int> SeuilTrace::s_seuil{NTO_AUCUN};
 
 namespace {
 

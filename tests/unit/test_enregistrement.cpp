@@ -129,6 +129,38 @@ TEST_F(Enregistrement, ChaqueChampSeLitEtSEcritSousSonNom)
 #undef CHAMP
 }
 
+TEST_F(Enregistrement, LesLecteursSuiventLeSeuilDUneLectureALAutre)
+{
+    const auto vol = volComplet();
+    vol->ecrire_gpiste(nullptr);
+    CapteurTraces capteur(orix::NTO_PROGRES);
+    const auto toutLire = [&] {
+        OXstatut statut = orix::OXS_NOK;
+        EXPECT_STREQ(vol->lire_gparking(statut), "gparking");
+        EXPECT_EQ(statut, orix::OXS_OK);
+        EXPECT_NE(vol->lire_pcode_stat_depart(), nullptr);
+        EXPECT_EQ(vol->lire_gpiste(statut), nullptr);
+        EXPECT_EQ(statut, orix::OXS_CHAMP_NON_INITIALISE);
+        EXPECT_EQ(vol->nombre_point(statut), 3);
+        EXPECT_EQ(statut, orix::OXS_OK);
+        EXPECT_EQ(vol->lire_point(3, statut), nullptr);
+        EXPECT_EQ(statut, orix::OXS_TABLEAU_INDEX_INVALIDE);
+        EXPECT_STREQ(vol->lire_point(1, statut), "LMG");
+        EXPECT_EQ(statut, orix::OXS_OK);
+        return lignes(capteur);
+    };
+    const std::vector<std::string> refus = toutLire();
+    EXPECT_THAT(refus,
+                ElementsAre("100 lire_gpiste: Sortie invalide, le champ est un pointeur nul.",
+                            "100 const char* OXvol_completData::lire_point(int, orix::OXstatut&) const: "
+                            "Données non positionnées a l'index:3 index maximum: 3"));
+    orix::Trace::definirSeuil(orix::NTO_DETAIL);
+    EXPECT_EQ(toutLire().size(), refus.size() + 13)
+        << "1 for the text, 2 for the code, 3 + 5 + 2 for the points";
+    orix::Trace::definirSeuil(orix::NTO_PROGRES);
+    EXPECT_EQ(toutLire(), refus);
+}
+
 TEST_F(Enregistrement, EcrireRemplaceEtNulEfface)
 {
     const long avant = essais::bilanMemoire();

@@ -1,15 +1,14 @@
 #ifndef ORIX_CHAMPSENREGISTREMENT_H
 #define ORIX_CHAMPSENREGISTREMENT_H
 
+#include "orix/Accesseurs.h"
 #include "orix/OXchaine.h"
-#include "orix/OXstatut.h"
 #include "orix/Trace.h"
 
 #include <cstring>
 #include <ostream>
 
-/// What the sources of the record classes share: how one field is read, written, released, carried and
-/// printed.
+/// What the sources of the record classes share: how one field is written, released, carried and printed.
 namespace orix::champ {
 
 /// Stands on the wire for a text that is not set: no string is null there.
@@ -18,10 +17,13 @@ inline constexpr char MARQUEUR_NUL[] = "__PtrNULL__";
 /// The text to send; not a copy.
 inline const char* versFil(const char* texte) noexcept { return texte != nullptr ? texte : MARQUEUR_NUL; }
 
+/// Whether the received text stands for one that is not set.
+inline bool estMarqueurNul(const char* texte) noexcept { return std::strcmp(texte, MARQUEUR_NUL) == 0; }
+
 /// The received text as a field: a copy from array new, or null.
 inline char* depuisFil(const char* texte)
 {
-    return std::strcmp(texte, MARQUEUR_NUL) == 0 ? nullptr : OXdupliqueChaine(texte);
+    return estMarqueurNul(texte) ? nullptr : OXdupliqueChaine(texte);
 }
 
 inline void liberer(char* texte) noexcept { delete[] texte; }
@@ -29,6 +31,15 @@ template <class T>
 void liberer(T* objet) noexcept
 {
     delete objet;
+}
+
+/// Puts the value, which becomes the record's, in the place of the former one.
+template <class T>
+void remplacer(T*& champ, T* valeur) noexcept
+{
+    if (champ != valeur)
+        liberer(champ);
+    champ = valeur;
 }
 
 /// A field as the traces show it: a text itself, an object's address.
@@ -47,44 +58,31 @@ inline void ecrireLigne(std::ostream& flux, const char* nom, const char* texte)
 
 } // namespace orix::champ
 
-/// Defines the accessors that ORIX_DECLARER_ACCESSEURS declares. A macro rather than a template: each of them
-/// traces under its own signature.
-#define ORIX_DEFINIR_ACCESSEURS(CLASSE, TYPE, nom) ORIX_DEFINIR_ACCESSEURS_(CLASSE, TYPE, nom)
-#define ORIX_DEFINIR_ACCESSEURS_(CLASSE, TYPE, nom)                                                          \
-    const TYPE* CLASSE::lire_##nom(orix::OXstatut& statut) const                                             \
-    {                                                                                                        \
-        if (m_##nom == nullptr) {                                                                            \
-            ORIX_TRACE(orix::NTO_NOTABLE, #CLASSE, "lire_" #nom,                                             \
-                       "Sortie invalide, le champ est un pointeur nul.");                                    \
-            statut = orix::OXS_CHAMP_NON_INITIALISE;                                                         \
-            return nullptr;                                                                                  \
-        }                                                                                                    \
-        statut = orix::OXS_OK;                                                                               \
-        ORIX_TRACE(orix::NTO_DETAIL, #CLASSE, __PRETTY_FUNCTION__,                                           \
-                   "Valeur = " << orix::champ::valeurTracee(m_##nom));                                       \
-        return m_##nom;                                                                                      \
-    }                                                                                                        \
-    const TYPE* CLASSE::lire_##nom() const                                                                   \
-    {                                                                                                        \
-        orix::OXstatut statut = orix::OXS_NOK;                                                               \
-        ORIX_TRACE(orix::NTO_DETAIL, #CLASSE, __PRETTY_FUNCTION__, "Entrée/Sortie, version sans statut");    \
-        return lire_##nom(statut);                                                                           \
-    }                                                                                                        \
+/// Defines the writers that ORIX_ACCESSEURS declares. A macro rather than a template: each of them traces
+/// under its own signature. With the traces off, one test: what traces the detail traces the progress too.
+#define ORIX_DEFINIR_ECRITURES(CLASSE, TYPE, nom) ORIX_DEFINIR_ECRITURES_(CLASSE, TYPE, nom)
+#define ORIX_DEFINIR_ECRITURES_(CLASSE, TYPE, nom)                                                           \
     void CLASSE::ecrire_##nom(TYPE* valeur, orix::OXstatut& statut)                                          \
     {                                                                                                        \
-        ORIX_TRACE(orix::NTO_PROGRES, #CLASSE, __PRETTY_FUNCTION__, "Entrée.");                              \
-        ORIX_TRACE(orix::NTO_PROGRES, #CLASSE, __PRETTY_FUNCTION__,                                          \
-                   "Valeur = " << orix::champ::valeurTracee(valeur));                                        \
-        if (m_##nom != valeur)                                                                               \
-            orix::champ::liberer(m_##nom);                                                                   \
-        m_##nom = valeur;                                                                                    \
+        const bool trace = orix::SeuilTrace::estActif(orix::NTO_PROGRES);                                    \
+        if (trace) {                                                                                         \
+            ORIX_TRACE(orix::NTO_PROGRES, #CLASSE, __PRETTY_FUNCTION__, "Entrée.");                          \
+            ORIX_TRACE(orix::NTO_PROGRES, #CLASSE, __PRETTY_FUNCTION__,                                      \
+                       "Valeur = " << orix::champ::valeurTracee(valeur));                                    \
+        }                                                                                                    \
+        orix::champ::remplacer(m_##nom, valeur);                                                             \
         statut = orix::OXS_OK;                                                                               \
-        ORIX_TRACE(orix::NTO_PROGRES, #CLASSE, __PRETTY_FUNCTION__, "Sortie.");                              \
+        if (trace)                                                                                           \
+            ORIX_TRACE(orix::NTO_PROGRES, #CLASSE, __PRETTY_FUNCTION__, "Sortie.");                          \
     }                                                                                                        \
     void CLASSE::ecrire_##nom(TYPE* valeur)                                                                  \
     {                                                                                                        \
+        if (!orix::SeuilTrace::estActif(orix::NTO_PROGRES)) {                                                \
+            orix::champ::remplacer(m_##nom, valeur);                                                         \
+            return;                                                                                          \
+        }                                                                                                    \
         orix::OXstatut statut = orix::OXS_NOK;                                                               \
-        ORIX_TRACE(orix::NTO_DETAIL, #CLASSE, __PRETTY_FUNCTION__, "Entrée/Sortie, version sans statut");    \
+        orix::champ::tracerSansStatut(#CLASSE, __PRETTY_FUNCTION__, __LINE__);                               \
         ecrire_##nom(valeur, statut);                                                                        \
     }
 

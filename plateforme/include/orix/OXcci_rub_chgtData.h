@@ -49,9 +49,9 @@ class ORIX_API OXcci_rub_chgtData
     ~OXcci_rub_chgtData();
 
 /// @cond
-#define ORIX_TEXTE(nom) ORIX_DECLARER_ACCESSEURS(char, nom)
+#define ORIX_TEXTE(nom) ORIX_ACCESSEURS(OXcci_rub_chgtData, char, nom)
     /// @endcond
-    /// Four accessors for each field: see ORIX_DECLARER_ACCESSEURS.
+    /// Four accessors for each field: see ORIX_ACCESSEURS.
     OXCCI_RUB_CHGT_CHAMPS(ORIX_TEXTE)
 #undef ORIX_TEXTE
 

@@ -49,9 +49,9 @@ class ORIX_API OXcode_statData
     ~OXcode_statData();
 
 /// @cond
-#define ORIX_TEXTE(nom) ORIX_DECLARER_ACCESSEURS(char, nom)
+#define ORIX_TEXTE(nom) ORIX_ACCESSEURS(OXcode_statData, char, nom)
     /// @endcond
-    /// Four accessors for each field: see ORIX_DECLARER_ACCESSEURS.
+    /// Four accessors for each field: see ORIX_ACCESSEURS.
     OXCODE_STAT_CHAMPS(ORIX_TEXTE)
 #undef ORIX_TEXTE
 

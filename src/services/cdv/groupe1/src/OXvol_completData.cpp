@@ -1,8 +1,10 @@
-#include "OXvol_completData.h"
-
 #include "orix/ChampsEnregistrement.h"
 #include "orix/OXcci_rub_chgtData.h"
 #include "orix/OXcode_statData.h"
+
+#undef ORIX_LECTEUR
+#define ORIX_LECTEUR ORIX_LECTEUR_EMIS
+#include "OXvol_completData.h"
 
 #include <algorithm>
 #include <iostream>
@@ -61,15 +63,6 @@ void signalerTaille(bool nul, int nombre, int limite, const char* condition, con
         TRACER(NTO_NOTABLE, fonction, "Non Validé (" << condition << ")");
         TRACER(NTO_NOTABLE, "OXvol_completData", "Taille non nulle pour le tableau nul " << liste << ".");
     }
-}
-
-int compter(int nombre, OXstatut& statut, const char* fonction)
-{
-    TRACER(NTO_DETAIL, fonction, "Entrée.");
-    statut = orix::OXS_OK;
-    TRACER(NTO_DETAIL, fonction, "Taille = " << nombre);
-    TRACER(NTO_DETAIL, fonction, "Sortie.");
-    return nombre;
 }
 
 template <class T, class Compteur>
@@ -159,8 +152,6 @@ OXvol_completData::OXvol_completData(OXVOL_COMPLET_CHAMPS(TEXTE, CODE_STAT) int 
 OXvol_completData::OXvol_completData(const OXvol_completData& source) : OXvol_completData(Vide{})
 {
     DETAIL("Entrée.");
-    _version1 = source._version1;
-    _version2 = source._version2;
     _versionValide = source._versionValide;
 #define CHAMP(nom) m_##nom = dupliquer(source.m_##nom);
     OXVOL_COMPLET_CHAMPS(CHAMP, CHAMP)
@@ -183,36 +174,28 @@ OXvol_completData::~OXvol_completData()
     ORIX_TRACE_SANS_ECHEC(orix::NTO_DETAIL, "OXvol_completData", __PRETTY_FUNCTION__, "Sortie.");
 }
 
-#define TEXTE(nom) ORIX_DEFINIR_ACCESSEURS(OXvol_completData, char, nom)
-#define CODE_STAT(nom) ORIX_DEFINIR_ACCESSEURS(OXvol_completData, OXcode_statData, nom)
+#define TEXTE(nom) ORIX_DEFINIR_ECRITURES(OXvol_completData, char, nom)
+#define CODE_STAT(nom) ORIX_DEFINIR_ECRITURES(OXvol_completData, OXcode_statData, nom)
 OXVOL_COMPLET_CHAMPS(TEXTE, CODE_STAT)
 #undef TEXTE
 #undef CODE_STAT
 
-#define SANS_STATUT(texte, appel)                                                                            \
-    OXstatut statut = orix::OXS_NOK;                                                                         \
-    DETAIL(texte);                                                                                           \
-    return appel
-
-int OXvol_completData::nombre_rub_chgt(OXstatut& statut) const
+void OXvol_completData::tracerNombre(int nombre, const char* fonction)
 {
-    return compter(m_nrub_chgt, statut, __PRETTY_FUNCTION__);
+    TRACER(NTO_DETAIL, fonction, "Entrée.");
+    TRACER(NTO_DETAIL, fonction, "Taille = " << nombre);
+    TRACER(NTO_DETAIL, fonction, "Sortie.");
 }
 
-int OXvol_completData::nombre_rub_chgt() const
+const OXcci_rub_chgtData* OXvol_completData::lireRare_rub_chgt(int index, OXstatut& statut,
+                                                               const char* fonction) const
 {
-    SANS_STATUT("Entrée/Sortie, version sans statut", nombre_rub_chgt(statut));
+    return lire(m_trub_chgt, m_nrub_chgt, index, statut, fonction, [this] { return nombre_rub_chgt(); });
 }
 
-const OXcci_rub_chgtData* OXvol_completData::lire_rub_chgt(int index, OXstatut& statut) const
+const char* OXvol_completData::lireRare_point(int index, OXstatut& statut, const char* fonction) const
 {
-    return lire(m_trub_chgt, m_nrub_chgt, index, statut, __PRETTY_FUNCTION__,
-                [this] { return nombre_rub_chgt(); });
-}
-
-const OXcci_rub_chgtData* OXvol_completData::lire_rub_chgt(int index) const
-{
-    SANS_STATUT("Entrée/Sortie, version sans statut.", lire_rub_chgt(index, statut));
+    return lire(m_tpoint, m_npoint, index, statut, fonction, [this] { return nombre_point(); });
 }
 
 int OXvol_completData::ajouter_rub_chgt(OXcci_rub_chgtData* elem, OXstatut& statut)
@@ -223,27 +206,9 @@ int OXvol_completData::ajouter_rub_chgt(OXcci_rub_chgtData* elem, OXstatut& stat
 
 int OXvol_completData::ajouter_rub_chgt(OXcci_rub_chgtData* elem)
 {
-    SANS_STATUT("Entrée/Sortie, version sans statut", ajouter_rub_chgt(elem, statut));
-}
-
-int OXvol_completData::nombre_point(OXstatut& statut) const
-{
-    return compter(m_npoint, statut, __PRETTY_FUNCTION__);
-}
-
-int OXvol_completData::nombre_point() const
-{
-    SANS_STATUT("Entrée/Sortie, version sans statut", nombre_point(statut));
-}
-
-const char* OXvol_completData::lire_point(int index, OXstatut& statut) const
-{
-    return lire(m_tpoint, m_npoint, index, statut, __PRETTY_FUNCTION__, [this] { return nombre_point(); });
-}
-
-const char* OXvol_completData::lire_point(int index) const
-{
-    SANS_STATUT("Entrée/Sortie, version sans statut.", lire_point(index, statut));
+    OXstatut statut = orix::OXS_NOK;
+    DETAIL("Entrée/Sortie, version sans statut");
+    return ajouter_rub_chgt(elem, statut);
 }
 
 int OXvol_completData::ajouter_point(char* elem, OXstatut& statut)
@@ -260,7 +225,9 @@ int OXvol_completData::ajouter_point(char* elem, OXstatut& statut)
 
 int OXvol_completData::ajouter_point(char* elem)
 {
-    SANS_STATUT("Entrée/Sortie, version sans statut", ajouter_point(elem, statut));
+    OXstatut statut = orix::OXS_NOK;
+    DETAIL("Entrée/Sortie, version sans statut");
+    return ajouter_point(elem, statut);
 }
 
 void OXvol_completData::definirVersionValide_v3_0_0()

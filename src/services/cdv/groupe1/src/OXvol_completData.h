@@ -72,10 +72,10 @@ class ORIX_API OXvol_completData
     ~OXvol_completData();
 
 /// @cond
-#define OXVOL_TEXTE(nom) ORIX_DECLARER_ACCESSEURS(char, nom)
-#define OXVOL_CODE_STAT(nom) ORIX_DECLARER_ACCESSEURS(OXcode_statData, nom)
+#define OXVOL_TEXTE(nom) ORIX_ACCESSEURS(OXvol_completData, char, nom)
+#define OXVOL_CODE_STAT(nom) ORIX_ACCESSEURS(OXvol_completData, OXcode_statData, nom)
     /// @endcond
-    /// Four accessors for each field: see ORIX_DECLARER_ACCESSEURS.
+    /// Four accessors for each field: see ORIX_ACCESSEURS.
     OXVOL_COMPLET_CHAMPS(OXVOL_TEXTE, OXVOL_CODE_STAT)
 #undef OXVOL_TEXTE
 #undef OXVOL_CODE_STAT
@@ -146,10 +146,55 @@ class ORIX_API OXvol_completData
     bool operator==(const OXvol_completData&) const;
     bool operator!=(const OXvol_completData&) const;
 
-    orix::OXversion _version1{3, 0, 0, 0};
-    orix::OXversion _version2 = orix::VERSION_NULLE;
+    // The list readers, when something is to be traced or refused; they trace as fonction.
+    [[gnu::cold]] static void tracerNombre(int nombre, const char* fonction);
+    [[gnu::cold]] const OXcci_rub_chgtData* lireRare_rub_chgt(int index, orix::OXstatut& statut,
+                                                              const char* fonction) const;
+    [[gnu::cold]] const char* lireRare_point(int index, orix::OXstatut& statut, const char* fonction) const;
+
+    static constexpr orix::OXversion _version1{3, 0, 0, 0};
+    static constexpr orix::OXversion _version2 = orix::VERSION_NULLE;
     orix::OXversion _versionValide = _version1;
 };
+
+/// @cond
+// Out of the class for the table's sake only: as inline as the readers of the fields.
+#define OXVOL_LISTE(TYPE, nom)                                                                               \
+    ORIX_LECTEUR int OXvol_completData::nombre_##nom(orix::OXstatut& statut) const                           \
+    {                                                                                                        \
+        if (orix::SeuilTrace::estActif(orix::NTO_DETAIL))                                                    \
+            tracerNombre(m_n##nom, __PRETTY_FUNCTION__);                                                     \
+        statut = orix::OXS_OK;                                                                               \
+        return m_n##nom;                                                                                     \
+    }                                                                                                        \
+    ORIX_LECTEUR int OXvol_completData::nombre_##nom() const                                                 \
+    {                                                                                                        \
+        if (orix::SeuilTrace::estActif(orix::NTO_DETAIL)) {                                                  \
+            orix::OXstatut statut = orix::OXS_NOK;                                                           \
+            orix::champ::tracerSansStatut("OXvol_completData", __PRETTY_FUNCTION__, __LINE__);               \
+            nombre_##nom(statut);                                                                            \
+        }                                                                                                    \
+        return m_n##nom;                                                                                     \
+    }                                                                                                        \
+    ORIX_LECTEUR const TYPE* OXvol_completData::lire_##nom(int index, orix::OXstatut& statut) const          \
+    {                                                                                                        \
+        if (index < 0 || index >= m_n##nom || orix::SeuilTrace::estActif(orix::NTO_DETAIL))                  \
+            return lireRare_##nom(index, statut, __PRETTY_FUNCTION__);                                       \
+        statut = orix::OXS_OK;                                                                               \
+        return m_t##nom[index];                                                                              \
+    }                                                                                                        \
+    ORIX_LECTEUR const TYPE* OXvol_completData::lire_##nom(int index) const                                  \
+    {                                                                                                        \
+        orix::OXstatut statut = orix::OXS_NOK;                                                               \
+        if (orix::SeuilTrace::estActif(orix::NTO_DETAIL))                                                    \
+            orix::champ::tracerSansStatut("OXvol_completData", __PRETTY_FUNCTION__, __LINE__,                \
+                                          "Entrée/Sortie, version sans statut.");                            \
+        return lire_##nom(index, statut);                                                                    \
+    }
+OXVOL_LISTE(OXcci_rub_chgtData, rub_chgt)
+OXVOL_LISTE(char, point)
+#undef OXVOL_LISTE
+/// @endcond
 
 ORIX_API std::ostream& operator<<(std::ostream& flux, const OXvol_completData& vol);
 
