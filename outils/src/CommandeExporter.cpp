@@ -111,7 +111,7 @@ int exporter(const Options& options, Interruption& interruption)
         fichier.achever();
         return FAIT;
     }
-    std::cerr << "cdv : exportation incomplète, " << ecoulement.echec->texte << '\n';
+    std::cerr << message("cdv : exportation incomplète, " + ecoulement.echec->texte) << '\n';
     if (!fichier.provisoire().empty())
         std::cerr << "Ce qui est venu est dans " << fichier.provisoire() << '\n';
     std::cerr << "Pour reprendre : --depuis " << passes + ecoulement.ecrits + 1 << '\n';

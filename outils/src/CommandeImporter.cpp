@@ -70,10 +70,10 @@ void resumer(const Bilan& bilan, double secondes)
     if (bilan.rejets() != 0)
         ligne += ", " + compte(bilan.rejets(), "rejeté");
     const auto debit = secondes > 0 ? static_cast<double>(bilan.faits() + bilan.refuses) / secondes : 0;
-    std::cerr << ligne << " en " << texteDuree(secondes) << " (" << nombre(static_cast<std::uint64_t>(debit))
-              << "/s)\n";
+    ligne += " en " + texteDuree(secondes) + " (" + nombre(static_cast<std::uint64_t>(debit)) + "/s)";
+    std::cerr << message(ligne) << '\n';
     if (bilan.perte)
-        std::cerr << "cdv : " << bilan.perte->texte << '\n';
+        std::cerr << message("cdv : " + bilan.perte->texte) << '\n';
     else if (bilan.interrompu && bilan.reprise != 0)
         std::cerr << "cdv : interrompu\n";
     if (bilan.reprise != 0)
@@ -116,7 +116,7 @@ int importer(const Options& options, Interruption& interruption)
             session.modifier(vol, std::move(fin));
         };
         importation.surRejet = [&](const Entree& entree, const std::string& motif) {
-            progression.dire("ligne " + std::to_string(entree.ligne) + " : " + motif);
+            progression.dire(message("ligne " + std::to_string(entree.ligne) + " : " + motif));
             rejets.ajouter(entree);
         };
         importation.surArret = [&fin] { fin.sonner(); };

@@ -99,13 +99,15 @@ class Journal
           _flux(STDOUT_FILENO)
     {}
 
-    void noter(const cdv::Evenement& evenement)
+    /// numeroClient: the server's, when active.
+    void noter(const cdv::Evenement& evenement, int numeroClient)
     {
         if (_json) {
             nlohmann::ordered_json objet{{"heure", maintenant()}, {"etat", nom(evenement.etat)}};
             if (evenement.etat == cdv::EtatSession::active) {
                 objet["serveur"] = cdv::versUtf8(evenement.serveur);
                 objet["machine"] = cdv::versUtf8(evenement.machine);
+                objet["numero_client"] = numeroClient;
             } else if (evenement.statut != orix::OXS_OK) {
                 objet["statut"] = orix::texteStatut(evenement.statut);
                 objet["perte"] = evenement.perte;
@@ -115,14 +117,19 @@ class Journal
         }
         std::string texte = nom(evenement.etat);
         if (evenement.etat == cdv::EtatSession::active) {
-            texte += "  " + affichable(evenement.serveur) + " sur " + affichable(evenement.machine);
+            texte += "  " + affichable(evenement.serveur) + " sur " + affichable(evenement.machine) +
+                     ", client n° " + std::to_string(numeroClient);
         } else if (evenement.statut != orix::OXS_OK) {
             texte += evenement.perte ? "  connexion perdue : " : "  ";
             texte += expliquer(evenement.statut);
         }
         if (evenement.etat == cdv::EtatSession::attente)
-            texte += ", nouvel essai dans " + std::to_string(evenement.delai.count()) + " ms";
-        ecrireLigne(texte, false);
+            texte += evenement.delai.count() == 0
+                         ? ", nouvel essai aussitôt"
+                         : ", nouvel essai dans " +
+                               texteDuree(std::chrono::duration<double>(evenement.delai).count());
+        // On a terminal a try gives its place to its outcome.
+        ecrireLigne(texte, _surPlace && evenement.etat == cdv::EtatSession::activation);
     }
 
     void noter(const Ping& ping)
@@ -152,10 +159,7 @@ class Journal
     {
         if (_json)
             return;
-        if (_provisoire)
-            _flux << '\n';
-        _provisoire = false;
-        ecrireLigne("fin " + bilan(), false);
+        ecrireLigne("fin " + bilan(), false); // over the last measure, which tells the same
     }
 
   private:
@@ -163,7 +167,7 @@ class Journal
     {
         std::string texte = "  " + compte(_reponses, "réponse") + ", " + compte(_manques, "manquée");
         if (_reponses != 0)
-            texte += " ; min " + texteMs(_minimum) + ", moy " +
+            texte += ", min " + texteMs(_minimum) + ", moy " +
                      texteMs(_somme / static_cast<double>(_reponses)) + ", max " + texteMs(_maximum);
         return texte;
     }
@@ -171,16 +175,18 @@ class Journal
     void ecrireLigne(const std::string& texte, bool provisoire)
     {
         const std::string ligne = maintenant().substr(11, 8) + "  " + texte;
-        const std::size_t place = _colonnes ? std::max<std::size_t>(*_colonnes, 2) - 1 : std::string::npos;
+        const std::size_t place = _colonnes.value_or(std::string::npos);
         if (_provisoire)
             _flux << "\r\x1b[K";
         _provisoire = provisoire;
         if (provisoire)
-            (_flux << tronquer(ligne, place)).flush();
+            (_flux << tronquer(ligne, place - std::min(place, RESERVE))).flush();
         else
-            ecrire(ligne);
+            ecrire(_surPlace ? replier(ligne, place, MARGE) : ligne);
     }
     void ecrire(const std::string& ligne) { (_flux << ligne << '\n').flush(); }
+
+    static constexpr std::size_t MARGE = 10; ///< what the time takes
 
     const bool _json;
     const std::optional<std::size_t> _colonnes;
@@ -250,7 +256,7 @@ int surveiller(const Options& options, Interruption& interruption)
         if (active && jamaisActive)
             prochaine = Horloge::now();
         jamaisActive = jamaisActive && !active;
-        journal.noter(evenement);
+        journal.noter(evenement, session.numeroClient());
     }
     journal.finir();
     return active ? FAIT : jamaisActive ? SANS_CONNEXION : PERDU;

@@ -2,6 +2,7 @@
 
 #include "Francais.h"
 #include "Statut.h"
+#include "Terminal.h"
 
 #include <CLI/CLI.hpp>
 
@@ -294,7 +295,7 @@ class Analyseur
     /// In French, what people get wrong; the parser's errors begin with "OPTION: ".
     std::string expliquer(const CLI::ParseError& erreur) const
     {
-        const std::string message = erreur.what();
+        const std::string texte = erreur.what();
         if (const auto restes = _application.remaining(true);
             dynamic_cast<const CLI::ExtrasError*>(&erreur) != nullptr && !restes.empty()) {
             const std::string& reste = restes.front();
@@ -303,21 +304,21 @@ class Analyseur
             return (_application.get_subcommands().empty() ? "commande inconnue : " : "argument en trop : ") +
                    reste;
         }
-        const std::size_t fin = message.find(": ");
+        const std::size_t fin = texte.find(": ");
         if (fin == std::string::npos)
-            return message;
-        const std::string option = message.substr(0, fin) + " : ";
+            return texte;
+        const std::string option = texte.substr(0, fin) + " : ";
         if (dynamic_cast<const CLI::ArgumentMismatch*>(&erreur) == nullptr)
-            return option + message.substr(fin + 2);
-        const bool manque = message.find(" missing", fin) != std::string::npos;
+            return option + texte.substr(fin + 2);
+        const bool manque = texte.find(" missing", fin) != std::string::npos;
         return option + (manque ? "il manque la valeur" : "donné plusieurs fois");
     }
 
     int refuser(const std::string& pourquoi) const
     {
         const auto choisies = _application.get_subcommands();
-        std::cerr << "cdv : " << pourquoi << " (voir cdv "
-                  << (choisies.empty() ? "" : choisies.front()->get_name() + " ") << "--help)" << std::endl;
+        const std::string commande = choisies.empty() ? "" : choisies.front()->get_name() + " ";
+        std::cerr << message("cdv : " + pourquoi + " (voir cdv " + commande + "--help)") << std::endl;
         return USAGE;
     }
 

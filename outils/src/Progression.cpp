@@ -59,18 +59,21 @@ std::string ligneAvancement(const Avancement& avancement, std::size_t colonnes)
 {
     const double debit =
         avancement.secondes > 0 ? static_cast<double>(avancement.vols) / avancement.secondes : 0;
-    std::string chiffres =
-        compte(avancement.vols, "vol") + "  " + nombre(static_cast<std::uint64_t>(std::lround(debit))) + "/s";
+    const std::string vols = compte(avancement.vols, "vol");
+    std::string chiffres = vols + "  " + nombre(static_cast<std::uint64_t>(std::lround(debit))) + "/s";
     if (!avancement.part)
         return tronquer(chiffres, colonnes);
     const double part = std::clamp(*avancement.part, 0.0, 1.0);
-    if (part > 0)
-        chiffres += "  reste " + duree(avancement.secondes * (1 - part) / part);
+    const std::string reste = part > 0 ? "  reste " + duree(avancement.secondes * (1 - part) / part) : "";
+    chiffres += reste;
     char pourcent[16];
     std::snprintf(pourcent, sizeof pourcent, "%3d%%  ", static_cast<int>(part * 100));
-    const std::size_t pris = largeur(pourcent) + largeur(chiffres) + 4; // "[", "]" and two spaces
+    const std::size_t nu = largeur(pourcent) + largeur(chiffres);
+    const std::size_t pris = nu + 4; // "[", "]" and two spaces
+    if (colonnes < nu)
+        return tronquer(pourcent + vols + reste, colonnes);
     if (colonnes < pris + BARRE_MIN)
-        return tronquer(pourcent + chiffres, colonnes);
+        return pourcent + chiffres;
     const std::size_t barre = std::min(colonnes - pris, BARRE_MAX);
     const auto plein = static_cast<std::size_t>(part * static_cast<double>(barre));
     return pourcent + ("[" + std::string(plein, '#') + std::string(barre - plein, '.') + "]  ") + chiffres;
@@ -96,8 +99,7 @@ void Progression::avancer(std::uint64_t vols, std::optional<double> part)
     const Avancement avancement{vols, part, secondes()};
     if (_colonnes) {
         _prochaine = maintenant + PERIODE_TERMINAL;
-        // The last column stays free: some terminals go to the next line there.
-        _barre = ligneAvancement(avancement, *_colonnes - 1);
+        _barre = ligneAvancement(avancement, *_colonnes - std::min(*_colonnes, RESERVE));
         _flux << "\r\x1b[K" << _barre << std::flush;
     } else {
         _prochaine = maintenant + PERIODE_LIGNES;

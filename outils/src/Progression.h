@@ -20,7 +20,7 @@ struct Avancement
 };
 
 /// One line of at most that many columns: part done, bar, count, rate, time left. The bar goes first where
-/// there is no room.
+/// there is no room, then the rate.
 std::string ligneAvancement(const Avancement& avancement, std::size_t colonnes);
 /// "0:07", "12:34", "1:02:03"
 std::string duree(double secondes);

@@ -59,6 +59,34 @@ std::string ajuster(std::string_view utf8, std::size_t colonnes)
     return texte;
 }
 
+std::string replier(std::string_view utf8, std::size_t colonnes, std::size_t marge)
+{
+    std::string texte;
+    std::size_t place = 0; // columns of the current line
+    while (!utf8.empty()) {
+        const std::size_t blancs = std::min(utf8.find_first_not_of(' '), utf8.size());
+        const std::size_t fin = std::min(utf8.find(' ', blancs), utf8.size());
+        const std::size_t mot = largeur(utf8.substr(blancs, fin - blancs));
+        const bool autreLigne = place != 0 && place + blancs + mot > colonnes;
+        if (autreLigne) {
+            texte += '\n' + std::string(marge, ' ');
+            place = marge + mot;
+        } else {
+            place += blancs + mot;
+        }
+        const std::size_t debut = autreLigne ? blancs : 0;
+        texte += utf8.substr(debut, fin - debut);
+        utf8.remove_prefix(fin);
+    }
+    return texte;
+}
+
+std::string message(const std::string& utf8)
+{
+    const auto colonnes = estTerminal(STDERR_FILENO) ? largeurTerminal(STDERR_FILENO) : std::nullopt;
+    return colonnes ? replier(utf8, *colonnes, 2) : utf8;
+}
+
 std::string affichable(std::string_view latin1)
 {
     constexpr char POINT_MEDIAN = '\xB7';

@@ -8,6 +8,10 @@
 
 namespace outils {
 
+/// Columns at the end of a line that will be written over: the "^C" of a terminal goes there, and some
+/// terminals go to the next line after the last one.
+constexpr std::size_t RESERVE = 3;
+
 bool estTerminal(int descripteur);
 /// Columns to write in: what COLUMNS says, else the terminal's; empty when nothing limits them.
 std::optional<std::size_t> largeurTerminal(int descripteur);
@@ -19,6 +23,11 @@ std::size_t largeur(std::string_view utf8);
 std::string tronquer(std::string_view utf8, std::size_t colonnes);
 /// The text, filled up with spaces to that many columns, or cut to them.
 std::string ajuster(std::string_view utf8, std::size_t colonnes);
+/// The text in lines of at most that many columns, cut at spaces; those after the first are indented. A word
+/// that is longer than a line stays whole: it can be copied.
+std::string replier(std::string_view utf8, std::size_t colonnes, std::size_t marge);
+/// A message for the standard error, folded when that is a terminal.
+std::string message(const std::string& utf8);
 /// A field's text (ISO-8859-1) for a terminal: in UTF-8, control characters shown as "·". Whatever a record
 /// holds, it cannot move the cursor or break a line.
 std::string affichable(std::string_view latin1);

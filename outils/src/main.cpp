@@ -1,6 +1,7 @@
 #include "Commandes.h"
 #include "Statut.h"
 #include "TamponFd.h"
+#include "Terminal.h"
 
 #include <iostream>
 #include <new>
@@ -16,7 +17,7 @@ int main(int argc, char** argv)
     } catch (const outils::LecteurParti&) {
         return outils::FAIT; // as in "cdv lister | head": whoever read has had enough
     } catch (const outils::Arret& arret) {
-        std::cerr << "cdv : " << arret.what() << std::endl;
+        std::cerr << outils::message(std::string("cdv : ") + arret.what()) << std::endl;
         return arret.statut();
     } catch (const std::bad_alloc&) {
         std::cerr << "cdv : mémoire insuffisante" << std::endl;

@@ -230,10 +230,20 @@ TEST(Progression, UneLigneDansLaPlaceQuIlY_A)
     EXPECT_EQ(" 50%  [####################....................]  100 000 vols  5 000/s  reste 0:20",
               ligneAvancement(moitie, 120));
     EXPECT_EQ(" 50%  100 000 vols  5 000/s  reste 0:20", ligneAvancement(moitie, 40)) << "no bar";
+    EXPECT_EQ(" 50%  100 000 vols  reste 0:20", ligneAvancement(moitie, 37)) << "no rate either";
     for (std::size_t colonnes = 1; colonnes < 100; ++colonnes)
         EXPECT_LE(largeur(ligneAvancement(moitie, colonnes)), colonnes);
     EXPECT_EQ("12 vols  0/s", ligneAvancement({12, std::nullopt, 0}, 80));
     EXPECT_EQ("1:01:05", duree(3665));
     EXPECT_EQ("1 234 567 vols créés", compte(1234567, "vol créé"));
     EXPECT_EQ("0 vol créé", compte(0, "vol créé"));
+}
+
+TEST(Terminal, Replie)
+{
+    EXPECT_EQ("", replier("", 10, 2));
+    EXPECT_EQ("à côté", replier("à côté", 6, 2)) << "counts characters, not bytes";
+    EXPECT_EQ("un deux\n  trois\n  quatre", replier("un deux trois  quatre", 8, 2));
+    EXPECT_EQ("un\n  troplongpourlaligne\n  b", replier("un troplongpourlaligne b", 8, 2));
+    EXPECT_EQ("h  a b", replier("h  a b", 20, 2)) << "spaces inside a line stay";
 }
