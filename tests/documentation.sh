@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The documentation against what it documents: each message of the traces, the comments of the public headers, the links,
-# the command lines, the example of the README.
+# the command lines, the example of the README, the code of the guide.
 #
 # Command lines are those of the ```sh blocks, run in order, document by document, in a scratch folder where build/release
 # is the build under test, and where nobody else has a port. Not run, but checked: scripts and presets that install, build,
@@ -64,6 +64,12 @@ verifiee() {
             done
             ;;
         "cmake --preset "* | "ctest --preset "*) grep -qF "\"name\": \"${mots[2]}\"" "$sources/CMakePresets.json" || echec "$1: no such preset" ;;
+        "cmake --build --preset "*)
+            grep -qF "\"name\": \"${mots[3]}\"" "$sources/CMakePresets.json" || echec "$1: no such preset"
+            for mot in "${mots[@]:5}"; do # after --target
+                grep -qE "^build $mot: phony" "$construction/build.ninja" || echec "$1: no target $mot"
+            done
+            ;;
         apt-get\ *)
             for mot in "${mots[@]:2}"; do
                 mot=${mot#./}
@@ -84,7 +90,7 @@ attendre() { # until somebody listens at that port
     echec "nobody listens at port $1: $(cat "$dossier/journal")"
 }
 
-total=0
+total=0 extraits=0
 for document in "${documents[@]}"; do
     ici=$dossier/${document//\//_}.d
     mkdir -p "$ici/build"
@@ -125,8 +131,19 @@ for document in "${documents[@]}"; do
         grep -qx 'Creation: done' sortie && grep -qx 'Change: done' sortie && grep -qx '20261121DBAW334-000 at stand C09' sortie ||
             { cat sortie erreur >&2; echec "the example does not say what it should"; }
     fi
+    # Other documents show pieces of a function: compiled with the installed headers of the README, not run.
+    if [ "$document" != README.md ] && blocs "$sources/$document" cpp | grep -q .; then
+        { printf '#include "CdvSession.h"\n#include <iostream>\nvoid extrait(const cdv::Vol& vol, const cdv::Vol& exemple) {\n'
+            blocs "$sources/$document" cpp
+            printf '}\n'; } >extrait.cpp
+        "${CXX:-c++}" -std=c++17 -fsyntax-only -Wall -Wextra -Werror -Wno-unused-variable \
+            -I"$dossier/README.md.d/installe/include/oxcdv" extrait.cpp >"$dossier/journal" 2>&1 ||
+            { cat "$dossier/journal" >&2; echec "the code of $document does not compile"; }
+        extraits=$((extraits + 1))
+    fi
     # shellcheck disable=SC2046 # several of them
     [ -z "$(jobs -p)" ] || { kill $(jobs -p) 2>/dev/null || true; wait || true; }
 done
 [ "$total" -ge 15 ] || echec "only $total command lines found: this check is blind"
-echo "documentation: $total command lines run or checked, the example of the README built and run"
+[ "$extraits" -ge 1 ] || echec "no code found outside of the README: this check is blind"
+echo "documentation: $total command lines run or checked, the example of the README built and run, the code of the guide compiled"
