@@ -118,11 +118,17 @@ TEST(Foncteurs, ChaqueCallbackRecoitSesArgumentsPuisToutEstRendu)
     EXPECT_EQ(bilanMemoire(), avant);
 }
 
-TEST(Foncteurs, UnAppelJamaisExecuteRendSesArguments)
+TEST(Foncteurs, UnAppelJamaisExecuteOuImpossibleRendSesArguments)
 {
     const long avant = bilanMemoire();
     delete orix::creerOXcdvCliCB_cree_vol_complet(0, vol("AF1234"), 1);
     delete orix::creerOXcdvCliCB_active(orix::OXS_NOK, OXdupliqueChaine("s"), OXdupliqueChaine("m"));
+    {
+        const char* const serveur = OXdupliqueChaine("s");
+        const char* const machine = OXdupliqueChaine("m");
+        const essais::PanneMemoire panne(1);
+        EXPECT_THROW(orix::creerOXcdvCliCB_active(orix::OXS_OK, serveur, machine), std::bad_alloc);
+    }
     EXPECT_EQ(bilanMemoire(), avant);
 }
 
