@@ -1,6 +1,7 @@
 #include "FormatCsv.h"
 
 #include "Francais.h"
+#include "Progression.h"
 #include "Statut.h"
 
 #include <nlohmann/json.hpp>
@@ -217,8 +218,8 @@ bool LecteurCsv::_decouper(const std::string& texte, std::vector<Cellule>& cellu
 cdv::Vol LecteurCsv::_construire(const std::vector<Cellule>& cellules) const
 {
     if (cellules.size() != _colonnes.size())
-        throw cdv::ErreurVol(std::to_string(cellules.size()) + " cellules pour " +
-                             std::to_string(_colonnes.size()) + " colonnes");
+        throw cdv::ErreurVol(compte(cellules.size(), "cellule") + " pour " +
+                             compte(_colonnes.size(), "colonne"));
     cdv::Vol vol;
     for (std::size_t i = 0; i < cellules.size(); ++i) {
         const auto& [texte, guillemets] = cellules[i];

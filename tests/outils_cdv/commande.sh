@@ -182,7 +182,7 @@ lignes sortie "$(grep -c '"indicatif":"AFR' vols.json)"
 # Rejected lines are named, kept, and can be imported once they are right.
 printf 'identifiant,parking\nR1,B1\nR2\nX1,B3\nR3,\xE9\nR4,B4\n' >lot.csv
 essai 1 importer lot.csv --rejets rejets.csv --url "$url"
-contient erreurs "ligne 3 : " "ligne 4 : le vol existe déjà" "ligne 5 : " "2 vols créés, 3 rejetés"
+contient erreurs "ligne 3 : 1 cellule pour 2 colonnes" "ligne 4 : le vol existe déjà" "ligne 5 : " "2 vols créés, 3 rejetés"
 # In the order in which they were known: the server's answers come later than what is read.
 [ "$(head -n 1 rejets.csv)" = identifiant,parking ] || echec "les rejets n'ont pas l'en-tête"
 printf 'R2\nR3,\xE9\nX1,B3\n' | cmp -s - <(tail -n +2 rejets.csv | LC_ALL=C sort) || echec "ce ne sont pas les rejets"
