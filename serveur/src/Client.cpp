@@ -59,18 +59,21 @@ void Client::_envoyer(const Notification& n)
         orix::orb::envoyer(_notifications.in(), sendc, operation, sansReponse, arguments...);
     };
     if (n.genre == Notification::ELEMENT)
-        return envoyer(&Proxy::sendc_liste_vol_complet, "liste_vol_complet", *n.vol, idOp);
+        return envoyer(&Proxy::sendc_liste_vol_complet, "liste_vol_complet", _prete.preter(*n.vol), idOp);
     if (n.genre == Notification::FIN_LISTE)
         return envoyer(&Proxy::sendc_fin_liste_vol_complet, "fin_liste_vol_complet", resultat, idOp);
     switch (n.operation) {
     case Operation::CREE:
-        return envoyer(&Proxy::sendc_cree_vol_complet, "cree_vol_complet", resultat, *n.vol, idOp);
+        return envoyer(&Proxy::sendc_cree_vol_complet, "cree_vol_complet", resultat, _prete.preter(*n.vol),
+                       idOp);
     case Operation::MODIFIE:
-        return envoyer(&Proxy::sendc_modifie_vol_complet, "modifie_vol_complet", resultat, *n.vol, idOp);
+        return envoyer(&Proxy::sendc_modifie_vol_complet, "modifie_vol_complet", resultat,
+                       _prete.preter(*n.vol), idOp);
     case Operation::SUPPRIME:
         return envoyer(&Proxy::sendc_supprime_vol_complet, "supprime_vol_complet", resultat, idOp);
     case Operation::CONSULTE:
-        return envoyer(&Proxy::sendc_consulte_vol_complet, "consulte_vol_complet", resultat, *n.vol, idOp);
+        return envoyer(&Proxy::sendc_consulte_vol_complet, "consulte_vol_complet", resultat,
+                       _prete.preter(*n.vol), idOp);
     case Operation::LISTE:
         break; // its notifications are of the other two kinds
     }

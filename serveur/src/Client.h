@@ -26,7 +26,7 @@ struct Notification
     Genre genre;
     Operation operation;
     int resultat;
-    VolPartage vol;
+    FichePartagee vol;
     int idOp;
 };
 
@@ -84,6 +84,7 @@ class Client
     std::atomic<bool> _abandon{false};
     std::atomic<bool> _vie{false};
     std::atomic<bool> _fini{false};
+    VolPrete _prete;    // of the thread
     std::thread _envoi; // last: it uses everything above
 };
 

@@ -7,7 +7,6 @@
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <cstring>
 #include <optional>
 
 namespace cdv {
@@ -17,6 +16,8 @@ namespace {
 constexpr int VERSION_SCHEMA = 1;
 constexpr int IDENTIFIANT_APPLICATION = 0x63647630; // "cdv0", in the header of the file
 constexpr std::chrono::milliseconds PAUSE_VERROU{10};
+/// Of the log, 16 MiB, before it goes back into the file: a page changed many times meanwhile goes back once.
+constexpr int PAGES_JOURNAL = 4000;
 
 /// The columns in the order of the statements' parameters: the texts, then the changed fields, then the
 /// points.
@@ -68,46 +69,32 @@ std::string sqlModification()
 }
 std::string sqlConsultation() { return "SELECT " + listeColonnes() + " FROM vol WHERE m_gidentifiant = ?1"; }
 
-const char* identifiant(const Vol& vol)
+/// Binds bytes that live as long as the execution; null data: NULL.
+void lier(sqlite3_stmt* ordre, int numero, std::string_view octets)
 {
-    const char* texte = colonnesVol().front().lire(vol);
-    return texte != nullptr && *texte != '\0' ? texte : nullptr;
-}
-
-/// Binds bytes that live as long as the execution; null: NULL.
-void lier(sqlite3_stmt* ordre, int numero, const char* octets, std::size_t taille)
-{
-    if (octets == nullptr)
+    if (octets.data() == nullptr)
         sqlite3_bind_null(ordre, numero);
     else
-        sqlite3_bind_blob64(ordre, numero, octets, taille, SQLITE_STATIC);
-}
-void lierTexte(sqlite3_stmt* ordre, int numero, const char* texte)
-{
-    lier(ordre, numero, texte, texte != nullptr ? std::strlen(texte) : 0);
+        sqlite3_bind_blob64(ordre, numero, octets.data(), octets.size(), SQLITE_STATIC);
 }
 
 /// The bytes of a column of the current row; null data for NULL.
 std::string_view lireOctets(sqlite3_stmt* ordre, int colonne)
 {
-    if (sqlite3_column_type(ordre, colonne) == SQLITE_NULL)
-        return {};
     const auto* octets = static_cast<const char*>(sqlite3_column_blob(ordre, colonne));
-    return octets == nullptr ? std::string_view("", 0) // that is how SQLite gives no bytes at all
-                             : std::string_view(octets, sqlite3_column_bytes(ordre, colonne));
+    if (octets != nullptr)
+        return {octets, static_cast<std::size_t>(sqlite3_column_bytes(ordre, colonne))};
+    // That is how SQLite gives no bytes at all, too.
+    return sqlite3_column_type(ordre, colonne) == SQLITE_NULL ? std::string_view() : std::string_view("", 0);
 }
 
-VolPartage lireVol(sqlite3_stmt* ordre)
+FichePartagee lireFiche(sqlite3_stmt* ordre)
 {
-    auto vol = std::make_shared<Vol>();
-    int numero = 0;
-    for (const Colonne& colonne : colonnesVol()) {
-        const std::string_view octets = lireOctets(ordre, numero++);
-        colonne.ecrire(*vol, octets.data(), octets.size());
-    }
-    decoderChangements(*vol, lireOctets(ordre, numero++));
-    decoderPoints(*vol, lireOctets(ordre, numero));
-    return vol;
+    auto fiche = std::make_shared<Fiche>();
+    const int nombre = sqlite3_column_count(ordre);
+    for (int colonne = 0; colonne < nombre; ++colonne)
+        fiche->ajouter(lireOctets(ordre, colonne));
+    return fiche;
 }
 
 /// The smallest bytes after everything that begins with the prefix; none when nothing is.
@@ -136,15 +123,11 @@ class Magasin::Execution
     Execution(const Execution&) = delete;
     Execution& operator=(const Execution&) = delete;
 
-    void lierVol(const Vol& vol)
+    /// The record outlives this object.
+    void lierFiche(const Fiche& vol)
     {
         int numero = 0;
-        for (const Colonne& colonne : colonnesVol())
-            lierTexte(_ordre, ++numero, colonne.lire(vol));
-        _changements = coderChangements(vol);
-        _points = coderPoints(vol);
-        for (const std::string* octets : {&_changements, &_points})
-            lier(_ordre, ++numero, octets->empty() ? nullptr : octets->data(), octets->size());
+        vol.parcourir([&](std::string_view octets) { lier(_ordre, ++numero, octets); });
     }
 
     bool avancer() { return sqlite3_step(_ordre) == SQLITE_ROW; }
@@ -159,8 +142,6 @@ class Magasin::Execution
 
   private:
     sqlite3_stmt* _ordre;
-    std::string _changements; // bound: must live until the statement is reset
-    std::string _points;
 };
 
 void Magasin::Fermeture::operator()(sqlite3* base) const { sqlite3_close_v2(base); }
@@ -181,6 +162,7 @@ Magasin::Magasin(const std::string& fichier, const Reglages& reglages) : _fichie
     sqlite3_busy_timeout(base, static_cast<int>(reglages.attenteVerrou.count()));
     _passerEnJournalAnticipe(reglages.attenteVerrou);
     _executer("PRAGMA synchronous = FULL");
+    _executer("PRAGMA wal_autocheckpoint = " + std::to_string(PAGES_JOURNAL));
     _verifierSchema();
     if (reglages.pagesMax > 0)
         _executer("PRAGMA max_page_count = " + std::to_string(reglages.pagesMax));
@@ -263,7 +245,7 @@ void Magasin::executer(const std::vector<Demande*>& lot)
 {
     const bool ecriture = std::any_of(lot.begin(), lot.end(),
                                       [](const Demande* d) { return d->operation != Operation::CONSULTE; });
-    std::vector<VolPartage> rendus; // given out only once committed
+    std::vector<FichePartagee> rendus; // given out only once committed
     rendus.reserve(lot.size());
 
     bool fait = Execution((ecriture ? _commencerEcriture : _commencerLecture).get()).achever();
@@ -289,7 +271,7 @@ void Magasin::executer(const std::vector<Demande*>& lot)
 
 int Magasin::_executer(Demande& demande)
 {
-    if (identifiant(*demande.vol) == nullptr)
+    if (demande.vol->identifiant() == nullptr)
         return VOL_INVALIDE;
     switch (demande.operation) {
     case Operation::CREE:
@@ -306,41 +288,41 @@ int Magasin::_executer(Demande& demande)
     return VOL_INVALIDE;
 }
 
-int Magasin::_cree(const Vol& vol)
+int Magasin::_cree(const Fiche& vol)
 {
     Execution execution(_insertion.get());
-    execution.lierVol(vol);
+    execution.lierFiche(vol);
     if (!execution.achever())
         return ECHEC_MAGASIN;
     return sqlite3_changes(_base.get()) == 0 ? EXISTE_DEJA : FAIT;
 }
 
-int Magasin::_supprime(const Vol& vol)
+int Magasin::_supprime(const Fiche& vol)
 {
     Execution execution(_suppression.get());
-    lierTexte(_suppression.get(), 1, identifiant(vol));
+    lier(_suppression.get(), 1, vol.identifiant());
     if (!execution.achever())
         return ECHEC_MAGASIN;
     return sqlite3_changes(_base.get()) == 0 ? INTROUVABLE : FAIT;
 }
 
-int Magasin::_rendre(sqlite3_stmt* ordre, VolPartage& vol)
+int Magasin::_rendre(sqlite3_stmt* ordre, FichePartagee& vol)
 {
     Execution execution(ordre);
-    const VolPartage demande = vol; // bound: must live until the statement is reset
+    const FichePartagee demande = vol; // bound: must live until the statement is reset
     if (ordre == _consultation.get())
-        lierTexte(ordre, 1, identifiant(*demande));
+        lier(ordre, 1, demande->identifiant());
     else
-        execution.lierVol(*demande);
+        execution.lierFiche(*demande);
     const bool trouve = execution.avancer();
     if (trouve)
-        vol = lireVol(ordre);
+        vol = lireFiche(ordre);
     if (!execution.achever())
         return ECHEC_MAGASIN;
     return trouve ? FAIT : INTROUVABLE;
 }
 
-int Magasin::liste(const Vol& exemple, const std::function<bool(VolPartage)>& surVol)
+int Magasin::liste(const Fiche& exemple, const std::function<bool(FichePartagee)>& surVol)
 {
     std::string conditions;
     std::vector<std::string> valeurs;
@@ -348,34 +330,35 @@ int Magasin::liste(const Vol& exemple, const std::function<bool(VolPartage)>& su
         valeurs.push_back(std::move(valeur));
         conditions += (conditions.empty() ? " WHERE " : " AND ") + condition + std::to_string(valeurs.size());
     };
-    for (const Colonne& colonne : colonnesVol()) {
-        const char* texte = colonne.lireExemple(exemple);
-        if (texte == nullptr)
-            continue;
-        std::string valeur = texte;
-        if (valeur.empty() || valeur.back() != '*') {
-            exiger(colonne.nom + std::string(" = ?"), std::move(valeur));
-            continue;
-        }
-        valeur.pop_back();
+    const std::vector<Colonne>& colonnes = colonnesVol();
+    auto colonne = colonnes.begin();
+    exemple.parcourir([&](std::string_view octets) {
+        if (colonne == colonnes.end())
+            return; // the lists
+        const std::string nom = (colonne++)->nom;
+        if (octets.data() == nullptr || octets == TEXTE_NUL)
+            return;
+        if (octets.empty() || octets.back() != '*')
+            return exiger(nom + " = ?", std::string(octets));
+        std::string prefixe(octets.substr(0, octets.size() - 1));
         // As bounds, so that a prefix of the identifier is found by the key.
-        if (const std::optional<std::string> fin = apresPrefixe(valeur))
-            exiger(colonne.nom + std::string(" < ?"), *fin);
-        exiger(colonne.nom + std::string(" >= ?"), std::move(valeur));
-    }
+        if (const std::optional<std::string> fin = apresPrefixe(prefixe))
+            exiger(nom + " < ?", *fin);
+        exiger(nom + " >= ?", std::move(prefixe));
+    });
 
     try {
         const Ordre ordre =
             _preparer("SELECT " + listeColonnes() + " FROM vol" + conditions + " ORDER BY m_gidentifiant");
         for (std::size_t i = 0; i < valeurs.size(); ++i)
-            lier(ordre.get(), static_cast<int>(i) + 1, valeurs[i].data(), valeurs[i].size());
+            lier(ordre.get(), static_cast<int>(i) + 1, valeurs[i]);
         for (;;) {
             const int code = sqlite3_step(ordre.get());
             if (code == SQLITE_DONE)
                 return FAIT;
             if (code != SQLITE_ROW)
                 _echouer("liste interrompue");
-            if (!surVol(lireVol(ordre.get())))
+            if (!surVol(lireFiche(ordre.get())))
                 return FAIT;
         }
     } catch (const ErreurMagasin& erreur) {

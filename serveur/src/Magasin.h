@@ -1,11 +1,10 @@
 #ifndef MAGASIN_H
 #define MAGASIN_H
 
-#include "OXvol_completDataC.h"
+#include "Fiche.h"
 
 #include <chrono>
 #include <functional>
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -14,9 +13,6 @@ struct sqlite3;
 struct sqlite3_stmt;
 
 namespace cdv {
-
-using Vol = OXvol_completData_v3_0_0;
-using VolPartage = std::shared_ptr<const Vol>; ///< shared between the store, the queues and the senders
 
 /// Result codes of the service, as its notifications carry them.
 enum Resultat : int
@@ -41,7 +37,7 @@ enum class Operation
 struct Demande
 {
     Operation operation;
-    VolPartage vol; ///< as asked; replaced by the record of the store where there is one to give back
+    FichePartagee vol; ///< as asked; replaced by the record of the store where there is one to give back
     int resultat = ECHEC_MAGASIN;
 };
 
@@ -80,7 +76,7 @@ class Magasin
     /// Gives every record that matches the example, in the order of their identifiers, one at a time: each
     /// set field of the example must be equal, or begin with what precedes a '*' at its end. The lists of the
     /// example are ignored. surVol returns false to stop there. Returns FAIT or ECHEC_MAGASIN.
-    int liste(const Vol& exemple, const std::function<bool(VolPartage)>& surVol);
+    int liste(const Fiche& exemple, const std::function<bool(FichePartagee)>& surVol);
 
   private:
     struct Fermeture
@@ -100,9 +96,9 @@ class Magasin
     [[noreturn]] void _echouer(const std::string& pourquoi) const;
 
     int _executer(Demande& demande);
-    int _cree(const Vol& vol);
-    int _supprime(const Vol& vol);
-    int _rendre(sqlite3_stmt* ordre, VolPartage& vol);
+    int _cree(const Fiche& vol);
+    int _supprime(const Fiche& vol);
+    int _rendre(sqlite3_stmt* ordre, FichePartagee& vol);
 
     std::string _fichier;
     Base _base; // outlives the statements below

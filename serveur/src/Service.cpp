@@ -32,7 +32,7 @@ std::shared_ptr<Client> Service::_reconnaitre(int numero)
 void Service::_recevoir(Operation operation, const Vol& vol, int idOp, int numeroClient)
 {
     std::shared_ptr<Client> client = _reconnaitre(numeroClient);
-    Requete requete{{operation, std::make_shared<Vol>(vol)}, idOp, std::move(client)};
+    Requete requete{{operation, std::make_shared<Fiche>(vol)}, idOp, std::move(client)};
     // A full queue holds this client's connection, and by it the client.
     if (_requetes.deposer(std::move(requete)) == Depot::FERMEE)
         throw orix_corba::ClientDeconnecte();

@@ -3,9 +3,9 @@
 namespace cdv {
 
 namespace {
-constexpr std::size_t LOT_MAX =
-    512; // one commit for so many requests; bounds what a failed one takes with it
-}
+// One commit for so many requests at most: as many as wait. Bounds what a failed one takes with it.
+constexpr std::size_t LOT_MAX = 2048;
+} // namespace
 
 Travailleur::Travailleur(Magasin& magasin, FileRequetes& requetes, Clients& clients)
     : _magasin(magasin), _requetes(requetes), _clients(clients), _fil([this] { _travailler(); })
@@ -48,7 +48,7 @@ void Travailleur::_executerLot(std::vector<Requete>::iterator debut, std::vector
 
 void Travailleur::_lister(const Requete& requete)
 {
-    const int resultat = _magasin.liste(*requete.vol, [&](VolPartage vol) {
+    const int resultat = _magasin.liste(*requete.vol, [&](FichePartagee vol) {
         return _clients.notifier(
             *requete.client, {Notification::ELEMENT, Operation::LISTE, FAIT, std::move(vol), requete.idOp});
     });

@@ -21,8 +21,11 @@ namespace {
 Vol volNul(const char* identifiant = nullptr)
 {
     Vol vol;
-    for (const Colonne& colonne : colonnesVol())
-        colonne.ecrire(vol, nullptr, 0);
+#define TEXTE(nom) vol.m_##nom = TEXTE_NUL;
+#define CODE(nom)
+    OXVOL_COMPLET_CHAMPS(TEXTE, CODE)
+#undef TEXTE
+#undef CODE
     if (identifiant != nullptr)
         vol.m_gidentifiant = identifiant;
     return vol;
@@ -35,7 +38,7 @@ Vol volPlein(const std::string& identifiant)
     int numero = 0;
     for (const Colonne& colonne : colonnesVol()) {
         const std::string texte = "valeur " + std::to_string(++numero);
-        colonne.ecrire(vol, texte.data(), texte.size());
+        colonne.poser(vol, CORBA::string_dup(texte.c_str()));
     }
     std::string octets;
     for (int octet = 1; octet < 256; ++octet)
@@ -87,15 +90,23 @@ std::string octetsSurLeFil(const Vol& vol)
     return octets;
 }
 
+std::string octetsSurLeFil(const Fiche& fiche)
+{
+    VolPrete prete;
+    const Fiche avant(volPlein("avant"));
+    prete.preter(avant); // a loan leaves nothing behind for the next
+    return octetsSurLeFil(prete.preter(fiche));
+}
+
 struct Issue
 {
     int resultat;
-    VolPartage vol;
+    FichePartagee vol;
 };
 
 Issue executer(Magasin& magasin, Operation operation, const Vol& vol)
 {
-    Demande demande{operation, std::make_shared<Vol>(vol)};
+    Demande demande{operation, std::make_shared<Fiche>(vol)};
     magasin.executer({&demande});
     return {demande.resultat, demande.vol};
 }
@@ -103,8 +114,8 @@ Issue executer(Magasin& magasin, Operation operation, const Vol& vol)
 std::vector<std::string> lister(Magasin& magasin, const Vol& exemple, std::size_t maximum = 1000)
 {
     std::vector<std::string> identifiants;
-    EXPECT_EQ(FAIT, magasin.liste(exemple, [&](const VolPartage& vol) {
-        identifiants.emplace_back(vol->m_gidentifiant.in());
+    EXPECT_EQ(FAIT, magasin.liste(Fiche(exemple), [&](const FichePartagee& vol) {
+        identifiants.emplace_back(vol->identifiant());
         return identifiants.size() < maximum;
     }));
     return identifiants;
@@ -136,7 +147,7 @@ TEST_F(TestMagasin, CeQuiEntreRessortOctetPourOctetApresReouverture)
     Vol vide = volNul("AF3");
     for (const Colonne& colonne : colonnesVol())
         if (colonne.champ != nullptr && colonne.champ != &Vol::m_gidentifiant)
-            colonne.ecrire(vide, "", 0);
+            colonne.poser(vide, CORBA::string_dup(""));
     vide.m_pcode_stat_depart.length(1); // present, with nothing set: not the same as absent
     vide.m_pcode_stat_depart[0].m_gcode = "__PtrNULL__";
     vide.m_pcode_stat_depart[0].m_glibelle = "__PtrNULL__";
@@ -261,9 +272,9 @@ TEST_F(TestMagasin, UnLotEntierEchoueSiLaBaseNePeutPasLeGarder)
     Magasin magasin(_fichier, reglages);
     EXPECT_EQ(FAIT, executer(magasin, Operation::CREE, volNul("avant")).resultat);
 
-    std::vector<Demande> demandes{{Operation::CONSULTE, std::make_shared<Vol>(volNul("avant"))}};
+    std::vector<Demande> demandes{{Operation::CONSULTE, std::make_shared<Fiche>(volNul("avant"))}};
     for (int i = 0; i < 200; ++i)
-        demandes.push_back({Operation::CREE, std::make_shared<Vol>(volPlein("AF" + std::to_string(i)))});
+        demandes.push_back({Operation::CREE, std::make_shared<Fiche>(volPlein("AF" + std::to_string(i)))});
     std::vector<Demande*> lot;
     for (Demande& demande : demandes)
         lot.push_back(&demande);
@@ -284,7 +295,7 @@ TEST_F(TestMagasin, UnLotSeVoitLuiMemeEtResteDansLOrdre)
     std::vector<Demande> demandes;
     for (const Operation operation : {Operation::CREE, Operation::CREE, Operation::MODIFIE,
                                       Operation::CONSULTE, Operation::SUPPRIME, Operation::SUPPRIME})
-        demandes.push_back({operation, std::make_shared<Vol>(modification)});
+        demandes.push_back({operation, std::make_shared<Fiche>(modification)});
     magasin.executer({&demandes[0], &demandes[1], &demandes[2], &demandes[3], &demandes[4], &demandes[5]});
     std::vector<int> resultats;
     for (const Demande& demande : demandes)
