@@ -1,16 +1,17 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, measures: the costs inside one process, and the comparison with the bare ORB and the
-# other transports. A peer whose packages cannot be had is left out. Results: build/bench/resultats/.
+# Installs what is missing, builds, measures: the costs inside one process, the reference server, and the comparison
+# with the bare ORB and the other transports. A peer whose packages cannot be had is left out. Results:
+# build/bench/resultats/.
 # Usage: scripts/bench.sh [--court] [--publier]
 #   --court     about two minutes in all after the build, instead of about fifteen
 #   --publier   also puts the results into docs/performance.md and its figures
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-tours=() reperes=(--benchmark_min_time=0.5) publier=false
+tours=() reperes=(--benchmark_min_time=0.5) vols=() publier=false
 for option in "$@"; do
     case $option in
-        --court) tours=(--court) reperes=(--benchmark_min_time=0.05) ;;
+        --court) tours=(--court) reperes=(--benchmark_min_time=0.05) vols=(--nombre 50000) ;;
         --publier) publier=true ;;
         *)
             echo "bench.sh: unknown option $option (--court, --publier)" >&2
@@ -36,6 +37,11 @@ echo "Inside one process..."
 "$construction/bench/bench_cdv" "${reperes[@]}" --benchmark_out="$resultats/enprocessus.json" \
     --benchmark_out_format=json >"$resultats/enprocessus.txt" 2>&1 || { tail "$resultats/enprocessus.txt" >&2; exit 1; }
 cat "$resultats/enprocessus.txt"
+
+echo "The reference server..."
+"$construction/bench/debit_serveur" "${vols[@]}" --dossier "$resultats" --jsonl "$resultats/serveur.jsonl" \
+    >"$resultats/serveur.md"
+cat "$resultats/serveur.md"
 
 echo "Comparison..."
 statut=0

@@ -58,6 +58,8 @@ class Processus
     Processus(const Processus&) = delete;
     Processus& operator=(const Processus&) = delete;
 
+    pid_t pid() const { return _pid; }
+
     void dire(const std::string& ligne) const
     {
         const std::string texte = ligne + "\n";
