@@ -58,8 +58,9 @@ template <class T>
 using Membre = T Configuration::*;
 template <class T>
 using MembreTLS = T ConfigurationTLS::*;
-using Destination = std::variant<Membre<std::string>, Membre<Liste>, Membre<Configuration::Duree>,
-                                 Membre<std::size_t>, Membre<int>, MembreTLS<std::string>, MembreTLS<bool>>;
+using Destination =
+    std::variant<Membre<std::string>, Membre<Liste>, Membre<Configuration::Duree>, Membre<std::size_t>,
+                 Membre<int>, Membre<bool>, MembreTLS<std::string>, MembreTLS<bool>>;
 
 /// One key of the file: its place, its member, and the values that make sense.
 struct Cle
@@ -82,11 +83,13 @@ const Cle CLES[] = {
     {"orb", "delai_connexion_ms", &Configuration::delaiConnexion, 1, UNE_HEURE},
     {"orb", "delai_appel_ms", &Configuration::delaiAppel, 1, UNE_HEURE},
     {"orb", "taille_message_max", &Configuration::tailleMessageMax, 8192, INT_MAX},
+    {"orb", "grouper_envois", &Configuration::grouperEnvois},
     {"noyau", "delai_activation_ms", &Configuration::delaiActivation, 1, UNE_HEURE},
     {"surveillance", "periode_ms", &Configuration::periodePing, 1, UNE_HEURE},
     {"surveillance", "delai_ms", &Configuration::delaiPing, 1, UNE_HEURE},
     {"surveillance", "pings_manques", &Configuration::pingsManques, 1, 1000},
     {"executeur", "capacite", &Configuration::capaciteFileCB, 1, 100000000},
+    {"executeur", "guet_us", &Configuration::guetFileCB, 0, 10000},
     {"trace", "niveau", &Configuration::niveauTrace, 0, 1000},
     {"trace", "fichier", &Configuration::fichierTrace},
     {"trace", "capacite", &Configuration::capaciteTrace, 0, 10000000},

@@ -10,6 +10,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <thread>
 
 namespace orix {
 
@@ -57,6 +58,7 @@ void ExecuteurCBImplementation::posterExecutable(int /*priorite*/, const std::st
     if (!_ouvert)
         throw Echec(OXS_NOYAU_NON_INITIALISE);
     _file.push_back(std::move(appel));
+    _arrive.store(true, std::memory_order_relaxed);
     if (_endormi) {
         _endormi = false;
         _arrivee.notify_one();
@@ -104,11 +106,22 @@ void ExecuteurCBImplementation::_vider(File& lot, Marche& marche)
     }
 }
 
+void ExecuteurCBImplementation::_guetter(Horloge::time_point limite) const
+{
+    // No yield(): with another thread to run it would cost that one more than it gives it.
+    while (!_arrive.load(std::memory_order_relaxed) && Horloge::now() < limite)
+        ;
+}
+
 void ExecuteurCBImplementation::_executer(const std::shared_ptr<Marche>& marche)
 {
     t_executeur = true;
+    File lot;
+    bool guet = false; // the calls come close to each other
     while (!marche->estAbandonnee()) {
-        File lot;
+        const Horloge::time_point debut = Horloge::now();
+        if (guet)
+            _guetter(debut + marche->guetMax);
         {
             std::unique_lock<std::mutex> verrou(_mutex);
             while (_file.empty() && _ouvert) {
@@ -118,15 +131,20 @@ void ExecuteurCBImplementation::_executer(const std::shared_ptr<Marche>& marche)
             if (_file.empty())
                 return;
             lot.swap(_file);
+            _arrive.store(false, std::memory_order_relaxed);
             marche->restants = lot.size();
         }
+        guet = Horloge::now() - debut < marche->guetMax;
         _vider(lot, *marche);
     }
 }
 
-void ExecuteurCBImplementation::demarrer(std::size_t capacite)
+void ExecuteurCBImplementation::demarrer(std::size_t capacite, std::chrono::microseconds guetMax)
 {
     const auto marche = std::make_shared<Marche>();
+    // With one processor, watching keeps the others from bringing what is watched for.
+    if (std::thread::hardware_concurrency() > 1)
+        marche->guetMax = guetMax;
     const std::lock_guard<std::mutex> verrou(_mutex);
     _marche = marche;
     _capacite = capacite;

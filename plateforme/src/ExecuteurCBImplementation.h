@@ -23,7 +23,9 @@ class ExecuteurCBImplementation final : public ExecuteurCB
 
     void posterExecutable(int priorite, const std::string& nomService, IExecutable* executable) override;
 
-    void demarrer(std::size_t capacite);
+    /// While calls come within guetMax of each other, the thread watches for the next one that long before it
+    /// sleeps: whoever posts it then wakes nobody. When they are rarer, it sleeps at once.
+    void demarrer(std::size_t capacite, std::chrono::microseconds guetMax);
     /// Refuses new calls, and runs those that wait. False when a call does not return within the delay: it is
     /// left to itself, and those behind it are destroyed without being run.
     bool arreter(std::chrono::milliseconds delai);
@@ -33,11 +35,13 @@ class ExecuteurCBImplementation final : public ExecuteurCB
     static bool estIci() noexcept;
 
   private:
+    using Horloge = std::chrono::steady_clock;
     using File = std::deque<std::unique_ptr<IExecutable>>;
 
     /// What the thread of one run shares with the others; outlives the run when a call does not return.
     struct Marche
     {
+        std::chrono::microseconds guetMax{0};    // set before the thread starts
         std::atomic<std::size_t> restants{0};    // taken out of the queue, not yet begun
         std::atomic<unsigned long> commences{0}; // since the start
         std::atomic<const std::type_info*> courant{nullptr};
@@ -52,6 +56,7 @@ class ExecuteurCBImplementation final : public ExecuteurCB
     std::shared_ptr<Marche> _fermer();
     void _oublierLesAppels();
     void _executer(const std::shared_ptr<Marche>& marche);
+    void _guetter(Horloge::time_point limite) const;
     void _vider(File& lot, Marche& marche);
     bool _estPleine() const { return _file.size() + _marche->restants.load() >= _capacite; }
 
@@ -59,6 +64,7 @@ class ExecuteurCBImplementation final : public ExecuteurCB
     std::condition_variable _arrivee;
     std::condition_variable _place;
     std::atomic<int> _posteursEnAttente{0}; // changed with the lock held, read without
+    std::atomic<bool> _arrive{false};       // the queue is not empty: a hint for who watches without the lock
     File _file;
     std::size_t _capacite = 0;
     int _levees = 0;

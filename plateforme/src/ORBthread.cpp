@@ -40,6 +40,7 @@ ORBthreadImplementation::ORBthreadImplementation(int& argc, char** argv, const C
     parametres.delaiConnexion = configuration.delaiConnexion;
     parametres.delaiAppel = configuration.delaiAppel;
     parametres.tailleMessageMax = configuration.tailleMessageMax;
+    parametres.grouperEnvois = configuration.grouperEnvois;
     parametres.tls = {configuration.tls.certificatAutorite, configuration.tls.certificat,
                       configuration.tls.motDePasse, configuration.tls.exigerCertificat};
     _orb = orb::creerORB(argc, argv, parametres);
@@ -55,7 +56,7 @@ ORBthreadImplementation::ORBthreadImplementation(int& argc, char** argv, const C
             tenter("executer", [&] { orb->run(); });
         });
     } catch (...) {
-        tenter("ORBthread", [this] { _orb->destroy(); });
+        tenter("ORBthread", [this] { orb::detruireORB(_orb); });
         throw;
     }
 }
@@ -89,7 +90,7 @@ bool ORBthreadImplementation::arreterReception(std::chrono::milliseconds delai)
 bool ORBthreadImplementation::detruire(std::chrono::milliseconds delai)
 {
     _destruction.lancer([orb = CORBA::ORB_var(CORBA::ORB::_duplicate(_orb))] {
-        tenter("detruire", [&] { orb->destroy(); });
+        tenter("detruire", [&] { orb::detruireORB(orb); });
     });
     return _destruction.attendre(delai) && _execution.attendre(delai);
 }

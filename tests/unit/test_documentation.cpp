@@ -87,11 +87,13 @@ std::map<std::string, std::string> defauts()
             {"[orb] delai_connexion_ms", nombre(c.delaiConnexion.count())},
             {"[orb] delai_appel_ms", nombre(c.delaiAppel.count())},
             {"[orb] taille_message_max", nombre(c.tailleMessageMax)},
+            {"[orb] grouper_envois", c.grouperEnvois ? "true" : "false"},
             {"[noyau] delai_activation_ms", nombre(c.delaiActivation.count())},
             {"[surveillance] periode_ms", nombre(c.periodePing.count())},
             {"[surveillance] delai_ms", nombre(c.delaiPing.count())},
             {"[surveillance] pings_manques", nombre(c.pingsManques)},
             {"[executeur] capacite", nombre(c.capaciteFileCB)},
+            {"[executeur] guet_us", nombre(c.guetFileCB)},
             {"[trace] niveau", nombre(c.niveauTrace)},
             {"[trace] capacite", nombre(c.capaciteTrace)},
             {"[tls] exiger_certificat", c.tls.exigerCertificat ? "true" : "false"}};

@@ -43,6 +43,8 @@ struct ORIX_API Configuration
     Duree delaiAppel{5000};               ///< [orb] delai_appel_ms: no call waits longer for its answer
     std::size_t tailleMessageMax{
         2097152}; ///< [orb] taille_message_max, in bytes: longer messages are refused
+    bool grouperEnvois{
+        true}; ///< [orb] grouper_envois: the messages of a burst leave in one write, on TCP connections
 
     /// [routage] service = [URL, URL]: kernels of each service's servers, in order, at most two.
     std::map<std::string, std::vector<std::string>> routage;
@@ -53,6 +55,8 @@ struct ORIX_API Configuration
     Duree delaiPing{1000};   ///< [surveillance] delai_ms: a ping not answered by then is missed
     int pingsManques{2};     ///< [surveillance] pings_manques: a server is lost after so many in a row
     std::size_t capaciteFileCB{10000}; ///< [executeur] capacite: callbacks that may wait before posters do
+    int guetFileCB{100}; ///< [executeur] guet_us: how long the callback thread watches, awake, for
+                         ///< the next callback, while they come that close to each other
 
     /// [trace] niveau: lines up to that level are written. 0: none; statuses and callbacks tell an
     /// application all it needs. 100 is for service: errors and notable events, among them each message sent

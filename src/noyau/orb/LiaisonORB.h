@@ -27,12 +27,16 @@ struct ParametresORB
     std::chrono::milliseconds delaiConnexion{2000};
     std::chrono::milliseconds delaiAppel{5000};
     std::size_t tailleMessageMax = 2097152;
+    bool grouperEnvois = true; ///< the messages of a burst leave in one write, on TCP connections
     ParametresTLS tls;
 };
 
 /// Creates the ORB of the process: bounded calls, one multiplexed connection to each peer, messages of one
 /// connection dispatched in order. Throws CORBA::Exception, or std::runtime_error with a text for the user.
 CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres);
+
+/// Destroys the ORB, and ends what creerORB() has added to it.
+void detruireORB(CORBA::ORB_ptr orb);
 
 /// Resolves the URL of a server's kernel, and gives nil when nobody answers there within the call time-out.
 /// Throws CORBA::BAD_PARAM for a wrong URL.

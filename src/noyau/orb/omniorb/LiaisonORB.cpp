@@ -1,5 +1,7 @@
 #include "LiaisonORB.h"
 
+#include "EnvoisGroupes.h"
+
 #include <omniORB4/minorCode.h>
 #include <omniORB4/omniConnectionMgmt.h>
 #include <omniORB4/omniInterceptors.h>
@@ -104,7 +106,16 @@ CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres)
     // A connection that the peer closed while idle is opened again; scan often enough to honour the
     // time-outs.
     options.ajouter("scanGranularity", 1);
-    return options.initialiser(argc, argv);
+    CORBA::ORB_var orb = options.initialiser(argc, argv);
+    if (parametres.grouperEnvois)
+        grouperEnvois();
+    return orb._retn();
+}
+
+void detruireORB(CORBA::ORB_ptr orb)
+{
+    orb->destroy();
+    arreterEnvoisGroupes();
 }
 
 CORBA::Object_ptr resoudre(CORBA::ORB_ptr orb, const std::string& url)
