@@ -91,7 +91,7 @@ TEST_F(Import, ContinueApresUnRejet)
     EXPECT_EQ(1u, bilan.refuses);
     EXPECT_EQ(1u, bilan.illisibles);
     EXPECT_EQ(0u, bilan.reprise);
-    EXPECT_THAT(rejets, ElementsAre("3 B,x\n2 cellules pour 1 colonnes",
+    EXPECT_THAT(rejets, ElementsAre("3 B,x\n2 cellules pour 1 colonne",
                                     "4 C\nvol invalide : identifiant absent ou vide (code 3)"));
 }
 

@@ -20,12 +20,6 @@ inline const char* versFil(const char* texte) noexcept { return texte != nullptr
 /// Whether the received text stands for one that is not set.
 inline bool estMarqueurNul(const char* texte) noexcept { return std::strcmp(texte, MARQUEUR_NUL) == 0; }
 
-/// The received text as a field: a copy from array new, or null.
-inline char* depuisFil(const char* texte)
-{
-    return estMarqueurNul(texte) ? nullptr : OXdupliqueChaine(texte);
-}
-
 inline void liberer(char* texte) noexcept { delete[] texte; }
 template <class T>
 void liberer(T* objet) noexcept

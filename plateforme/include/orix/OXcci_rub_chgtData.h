@@ -46,6 +46,7 @@ class ORIX_API OXcci_rub_chgtData
     OXcci_rub_chgtData(const OXcci_rub_chgtData& source); ///< deep copy
     /// From the object as it travels: "__PtrNULL__" stands for a text that is not set.
     OXcci_rub_chgtData(const OXcci_rub_chgtData_v3_0_0& source);
+    OXcci_rub_chgtData(OXcci_rub_chgtData_v3_0_0&& source); ///< the same, taking its texts over
     ~OXcci_rub_chgtData();
 
 /// @cond
@@ -69,6 +70,9 @@ class ORIX_API OXcci_rub_chgtData
     friend ORIX_API std::ostream& operator<<(std::ostream& flux, const OXcci_rub_chgtData& objet);
 
   private:
+    template <class Maniere, class Fil>
+    ORIX_INTERNE void extraire(Fil& source);
+
     OXcci_rub_chgtData& operator=(const OXcci_rub_chgtData&);
     bool operator==(const OXcci_rub_chgtData&) const;
     bool operator!=(const OXcci_rub_chgtData&) const;

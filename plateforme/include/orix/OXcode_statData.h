@@ -46,6 +46,7 @@ class ORIX_API OXcode_statData
     OXcode_statData(const OXcode_statData& source); ///< deep copy
     /// From the object as it travels: "__PtrNULL__" stands for a text that is not set.
     OXcode_statData(const OXcode_statData_v3_0_0& source);
+    OXcode_statData(OXcode_statData_v3_0_0&& source); ///< the same, taking its texts over
     ~OXcode_statData();
 
 /// @cond
@@ -69,6 +70,9 @@ class ORIX_API OXcode_statData
     friend ORIX_API std::ostream& operator<<(std::ostream& flux, const OXcode_statData& objet);
 
   private:
+    template <class Maniere, class Fil>
+    ORIX_INTERNE void extraire(Fil& source);
+
     OXcode_statData& operator=(const OXcode_statData&);
     bool operator==(const OXcode_statData&) const;
     bool operator!=(const OXcode_statData&) const;

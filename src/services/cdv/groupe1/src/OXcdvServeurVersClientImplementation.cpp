@@ -8,6 +8,7 @@
 #include "orix/Trace.h"
 
 #include <new>
+#include <utility>
 
 namespace {
 
@@ -17,6 +18,15 @@ void signaler(const char* operation, int ligne, const std::string& texte)
 {
     if (orix::Trace::estActif(orix::NTO_NOTABLE))
         orix::trace()->tracer(0, orix::NTO_NOTABLE, FICHIER, operation, ligne, texte);
+}
+
+/// The record of a notification: takes over what the ORB unmarshalled for it, copies what a caller in this
+/// process keeps.
+OXvol_completData* recevoir(const OXvol_completData_v3_0_0& vol)
+{
+    if (OXvol_completData_v3_0_0* const aPrendre = orix::orb::prenable(vol))
+        return new OXvol_completData(std::move(*aPrendre));
+    return new OXvol_completData(vol);
 }
 
 /// What every notification does: hands the deferred call, made by creer, to the executor, and gives the ORB
@@ -53,8 +63,7 @@ void Implementation::cree_vol_complet(CORBA::Long nResuVarda, const OXvol_comple
                                       CORBA::Long nIdOp)
 {
     poster(__PRETTY_FUNCTION__, "cree_vol_complet", [&] {
-        return orix::creerOXcdvCliCB_cree_vol_complet(nResuVarda, new OXvol_completData(p_vol_complet),
-                                                      nIdOp);
+        return orix::creerOXcdvCliCB_cree_vol_complet(nResuVarda, recevoir(p_vol_complet), nIdOp);
     });
 }
 
@@ -62,8 +71,7 @@ void Implementation::modifie_vol_complet(CORBA::Long nResuVarda,
                                          const OXvol_completData_v3_0_0& p_vol_complet, CORBA::Long nIdOp)
 {
     poster(__PRETTY_FUNCTION__, "modifie_vol_complet", [&] {
-        return orix::creerOXcdvCliCB_modifie_vol_complet(nResuVarda, new OXvol_completData(p_vol_complet),
-                                                         nIdOp);
+        return orix::creerOXcdvCliCB_modifie_vol_complet(nResuVarda, recevoir(p_vol_complet), nIdOp);
     });
 }
 
@@ -77,16 +85,14 @@ void Implementation::consulte_vol_complet(CORBA::Long nResuVarda,
                                           const OXvol_completData_v3_0_0& p_vol_complet, CORBA::Long nIdOp)
 {
     poster(__PRETTY_FUNCTION__, "consulte_vol_complet", [&] {
-        return orix::creerOXcdvCliCB_consulte_vol_complet(nResuVarda, new OXvol_completData(p_vol_complet),
-                                                          nIdOp);
+        return orix::creerOXcdvCliCB_consulte_vol_complet(nResuVarda, recevoir(p_vol_complet), nIdOp);
     });
 }
 
 void Implementation::liste_vol_complet(const OXvol_completData_v3_0_0& p_vol_complet, CORBA::Long nIdOp)
 {
-    poster(__PRETTY_FUNCTION__, "liste_vol_complet", [&] {
-        return orix::creerOXcdvCliCB_liste_vol_complet(new OXvol_completData(p_vol_complet), nIdOp);
-    });
+    poster(__PRETTY_FUNCTION__, "liste_vol_complet",
+           [&] { return orix::creerOXcdvCliCB_liste_vol_complet(recevoir(p_vol_complet), nIdOp); });
 }
 
 void Implementation::fin_liste_vol_complet(CORBA::Long nResuVarda, CORBA::Long nIdOp)

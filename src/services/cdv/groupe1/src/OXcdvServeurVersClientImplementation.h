@@ -2,12 +2,14 @@
 #define OXCDVSERVEURVERSCLIENTIMPLEMENTATION_H
 
 #include "OXcdvServeurVersClientS.h"
+#include "Recu.h"
 #include "ServantAttendu.h"
 
 /// Receives the server's notifications, on the ORB's threads, and posts the application's callbacks. While
 /// the service is not active they are dropped. The server always gets a normal reply. Owned by the adapter.
-class POA_OXcdv_v3_0_0_ServeurVersClientImplementation : public virtual orix::orb::ServantAttendu,
-                                                         public POA_orix_corba::OXcdv_v3_0_0_ServeurVersClient
+class POA_OXcdv_v3_0_0_ServeurVersClientImplementation
+    : public virtual orix::orb::ServantAttendu,
+      public orix::orb::ServantPreneur<POA_orix_corba::OXcdv_v3_0_0_ServeurVersClient>
 {
   public:
     POA_OXcdv_v3_0_0_ServeurVersClientImplementation() = default;

@@ -69,6 +69,7 @@ class ORIX_API OXvol_completData
     OXvol_completData(const OXvol_completData& source); ///< deep copy
     /// From the record as it travels: "__PtrNULL__" stands for a text that is not set.
     OXvol_completData(const OXvol_completData_v3_0_0& source);
+    OXvol_completData(OXvol_completData_v3_0_0&& source); ///< the same, taking its texts over
     ~OXvol_completData();
 
 /// @cond
@@ -134,6 +135,8 @@ class ORIX_API OXvol_completData
     friend class VueVolComplet;
     template <class Maniere>
     void verser(OXvol_completData_v3_0_0& objet) const;
+    template <class Maniere, class Fil>
+    ORIX_INTERNE void extraire(Fil& source);
 
     struct Vide
     {

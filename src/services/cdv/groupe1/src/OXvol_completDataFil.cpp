@@ -3,6 +3,7 @@
 #include "VueVolComplet.h"
 
 #include "orix/ChampsEnregistrement.h"
+#include "orix/DepuisFil.h"
 #include "orix/OXcci_rub_chgtData.h"
 #include "orix/OXcode_statData.h"
 
@@ -10,13 +11,7 @@
 
 namespace {
 
-using orix::champ::depuisFil;
 using orix::champ::versFil;
-
-OXcode_statData* depuisFil(const SeqOXcode_statData_v3_0_0& codes)
-{
-    return codes.length() != 0 ? new OXcode_statData(codes[0]) : nullptr;
-}
 
 /// Gives the wire form copies of its own.
 struct Copie
@@ -74,17 +69,39 @@ thread_local Reserve t_reserve;
 
 OXvol_completData::OXvol_completData(const OXvol_completData_v3_0_0& source) : OXvol_completData(Vide{})
 {
-    DETAIL(__PRETTY_FUNCTION__, "Entrée constructeur de conversion v3.0.0");
-#define CHAMP(nom) m_##nom = depuisFil(source.m_##nom);
-    OXVOL_COMPLET_CHAMPS(CHAMP, CHAMP)
-#undef CHAMP
+    extraire<orix::champ::ParCopie>(source);
+}
+
+OXvol_completData::OXvol_completData(OXvol_completData_v3_0_0&& source) : OXvol_completData(Vide{})
+{
+    extraire<orix::champ::ParReprise>(source);
+}
+
+/// Fills in this record, without content yet, in the given manner.
+template <class Maniere, class Fil>
+void OXvol_completData::extraire(Fil& source)
+{
+    // Taken over or copied, it is the same conversion to whoever reads the traces.
+    static constexpr const char* SIGNATURE =
+        "OXvol_completData::OXvol_completData(const OXvol_completData_v3_0_0&)";
+    DETAIL(SIGNATURE, "Entrée constructeur de conversion v3.0.0");
+#define TEXTE(nom)                                                                                           \
+    if (!orix::champ::estMarqueurNul(source.m_##nom))                                                        \
+        m_##nom = Maniere::texte(source.m_##nom);
+#define CODE_STAT(nom)                                                                                       \
+    if (source.m_##nom.length() != 0)                                                                        \
+        m_##nom = Maniere::template objet<OXcode_statData>(source.m_##nom[0]);
+    OXVOL_COMPLET_CHAMPS(TEXTE, CODE_STAT)
+#undef TEXTE
+#undef CODE_STAT
     const int nombreRubChgt = static_cast<int>(source.m_trub_chgt.length());
     for (; m_nrub_chgt < nombreRubChgt; ++m_nrub_chgt)
-        m_trub_chgt[m_nrub_chgt] = new OXcci_rub_chgtData(source.m_trub_chgt[m_nrub_chgt]);
+        m_trub_chgt[m_nrub_chgt] =
+            Maniere::template objet<OXcci_rub_chgtData>(source.m_trub_chgt[m_nrub_chgt]);
     const int nombrePoint = static_cast<int>(source.m_tpoint.length());
     for (; m_npoint < nombrePoint; ++m_npoint)
-        m_tpoint[m_npoint] = OXdupliqueChaine(source.m_tpoint[m_npoint]);
-    DETAIL(__PRETTY_FUNCTION__, "Sortie constructeur de conversion v3.0.0");
+        m_tpoint[m_npoint] = Maniere::texte(source.m_tpoint[m_npoint]);
+    DETAIL(SIGNATURE, "Sortie constructeur de conversion v3.0.0");
 }
 
 /// Fills in the object, whose texts and sequences are empty, in the given manner.
