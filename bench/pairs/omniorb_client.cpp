@@ -1,5 +1,6 @@
 // The ORB alone, with the settings of the library: no record class, no automaton, no traces, no executor.
-// What anything on top of it adds is measured against this.
+// What anything on top of it adds is measured against this; with the variant "brut", nothing gathers bursts
+// either.
 #include "../mesure.h"
 #include "VolCorba.h"
 
@@ -41,6 +42,7 @@ class EnvoyeurOmniORB : public bench::Envoyeur
     {
         orix::orb::ParametresORB parametres;
         parametres.pointsAcces = {"127.0.0.1:0"};
+        parametres.grouperEnvois = options.variante != "brut";
         int argc = 0;
         _orb = orix::orb::creerORB(argc, nullptr, parametres);
         const CORBA::Object_var racine = _orb->resolve_initial_references("RootPOA");
@@ -65,7 +67,7 @@ class EnvoyeurOmniORB : public bench::Envoyeur
                               serveur, machine, niveau, numeroClient);
         _service = orix_corba::OXcdv_v3_0_0_ClientVersServeur::_unchecked_narrow(niveau->reference);
     }
-    ~EnvoyeurOmniORB() override { _orb->destroy(); }
+    ~EnvoyeurOmniORB() override { orix::orb::detruireORB(_orb); }
 
     void envoyer(int numero, bool) override
     {

@@ -97,6 +97,7 @@ class Serveur
     {
         orix::orb::ParametresORB parametres;
         parametres.pointsAcces = {"127.0.0.1:" + std::to_string(options.port)};
+        parametres.grouperEnvois = options.variante != "brut";
         int argc = 0;
         _orb = orix::orb::creerORB(argc, nullptr, parametres);
         const CORBA::Object_var racine = _orb->resolve_initial_references("RootPOA");
@@ -106,7 +107,7 @@ class Serveur
         gestionnaire->activate();
         orix::orb::publierSousCle(_orb, "Noyau", _noyau.in());
     }
-    ~Serveur() { _orb->destroy(); }
+    ~Serveur() { orix::orb::detruireORB(_orb); }
 
   private:
     PortableServer::Servant_var<Service> _service;
