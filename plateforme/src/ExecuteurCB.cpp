@@ -117,7 +117,7 @@ void ExecuteurCBImplementation::_executer(const std::shared_ptr<Marche>& marche)
 {
     t_executeur = true;
     File lot;
-    bool guet = false; // the calls come close to each other
+    bool guet = false; // the calls come one by one, close to each other
     while (!marche->estAbandonnee()) {
         const Horloge::time_point debut = Horloge::now();
         if (guet)
@@ -134,7 +134,7 @@ void ExecuteurCBImplementation::_executer(const std::shared_ptr<Marche>& marche)
             _arrive.store(false, std::memory_order_relaxed);
             marche->restants = lot.size();
         }
-        guet = Horloge::now() - debut < marche->guetMax;
+        guet = lot.size() == 1 && Horloge::now() - debut < marche->guetMax;
         _vider(lot, *marche);
     }
 }

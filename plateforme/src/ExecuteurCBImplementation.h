@@ -23,8 +23,9 @@ class ExecuteurCBImplementation final : public ExecuteurCB
 
     void posterExecutable(int priorite, const std::string& nomService, IExecutable* executable) override;
 
-    /// While calls come within guetMax of each other, the thread watches for the next one that long before it
-    /// sleeps: whoever posts it then wakes nobody. When they are rarer, it sleeps at once.
+    /// While calls come one by one within guetMax of each other, the thread watches for the next one that
+    /// long before it sleeps: whoever posts it then wakes nobody. When they are rarer, or come many at a
+    /// time, it sleeps at once.
     void demarrer(std::size_t capacite, std::chrono::microseconds guetMax);
     /// Refuses new calls, and runs those that wait. False when a call does not return within the delay: it is
     /// left to itself, and those behind it are destroyed without being run.
