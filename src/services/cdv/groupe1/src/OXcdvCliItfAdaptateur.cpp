@@ -349,16 +349,18 @@ void OXcdvCliItfAdaptateur::activeCB(int statut, const char* serveur, const char
     } catch (const Echec& e) {
         TRACER(NTO_NOTABLE, "activeCB", "Exception Echec, code = " << codeEtTexte(e.lireCode()));
     } catch (const std::bad_alloc&) {
-        _renoncer(OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE);
+        _renoncer();
+        TRACER(NTO_NOTABLE, "activeCB", "Exception non prévue.");
+    } catch (const CORBA::NO_MEMORY&) {
+        _renoncer();
         TRACER(NTO_NOTABLE, "activeCB", "Exception non prévue.");
     } catch (...) {
-        _renoncer(OXS_NOK);
         TRACER(NTO_NOTABLE, "activeCB", "Exception non prévue.");
     }
     TRACER_SORTIE();
 }
 
-void OXcdvCliItfAdaptateur::_renoncer(OXstatut statut) noexcept
+void OXcdvCliItfAdaptateur::_renoncer() noexcept
 {
     try {
         const EtatAdaptateur avant = lireEtat();
@@ -369,7 +371,7 @@ void OXcdvCliItfAdaptateur::_renoncer(OXstatut statut) noexcept
         if (avant != Desactive)
             basculerServeur(); // out of DemandeActivation too
         oxNoyau()->desactiverClient(SERVICE);
-        posterActiveCB(statut, "", "");
+        posterActiveCB(OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE, "", "");
     } catch (...) {
         // No memory for this either: the status of the next call will tell.
     }

@@ -119,9 +119,9 @@ class OXcdvCliItfAdaptateur : public virtual orb::ServantAttendu,
     /// Gives both servants new object ids: what the server of an earlier activation still sends, notices and
     /// notifications, finds nobody.
     void _renouvelerReferences();
-    /// What an activation that stops half-way must not leave: an adapter that is connected by half, and an
-    /// application that waits for its activeCB.
-    void _renoncer(OXstatut statut) noexcept;
+    /// What an activation that stops half-way for want of memory must not leave: an adapter that is connected
+    /// by half, and an application that waits for its activeCB.
+    void _renoncer() noexcept;
     void nettoyerConnexion();
 
     void _creerPOA();
