@@ -10,39 +10,6 @@
 
 namespace essais {
 
-FilCallbacks::FilCallbacks()
-    : _fil([this] {
-          std::unique_lock<std::mutex> verrou(_mutex);
-          for (;;) {
-              _arrivee.wait(verrou, [this] { return !_appels.empty() || _fin; });
-              if (_appels.empty())
-                  return;
-              const std::function<void()> appel = std::move(_appels.front());
-              _appels.pop_front();
-              verrou.unlock();
-              appel();
-              verrou.lock();
-          }
-      })
-{}
-
-FilCallbacks::~FilCallbacks()
-{
-    {
-        const std::lock_guard<std::mutex> verrou(_mutex);
-        _fin = true;
-    }
-    _arrivee.notify_all();
-    _fil.join();
-}
-
-void FilCallbacks::poster(std::function<void()> appel)
-{
-    const std::lock_guard<std::mutex> verrou(_mutex);
-    _appels.push_back(std::move(appel));
-    _arrivee.notify_all();
-}
-
 void FilCallbacks::vider()
 {
     const auto passe = std::make_shared<std::promise<void>>();
@@ -86,9 +53,9 @@ void Facade::perdre(orix::OXstatut statut)
     fil.poster([=] { OXcdvCliCB::deconnexionCB(statut); });
 }
 
-void Facade::repondre(const std::string& operation, int idOp, int code, const std::string& identifiant)
+void Facade::repondre(const std::string& operation, int idOp, int code)
 {
-    const std::shared_ptr<OXvol_completData> vol = unVol(identifiant);
+    const std::shared_ptr<OXvol_completData> vol = unVol("V");
     fil.poster([=] {
         if (operation == "cree")
             OXcdvCliCB::cree_vol_completCB(code, vol.get(), idOp);
@@ -159,12 +126,13 @@ void HorlogeManuelle::attendre(std::condition_variable& condition, std::unique_l
         const std::lock_guard<std::mutex> verrouHorloge(_mutex);
         if (_maintenant >= fin)
             return;
-        _attentes.push_back({&condition, verrou.mutex()});
+        _attentes.push_back({&condition, verrou.mutex(), &fin});
     }
     condition.wait(verrou);
     const std::lock_guard<std::mutex> verrouHorloge(_mutex);
-    _attentes.erase(std::find_if(_attentes.begin(), _attentes.end(),
-                                 [&](const Attente& attente) { return attente.condition == &condition; }));
+    _attentes.erase(std::remove_if(_attentes.begin(), _attentes.end(),
+                                   [&](const Attente& attente) { return attente.fin == &fin; }),
+                    _attentes.end());
 }
 
 void HorlogeManuelle::avancer(std::chrono::milliseconds duree)
@@ -173,12 +141,24 @@ void HorlogeManuelle::avancer(std::chrono::milliseconds duree)
     {
         const std::lock_guard<std::mutex> verrou(_mutex);
         _maintenant += duree;
-        attentes = _attentes;
+        attentes = std::exchange(_attentes, {}); // those that go on waiting come back
     }
     for (const Attente& attente : attentes) {
         const std::lock_guard<std::mutex> verrou(*attente.mutex);
         attente.condition->notify_all();
     }
+}
+
+void HorlogeManuelle::attendreSansEcheance(std::ptrdiff_t nombre)
+{
+    const auto compter = [this] {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        return std::count_if(_attentes.begin(), _attentes.end(),
+                             [](const Attente& attente) { return *attente.fin == JAMAIS; });
+    };
+    do
+        avancer(std::chrono::milliseconds(0)); // each looks again for how long it has to wait
+    while (compter() != nombre);
 }
 
 } // namespace essais

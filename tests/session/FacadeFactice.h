@@ -1,16 +1,13 @@
 #ifndef FACADEFACTICE_H
 #define FACADEFACTICE_H
 
+#include "FileAttente.h"
 #include "Horloge.h"
 #include "OXcdvCliItf.h"
 #include "OXvol_completData.h"
 
 #include <atomic>
-#include <condition_variable>
-#include <deque>
 #include <functional>
-#include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -21,19 +18,21 @@ namespace essais {
 class FilCallbacks
 {
   public:
-    FilCallbacks();
-    ~FilCallbacks(); ///< after all that was posted has run
-
-    void poster(std::function<void()> appel);
+    ~FilCallbacks() ///< after all that was posted has run
+    {
+        poster({});
+        _fil.join();
+    }
+    void poster(std::function<void()> appel) { _appels.poser(std::move(appel)); }
     /// Waits until everything posted so far has run.
     void vider();
 
   private:
-    std::mutex _mutex;
-    std::condition_variable _arrivee;
-    std::deque<std::function<void()>> _appels;
-    bool _fin = false;
-    std::thread _fil;
+    FileAttente<std::function<void()>> _appels;
+    std::thread _fil{[this] {
+        while (const auto appel = _appels.prendre({}, std::chrono::hours(1)))
+            appel();
+    }};
 };
 
 /// What the client library does, as the test wants it. OXcdvCliItf is defined on it.
@@ -62,7 +61,7 @@ class Facade
     void activer(orix::OXstatut statut = orix::OXS_OK, const std::string& serveur = "cdv1");
     void perdre(orix::OXstatut statut);
     /// The answer to "cree", "modifie", "supprime", "consulte", or the end of a "liste".
-    void repondre(const std::string& operation, int idOp, int code = 0, const std::string& identifiant = "V");
+    void repondre(const std::string& operation, int idOp, int code = 0);
     void repondre(const Requete& requete, int code = 0) { repondre(requete.operation, requete.idOp, code); }
     void envoyer(int idOp, const std::string& identifiant); ///< one record of a listing
     FilCallbacks fil;
@@ -93,12 +92,15 @@ class HorlogeManuelle : public cdv::Horloge
                   cdv::Instant fin) override;
 
     void avancer(std::chrono::milliseconds duree);
+    /// Comes back once so many threads wait for a time that never comes.
+    void attendreSansEcheance(std::ptrdiff_t nombre);
 
   private:
     struct Attente
     {
         std::condition_variable* condition;
         std::mutex* mutex;
+        const cdv::Instant* fin; ///< of the waiting call, which it also identifies
     };
     mutable std::mutex _mutex;
     cdv::Instant _maintenant{std::chrono::hours(1)};

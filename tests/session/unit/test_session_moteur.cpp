@@ -7,7 +7,7 @@
 
 #include <future>
 #include <gmock/gmock.h>
-#include <numeric>
+#include <set>
 
 namespace {
 
@@ -31,7 +31,8 @@ Vol unVol(const std::string& identifiant = "V")
     return vol;
 }
 
-std::vector<std::string> identifiants(const std::vector<Vol>& vols)
+template <class Vols>
+std::vector<std::string> identifiants(Vols&& vols)
 {
     std::vector<std::string> liste;
     for (const Vol& vol : vols)
@@ -66,61 +67,61 @@ class Signal
 };
 
 /// The changes of state, as an observer was told.
-class Journal
+class Journal : public essais::FileAttente<Evenement>
 {
   public:
-    std::function<void(const Evenement&)> observateur()
-    {
-        return [this](const Evenement& evenement) {
-            const std::lock_guard<std::mutex> verrou(_mutex);
-            _evenements.push_back(evenement);
-            _arrivee.notify_all();
-        };
-    }
-    Evenement prendre()
-    {
-        std::unique_lock<std::mutex> verrou(_mutex);
-        _arrivee.wait(verrou, [this] { return !_evenements.empty(); });
-        Evenement evenement = _evenements.front();
-        _evenements.pop_front();
-        return evenement;
-    }
-    /// The next event, in a line.
+    /// The next one, in a line.
     std::string texte()
     {
-        const Evenement e = prendre();
+        const Evenement e = prendre({});
         return std::string(cdv::texteEtat(e.etat)) + " " + std::to_string(e.statut) + " " +
                std::to_string(e.delai.count()) + (e.perte ? " loss" : "") + e.serveur;
     }
-    bool estVide()
-    {
-        const std::lock_guard<std::mutex> verrou(_mutex);
-        return _evenements.empty();
-    }
-
-  private:
-    std::mutex _mutex;
-    std::condition_variable _arrivee;
-    std::deque<Evenement> _evenements;
 };
 
 class SessionFactice : public ::testing::Test
 {
   protected:
+    SessionFactice()
+    {
+        options.observateur = [this](const Evenement& evenement) { journal.poser(evenement); };
+    }
     ~SessionFactice() override { cdv::Horloge::installer(std::make_shared<cdv::Horloge>()); }
 
     /// To be called before the session is opened.
     void tenirLeTemps() { cdv::Horloge::installer(horloge); }
 
-    Options sansReprise()
+    /// So many records of the listing that was asked for last.
+    void envoyer(int nombre)
     {
-        Options options;
-        options.reprise = false;
-        return options;
+        for (const std::string& n : numeros(nombre))
+            facade.envoyer(facade.derniere().idOp, n);
+    }
+    /// Every request is answered inside its call, a listing with so many records.
+    void repondreAussitot(int nombre = 0)
+    {
+        facade.surRequete = [this, nombre](const Facade::Requete& requete) {
+            if (requete.operation == "liste")
+                envoyer(nombre);
+            facade.repondre(requete);
+            return orix::OXS_OK;
+        };
+    }
+    /// Why a session cannot be opened.
+    static cdv::Erreur refus()
+    {
+        try {
+            const Session session{Options{}};
+        } catch (const cdv::Erreur& erreur) {
+            return erreur;
+        }
+        throw std::logic_error("it was opened");
     }
 
     Facade facade;
     const std::shared_ptr<essais::HorlogeManuelle> horloge = std::make_shared<essais::HorlogeManuelle>();
+    Journal journal;
+    Options options; ///< observed by the journal
 };
 
 // ---- Answers
@@ -157,8 +158,7 @@ TEST_F(SessionFactice, ChaqueRequeteASaReponse)
         }
     }
     auto liste = session.lister(unVol("*"));
-    for (const std::string& n : numeros(3))
-        facade.envoyer(facade.derniere().idOp, n);
+    envoyer(3);
     facade.repondre(facade.derniere(), 0);
     const ResultatListe resultat = liste.get();
     EXPECT_TRUE(resultat);
@@ -173,8 +173,7 @@ TEST_F(SessionFactice, LaNotificationDepasseLAppel)
         facade.repondre("modifie", requete.idOp);     // not for this one: another kind
         facade.repondre("cree", requete.idOp + 1000); // nobody's
         if (requete.operation == "liste")
-            for (const std::string& n : numeros(5))
-                facade.envoyer(requete.idOp, n);
+            envoyer(5);
         facade.repondre(requete);
         facade.repondre(requete, 3); // twice
         facade.fil.vider();          // all of it has run before the number is known
@@ -199,10 +198,7 @@ TEST_F(SessionFactice, LaNotificationDepasseLAppel)
     EXPECT_NE(fil.get_future().get(), std::this_thread::get_id());
 
     cdv::Flux flux = session.parcourir(unVol(), 2);
-    std::vector<Vol> vols;
-    for (Vol& vol : flux)
-        vols.push_back(std::move(vol));
-    EXPECT_EQ(identifiants(vols), numeros(5));
+    EXPECT_EQ(identifiants(flux), numeros(5));
     EXPECT_EQ(flux.resultat().etat, Etat::fait);
     EXPECT_EQ(session.nombreEnCours(), 0u);
 }
@@ -291,7 +287,8 @@ TEST_F(SessionFactice, Delai)
 
 TEST_F(SessionFactice, Perte)
 {
-    Session session{sansReprise()};
+    options.reprise = false;
+    Session session{options};
     std::vector<std::future<Resultat>> futures;
     for (int i = 0; i < 10; ++i)
         futures.push_back(session.creer(unVol()));
@@ -412,7 +409,6 @@ TEST_F(SessionFactice, LaSessionFinitDansUnRappel)
     auto session = std::make_unique<Session>();
     Signal ouverte;
     Signal ferme;
-    Options options;
     options.observateur = [&](const Evenement& evenement) {
         if (evenement.etat == EtatSession::activation) {
             ouverte.attendre();
@@ -433,10 +429,7 @@ TEST_F(SessionFactice, LesCompletionsPeuventToutAppeler)
 {
     essais::CapteurTraces traces;
     Session session{Options{}};
-    facade.surRequete = [&](const Facade::Requete& requete) {
-        facade.repondre(requete);
-        return orix::OXS_OK;
-    };
+    repondreAussitot();
     std::promise<int> profondeur;
     std::function<void(int)> suivante = [&](int n) {
         session.creer(unVol(), [&, n](Resultat resultat) {
@@ -472,10 +465,7 @@ TEST_F(SessionFactice, UneCompletionQuiInsisteNeBloquePasLaSession)
         });
     };
     insister();
-    facade.surRequete = [&](const Facade::Requete& requete) {
-        facade.repondre(requete);
-        return orix::OXS_OK;
-    };
+    repondreAussitot();
     facade.perdre(orix::OXS_ECHEC_PING);
     faite.attendre();
 }
@@ -547,29 +537,18 @@ TEST_F(SessionFactice, LeLecteurLentNEstPasUnServeurLent)
     tenirLeTemps();
     Session session{Options{}};
     cdv::Flux flux = session.parcourir(unVol(), 1, 10s);
-    Signal plein;
-    facade.envoyer(facade.derniere().idOp, "1");
-    facade.fil.poster([&] { plein.donner(); });
-    facade.envoyer(facade.derniere().idOp, "2"); // waits for its place
+    envoyer(2); // the second waits for its place
     facade.repondre(facade.derniere());
-    plein.attendre();
-    std::vector<std::string> lus;
-    for (Vol& vol : flux)
-        lus.emplace_back(*vol.lire("identifiant"));
-    EXPECT_EQ(lus, numeros(2));
+    horloge->attendreSansEcheance(2); // the thread of the connection, and that of the time-outs
+    horloge->avancer(1h);
+    EXPECT_EQ(identifiants(flux), numeros(2));
     EXPECT_EQ(flux.resultat().etat, Etat::fait);
 }
 
 TEST_F(SessionFactice, QuiLitUnFluxPeutAttendreAutreChose)
 {
     Session session{Options{}};
-    facade.surRequete = [&](const Facade::Requete& requete) {
-        if (requete.operation == "liste")
-            for (const std::string& n : numeros(50))
-                facade.envoyer(requete.idOp, n);
-        facade.repondre(requete);
-        return orix::OXS_OK;
-    };
+    repondreAussitot(50);
     int nombre = 0;
     for (const Vol& vol : session.parcourir(unVol(), 1)) {
         EXPECT_TRUE(session.modifier(vol).get()); // its answer comes behind the records
@@ -582,8 +561,7 @@ TEST_F(SessionFactice, FluxAbandonne)
 {
     Session session{Options{}};
     const auto remplir = [&] {
-        for (const std::string& n : numeros(10))
-            facade.envoyer(facade.derniere().idOp, n);
+        envoyer(10);
         facade.repondre(facade.derniere());
     };
     {
@@ -611,13 +589,9 @@ TEST_F(SessionFactice, FluxAbandonne)
 TEST_F(SessionFactice, UneSeuleSessionALaFois)
 {
     Session premiere{Options{}};
-    try {
-        Session seconde{Options{}};
-        FAIL();
-    } catch (const cdv::Erreur& erreur) {
-        EXPECT_EQ(erreur.statut(), orix::OXS_DEJA_CONNECTE);
-        EXPECT_STREQ(erreur.what(), "a cdv session is already open in this process");
-    }
+    const cdv::Erreur erreur = refus();
+    EXPECT_EQ(erreur.statut(), orix::OXS_DEJA_CONNECTE);
+    EXPECT_STREQ(erreur.what(), "a cdv session is already open in this process");
     EXPECT_THROW(premiere.ouvrir(), cdv::Erreur);
     premiere.fermer();
     premiere.ouvrir();
@@ -628,13 +602,9 @@ TEST_F(SessionFactice, UneSeuleSessionALaFois)
 TEST_F(SessionFactice, AucunServeurALOuverture)
 {
     facade.surActive = [] { return orix::OXS_CONNEXION_IMPOSSIBLE; };
-    try {
-        Session session{Options{}};
-        FAIL();
-    } catch (const cdv::Erreur& erreur) {
-        EXPECT_EQ(erreur.statut(), orix::OXS_CONNEXION_IMPOSSIBLE);
-        EXPECT_THAT(erreur.what(), HasSubstr("no server of the service \"cdv\" accepts a session"));
-    }
+    const cdv::Erreur erreur = refus();
+    EXPECT_EQ(erreur.statut(), orix::OXS_CONNEXION_IMPOSSIBLE);
+    EXPECT_THAT(erreur.what(), HasSubstr("no server of the service \"cdv\" accepts a session"));
     EXPECT_EQ(facade.activations(), 2); // both servers
 
     facade.surActive = [] { return orix::OXS_NOYAU_NON_INITIALISE; };
@@ -652,7 +622,8 @@ TEST_F(SessionFactice, ActivationRefuseePuisAcceptee)
         facade.fil.vider(); // the answer overtakes the call
         return orix::OXS_OK;
     };
-    Session session{sansReprise()};
+    options.reprise = false;
+    Session session{options};
     EXPECT_EQ(session.dernierEvenement().serveur, "cdv2");
     EXPECT_EQ(facade.activations(), 2);
 }
@@ -663,9 +634,7 @@ TEST_F(SessionFactice, ActivationJamaisRepondue)
     facade.surActive = [&] {
         return facade.activations() == 1 ? orix::OXS_OK : orix::OXS_ACTIVATION_EN_COURS;
     };
-    Journal journal;
-    Options options = sansReprise();
-    options.observateur = journal.observateur();
+    options.reprise = false;
     Session session;
     session.ouvrir(options);
     EXPECT_EQ(journal.texte(), "activating 0 0");
@@ -718,12 +687,9 @@ TEST_F(SessionFactice, FermeePendantLActivation)
 TEST_F(SessionFactice, Reprise)
 {
     tenirLeTemps();
-    Journal journal;
-    Options options;
     options.gigue = 0;
     options.delaiReprise = 100ms;
     options.delaiRepriseMax = 300ms;
-    options.observateur = journal.observateur();
     Session session{options};
     EXPECT_EQ(journal.texte(), "activating 0 0");
     EXPECT_EQ(journal.texte(), "active 0 0cdv1");
@@ -767,25 +733,22 @@ TEST_F(SessionFactice, Reprise)
     session.fermer();
     EXPECT_EQ(journal.texte(), "closed 0 0");
     horloge->avancer(1h);
-    EXPECT_TRUE(journal.estVide());
+    EXPECT_EQ(journal.nombre(), 0u);
 }
 
 TEST_F(SessionFactice, GigueBornee)
 {
     tenirLeTemps();
     facade.surActive = [] { return orix::OXS_CONNEXION_IMPOSSIBLE; };
-    Journal journal;
-    Options options;
     options.gigue = 0.5;
     options.delaiReprise = 1000ms;
     options.delaiRepriseMax = 1200ms;
-    options.observateur = journal.observateur();
     Session session;
     session.ouvrir(options);
     std::set<long> delais;
     for (int i = 0; i < 30; ++i) {
-        journal.prendre();
-        const cdv::Duree delai = journal.prendre().delai;
+        journal.prendre({});
+        const cdv::Duree delai = journal.prendre({}).delai;
         EXPECT_GE(delai, 500ms);
         EXPECT_LE(delai, 1200ms);
         delais.insert(delai.count());
@@ -803,7 +766,6 @@ TEST_F(SessionFactice, FilsMelesEtPertes)
         constexpr int PAR_FIL = 200;
         constexpr int FILS = 4;
         {
-            Options options;
             options.delaiReprise = 1ms;
             Session session{options};
             facade.surRequete = [&](const Facade::Requete& requete) {
