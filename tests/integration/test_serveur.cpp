@@ -1,14 +1,16 @@
 #include "DossierTemporaire.h"
 #include "EnvoiSansReponse.h"
+#include "FileAttente.h"
 #include "LiaisonORB.h"
 #include "OXcdvClientVersServeurC.h"
 #include "OXcdvServeurVersClientS.h"
-#include "OXvol_completDataChamps.h"
+#include "OXvol_completData.h"
 #include "ServantAttendu.h"
 #include "ServeurReel.h"
 
 #include "orix/Noyau.h"
 #include "orix/ORBthread.h"
+#include "orix/OXchaine.h"
 #include "orix/Processus.h"
 
 #include <gmock/gmock.h>
@@ -18,6 +20,7 @@
 #include <fstream>
 #include <iostream>
 #include <set>
+#include <tuple>
 
 using essais::DossierTemporaire;
 using essais::Programme;
@@ -31,59 +34,18 @@ using Vol = OXvol_completData_v3_0_0;
 using Service = std::remove_pointer_t<orix_corba::OXcdv_v3_0_0_ClientVersServeur_ptr>;
 constexpr std::chrono::seconds PATIENCE{60};
 
+/// A record with nothing set but the identifier.
 Vol vol(const std::string& identifiant)
 {
-    Vol nul;
-#define TEXTE(nom) nul.m_##nom = "__PtrNULL__";
-#define CODE(nom)
-    OXVOL_COMPLET_CHAMPS(TEXTE, CODE)
-#undef TEXTE
-#undef CODE
-    nul.m_gidentifiant = identifiant.c_str();
-    return nul;
+    OXvol_completData rempli;
+    rempli.ecrire_gidentifiant(OXdupliqueChaine(identifiant.c_str()));
+    return rempli.construireObjetSpecifique_v3_0_0();
 }
 
-/// What a client received: a notification, or the end that the server announced.
-struct Recu
-{
-    std::string nom;
-    int resultat;
-    std::string identifiant;
-    int idOp;
-
-    friend bool operator==(const Recu& a, const Recu& b)
-    {
-        return a.nom == b.nom && a.resultat == b.resultat && a.identifiant == b.identifiant &&
-               a.idOp == b.idOp;
-    }
-    friend std::ostream& operator<<(std::ostream& flux, const Recu& r)
-    {
-        return flux << r.nom << '(' << r.resultat << ", " << r.identifiant << ", " << r.idOp << ')';
-    }
-};
-
-class Receptions
-{
-  public:
-    void noter(Recu recu)
-    {
-        const std::lock_guard<std::mutex> verrou(_mutex);
-        _recus.push_back(std::move(recu));
-        _arrivee.notify_all();
-    }
-    /// Waits until there are so many; what there is then, and stays there.
-    std::vector<Recu> attendre(std::size_t nombre)
-    {
-        std::unique_lock<std::mutex> verrou(_mutex);
-        _arrivee.wait_for(verrou, PATIENCE, [&] { return _recus.size() >= nombre; });
-        return _recus;
-    }
-
-  private:
-    std::mutex _mutex;
-    std::condition_variable _arrivee;
-    std::vector<Recu> _recus;
-};
+/// What a client received, a notification or the end that the server announced: its name, its result, the
+/// identifier, the number of the operation.
+using Recu = std::tuple<std::string, int, std::string, int>;
+using Receptions = essais::FileAttente<Recu>;
 
 class Notifications : public POA_orix_corba::OXcdv_v3_0_0_ServeurVersClient, public orix::orb::ServantAttendu
 {
@@ -91,27 +53,27 @@ class Notifications : public POA_orix_corba::OXcdv_v3_0_0_ServeurVersClient, pub
     explicit Notifications(Receptions& receptions) : _receptions(receptions) {}
     void cree_vol_complet(CORBA::Long resultat, const Vol& v, CORBA::Long idOp) override
     {
-        _receptions.noter({"cree", resultat, v.m_gidentifiant.in(), idOp});
+        _receptions.poser({"cree", resultat, v.m_gidentifiant.in(), idOp});
     }
     void modifie_vol_complet(CORBA::Long resultat, const Vol& v, CORBA::Long idOp) override
     {
-        _receptions.noter({"modifie", resultat, v.m_gidentifiant.in(), idOp});
+        _receptions.poser({"modifie", resultat, v.m_gidentifiant.in(), idOp});
     }
     void supprime_vol_complet(CORBA::Long resultat, CORBA::Long idOp) override
     {
-        _receptions.noter({"supprime", resultat, "", idOp});
+        _receptions.poser({"supprime", resultat, "", idOp});
     }
     void consulte_vol_complet(CORBA::Long resultat, const Vol& v, CORBA::Long idOp) override
     {
-        _receptions.noter({"consulte", resultat, v.m_gidentifiant.in(), idOp});
+        _receptions.poser({"consulte", resultat, v.m_gidentifiant.in(), idOp});
     }
     void liste_vol_complet(const Vol& v, CORBA::Long idOp) override
     {
-        _receptions.noter({"liste", 0, v.m_gidentifiant.in(), idOp});
+        _receptions.poser({"liste", 0, v.m_gidentifiant.in(), idOp});
     }
     void fin_liste_vol_complet(CORBA::Long resultat, CORBA::Long idOp) override
     {
-        _receptions.noter({"fin_liste", resultat, "", idOp});
+        _receptions.poser({"fin_liste", resultat, "", idOp});
     }
 
   private:
@@ -138,7 +100,7 @@ class Face : public POA_orix_corba__Client, public orix::orb::ServantAttendu
         ++pings;
     }
     void testerConnexionServeur(CORBA::Long) override {}
-    void deconnexionCB(CORBA::Long raison) override { _receptions.noter({"deconnexion", raison, "", 0}); }
+    void deconnexionCB(CORBA::Long raison) override { _receptions.poser({"deconnexion", raison, "", 0}); }
 
     std::atomic<Reponse> reponse{PRESENT};
     std::atomic<int> pings{0};
@@ -226,15 +188,24 @@ class ClientBrut
     }
     void lister(int idOp)
     {
-        Vol exemple = vol("");
-        exemple.m_gidentifiant = "__PtrNULL__";
-        envoyer(&Service::sendc_liste_vol_complet, "liste_vol_complet", exemple, idOp);
+        envoyer(&Service::sendc_liste_vol_complet, "liste_vol_complet",
+                OXvol_completData().construireObjetSpecifique_v3_0_0(), idOp);
     }
 
     Service* service() { return _service.in(); }
     CORBA::Long numero() const { return _numero; }
     Face& face() { return _face; }
-    std::vector<Recu> attendre(std::size_t nombre) { return _receptions.attendre(nombre); }
+    Recu attendre() { return _receptions.prendre({"rien", 0, "", 0}, PATIENCE); }
+    /// The next ones; fewer when one does not come.
+    std::vector<Recu> attendre(std::size_t nombre)
+    {
+        std::vector<Recu> recus;
+        do
+            recus.push_back(attendre());
+        while (recus.size() < nombre && std::get<0>(recus.back()) != "rien");
+        return recus;
+    }
+    std::size_t nombreRecus() { return _receptions.nombre(); }
     bool estConnu()
     {
         try {
@@ -381,7 +352,7 @@ TEST_F(TestServeur, UnNumeroInconnuEstDeconnecte)
 
     EXPECT_TRUE(client.estConnu());
     client.service()->cree_vol_complet(vol("AF2"), 2, client.numero());
-    EXPECT_THAT(client.attendre(1), testing::ElementsAre(Recu{"cree", 0, "AF2", 2}));
+    EXPECT_EQ(client.attendre(), Recu("cree", 0, "AF2", 2));
     client.service()->desactiveCB(client.numero());
     EXPECT_FALSE(client.estConnu());
 }
@@ -395,24 +366,23 @@ TEST_F(TestServeur, UneDemandeNotifieeSurvitAUneMortBrutale)
         client.activer();
         for (int i = 0; i < 5000; ++i)
             client.creer("AF" + std::to_string(i), i);
-        client.attendre(500);
+        std::vector<Recu> recus = client.attendre(500);
         serveur.signaler(SIGKILL);
         EXPECT_EQ(128 + SIGKILL, serveur.attendreFin());
-        for (const Recu& recu : client.attendre(500))
-            notifies.insert(recu.identifiant);
+        while (client.nombreRecus() > 0)
+            recus.push_back(client.attendre());
+        for (const Recu& recu : recus)
+            notifies.insert(std::get<2>(recu));
     }
     ASSERT_LE(500u, notifies.size());
 
     const ServeurReel serveur(_base);
     ClientBrut client(serveur.url());
     client.activer().lister(1);
-    std::size_t nombre = 1;
-    std::vector<Recu> recus = client.attendre(nombre);
-    while (recus.back().nom != "fin_liste" && recus.size() >= nombre)
-        recus = client.attendre(nombre = recus.size() + 1);
-    ASSERT_EQ("fin_liste", recus.back().nom);
-    for (const Recu& recu : recus)
-        notifies.erase(recu.identifiant);
+    Recu recu = client.attendre();
+    for (; std::get<0>(recu) == "liste"; recu = client.attendre())
+        notifies.erase(std::get<2>(recu));
+    EXPECT_EQ(recu, Recu("fin_liste", 0, "", 1));
     EXPECT_THAT(notifies, IsEmpty());
 }
 
@@ -432,7 +402,7 @@ TEST_F(TestServeur, LArretAcheveLesDemandesPuisPrevientLesClients)
     serveur.signaler(SIGTERM);
     attendus.push_back({"deconnexion", orix::OXS_SERVICE_NON_ACTIVE, "", 0});
     EXPECT_EQ(attendus, client.attendre(attendus.size()));
-    EXPECT_THAT(autre.attendre(1), testing::ElementsAre(attendus.back()));
+    EXPECT_EQ(autre.attendre(), attendus.back());
     EXPECT_EQ(0, serveur.attendreFin());
 }
 
@@ -454,7 +424,7 @@ TEST_F(TestServeur, UnClientDefaillantOuQuiRenieEstAbandonneSansGenerLesAutres)
 
     EXPECT_TRUE(present.estConnu());
     present.creer("AF1", 1);
-    EXPECT_THAT(present.attendre(1), testing::ElementsAre(Recu{"cree", 0, "AF1", 1}));
+    EXPECT_EQ(present.attendre(), Recu("cree", 0, "AF1", 1));
 }
 
 /// The client process of the next test: activates, asks for everything, and freezes.
@@ -484,9 +454,9 @@ TEST_F(TestServeur, UnProcessusFigeEstAbandonneSansArreterLesAutres)
         autre.activer().creer("AF", 1);
         EXPECT_TRUE(serveur.attendreErreurs("Client " + std::to_string(numero) + " parti"))
             << serveur.erreurs();
-        EXPECT_THAT(autre.attendre(1), testing::ElementsAre(Recu{"cree", 0, "AF", 1}));
+        EXPECT_EQ(autre.attendre(), Recu("cree", 0, "AF", 1));
         autre.service()->supprime_vol_complet(vol("AF"), 2, autre.numero());
-        autre.attendre(2);
+        EXPECT_EQ(autre.attendre(), Recu("supprime", 0, "", 2));
         serveur.signaler(SIGTERM);
         EXPECT_EQ(0, serveur.attendreFin());
     };
@@ -499,7 +469,7 @@ TEST_F(TestServeur, UnProcessusFigeEstAbandonneSansArreterLesAutres)
         client.activer();
         for (int i = 0; i < BEAUCOUP; ++i)
             client.creer(std::to_string(i), i);
-        ASSERT_EQ(static_cast<std::size_t>(BEAUCOUP), client.attendre(BEAUCOUP).size());
+        ASSERT_NE(client.attendre(BEAUCOUP).back(), Recu("rien", 0, "", 0));
         client.service()->desactiveCB(client.numero());
     }
     figer(sansPing);
