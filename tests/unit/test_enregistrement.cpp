@@ -195,7 +195,12 @@ TEST_F(Enregistrement, ListeDesChangementsAdopteJusquASix)
         "int OXvol_completData::ajouter_rub_chgt(OXcci_rub_chgtData*, orix::OXstatut&): ";
     const std::string lire =
         "const OXcci_rub_chgtData* OXvol_completData::lire_rub_chgt(int, orix::OXstatut&) const: ";
-    const std::string compter = "int OXvol_completData::nombre_rub_chgt(orix::OXstatut&) const: ";
+    const auto comptage = [](int nombre) {
+        const std::string compter = "900 int OXvol_completData::nombre_rub_chgt(orix::OXstatut&) const: ";
+        return std::vector<std::string>{
+            "900 int OXvol_completData::nombre_rub_chgt() const: Entrée/Sortie, version sans statut",
+            compter + "Entrée.", compter + "Taille = " + std::to_string(nombre), compter + "Sortie."};
+    };
 
     CapteurTraces capteur;
     OXcci_rub_chgtData* const premier = rubChgt("piste");
@@ -211,11 +216,7 @@ TEST_F(Enregistrement, ListeDesChangementsAdopteJusquASix)
                             "const: Entrée/Sortie, version sans statut.",
                             "900 " + lire + "Index = 0", "900 " + lire + "Resultat = " + adresse(premier)));
     EXPECT_EQ(vol.nombre_rub_chgt(), 1);
-    EXPECT_THAT(
-        lignes(capteur),
-        ElementsAre("900 int OXvol_completData::nombre_rub_chgt() const: Entrée/Sortie, version sans statut",
-                    "900 " + compter + "Entrée.", "900 " + compter + "Taille = 1",
-                    "900 " + compter + "Sortie."));
+    EXPECT_EQ(lignes(capteur), comptage(1));
 
     EXPECT_EQ(vol.ajouter_rub_chgt(nullptr, statut), -1);
     EXPECT_EQ(statut, orix::OXS_PARAMETRE_INVALIDE);
@@ -234,14 +235,11 @@ TEST_F(Enregistrement, ListeDesChangementsAdopteJusquASix)
     for (const int index : {6, -1}) {
         EXPECT_EQ(vol.lire_rub_chgt(index, statut), nullptr);
         EXPECT_EQ(statut, orix::OXS_TABLEAU_INDEX_INVALIDE);
-        EXPECT_THAT(
-            lignes(capteur),
-            ElementsAre(
-                "900 " + lire + "Index = " + std::to_string(index),
-                "900 int OXvol_completData::nombre_rub_chgt() const: Entrée/Sortie, version sans statut",
-                "900 " + compter + "Entrée.", "900 " + compter + "Taille = 6", "900 " + compter + "Sortie.",
-                "100 " + lire + "Données non positionnées a l'index:" + std::to_string(index) +
-                    " index maximum: 6"));
+        std::vector<std::string> attendues = comptage(6);
+        attendues.insert(attendues.begin(), "900 " + lire + "Index = " + std::to_string(index));
+        attendues.push_back("100 " + lire + "Données non positionnées a l'index:" + std::to_string(index) +
+                            " index maximum: 6");
+        EXPECT_EQ(lignes(capteur), attendues);
     }
 }
 
@@ -318,25 +316,14 @@ TEST_F(Enregistrement, LeConstructeurCorrigeLesListesEtLeDit)
 TEST_F(Enregistrement, TracesDeLaVieDUnEnregistrement)
 {
     CapteurTraces capteur;
-    std::vector<orix::LigneTrace> traces;
-    const auto suivante = [&] {
-        const orix::LigneTrace ligne = traces.front();
-        traces.erase(traces.begin());
-        return std::to_string(ligne.niveau) + " " + ligne.message;
-    };
     {
         const OXvol_completData vol;
-        traces = capteur.prendre();
-        EXPECT_EQ(suivante(), "900 Entrée Constructeur par defaut (v3.0.0).");
-        EXPECT_EQ(suivante(), "900 Sortie Constructeur par defaut (v3.0.0).");
-        EXPECT_TRUE(traces.empty());
+        EXPECT_THAT(capteur.prendreTextes(), ElementsAre("900 Entrée Constructeur par defaut (v3.0.0).",
+                                                         "900 Sortie Constructeur par defaut (v3.0.0)."));
 
         const OXvol_completData copie(vol);
-        EXPECT_THAT(lignes(capteur),
-                    ElementsAre("900 OXvol_completData::OXvol_completData(const OXvol_completData&): "
-                                "Entrée.",
-                                "900 OXvol_completData::OXvol_completData(const OXvol_completData&): "
-                                "Sortie."));
+        const std::string copier = "900 OXvol_completData::OXvol_completData(const OXvol_completData&): ";
+        EXPECT_THAT(lignes(capteur), ElementsAre(copier + "Entrée.", copier + "Sortie."));
         EXPECT_STREQ(vol.lireNomService(), "cdv");
         EXPECT_THAT(
             lignes(capteur),
@@ -355,14 +342,13 @@ TEST_F(Enregistrement, TracesDeLaVieDUnEnregistrement)
     const auto vol = volComplet();
     capteur.prendre();
     vol->definirVersionValide_v3_0_0();
-    std::vector<std::string> classes;
+    std::string classes;
     for (const orix::LigneTrace& ligne : capteur.prendre())
-        classes.push_back(ligne.fichier + " " + ligne.message);
-    EXPECT_EQ(classes, (std::vector<std::string>{"OXvol_completData Entrée.", "OXcode_statData Entrée.",
-                                                 "OXcode_statData Sortie.", "OXcode_statData Entrée.",
-                                                 "OXcode_statData Sortie.", "OXcci_rub_chgtData Entrée.",
-                                                 "OXcci_rub_chgtData Sortie.", "OXcci_rub_chgtData Entrée.",
-                                                 "OXcci_rub_chgtData Sortie.", "OXvol_completData Sortie."}));
+        classes += ligne.fichier + " " + ligne.message + " ";
+    const std::string code = "OXcode_statData Entrée. OXcode_statData Sortie. ";
+    const std::string rubrique = "OXcci_rub_chgtData Entrée. OXcci_rub_chgtData Sortie. ";
+    EXPECT_EQ(classes, "OXvol_completData Entrée. " + code + code + rubrique + rubrique +
+                           "OXvol_completData Sortie. ");
 }
 
 TEST_F(Enregistrement, LaCopieEstProfonde)
