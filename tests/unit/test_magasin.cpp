@@ -1,7 +1,7 @@
 #include "ColonnesVol.h"
 #include "DossierTemporaire.h"
 #include "Magasin.h"
-#include "OXvol_completDataChamps.h"
+#include "OXvol_completData.h"
 
 #include <gmock/gmock.h>
 #include <sqlite3.h>
@@ -18,17 +18,20 @@ using testing::IsEmpty;
 namespace {
 
 /// A record with nothing set but, where given, the identifier.
-Vol volNul(const char* identifiant = nullptr)
+Vol volNul(const char* identifiant = TEXTE_NUL)
 {
-    Vol vol;
-#define TEXTE(nom) vol.m_##nom = TEXTE_NUL;
-#define CODE(nom)
-    OXVOL_COMPLET_CHAMPS(TEXTE, CODE)
-#undef TEXTE
-#undef CODE
-    if (identifiant != nullptr)
-        vol.m_gidentifiant = identifiant;
+    Vol vol = OXvol_completData().construireObjetSpecifique_v3_0_0();
+    vol.m_gidentifiant = identifiant;
     return vol;
+}
+
+/// A status code with those parts.
+void poser(SeqOXcode_statData_v3_0_0& codes, const char* code, const char* libelle, const char* heure)
+{
+    codes.length(1);
+    codes[0].m_gcode = code;
+    codes[0].m_glibelle = libelle;
+    codes[0].m_gheure_chgt = heure;
 }
 
 /// A record with everything set, each text different, and all bytes that a text can hold.
@@ -60,42 +63,20 @@ Vol volPlein(const std::string& identifiant)
     return vol;
 }
 
-/// Every text of the record as it travels, and how many there are of each: equal for equal records only.
-std::string octetsSurLeFil(const Vol& vol)
+/// Everything that the record holds, byte for byte.
+std::string contenu(const Vol& vol)
 {
-    std::string octets;
-    const auto ajouter = [&](const char* texte) { octets += std::string(texte) + '\0'; };
-    const auto compter = [&](CORBA::ULong nombre) { octets += std::to_string(nombre) + ": "; };
-    const auto ajouterCodes = [&](const SeqOXcode_statData_v3_0_0& codes) {
-        compter(codes.length());
-        for (CORBA::ULong i = 0; i < codes.length(); ++i)
-            for (const auto& partie :
-                 {codes[i].m_gcode.in(), codes[i].m_glibelle.in(), codes[i].m_gheure_chgt.in()})
-                ajouter(partie);
-    };
-#define TEXTE(nom) ajouter(vol.m_##nom);
-#define CODE(nom) ajouterCodes(vol.m_##nom);
-    OXVOL_COMPLET_CHAMPS(TEXTE, CODE)
-#undef TEXTE
-#undef CODE
-    compter(vol.m_trub_chgt.length());
-    for (CORBA::ULong i = 0; i < vol.m_trub_chgt.length(); ++i) {
-        ajouter(vol.m_trub_chgt[i].m_grubrique);
-        ajouter(vol.m_trub_chgt[i].m_gancienne_valeur);
-        ajouter(vol.m_trub_chgt[i].m_gnouvelle_valeur);
-    }
-    compter(vol.m_tpoint.length());
-    for (CORBA::ULong i = 0; i < vol.m_tpoint.length(); ++i)
-        ajouter(vol.m_tpoint[i]);
-    return octets;
+    std::ostringstream texte;
+    texte << OXvol_completData(vol);
+    return texte.str();
 }
 
-std::string octetsSurLeFil(const Fiche& fiche)
+std::string contenu(const Fiche& fiche)
 {
     VolPrete prete;
     const Fiche avant(volPlein("avant"));
     prete.preter(avant); // a loan leaves nothing behind for the next
-    return octetsSurLeFil(prete.preter(fiche));
+    return contenu(prete.preter(fiche));
 }
 
 struct Issue
@@ -109,6 +90,19 @@ Issue executer(Magasin& magasin, Operation operation, const Vol& vol)
     Demande demande{operation, std::make_shared<Fiche>(vol)};
     magasin.executer({&demande});
     return {demande.resultat, demande.vol};
+}
+
+/// The results of a group.
+std::vector<int> executer(Magasin& magasin, std::vector<Demande>& demandes)
+{
+    std::vector<Demande*> lot;
+    for (Demande& demande : demandes)
+        lot.push_back(&demande);
+    magasin.executer(lot);
+    std::vector<int> resultats;
+    for (const Demande& demande : demandes)
+        resultats.push_back(demande.resultat);
+    return resultats;
 }
 
 std::vector<std::string> lister(Magasin& magasin, const Vol& exemple, std::size_t maximum = 1000)
@@ -148,10 +142,8 @@ TEST_F(TestMagasin, CeQuiEntreRessortOctetPourOctetApresReouverture)
     for (const Colonne& colonne : colonnesVol())
         if (colonne.champ != nullptr && colonne.champ != &Vol::m_gidentifiant)
             colonne.poser(vide, CORBA::string_dup(""));
-    vide.m_pcode_stat_depart.length(1); // present, with nothing set: not the same as absent
-    vide.m_pcode_stat_depart[0].m_gcode = "__PtrNULL__";
-    vide.m_pcode_stat_depart[0].m_glibelle = "__PtrNULL__";
-    vide.m_pcode_stat_depart[0].m_gheure_chgt = "__PtrNULL__";
+    // Present, with nothing set: not the same as absent.
+    poser(vide.m_pcode_stat_depart, TEXTE_NUL, TEXTE_NUL, TEXTE_NUL);
     {
         Magasin magasin(_fichier);
         for (const Vol* vol : std::initializer_list<const Vol*>{&plein, &nul, &vide})
@@ -161,7 +153,7 @@ TEST_F(TestMagasin, CeQuiEntreRessortOctetPourOctetApresReouverture)
     for (const Vol* vol : std::initializer_list<const Vol*>{&plein, &nul, &vide}) {
         const Issue issue = executer(magasin, Operation::CONSULTE, volNul(vol->m_gidentifiant));
         EXPECT_EQ(FAIT, issue.resultat);
-        EXPECT_EQ(octetsSurLeFil(*vol), octetsSurLeFil(*issue.vol));
+        EXPECT_EQ(contenu(*vol), contenu(*issue.vol));
     }
 }
 
@@ -176,13 +168,12 @@ TEST_F(TestMagasin, ChaqueOperationRendSonCode)
             const Vol inconnu = volPlein("inconnu");
             const Issue issue = executer(magasin, operation, inconnu);
             EXPECT_EQ(INTROUVABLE, issue.resultat);
-            EXPECT_EQ(octetsSurLeFil(inconnu), octetsSurLeFil(*issue.vol)); // given back as asked
+            EXPECT_EQ(contenu(inconnu), contenu(*issue.vol)); // given back as asked
         }
     }
     EXPECT_EQ(FAIT, executer(magasin, Operation::CREE, volPlein("AF1")).resultat);
     EXPECT_EQ(EXISTE_DEJA, executer(magasin, Operation::CREE, volNul("AF1")).resultat);
-    EXPECT_EQ(octetsSurLeFil(volPlein("AF1")),
-              octetsSurLeFil(*executer(magasin, Operation::CONSULTE, volNul("AF1")).vol));
+    EXPECT_EQ(contenu(volPlein("AF1")), contenu(*executer(magasin, Operation::CONSULTE, volNul("AF1")).vol));
     EXPECT_EQ(FAIT, executer(magasin, Operation::SUPPRIME, volNul("AF1")).resultat);
     EXPECT_EQ(INTROUVABLE, executer(magasin, Operation::CONSULTE, volNul("AF1")).resultat);
 }
@@ -196,10 +187,7 @@ TEST_F(TestMagasin, UneModificationNeToucheQueCeQuiEstRenseigne)
     Vol modification = volNul("AF1");
     modification.m_gpiste = "27L";
     modification.m_gnature = ""; // set, and empty
-    modification.m_pcode_stat_depart.length(1);
-    modification.m_pcode_stat_depart[0].m_gcode = "RET";
-    modification.m_pcode_stat_depart[0].m_glibelle = "__PtrNULL__";
-    modification.m_pcode_stat_depart[0].m_gheure_chgt = "";
+    poser(modification.m_pcode_stat_depart, "RET", TEXTE_NUL, "");
     modification.m_tpoint.length(1);
     modification.m_tpoint[0] = "LFPG";
 
@@ -210,9 +198,8 @@ TEST_F(TestMagasin, UneModificationNeToucheQueCeQuiEstRenseigne)
 
     const Issue issue = executer(magasin, Operation::MODIFIE, modification);
     EXPECT_EQ(FAIT, issue.resultat);
-    EXPECT_EQ(octetsSurLeFil(attendu), octetsSurLeFil(*issue.vol));
-    EXPECT_EQ(octetsSurLeFil(attendu),
-              octetsSurLeFil(*executer(magasin, Operation::CONSULTE, volNul("AF1")).vol));
+    EXPECT_EQ(contenu(attendu), contenu(*issue.vol));
+    EXPECT_EQ(contenu(attendu), contenu(*executer(magasin, Operation::CONSULTE, volNul("AF1")).vol));
 }
 
 TEST_F(TestMagasin, ListeParLExemple)
@@ -221,12 +208,8 @@ TEST_F(TestMagasin, ListeParLExemple)
     const auto creer = [&](const char* identifiant, const char* piste, const char* code) {
         Vol vol = volNul(identifiant);
         vol.m_gpiste = piste;
-        if (code != nullptr) {
-            vol.m_pcode_stat_depart.length(1);
-            vol.m_pcode_stat_depart[0].m_gcode = code;
-            vol.m_pcode_stat_depart[0].m_glibelle = "";
-            vol.m_pcode_stat_depart[0].m_gheure_chgt = "";
-        }
+        if (code != nullptr)
+            poser(vol.m_pcode_stat_depart, code, "", "");
         EXPECT_EQ(FAIT, executer(magasin, Operation::CREE, vol).resultat);
     };
     creer("AF2", "27L", "RET");
@@ -256,10 +239,7 @@ TEST_F(TestMagasin, ListeParLExemple)
                 ElementsAre("AF1", "AF2", "AG", "\xFF", "\xFF\xFF")); // set, to anything
 
     Vol exemple = volNul("A*");
-    exemple.m_pcode_stat_depart.length(1);
-    exemple.m_pcode_stat_depart[0].m_gcode = "__PtrNULL__";
-    exemple.m_pcode_stat_depart[0].m_glibelle = "__PtrNULL__";
-    exemple.m_pcode_stat_depart[0].m_gheure_chgt = "__PtrNULL__";
+    poser(exemple.m_pcode_stat_depart, TEXTE_NUL, TEXTE_NUL, TEXTE_NUL);
     EXPECT_EQ(4u, lister(magasin, exemple).size()); // a status code with nothing set asks for nothing
     exemple.m_pcode_stat_depart[0].m_gcode = "R*";
     EXPECT_THAT(lister(magasin, exemple), ElementsAre("AF2"));
@@ -275,12 +255,7 @@ TEST_F(TestMagasin, UnLotEntierEchoueSiLaBaseNePeutPasLeGarder)
     std::vector<Demande> demandes{{Operation::CONSULTE, std::make_shared<Fiche>(volNul("avant"))}};
     for (int i = 0; i < 200; ++i)
         demandes.push_back({Operation::CREE, std::make_shared<Fiche>(volPlein("AF" + std::to_string(i)))});
-    std::vector<Demande*> lot;
-    for (Demande& demande : demandes)
-        lot.push_back(&demande);
-    magasin.executer(lot);
-
-    EXPECT_THAT(demandes, testing::Each(testing::Field(&Demande::resultat, ECHEC_MAGASIN)));
+    EXPECT_THAT(executer(magasin, demandes), testing::Each(ECHEC_MAGASIN));
     EXPECT_THAT(lister(magasin, volNul()), ElementsAre("avant"));
     EXPECT_EQ(
         FAIT,
@@ -296,11 +271,7 @@ TEST_F(TestMagasin, UnLotSeVoitLuiMemeEtResteDansLOrdre)
     for (const Operation operation : {Operation::CREE, Operation::CREE, Operation::MODIFIE,
                                       Operation::CONSULTE, Operation::SUPPRIME, Operation::SUPPRIME})
         demandes.push_back({operation, std::make_shared<Fiche>(modification)});
-    magasin.executer({&demandes[0], &demandes[1], &demandes[2], &demandes[3], &demandes[4], &demandes[5]});
-    std::vector<int> resultats;
-    for (const Demande& demande : demandes)
-        resultats.push_back(demande.resultat);
-    EXPECT_THAT(resultats, ElementsAre(FAIT, EXISTE_DEJA, FAIT, FAIT, FAIT, INTROUVABLE));
+    EXPECT_THAT(executer(magasin, demandes), ElementsAre(FAIT, EXISTE_DEJA, FAIT, FAIT, FAIT, INTROUVABLE));
 }
 
 TEST_F(TestMagasin, DeuxMagasinsPartagentUnFichierDesSaCreation)
