@@ -75,22 +75,26 @@ personne=127.0.0.1:1
 # ---- Wrong usage, and nobody there
 essai 0 --help
 contient sortie "Statuts de sortie" "Exemples" importer
+essai 0 modifier --help
 essai 2
-essai 2 detruire
-essai 2 lister --format xml
-contient erreurs "tableau"
-vide sortie
+essai 2 etat --url ""
 # What is wrong is said in French, with what it is about.
 while IFS='|' read -r mots message; do
     # shellcheck disable=SC2086 # split into its words
     essai 2 $mots
     contient erreurs "cdv : $message"
+    vide sortie
 done <<'FIN'
 detruire|commande inconnue : detruire
 lister --nombre 3|option inconnue : --nombre (voir cdv lister --help)
 versions deux|argument en trop : deux
 lister --limite|--limite : il manque la valeur
 lister --limite 0|--limite : « 0 » n'est pas un nombre
+lister --delai -1|--delai : « -1 » n'est pas un nombre
+lister --delai demain|--delai : « demain » n'est pas un nombre
+lister --format xml|--format : « xml » n'est pas l'un de : csv, dump, json, tableau
+importer|il faut un fichier
+etat --url a:1 --url b:1 --url c:1|--url : deux serveurs au plus
 etat --delai 1 --delai 2|--delai : donné plusieurs fois
 etat --url un:deux:trois|--url : il faut HOTE:PORT
 creer X prking=1|champ inconnu « prking »
