@@ -1,6 +1,7 @@
 // Sessions against two real servers over one file, linked as an application links them.
 #include "CdvSession.h"
 #include "DossierTemporaire.h"
+#include "FileAttente.h"
 #include "OXcdvCliConnexion.h"
 #include "ServeurReel.h"
 
@@ -53,22 +54,17 @@ class SessionDeuxServeurs : public ::testing::Test
         options.delaiReprise = 50ms;
         options.delaiRepriseMax = 500ms;
         options.delaiRequete = 60s;
-        options.observateur = [this](const Evenement& evenement) {
-            const std::lock_guard<std::mutex> verrou(_mutex);
-            _evenements.push_back(evenement);
-            _arrivee.notify_all();
-        };
+        options.observateur = [this](const Evenement& evenement) { _evenements.poser(evenement); };
         return options;
     }
-    /// The next event of that state.
+    /// The next event of that state; one that says "closed" when none comes.
     Evenement attendre(EtatSession etat)
     {
-        std::unique_lock<std::mutex> verrou(_mutex);
-        for (;;) {
-            _arrivee.wait(verrou, [this] { return _lus < _evenements.size(); });
-            if (const Evenement evenement = _evenements[_lus++]; evenement.etat == etat)
-                return evenement;
-        }
+        Evenement evenement;
+        do
+            evenement = _evenements.prendre({}, 60s);
+        while (evenement.etat != etat && evenement.etat != EtatSession::fermee);
+        return evenement;
     }
     std::set<std::string> toutLister(Session& session)
     {
@@ -91,10 +87,7 @@ class SessionDeuxServeurs : public ::testing::Test
     cdv::Processus _processus{_argc, nullptr, configuration()};
 
   private:
-    std::mutex _mutex;
-    std::condition_variable _arrivee;
-    std::vector<Evenement> _evenements;
-    std::size_t _lus = 0;
+    essais::FileAttente<Evenement> _evenements;
 };
 
 TEST_F(SessionDeuxServeurs, UneVieDeVol)
@@ -158,6 +151,10 @@ TEST_F(SessionDeuxServeurs, MortDUnServeurEnPleinTrafic)
     std::condition_variable fin;
     std::map<std::string, Etat> fins;
     int doubles = 0;
+    const auto attendreFins = [&](std::size_t nombre) {
+        std::unique_lock<std::mutex> verrou(mutex);
+        fin.wait(verrou, [&] { return fins.size() >= nombre; });
+    };
     const auto creer = [&](int n) {
         const std::string identifiant = "V" + std::to_string(n);
         session.creer(unVol(identifiant), [&, identifiant](const Resultat& resultat) {
@@ -170,23 +167,16 @@ TEST_F(SessionDeuxServeurs, MortDUnServeurEnPleinTrafic)
     };
     for (int n = 0; n < NOMBRE; ++n) {
         if (n == NOMBRE / 2) { // the others after the loss
-            {
-                std::unique_lock<std::mutex> verrou(mutex);
-                fin.wait(verrou, [&] { return fins.size() >= NOMBRE / 10; });
-            }
+            attendreFins(NOMBRE / 10);
             creer(NOMBRE);
             _serveurs["cdv1"]->signaler(SIGKILL);
             attendre(EtatSession::active);
-            const Evenement perte = attendre(EtatSession::attente);
-            EXPECT_TRUE(perte.perte);
+            EXPECT_TRUE(attendre(EtatSession::attente).perte);
             EXPECT_EQ(attendre(EtatSession::active).serveur, "cdv2");
         }
         creer(n);
     }
-    {
-        std::unique_lock<std::mutex> verrou(mutex);
-        fin.wait(verrou, [&] { return fins.size() == NOMBRE + 1; });
-    }
+    attendreFins(NOMBRE + 1);
     EXPECT_EQ(doubles, 0);
 
     const std::set<std::string> presents = toutLister(session);
@@ -212,7 +202,7 @@ TEST_F(SessionDeuxServeurs, LesDeuxServeursPuisUnSeulReviennent)
         _serveurs[nom]->attendreFin();
     }
     EXPECT_TRUE(attendre(EtatSession::attente).perte);
-    Evenement sansPersonne = attendre(EtatSession::attente); // both were tried
+    const Evenement sansPersonne = attendre(EtatSession::attente); // both were tried
     EXPECT_FALSE(sansPersonne.perte);
     EXPECT_GT(sansPersonne.delai, 0ms);
     EXPECT_EQ(session.consulter(unVol("A")).get().etat, Etat::nonEnvoye);
