@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the build into an empty folder, and checks what is there by using it: the example is built from the installed
-# tree alone, with CMake and with pkg-config, and the shared object shows what it should and nothing else.
+# tree alone with pkg-config (with CMake: paquets.sh, documentation.sh), and the shared object shows what it should and
+# nothing else.
 # Usage: tests/installation.sh BUILD_FOLDER SOURCE_FOLDER [LINK_OPTION...]
 set -euo pipefail
 construction=$1
@@ -32,18 +33,14 @@ autres=$(nm -DC --defined-only "$bibliotheque" | cut -d' ' -f3- |
 entetes=$(dirname "$(find "$dossier/prefixe" -name OXcdvCliItf.h)")
 ! grep -rlE 'include [<"](omniORB|CORBA|tao/|ace/)' "$entetes" || echec "a public header includes an ORB header"
 
-cp -r "$sources/exemples" "$dossier/exemples"
-cmake -S "$dossier/exemples" -B "$dossier/cmake" -DCMAKE_PREFIX_PATH="$dossier/prefixe" \
-    -DCMAKE_CXX_FLAGS="${options[*]}" >"$dossier/cmake.log" || { cat "$dossier/cmake.log"; exit 1; }
-cmake --build "$dossier/cmake" >"$dossier/make.log" || { cat "$dossier/make.log"; exit 1; }
-
 export PKG_CONFIG_PATH=$(dirname "$(find "$dossier/prefixe" -name oxcdvcli.pc)")
 c++ -std=c++17 "${options[@]}" $(pkg-config --cflags oxcdvcli --define-variable=prefix="$dossier/prefixe") \
-    "$dossier/exemples/session_cdv.cpp" -o "$dossier/session_cdv" \
+    "$sources/exemples/session_cdv.cpp" -o "$dossier/session_cdv" \
     $(pkg-config --libs oxcdvcli --define-variable=prefix="$dossier/prefixe")
 
 # The program runs against the installed libraries: a wrong file gives its line and its status.
 statut=0
-sortie=$("$dossier/cmake/session_cdv" "$dossier/absent.toml" "$dossier/exemples/vols.csv" 2>&1) || statut=$?
+sortie=$(LD_LIBRARY_PATH=$(dirname "$bibliotheque") "$dossier/session_cdv" "$dossier/absent.toml" "$sources/exemples/vols.csv" 2>&1) ||
+    statut=$?
 [ "$statut" -eq 2 ] && grep -q 'absent.toml' <<<"$sortie" || echec "status $statut and '$sortie' for an absent configuration"
 echo "installation: the example builds and runs from the installed tree"
