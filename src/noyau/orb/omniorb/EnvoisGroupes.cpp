@@ -17,14 +17,13 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <new>
 #include <string_view>
 #include <system_error>
 #include <thread>
-#include <utility>
-#include <vector>
 
 namespace orix::orb {
 
@@ -40,8 +39,9 @@ constexpr int ENVOIS_AVANT_RAFALE = 8;   ///< close messages in a row that make 
 constexpr microseconds ATTENTE_MAX{50};  ///< of a message, give or take a turn of the scheduler
 constexpr std::size_t CAPACITE = 32768;  ///< bytes that may wait
 constexpr milliseconds DELAI_POUSSEE{1}; ///< for a peer to take what waits, when nobody asks for it
-constexpr milliseconds REPIT{5};         ///< of a connection that takes nothing more for now
-constexpr milliseconds DELAI_FERMETURE{100};
+constexpr milliseconds DELAI_FIN{100};   ///< the same at the end of the connection
+constexpr milliseconds REPIT_OCCUPE{1};  ///< at most, of a connection on which another thread is sending
+constexpr milliseconds REPIT_PLEIN{50};  ///< at most, of a connection whose peer takes nothing
 
 omni_time_t dans(milliseconds delai)
 {
@@ -57,14 +57,9 @@ class Attente
   public:
     explicit Attente(omni::giopConnection& connexion) : _connexion(connexion) {}
 
-    enum class Suite
-    {
-        Faite,
-        APousser ///< accepted; somebody must push it
-    };
-
-    /// Sends or keeps the bytes; the result as giopConnection::Send() has it.
-    int envoyer(void* octets, std::size_t taille, const omni_time_t& limite, Suite& suite)
+    /// Sends or keeps the bytes; the result as giopConnection::Send() has it. True in aConfier: they are the
+    /// first of those that wait.
+    int envoyer(void* octets, std::size_t taille, const omni_time_t& limite, bool& aConfier)
     {
         const std::lock_guard<std::mutex> verrou(_mutex);
         if (_perdue)
@@ -79,55 +74,54 @@ class Attente
             return _connexion.Send(octets, taille, limite);
         std::memcpy(_tampon.get() + _taille, octets, taille);
         _taille += taille;
-        if (!_confiee)
-            suite = Suite::APousser;
+        aConfier = !_confiee;
         _confiee = true;
         return static_cast<int>(taille);
     }
 
-    /// Sends all that waits, or what the peer takes in that time.
-    void vider(const omni_time_t& limite)
-    {
-        const std::lock_guard<std::mutex> verrou(_mutex);
-        _vider(limite);
-    }
-
-    /// The same, when nobody could be found to push it: the next message that waits is entrusted anew.
+    /// Nobody could be found to push what waits: it leaves now, or the connection is lost.
     void reprendre(const omni_time_t& limite)
     {
         const std::lock_guard<std::mutex> verrou(_mutex);
         _confiee = false;
-        _vider(limite);
+        _perdue = _vider(limite) <= 0;
     }
 
-    /// The same as vider(), but never behind another thread that is sending: that one will send it all.
-    void viderSansAttendre(milliseconds delai)
+    enum class Poussee
     {
-        const std::unique_lock<std::mutex> verrou(_mutex, std::try_to_lock);
-        if (verrou)
-            _vider(dans(delai));
-    }
+        Inutile, ///< nothing had come since the last time: no longer entrusted
+        Faite,
+        Occupee, ///< another thread is at it
+        Pleine   ///< the peer takes nothing
+    };
 
-    /// The same, for who pushes: when to come again, and zero when nothing had come since the last time: it
-    /// is no longer entrusted.
-    microseconds pousser()
+    /// For who was entrusted with it: sends what the peer takes at once. Never waits behind another thread.
+    Poussee pousser()
     {
         const std::unique_lock<std::mutex> verrou(_mutex, std::try_to_lock);
         if (!verrou)
-            return REPIT; // another thread is sending: what waits leaves with it
+            return Poussee::Occupee;
         if (_taille == 0 || _perdue) {
             _confiee = false;
-            return microseconds(0);
+            return Poussee::Inutile;
         }
-        return _vider(dans(DELAI_POUSSEE)) == 0 ? REPIT : ATTENTE_MAX;
+        return _vider(dans(DELAI_POUSSEE)) != 0 ? Poussee::Faite : Poussee::Pleine;
     }
 
-    /// The connection ends: what waits is lost.
-    void abandonner()
+    /// What waits goes before what the caller does next, unless another thread is sending.
+    void devancer()
+    {
+        const std::unique_lock<std::mutex> verrou(_mutex, std::try_to_lock);
+        if (verrou)
+            _vider(dans(DELAI_POUSSEE));
+    }
+
+    /// The connection ends: what the peer still takes goes, the rest is lost.
+    void finir()
     {
         const std::lock_guard<std::mutex> verrou(_mutex);
+        _vider(dans(_pleine ? DELAI_POUSSEE : DELAI_FIN));
         _perdue = true;
-        _taille = 0;
     }
 
   private:
@@ -163,6 +157,7 @@ class Attente
         if (_taille != 0)
             std::memmove(_tampon.get(), _tampon.get() + partis, _taille);
         _perdue = resultat < 0;
+        _pleine = resultat == 0;
         return resultat;
     }
 
@@ -173,6 +168,7 @@ class Attente
     Horloge::time_point _dernier;    // message
     int _proches = 0;                // messages in a row, each close to the one before
     bool _confiee = false;           // somebody pushes it
+    bool _pleine = false;            // the peer did not take all, the last time
     bool _perdue = false;
 };
 
@@ -190,10 +186,12 @@ class Pousseur
     bool confier(const std::shared_ptr<Attente>& attente) noexcept
     {
         try {
+            std::list<Confiee> nouvelle;
+            nouvelle.push_back({attente, ATTENTE_MAX, Horloge::now() + ATTENTE_MAX});
             const std::lock_guard<std::mutex> verrou(_mutex);
             if (!_fil.joinable())
                 _fil = std::thread([this] { _executer(); });
-            _nouvelles.push_back(attente);
+            _nouvelles.splice(_nouvelles.end(), nouvelle);
             _arrivee.notify_one();
             return true;
         } catch (const std::bad_alloc&) {
@@ -204,44 +202,43 @@ class Pousseur
 
     void arreter()
     {
-        std::thread fil;
         {
             const std::lock_guard<std::mutex> verrou(_mutex);
-            fil.swap(_fil);
-            _arret = fil.joinable();
+            if (!_fil.joinable())
+                return;
+            _arret = true;
             _arrivee.notify_one();
         }
-        if (fil.joinable())
-            fil.join();
+        _fil.join();
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        _nouvelles.clear();
+        _arret = false;
     }
 
   private:
     struct Confiee
     {
         std::shared_ptr<Attente> attente;
+        microseconds repit; ///< before the next push
         Horloge::time_point echeance;
     };
 
     void _executer()
     {
         prctl(PR_SET_TIMERSLACK, 1UL); // ns: the waits are short
-        std::vector<Confiee> confiees;
+        std::list<Confiee> confiees;
         std::unique_lock<std::mutex> verrou(_mutex);
         while (!_attendre(verrou, confiees)) {
-            const Horloge::time_point maintenant = Horloge::now();
-            for (std::shared_ptr<Attente>& nouvelle : _nouvelles)
-                confiees.push_back({std::move(nouvelle), maintenant + ATTENTE_MAX});
-            _nouvelles.clear();
+            confiees.splice(confiees.end(), _nouvelles);
             verrou.unlock();
-            _pousser(confiees, maintenant);
+            confiees.remove_if(
+                [maintenant = Horloge::now()](Confiee& confiee) { return !_pousser(confiee, maintenant); });
             verrou.lock();
         }
-        _nouvelles.clear();
-        _arret = false;
     }
 
     /// Until there is something to do; true: to stop.
-    bool _attendre(std::unique_lock<std::mutex>& verrou, const std::vector<Confiee>& confiees)
+    bool _attendre(std::unique_lock<std::mutex>& verrou, const std::list<Confiee>& confiees)
     {
         const auto nouveau = [this] { return _arret || !_nouvelles.empty(); };
         if (confiees.empty()) {
@@ -254,26 +251,31 @@ class Pousseur
         return _arret;
     }
 
-    static void _pousser(std::vector<Confiee>& confiees, Horloge::time_point maintenant)
+    /// If it is time. False when it need not be pushed any more.
+    static bool _pousser(Confiee& confiee, Horloge::time_point maintenant)
     {
-        for (std::size_t i = 0; i < confiees.size();) {
-            Confiee& confiee = confiees[i];
-            if (confiee.echeance <= maintenant) {
-                const microseconds delai = confiee.attente->pousser();
-                if (delai == microseconds(0)) {
-                    std::swap(confiee, confiees.back());
-                    confiees.pop_back();
-                    continue;
-                }
-                confiee.echeance = maintenant + delai;
-            }
-            ++i;
+        if (confiee.echeance > maintenant)
+            return true;
+        switch (confiee.attente->pousser()) {
+        case Attente::Poussee::Inutile:
+            return false;
+        case Attente::Poussee::Faite:
+            confiee.repit = ATTENTE_MAX;
+            break;
+        case Attente::Poussee::Occupee:
+            confiee.repit = std::min<microseconds>(2 * confiee.repit, REPIT_OCCUPE);
+            break;
+        case Attente::Poussee::Pleine:
+            confiee.repit = std::min<microseconds>(2 * confiee.repit, REPIT_PLEIN);
+            break;
         }
+        confiee.echeance = maintenant + confiee.repit;
+        return true;
     }
 
-    std::mutex _mutex; // guards what follows
+    std::mutex _mutex; // guards what follows, but _fil from its end on
     std::condition_variable _arrivee;
-    std::vector<std::shared_ptr<Attente>> _nouvelles;
+    std::list<Confiee> _nouvelles;
     std::thread _fil; // none before the first burst
     bool _arret = false;
 };
@@ -290,20 +292,20 @@ class ConnexionGroupee final : public omni::giopConnection
 
     int Send(void* octets, size_t taille, const omni_time_t& limite) override
     {
-        auto suite = Attente::Suite::Faite;
-        const int envoyes = _attente->envoyer(octets, taille, limite, suite);
-        if (suite == Attente::Suite::APousser && !Pousseur::instance().confier(_attente))
+        bool aConfier = false;
+        const int envoyes = _attente->envoyer(octets, taille, limite, aConfier);
+        if (aConfier && !Pousseur::instance().confier(_attente))
             _attente->reprendre(limite);
         return envoyes;
     }
     int Recv(void* octets, size_t taille, const omni_time_t& limite) override
     {
-        _attente->vider(limite); // the question before its answer
+        _attente->devancer(); // the question before its answer
         return _connexion.Recv(octets, taille, limite);
     }
     void Shutdown() override
     {
-        _attente->viderSansAttendre(DELAI_FERMETURE);
+        _attente->devancer();
         _connexion.Shutdown();
     }
 
@@ -326,7 +328,7 @@ class ConnexionGroupee final : public omni::giopConnection
   private:
     ~ConnexionGroupee() override
     {
-        _attente->abandonner();
+        _attente->finir();
         _connexion.decrRefCount(/*forced*/ 1);
     }
 
@@ -342,7 +344,8 @@ CORBA::Boolean envelopper(omni::omniInterceptors::clientOpenConnection_T::info_T
     const char* const adresse = connexion->peeraddress();
     const bool simple = adresse != nullptr && TCP.compare(0, TCP.npos, adresse, TCP.size()) == 0;
     try {
-        if (simple && dynamic_cast<ConnexionGroupee*>(connexion) == nullptr)
+        if (simple && !info.giop_c.strand().isBiDir() &&
+            dynamic_cast<ConnexionGroupee*>(connexion) == nullptr)
             connexion = new ConnexionGroupee(*connexion);
     } catch (const std::bad_alloc&) {
         // It does as it is.

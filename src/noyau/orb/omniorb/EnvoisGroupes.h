@@ -3,11 +3,11 @@
 
 namespace orix::orb {
 
-/// Gathers the messages of a burst in one write, on the TCP connections that this process opens from now on,
-/// until the ORB that exists is destroyed. A message alone, or one of the first few of a burst, leaves at
-/// once, on its caller's thread; the later ones wait, in order, until there are enough of them or some tens
-/// of microseconds have passed. A write that fails after its callers have gone on is told to the next one, as
-/// when the system's own buffer is lost.
+/// Gathers the writes of a burst in one, on the TCP connections that this process opens from now on, until
+/// the ORB that exists is destroyed. A message alone, or one of the first few of a burst, leaves at once, on
+/// its caller's thread; the later ones wait, in order, until there are enough of them or some tens of
+/// microseconds have passed. Once callers have gone on, a write that fails is as a loss in the system's own
+/// buffer: the next message may find out, none is sent twice.
 void grouperEnvois();
 
 /// Ends the thread that sends what waits. Only once no connection is open any more.

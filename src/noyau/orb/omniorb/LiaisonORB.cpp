@@ -114,8 +114,11 @@ CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres)
 
 void detruireORB(CORBA::ORB_ptr orb)
 {
+    struct Fin
+    {
+        ~Fin() { arreterEnvoisGroupes(); }
+    } const fin; // whatever destroy() throws
     orb->destroy();
-    arreterEnvoisGroupes();
 }
 
 CORBA::Object_ptr resoudre(CORBA::ORB_ptr orb, const std::string& url)

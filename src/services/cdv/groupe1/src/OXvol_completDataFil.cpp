@@ -148,17 +148,20 @@ VueVolComplet::VueVolComplet(const OXvol_completData& vol)
     if (t_reserve.prise)
         _propre = std::make_unique<OXvol_completData_v3_0_0>();
     _objet = _propre ? _propre.get() : &t_reserve.objet;
+    // Before the traces of the conversion: whoever receives them may send too.
+    if (!_propre)
+        t_reserve.prise = true;
     try {
         vol.verser<Pret>(*_objet);
     } catch (...) {
-        rendre(*_objet);
+        _rendre();
         throw;
     }
-    if (!_propre)
-        t_reserve.prise = true;
 }
 
-VueVolComplet::~VueVolComplet()
+VueVolComplet::~VueVolComplet() { _rendre(); }
+
+void VueVolComplet::_rendre() noexcept
 {
     rendre(*_objet);
     if (!_propre)

@@ -24,6 +24,8 @@ class VueVolComplet : orix::INonCopiable
     const OXvol_completData_v3_0_0& lire() const { return *_objet; }
 
   private:
+    void _rendre() noexcept;
+
     std::unique_ptr<OXvol_completData_v3_0_0> _propre; ///< null: the object is the thread's own
     OXvol_completData_v3_0_0* _objet = nullptr;
 };
