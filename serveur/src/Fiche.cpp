@@ -71,6 +71,21 @@ const char* Fiche::identifiant() const
     return octets.empty() ? nullptr : octets.data();
 }
 
+namespace {
+
+/// Makes the status code present: what its row lacks of it is not set.
+void preterCodeVide(SeqOXcode_statData_v3_0_0& code)
+{
+    if (code.length() != 0)
+        return;
+    code.length(1);
+    for (const auto partie : {&OXcode_statData_v3_0_0::m_gcode, &OXcode_statData_v3_0_0::m_glibelle,
+                              &OXcode_statData_v3_0_0::m_gheure_chgt})
+        code[0].*partie = const_cast<char*>(TEXTE_NUL);
+}
+
+} // namespace
+
 const Vol& VolPrete::preter(const Fiche& fiche)
 {
     _reprendre();
@@ -79,9 +94,12 @@ const Vol& VolPrete::preter(const Fiche& fiche)
     bool changements = true; // the list that comes next, after the texts
     fiche.parcourir([&](std::string_view octets) {
         if (colonne != colonnes.end()) {
-            if (octets.data() != nullptr)
+            if (octets.data() != nullptr) {
+                if (colonne->code != nullptr)
+                    preterCodeVide(_vol.*(colonne->code));
+                colonne->reprendre(_vol);
                 colonne->poser(_vol, const_cast<char*>(octets.data()));
-            else if (colonne->champ != nullptr)
+            } else if (colonne->champ != nullptr)
                 colonne->poser(_vol, const_cast<char*>(TEXTE_NUL));
             ++colonne;
         } else if (std::exchange(changements, false)) {
