@@ -359,32 +359,29 @@ class Compteur : public orix::IExecutable
     std::atomic<long>& _executes;
 };
 
-/// A stream of calls: the executor is busy, and its queue holds the poster back.
-void executeurOccupe(State& state)
+void posterAppels(State& state, bool unALaFois)
 {
     std::atomic<long> executes{0};
     long postes = 0;
-    mesurer(state, [&] {
-        orix::objetCB()->posterExecutable(1, "cdv", new Compteur(executes));
-        ++postes;
-    });
-    while (executes.load(std::memory_order_acquire) < postes)
-        std::this_thread::yield();
-}
-BENCHMARK(executeurOccupe)->UseRealTime();
-
-/// One call at a time: the executor sleeps in between, and is awaited.
-void executeurAuRepos(State& state)
-{
-    std::atomic<long> executes{0};
-    long postes = 0;
-    mesurer(state, [&] {
-        orix::objetCB()->posterExecutable(1, "cdv", new Compteur(executes));
-        ++postes;
+    const auto attendre = [&] {
         while (executes.load(std::memory_order_acquire) < postes)
             std::this_thread::yield();
+    };
+    mesurer(state, [&] {
+        orix::objetCB()->posterExecutable(1, "cdv", new Compteur(executes));
+        ++postes;
+        if (unALaFois)
+            attendre();
     });
+    attendre();
 }
+
+/// A stream of calls: the executor is busy, and its queue holds the poster back.
+void executeurOccupe(State& state) { posterAppels(state, false); }
+BENCHMARK(executeurOccupe)->UseRealTime();
+
+/// One call at a time, awaited: the executor has nothing else to do.
+void executeurAuRepos(State& state) { posterAppels(state, true); }
 BENCHMARK(executeurAuRepos)->UseRealTime();
 
 // ---- Traces
