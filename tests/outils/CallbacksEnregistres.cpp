@@ -36,9 +36,10 @@ void Callbacks::noter(Appel appel, OXvol_completData* vol)
         texte << *vol;
         appel.dump = texte.str();
     }
+    const bool gardee = garder; // before pendant(), which may let the test go on and change it
     if (pendant)
         pendant(appel, vol);
-    if (garder)
+    if (gardee)
         _appels.poser(std::move(appel));
 }
 
