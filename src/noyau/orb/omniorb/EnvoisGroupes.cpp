@@ -36,11 +36,11 @@ using std::chrono::milliseconds;
 // Measured: with these, requests that await an answer each, up to 32 at a time, never wait here.
 constexpr microseconds ECART_MAX{10};    ///< between two messages of a burst
 constexpr int ENVOIS_AVANT_RAFALE = 8;   ///< close messages in a row that make a burst
-constexpr microseconds ATTENTE_MAX{50};  ///< of a message, give or take a turn of the scheduler
+constexpr microseconds ATTENTE_MAX{150}; ///< of a message, give or take a turn of the scheduler
 constexpr std::size_t CAPACITE = 32768;  ///< bytes that may wait
 constexpr milliseconds DELAI_POUSSEE{1}; ///< for a peer to take what waits, when nobody asks for it
 constexpr milliseconds DELAI_FIN{100};   ///< the same at the end of the connection
-constexpr milliseconds REPIT_OCCUPE{1};  ///< at most, of a connection on which another thread is sending
+constexpr milliseconds REPIT_OCCUPE{1};  ///< of a connection on which another thread is sending
 constexpr milliseconds REPIT_PLEIN{50};  ///< at most, of a connection whose peer takes nothing
 
 omni_time_t dans(milliseconds delai)
@@ -263,7 +263,7 @@ class Pousseur
             confiee.repit = ATTENTE_MAX;
             break;
         case Attente::Poussee::Occupee:
-            confiee.repit = std::min<microseconds>(2 * confiee.repit, REPIT_OCCUPE);
+            confiee.repit = REPIT_OCCUPE; // longer than it waits: a burst gains by being left alone
             break;
         case Attente::Poussee::Pleine:
             confiee.repit = std::min<microseconds>(2 * confiee.repit, REPIT_PLEIN);
