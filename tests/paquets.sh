@@ -113,9 +113,9 @@ bibliotheques=("$racine/usr/lib/$arch"/lib*.so.3.*)
 for objet in "${bibliotheques[@]}" "$racine/usr/bin/cdv" "$racine/usr/bin/cdv-serveur"; do
     dynamique=$(readelf -dW "$objet")
     ! grep -E 'R(UN)?PATH.*\[.*[^]:]' <<<"$dynamique" || echec "${objet##*/} has a path of its own"
-    ! readelf -SW "$objet" | grep -q '\.debug_info' || echec "${objet##*/} is not stripped"
+    ! grep -q '\.debug_info' <<<"$(readelf -SW "$objet")" || echec "${objet##*/} is not stripped"
     if grep -q '^CMAKE_BUILD_TYPE:.*=Rel' "$construction/CMakeCache.txt"; then
-        grep -q BIND_NOW <<<"$dynamique" && nm -D "$objet" | grep -q '__stack_chk_fail' || echec "${objet##*/} is not hardened"
+        grep -q BIND_NOW <<<"$dynamique" && grep -q '__stack_chk_fail' <<<"$(nm -D "$objet")" || echec "${objet##*/} is not hardened"
     fi
 done
 grep -q "^libOXcdvCli 3 liboxcdvcli3" < <(dpkg-deb --ctrl-tarfile "$dossier"/paquets/liboxcdvcli3_*.deb | tar -xO ./shlibs) ||
