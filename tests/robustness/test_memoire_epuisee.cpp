@@ -1,5 +1,6 @@
 // Memory runs out: every single allocation of a request, of a notification, of an activation fails in turn.
 #include "CapteurTraces.h"
+#include "FileAttente.h"
 #include "OXcdvCliItfAdaptateur.h"
 #include "PanneMemoire.h"
 #include "Porte.h"
@@ -255,8 +256,8 @@ TEST_F(Memoire, NotificationIsDroppedWithATraceAndTheNextOneArrives)
 /// The answer of the server, handled on the test's thread while the real one is kept waiting.
 TEST_F(Memoire, AnswerToAnActivationLeavesNeitherHalfAConnectionNorAnApplicationThatWaits)
 {
-    static essais::Porte porte; // the last answer that is kept waiting may leave it after the test
-    premier.avantReponse = deuxieme.avantReponse = [] { porte.passer(); };
+    essais::Porte porte;
+    premier.avantReponse = deuxieme.avantReponse = [&] { porte.passer(); };
     orix::OXcdvCliItfAdaptateur& adaptateur = activer();
     ASSERT_EQ(adaptateur.desactive(), orix::OXS_OK);
     orix_corba::NiveauReference niveau;
@@ -264,7 +265,15 @@ TEST_F(Memoire, AnswerToAnActivationLeavesNeitherHalfAConnectionNorAnApplication
     niveau.mineur = niveau.correctif = niveau.construction = 0;
     niveau.reference = premier.service._this();
 
-    CompteurTrace traces("Exception non prévue.");
+    std::atomic<int> pannes{0};
+    essais::FileAttente<bool> tardives;
+    const essais::EcouteTraces ecoute(
+        [&](const orix::LigneTrace& ligne) {
+            pannes += ligne.message == "Exception non prévue.";
+            if (ligne.message.rfind("Réception d'un activeCB", 0) == 0)
+                tardives.poser(true);
+        },
+        orix::NTO_REFUS);
     for (const int reponse : {orix::OXS_OK, orix::OXS_NOK}) {
         SCOPED_TRACE(reponse);
         bool finie = false;
@@ -284,10 +293,10 @@ TEST_F(Memoire, AnswerToAnActivationLeavesNeitherHalfAConnectionNorAnApplication
             EXPECT_NE(adaptateur.lireEtat(), orix::OXcdvCliItfAdaptateur::DemandeActivation) << n;
             if (appel.statut != reponse) {
                 EXPECT_EQ(appel.statut, orix::OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE) << n;
-                EXPECT_EQ(traces.prendre(), 1) << n;
+                EXPECT_EQ(pannes.exchange(0), 1) << n;
             }
             porte.ouvrir(); // the real answer comes too late
-            attendreLivraison();
+            EXPECT_TRUE(tardives.prendre(false)) << n;
             if (appel.statut == orix::OXS_OK) {
                 EXPECT_EQ(adaptateur.desactive(), orix::OXS_OK) << n;
             }
