@@ -112,7 +112,8 @@ void Processus::_demarrer(int& argc, char** argv, const Configuration& configura
 
     _pointsAcces.push_back(std::make_unique<ORBthreadImplementation>(argc, argv, gardee));
     _courant = _pointsAcces.back().get();
-    ExecuteurCBImplementation::instance().demarrer(gardee.capaciteFileCB, std::chrono::microseconds(gardee.guetFileCB));
+    ExecuteurCBImplementation::instance().demarrer(gardee.capaciteFileCB,
+                                                   std::chrono::microseconds(gardee.guetFileCB));
     NoyauImplementation::instance().demarrer(_courant, gardee.delaiActivation);
     SurveillantConnexionsImplementation::instance().demarrer(*_courant, gardee);
 

@@ -33,7 +33,8 @@ using Horloge = std::chrono::steady_clock;
 using std::chrono::microseconds;
 using std::chrono::milliseconds;
 
-// Measured: with these, requests that await an answer each, up to 32 at a time, never wait here.
+// Measured: were a burst fewer messages, 2 to 8 requests in flight would wait for each other, at half the
+// rate.
 constexpr microseconds ECART_MAX{10};    ///< between two messages of a burst
 constexpr int ENVOIS_AVANT_RAFALE = 8;   ///< close messages in a row that make a burst
 constexpr microseconds ATTENTE_MAX{150}; ///< of a message, give or take a turn of the scheduler
@@ -273,10 +274,10 @@ class Pousseur
         return true;
     }
 
-    std::mutex _mutex; // guards what follows, but _fil from its end on
+    std::mutex _mutex; // guards what follows
     std::condition_variable _arrivee;
     std::list<Confiee> _nouvelles;
-    std::thread _fil; // none before the first burst
+    std::thread _fil; // none before the first burst; joined without the lock, by arreter() alone
     bool _arret = false;
 };
 
