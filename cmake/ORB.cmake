@@ -4,7 +4,7 @@ include_guard(GLOBAL)
 set(OXCDV_ORB omniORB CACHE STRING "ORB to build on")
 set_property(CACHE OXCDV_ORB PROPERTY STRINGS omniORB)
 if(NOT OXCDV_ORB STREQUAL "omniORB")
-  message(FATAL_ERROR "OXCDV_ORB=${OXCDV_ORB}: the bindings of src/noyau/orb/ are for omniORB")
+  message(FATAL_ERROR "OXCDV_ORB=${OXCDV_ORB}: the bindings of orb/ are for omniORB")
 endif()
 
 find_package(PkgConfig REQUIRED)

@@ -1,7 +1,7 @@
 #ifndef RECU_H
 #define RECU_H
 
-#include "orix_baseC.h"
+#include "EntetesORB.h"
 
 #include <omniORB4/callHandle.h>
 

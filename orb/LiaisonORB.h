@@ -1,7 +1,7 @@
 #ifndef LIAISONORB_H
 #define LIAISONORB_H
 
-#include "orix_baseS.h"
+#include "EntetesORB.h"
 
 #include <chrono>
 #include <cstddef>

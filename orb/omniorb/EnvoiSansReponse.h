@@ -1,7 +1,7 @@
 #ifndef ENVOISANSREPONSE_H
 #define ENVOISANSREPONSE_H
 
-#include "orix_baseC.h"
+#include "EntetesORB.h"
 
 #include <omniORB4/callDescriptor.h>
 

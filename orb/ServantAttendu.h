@@ -1,7 +1,7 @@
 #ifndef SERVANTATTENDU_H
 #define SERVANTATTENDU_H
 
-#include "orix_baseS.h"
+#include "EntetesORB.h"
 
 #include <chrono>
 #include <condition_variable>
