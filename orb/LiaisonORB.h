@@ -31,6 +31,9 @@ struct ParametresORB
     ParametresTLS tls;
 };
 
+// Called from every shared object of the process, and standing in one of them.
+#pragma GCC visibility push(default)
+
 /// Creates the ORB of the process: bounded calls, one multiplexed connection to each peer, messages of one
 /// connection dispatched in order. Throws CORBA::Exception, or std::runtime_error with a text for the user.
 CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres);
@@ -66,6 +69,8 @@ const std::string& identiteAppelant();
 
 /// What the exception says of itself, in one line.
 std::string information(const CORBA::Exception& exception);
+
+#pragma GCC visibility pop
 
 } // namespace orix::orb
 
