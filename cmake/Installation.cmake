@@ -10,7 +10,10 @@ set(entetes ${CMAKE_INSTALL_INCLUDEDIR}/oxcdv)
 set_target_properties(OXcdvCli OXcdvSession PROPERTIES INSTALL_RPATH $ORIGIN)
 set_target_properties(cdv-serveur PROPERTIES INSTALL_RPATH $ORIGIN/../${CMAKE_INSTALL_LIBDIR})
 
-set(objets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT bibliotheques NAMELINK_COMPONENT developpement)
+# Public headers are those of the file set of their target, which its CMakeLists.txt names.
+set(objets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT bibliotheques NAMELINK_COMPONENT developpement
+           FILE_SET HEADERS DESTINATION ${entetes} COMPONENT developpement
+           INCLUDES DESTINATION ${entetes})
 install(TARGETS OXcdvCli OXcdvSession EXPORT OXcdvCliTargets ${objets})
 install(TARGETS cdv-serveur RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT serveur)
 install(FILES ${PROJECT_SOURCE_DIR}/docs/cdv-serveur.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT serveur)
@@ -24,24 +27,11 @@ install(FILES ${PROJECT_SOURCE_DIR}/outils/completion/cdv
         COMPONENT outils)
 install(EXPORT OXcdvCliTargets NAMESPACE OXcdvCli:: DESTINATION ${paquet} COMPONENT developpement)
 
-set(services ${PROJECT_SOURCE_DIR}/src/services/cdv/groupe1/src)
-install(FILES ${services}/OXcdvCliItf.h ${services}/OXcdvCliArret.h ${services}/OXcdvCliConnexion.h
-              ${services}/OXcdvCliCB.h
-              ${services}/OXvol_completData.h ${services}/OXvol_completDataChamps.h
-        DESTINATION ${entetes} COMPONENT developpement)
-set(session ${PROJECT_SOURCE_DIR}/src/services/cdv/session)
-install(FILES ${session}/CdvSession.h ${session}/CdvVol.h DESTINATION ${entetes} COMPONENT developpement)
-
 # Our own middleware goes along; another provider installs its own, with the package "orix".
 if(OXCDV_FOURNISSEUR_ORIX STREQUAL plateforme)
   set_target_properties(orix PROPERTIES INSTALL_RPATH $ORIGIN)
   install(TARGETS orix EXPORT orixTargets ${objets})
   install(EXPORT orixTargets NAMESPACE orix:: DESTINATION ${paquet} COMPONENT developpement)
-  set(orix ${PROJECT_SOURCE_DIR}/plateforme/include/orix)
-  install(FILES ${orix}/Accesseurs.h ${orix}/Configuration.h ${orix}/Exportation.h ${orix}/INonCopiable.h ${orix}/OXcci_rub_chgtData.h
-                ${orix}/OXchaine.h ${orix}/OXcode_statData.h ${orix}/OXstatut.h ${orix}/OXversion.h
-                ${orix}/Processus.h ${orix}/SeuilTrace.h ${orix}/Trace.h
-          DESTINATION ${entetes}/orix COMPONENT developpement)
 endif()
 
 configure_package_config_file(cmake/OXcdvCliConfig.cmake.in ${CMAKE_BINARY_DIR}/OXcdvCliConfig.cmake

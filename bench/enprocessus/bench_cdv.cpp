@@ -7,11 +7,11 @@
 
 #include "OXcdvCliCBfoncteur.h"
 #include "VueVolComplet.h"
-#include "orix/ExecuteurCB.h"
 #include "orix/OXcci_rub_chgtData.h"
 #include "orix/OXcode_statData.h"
 #include "orix/Processus.h"
 #include "orix/Trace.h"
+#include "orix/interne/ExecuteurCB.h"
 
 #include <benchmark/benchmark.h>
 

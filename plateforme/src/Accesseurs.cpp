@@ -1,4 +1,4 @@
-#include "orix/ChampsEnregistrement.h"
+#include "orix/interne/ChampsEnregistrement.h"
 
 #define TRACER(niveau, fonction, texte) ORIX_TRACE_LIGNE(orix::niveau, classe, fonction, ligne, texte)
 

@@ -1,7 +1,7 @@
 #include "ExceptionCourante.h"
 
 #include "LiaisonORB.h"
-#include "orix/Echec.h"
+#include "orix/interne/Echec.h"
 
 #include <exception>
 

@@ -3,8 +3,8 @@
 #include "Activite.h"
 #include "ExceptionCourante.h"
 #include "Livraison.h"
-#include "orix/Echec.h"
 #include "orix/Trace.h"
+#include "orix/interne/Echec.h"
 
 #include <cxxabi.h>
 

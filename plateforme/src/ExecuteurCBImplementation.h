@@ -2,8 +2,8 @@
 #define EXECUTEURCBIMPLEMENTATION_H
 
 #include "Fil.h"
-#include "orix/ExecuteurCB.h"
-#include "orix/IExecutable.h"
+#include "orix/interne/ExecuteurCB.h"
+#include "orix/interne/IExecutable.h"
 
 #include <atomic>
 #include <chrono>

@@ -1,15 +1,15 @@
 // The destructors of the interfaces stand here, so that each interface's type information exists once in the
 // process.
 #include "orix/Configuration.h"
-#include "orix/Echec.h"
-#include "orix/ExecuteurCB.h"
-#include "orix/IAdaptateurClient.h"
-#include "orix/IExecutable.h"
-#include "orix/Noyau.h"
-#include "orix/ORBthread.h"
-#include "orix/OXroutage.h"
-#include "orix/SurveillantConnexions.h"
-#include "orix/TableInformationsConnexions.h"
+#include "orix/interne/Echec.h"
+#include "orix/interne/ExecuteurCB.h"
+#include "orix/interne/IAdaptateurClient.h"
+#include "orix/interne/IExecutable.h"
+#include "orix/interne/Noyau.h"
+#include "orix/interne/ORBthread.h"
+#include "orix/interne/OXroutage.h"
+#include "orix/interne/SurveillantConnexions.h"
+#include "orix/interne/TableInformationsConnexions.h"
 
 namespace orix {
 

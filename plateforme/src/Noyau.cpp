@@ -4,10 +4,10 @@
 #include "Livraison.h"
 #include "ReferencesPOA.h"
 #include "SurveillantConnexionsImplementation.h"
-#include "orix/Echec.h"
-#include "orix/IAdaptateurClient.h"
-#include "orix/ORBthread.h"
 #include "orix/Trace.h"
+#include "orix/interne/Echec.h"
+#include "orix/interne/IAdaptateurClient.h"
+#include "orix/interne/ORBthread.h"
 
 #include <algorithm>
 

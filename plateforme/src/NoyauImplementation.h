@@ -3,8 +3,8 @@
 
 #include "Fil.h"
 #include "TableInformationsConnexionsImplementation.h"
-#include "orix/Noyau.h"
-#include "orix/ParametresActivationService.h"
+#include "orix/interne/Noyau.h"
+#include "orix/interne/ParametresActivationService.h"
 
 #include <atomic>
 #include <functional>

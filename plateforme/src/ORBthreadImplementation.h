@@ -2,7 +2,7 @@
 #define ORBTHREADIMPLEMENTATION_H
 
 #include "Fil.h"
-#include "orix/ORBthread.h"
+#include "orix/interne/ORBthread.h"
 
 #include <chrono>
 #include <string>

@@ -1,7 +1,7 @@
-#include "orix/OXroutage.h"
+#include "orix/interne/OXroutage.h"
 
 #include "OXroutageImplementation.h"
-#include "orix/Echec.h"
+#include "orix/interne/Echec.h"
 
 #include <atomic>
 

@@ -1,11 +1,11 @@
-#include "orix/RepondeurNoyau.h"
+#include "orix/interne/RepondeurNoyau.h"
 
 #include "ExceptionCourante.h"
 #include "LiaisonORB.h"
 #include "NoyauImplementation.h"
 #include "ReferencesPOA.h"
-#include "orix/IAdaptateurClient.h"
 #include "orix/Trace.h"
+#include "orix/interne/IAdaptateurClient.h"
 
 #include <charconv>
 

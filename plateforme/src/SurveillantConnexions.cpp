@@ -6,10 +6,10 @@
 #include "Livraison.h"
 #include "NoyauImplementation.h"
 #include "orix/Configuration.h"
-#include "orix/Echec.h"
-#include "orix/IAdaptateurClient.h"
-#include "orix/ORBthread.h"
 #include "orix/Trace.h"
+#include "orix/interne/Echec.h"
+#include "orix/interne/IAdaptateurClient.h"
+#include "orix/interne/ORBthread.h"
 
 #include <algorithm>
 

@@ -4,7 +4,7 @@
 #include "Fil.h"
 #include "RepondeurPing.h"
 #include "orix/INonCopiable.h"
-#include "orix/SurveillantConnexions.h"
+#include "orix/interne/SurveillantConnexions.h"
 
 #include <chrono>
 #include <map>

@@ -1,6 +1,6 @@
 #include "TableInformationsConnexionsImplementation.h"
 
-#include "orix/Echec.h"
+#include "orix/interne/Echec.h"
 
 namespace orix {
 

@@ -2,7 +2,7 @@
 #define TABLEINFORMATIONSCONNEXIONSIMPLEMENTATION_H
 
 #include "orix/INonCopiable.h"
-#include "orix/TableInformationsConnexions.h"
+#include "orix/interne/TableInformationsConnexions.h"
 
 #include <map>
 #include <mutex>

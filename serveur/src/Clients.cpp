@@ -1,7 +1,7 @@
 #include "Clients.h"
 
-#include "orix/Echec.h"
 #include "orix/Trace.h"
+#include "orix/interne/Echec.h"
 
 #include <random>
 

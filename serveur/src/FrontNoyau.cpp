@@ -2,9 +2,9 @@
 
 #include "LiaisonORB.h"
 
-#include "orix/Echec.h"
 #include "orix/OXversion.h"
 #include "orix/Trace.h"
+#include "orix/interne/Echec.h"
 
 #include <optional>
 

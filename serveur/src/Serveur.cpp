@@ -3,8 +3,8 @@
 #include "LiaisonORB.h"
 #include "PointAcces.h"
 
-#include "orix/Noyau.h"
-#include "orix/ORBthread.h"
+#include "orix/interne/Noyau.h"
+#include "orix/interne/ORBthread.h"
 
 namespace cdv {
 

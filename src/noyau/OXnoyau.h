@@ -2,10 +2,10 @@
 #define OXNOYAU_H
 
 #include "orix/INonCopiable.h"
-#include "orix/Noyau.h"
-#include "orix/ORBthread.h"
-#include "orix/ParametresActivationService.h"
 #include "orix/Trace.h"
+#include "orix/interne/Noyau.h"
+#include "orix/interne/ORBthread.h"
+#include "orix/interne/ParametresActivationService.h"
 
 #include "orix_baseS.h"
 

@@ -8,10 +8,10 @@
 #include "ServantAttendu.h"
 #include "ServeurReel.h"
 
-#include "orix/Noyau.h"
-#include "orix/ORBthread.h"
 #include "orix/OXchaine.h"
 #include "orix/Processus.h"
+#include "orix/interne/Noyau.h"
+#include "orix/interne/ORBthread.h"
 
 #include <gmock/gmock.h>
 

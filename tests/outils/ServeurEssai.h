@@ -8,10 +8,10 @@
 #include "OXcdvClientVersServeurS.h"
 #include "OXcdvServeurVersClientC.h"
 #include "ServeurReel.h"
-#include "orix/Noyau.h"
-#include "orix/ORBthread.h"
-#include "orix/ParametresActivationService.h"
 #include "orix/Processus.h"
+#include "orix/interne/Noyau.h"
+#include "orix/interne/ORBthread.h"
+#include "orix/interne/ParametresActivationService.h"
 
 #include <unistd.h>
 

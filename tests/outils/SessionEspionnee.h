@@ -7,8 +7,8 @@
 #include "OXcdvClientVersServeurC.h"
 #include "OXcdvServeurVersClientC.h"
 #include "SessionReelle.h"
-#include "orix/Noyau.h"
-#include "orix/ORBthread.h"
+#include "orix/interne/Noyau.h"
+#include "orix/interne/ORBthread.h"
 
 #include <atomic>
 #include <string>

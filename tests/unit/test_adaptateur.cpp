@@ -1,9 +1,9 @@
 #include "CapteurTraces.h"
 #include "OXvol_completData.h"
 #include "ServeurEssai.h"
-#include "orix/Echec.h"
 #include "orix/OXchaine.h"
-#include "orix/TableInformationsConnexions.h"
+#include "orix/interne/Echec.h"
+#include "orix/interne/TableInformationsConnexions.h"
 
 #include <gmock/gmock.h>
 

@@ -1,7 +1,7 @@
 #include "Automate.h"
 #include "CapteurTraces.h"
 #include "Singleton.h"
-#include "orix/GestionIdOp.h"
+#include "orix/interne/GestionIdOp.h"
 
 #include <gmock/gmock.h>
 

@@ -1,6 +1,6 @@
 #include "Clients.h"
 
-#include "orix/Echec.h"
+#include "orix/interne/Echec.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 #include "CapteurTraces.h"
-#include "orix/Echec.h"
-#include "orix/ExecuteurCB.h"
-#include "orix/IExecutable.h"
 #include "orix/Processus.h"
+#include "orix/interne/Echec.h"
+#include "orix/interne/ExecuteurCB.h"
+#include "orix/interne/IExecutable.h"
 
 #include <gmock/gmock.h>
 

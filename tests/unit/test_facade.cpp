@@ -2,9 +2,9 @@
 #include "OXcdvCliItf.h"
 #include "OXvol_completData.h"
 #include "ServeurEssai.h"
-#include "orix/Echec.h"
 #include "orix/OXchaine.h"
 #include "orix/Trace.h"
+#include "orix/interne/Echec.h"
 
 #include <gmock/gmock.h>
 

@@ -3,14 +3,14 @@
 #include "FileAttente.h"
 #include "OXnoyau.h"
 #include "ServeurEssai.h"
-#include "orix/Echec.h"
-#include "orix/ExecuteurCB.h"
-#include "orix/IAdaptateurClient.h"
-#include "orix/IExecutable.h"
-#include "orix/OXroutage.h"
-#include "orix/RepondeurNoyau.h"
-#include "orix/SurveillantConnexions.h"
-#include "orix/TableInformationsConnexions.h"
+#include "orix/interne/Echec.h"
+#include "orix/interne/ExecuteurCB.h"
+#include "orix/interne/IAdaptateurClient.h"
+#include "orix/interne/IExecutable.h"
+#include "orix/interne/OXroutage.h"
+#include "orix/interne/RepondeurNoyau.h"
+#include "orix/interne/SurveillantConnexions.h"
+#include "orix/interne/TableInformationsConnexions.h"
 
 #include <gmock/gmock.h>
 

@@ -2,8 +2,8 @@
 #include "OXcdvClientVersServeurHandlerImplementation.h"
 #include "OXvol_completData.h"
 #include "ServeurEssai.h"
-#include "orix/Echec.h"
 #include "orix/Trace.h"
+#include "orix/interne/Echec.h"
 
 #include <gmock/gmock.h>
 

@@ -1,9 +1,9 @@
 #ifndef EXECUTABLE_H
 #define EXECUTABLE_H
 
-#include "orix/IExecutable.h"
 #include "orix/INonCopiable.h"
 #include "orix/Trace.h"
+#include "orix/interne/IExecutable.h"
 
 namespace orix {
 

@@ -6,13 +6,13 @@
 #include "OXnoyau.h"
 #include "VueVolComplet.h"
 #include "orix/Configuration.h"
-#include "orix/ExecuteurCB.h"
-#include "orix/GestionIdOp.h"
-#include "orix/Noyau.h"
-#include "orix/ORBthread.h"
 #include "orix/OXchaine.h"
-#include "orix/SurveillantConnexions.h"
-#include "orix/TableInformationsConnexions.h"
+#include "orix/interne/ExecuteurCB.h"
+#include "orix/interne/GestionIdOp.h"
+#include "orix/interne/Noyau.h"
+#include "orix/interne/ORBthread.h"
+#include "orix/interne/SurveillantConnexions.h"
+#include "orix/interne/TableInformationsConnexions.h"
 
 #include <ace/Profile_Timer.h>
 

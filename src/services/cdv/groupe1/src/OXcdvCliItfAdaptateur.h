@@ -6,11 +6,11 @@
 #include "OXcdvServeurVersClientImplementation.h"
 #include "ServantAttendu.h"
 #include "Singleton.h"
-#include "orix/Echec.h"
-#include "orix/IAdaptateurClient.h"
-#include "orix/OXroutage.h"
 #include "orix/OXversion.h"
-#include "orix/RepondeurNoyau.h"
+#include "orix/interne/Echec.h"
+#include "orix/interne/IAdaptateurClient.h"
+#include "orix/interne/OXroutage.h"
+#include "orix/interne/RepondeurNoyau.h"
 #include "orix_baseS.h"
 
 #include <atomic>

@@ -3,9 +3,9 @@
 #include "OXcdvCliCBfoncteur.h"
 #include "OXcdvCliItfAdaptateur.h"
 #include "OXvol_completData.h"
-#include "orix/Echec.h"
-#include "orix/ExecuteurCB.h"
 #include "orix/Trace.h"
+#include "orix/interne/Echec.h"
+#include "orix/interne/ExecuteurCB.h"
 
 #include <new>
 #include <utility>

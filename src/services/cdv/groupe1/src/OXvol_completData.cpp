@@ -1,6 +1,6 @@
-#include "orix/ChampsEnregistrement.h"
 #include "orix/OXcci_rub_chgtData.h"
 #include "orix/OXcode_statData.h"
+#include "orix/interne/ChampsEnregistrement.h"
 
 #undef ORIX_LECTEUR
 #define ORIX_LECTEUR ORIX_LECTEUR_EMIS

@@ -2,10 +2,10 @@
 #include "OXvol_completData.h"
 #include "VueVolComplet.h"
 
-#include "orix/ChampsEnregistrement.h"
-#include "orix/DepuisFil.h"
 #include "orix/OXcci_rub_chgtData.h"
 #include "orix/OXcode_statData.h"
+#include "orix/interne/ChampsEnregistrement.h"
+#include "orix/interne/DepuisFil.h"
 
 #define DETAIL(fonction, texte) ORIX_TRACE(orix::NTO_DETAIL, "OXvol_completData", fonction, texte)
 
