@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Uses the command "cdv" as a person would, against a real server: every subcommand, wrong usage, pipes that break,
 # Ctrl-C, terminals, lost connections.
-# Usage: tests/outils_cdv/commande.sh CDV CDV_SERVEUR SOURCE_FOLDER
+# Usage: tests/commande/commande.sh CDV CDV_SERVEUR SOURCE_FOLDER
 set -uo pipefail
 set -m # a group for each job: one can be sent Ctrl-C
 commande=$1
