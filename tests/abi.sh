@@ -21,10 +21,16 @@ symboles() {
         grep -vE '_v3_0_0|orix_corba' | sort -u
 }
 
+trouver() {
+    local objet
+    objet=$(find "$construction" -path "*/_CPack_Packages" -prune -o -name "$1" ! -type d -print -quit)
+    [ -n "$objet" ] || { echo "abi: $1 is not built" >&2; exit 1; }
+    echo "$objet"
+}
+
 statut=0
 for nom in liborix libOXcdvCli libOXcdvSession; do
-    objet=$(find "$construction" -path "*/_CPack_Packages" -prune -o -name "$nom.so.3" -print -quit)
-    [ -n "$objet" ] || { echo "abi: $nom.so.3 is not built" >&2; exit 1; }
+    objet=$(trouver "$nom.so.3")
     if [ "$mode" = --accepter ]; then
         symboles "$objet" >"$reference/$nom.symboles"
     elif ! diff -u "$reference/$nom.symboles" <(symboles "$objet") --label "$nom before" --label "$nom now"; then
@@ -34,5 +40,22 @@ done
 if [ "$statut" -ne 0 ]; then
     echo "abi: the public symbols have changed (above: '-' gone, '+' new). A symbol gone: restore it, or raise the" \
         "SONAME. Wanted: tests/abi.sh $construction $2 --accepter, and commit paquets/abi/." >&2
+fi
+
+# Variables of ours that each file of a process would have for itself: those that no other file can see.
+propres() {
+    comm -23 <(variables "$1") <(variables "$1" -D)
+}
+variables() {
+    nm -C --defined-only "${@:2}" "$1" | sed -nE 's/^[0-9a-f]+ [bBdDuV] (guard variable for )?//p' | grep '^orix::' | sort -u
+}
+doubles=$(for nom in liborix.so.3 libOXcdvCli.so.3 libOXcdvSession.so.3 cdv-serveur; do
+    objet=$(trouver "$nom") || exit 1
+    propres "$objet"
+done | sort | uniq -d)
+if [ -n "$doubles" ]; then
+    echo "abi: these stand more than once in a process; they belong to one library, which exports what uses them:" >&2
+    echo "$doubles" >&2
+    statut=1
 fi
 exit "$statut"
