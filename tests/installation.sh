@@ -29,10 +29,6 @@ autres=$(nm -DC --defined-only "$bibliotheque" | cut -d' ' -f3- |
     grep -vE '^(typeinfo|vtable|guard variable|std::|__asan|__odr_asan|__ubsan)' || true)
 [ -z "$autres" ] || echec "symbols that should be hidden: $(head -n 10 <<<"$autres")"
 
-# Nothing public may need the ORB's headers: they are not looked for.
-entetes=$(dirname "$(find "$dossier/prefixe" -name OXcdvCliItf.h)")
-! grep -rlE 'include [<"](omniORB|CORBA|tao/|ace/)' "$entetes" || echec "a public header includes an ORB header"
-
 export PKG_CONFIG_PATH=$(dirname "$(find "$dossier/prefixe" -name oxcdvcli.pc)")
 c++ -std=c++17 "${options[@]}" $(pkg-config --cflags oxcdvcli --define-variable=prefix="$dossier/prefixe") \
     "$sources/exemples/session_cdv.cpp" -o "$dossier/session_cdv" \
