@@ -5,7 +5,7 @@
 
 #include "orix/OXstatut.h"
 
-namespace cdv {
+namespace serveur {
 
 namespace {
 constexpr std::size_t LOT_ENVOI = 256;
@@ -79,4 +79,4 @@ void Client::_envoyer(const Notification& n)
     }
 }
 
-} // namespace cdv
+} // namespace serveur

@@ -11,7 +11,7 @@
 #include <string>
 #include <thread>
 
-namespace cdv {
+namespace serveur {
 
 /// What the server tells a client of one of its requests.
 struct Notification
@@ -88,6 +88,6 @@ class Client
     std::thread _envoi; // last: it uses everything above
 };
 
-} // namespace cdv
+} // namespace serveur
 
 #endif

@@ -5,7 +5,7 @@
 
 #include <random>
 
-namespace cdv {
+namespace serveur {
 
 Clients::Clients(const Reglages& reglages) : _reglages(reglages), _prochain(std::random_device{}()) {}
 
@@ -112,4 +112,4 @@ void Clients::arreter(std::chrono::milliseconds delai)
         client->joindre();
 }
 
-} // namespace cdv
+} // namespace serveur

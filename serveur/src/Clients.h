@@ -5,7 +5,7 @@
 
 #include <map>
 
-namespace cdv {
+namespace serveur {
 
 /// The clients of this server, by number. Every operation may be called from any thread.
 class Clients
@@ -54,6 +54,6 @@ class Clients
     bool _arret = false;
 };
 
-} // namespace cdv
+} // namespace serveur
 
 #endif

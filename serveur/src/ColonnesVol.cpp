@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-namespace cdv {
+namespace serveur {
 
 const char* Colonne::lire(const Vol& vol) const
 {
@@ -48,4 +48,4 @@ const std::vector<Colonne>& colonnesVol()
     return colonnes;
 }
 
-} // namespace cdv
+} // namespace serveur

@@ -6,7 +6,7 @@
 #include <vector>
 
 /// How the texts of a record stand in the columns of a table.
-namespace cdv {
+namespace serveur {
 
 constexpr const char* TEXTE_NUL = "__PtrNULL__"; ///< what stands on the wire for a text that is not set
 
@@ -35,6 +35,6 @@ struct Colonne
 /// Every text of a record, in the order of the fields; the first is the identifier.
 const std::vector<Colonne>& colonnesVol();
 
-} // namespace cdv
+} // namespace serveur
 
 #endif

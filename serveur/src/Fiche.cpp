@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <utility>
 
-namespace cdv {
+namespace serveur {
 
 namespace {
 
@@ -135,4 +135,4 @@ void VolPrete::_reprendre() noexcept
     _vol.m_tpoint.length(0);
 }
 
-} // namespace cdv
+} // namespace serveur

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-namespace cdv {
+namespace serveur {
 
 using Vol = OXvol_completData_v3_0_0; ///< a record as it travels
 
@@ -81,6 +81,6 @@ class VolPrete
     Vol _vol; // its sequences keep their buffers from one loan to the next
 };
 
-} // namespace cdv
+} // namespace serveur
 
 #endif

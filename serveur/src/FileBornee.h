@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-namespace cdv {
+namespace serveur {
 
 enum class Depot
 {
@@ -76,6 +76,6 @@ class FileBornee
     bool _fermee = false;
 };
 
-} // namespace cdv
+} // namespace serveur
 
 #endif

@@ -8,7 +8,7 @@
 
 #include <optional>
 
-namespace cdv {
+namespace serveur {
 
 namespace {
 
@@ -68,4 +68,4 @@ int FrontNoyau::_activer(const std::string& nomService, const orix_corba::Sequen
     return _clients.ajouter(nom, machine, orix::orb::identiteAppelant(), notifications, client);
 }
 
-} // namespace cdv
+} // namespace serveur

@@ -5,7 +5,7 @@
 
 #include "OXcdvClientVersServeurS.h"
 
-namespace cdv {
+namespace serveur {
 
 /// What this server calls itself, in activations and pings.
 struct NomsServeur
@@ -42,6 +42,6 @@ class FrontNoyau : public POA_orix_corba::Noyau, public PortableServer::RefCount
     const orix_corba::OXcdv_v3_0_0_ClientVersServeur_var _service;
 };
 
-} // namespace cdv
+} // namespace serveur
 
 #endif

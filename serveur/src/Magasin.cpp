@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <optional>
 
-namespace cdv {
+namespace serveur {
 
 namespace {
 
@@ -367,4 +367,4 @@ int Magasin::liste(const Fiche& exemple, const std::function<bool(FichePartagee)
     }
 }
 
-} // namespace cdv
+} // namespace serveur

@@ -12,7 +12,7 @@
 struct sqlite3;
 struct sqlite3_stmt;
 
-namespace cdv {
+namespace serveur {
 
 /// Result codes of the service, as its notifications carry them.
 enum Resultat : int
@@ -112,6 +112,6 @@ class Magasin
     Ordre _consultation;
 };
 
-} // namespace cdv
+} // namespace serveur
 
 #endif

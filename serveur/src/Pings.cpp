@@ -4,7 +4,7 @@
 
 #include "orix/Trace.h"
 
-namespace cdv {
+namespace serveur {
 
 namespace {
 
@@ -194,4 +194,4 @@ void Pings::_faireTour()
     _suivis = std::move(suivis);
 }
 
-} // namespace cdv
+} // namespace serveur

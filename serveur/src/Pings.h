@@ -4,7 +4,7 @@
 #include "Clients.h"
 #include "FrontNoyau.h"
 
-namespace cdv {
+namespace serveur {
 
 /// Pings every client, on a connection of its own so that a ping does not queue behind notifications. A
 /// client is dropped when it answers that this server is not its own, or after two misses in a row; whatever
@@ -40,6 +40,6 @@ class Pings
     std::thread _fil; // last: it uses everything above
 };
 
-} // namespace cdv
+} // namespace serveur
 
 #endif

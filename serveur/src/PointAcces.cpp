@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string_view>
 
-namespace cdv {
+namespace serveur {
 
 namespace {
 
@@ -97,4 +97,4 @@ std::string pointAcces(const std::string& ior)
     throw invalide();
 }
 
-} // namespace cdv
+} // namespace serveur

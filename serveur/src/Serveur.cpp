@@ -6,7 +6,7 @@
 #include "orix/interne/Noyau.h"
 #include "orix/interne/ORBthread.h"
 
-namespace cdv {
+namespace serveur {
 
 namespace {
 constexpr std::size_t CAPACITE_REQUETES = 10000;
@@ -23,7 +23,7 @@ Serveur::Serveur(Magasin& magasin, const NomsServeur& noms, const Pings::Reglage
     const CORBA::ORB_ptr orb = orix::oxNoyau()->lirePointAcces()->lireORB();
     const orix_corba::OXcdv_v3_0_0_ClientVersServeur_var reference = _service->_this();
     const CORBA::String_var ior = orb->object_to_string(reference);
-    _pointAcces = cdv::pointAcces(ior.in());
+    _pointAcces = serveur::pointAcces(ior.in());
     _pings = std::make_unique<Pings>(reglagesPings, noms, _clients);
     const PortableServer::Servant_var<FrontNoyau> front = new FrontNoyau(noms, _clients, reference);
     orix::orb::publierSousCle(orb, "Noyau", front.in());
@@ -44,4 +44,4 @@ void Serveur::arreter()
     }
 }
 
-} // namespace cdv
+} // namespace serveur

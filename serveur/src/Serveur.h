@@ -4,7 +4,7 @@
 #include "Pings.h"
 #include "Travailleur.h"
 
-namespace cdv {
+namespace serveur {
 
 /// The service in a process whose middleware is initialised. Its parts, in the order in which they need each
 /// other.
@@ -29,6 +29,6 @@ class Serveur
     std::string _pointAcces;
 };
 
-} // namespace cdv
+} // namespace serveur
 
 #endif

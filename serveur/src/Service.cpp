@@ -4,7 +4,7 @@
 
 #include "orix/Trace.h"
 
-namespace cdv {
+namespace serveur {
 
 std::shared_ptr<Client> Service::_trouver(int numero) const
 {
@@ -77,4 +77,4 @@ void Service::testerConnexionClient(const char*, const char*, const char*, CORBA
     ORIX_TRACE(orix::NTO_REFUS, "Service", "testerConnexionClient", "Ignoré, client " << numeroClient);
 }
 
-} // namespace cdv
+} // namespace serveur

@@ -5,7 +5,7 @@
 
 #include "OXcdvClientVersServeurS.h"
 
-namespace cdv {
+namespace serveur {
 
 /// A client's request, from its arrival to its notification.
 struct Requete : Demande
@@ -46,6 +46,6 @@ class Service : public POA_orix_corba::OXcdv_v3_0_0_ClientVersServeur,
     FileRequetes& _requetes;
 };
 
-} // namespace cdv
+} // namespace serveur
 
 #endif

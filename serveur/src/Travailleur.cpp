@@ -1,6 +1,6 @@
 #include "Travailleur.h"
 
-namespace cdv {
+namespace serveur {
 
 namespace {
 // One commit for so many requests at most: as many as wait. Bounds what a failed one takes with it.
@@ -56,4 +56,4 @@ void Travailleur::_lister(const Requete& requete)
                       {Notification::FIN_LISTE, Operation::LISTE, resultat, nullptr, requete.idOp});
 }
 
-} // namespace cdv
+} // namespace serveur

@@ -3,7 +3,7 @@
 
 #include "Service.h"
 
-namespace cdv {
+namespace serveur {
 
 /// The thread that executes the requests on the store: as many as wait, in one transaction; then notifies
 /// their clients, in the order of the requests.
@@ -30,6 +30,6 @@ class Travailleur
     std::thread _fil;
 };
 
-} // namespace cdv
+} // namespace serveur
 
 #endif

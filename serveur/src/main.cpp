@@ -134,7 +134,7 @@ orix::Configuration configurer(const Options& options)
 void servir(int& argc, char** argv, const Options& options, const sigset_t& signaux)
 {
     const orix::Configuration configuration = configurer(options);
-    cdv::Magasin magasin(options.base);
+    serveur::Magasin magasin(options.base);
 
     // A refusal is told once: by main, not by a trace too.
     std::string message;
@@ -143,15 +143,15 @@ void servir(int& argc, char** argv, const Options& options, const sigset_t& sign
     orix::trace()->definirRecepteur({});
     if (statut != orix::OXS_OK)
         throw std::runtime_error(message);
-    std::optional<cdv::Serveur> serveur; // outlives the ORB, whose threads may be inside it to the end
+    std::optional<serveur::Serveur> serveur; // outlives the ORB, whose threads may be inside it to the end
     const struct Fin
     {
         ~Fin() { orix::terminer(); }
     } fin;
 
-    serveur.emplace(magasin, cdv::NomsServeur{options.nom, configuration.nomMachineHote},
-                    cdv::Pings::Reglages{std::chrono::milliseconds(options.periodePing),
-                                         std::chrono::milliseconds(options.delaiPing)});
+    serveur.emplace(magasin, serveur::NomsServeur{options.nom, configuration.nomMachineHote},
+                    serveur::Pings::Reglages{std::chrono::milliseconds(options.periodePing),
+                                             std::chrono::milliseconds(options.delaiPing)});
     std::cout << "cdv-serveur: prêt, noyau corbaloc:" << serveur->pointAcces() << "/Noyau, base "
               << options.base << std::endl;
     int signal = 0;

@@ -7,9 +7,9 @@
 // Whoever reaches the kernel may activate itself: their number is bounded, and places become free again.
 TEST(Clients, PasPlusQueLeNombreMax)
 {
-    cdv::Clients::Reglages reglages;
+    serveur::Clients::Reglages reglages;
     reglages.nombreMax = 2;
-    cdv::Clients clients(reglages);
+    serveur::Clients clients(reglages);
     const auto ajouter = [&] {
         return clients.ajouter("nom", "machine", "local", orix_corba::OXcdv_v3_0_0_ServeurVersClient::_nil(),
                                orix_corba__Client::_nil());

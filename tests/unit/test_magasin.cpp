@@ -10,7 +10,7 @@
 #include <fstream>
 #include <thread>
 
-using namespace cdv;
+using namespace serveur;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
