@@ -19,10 +19,9 @@ Client::Client(Identite identite, orix_corba::OXcdv_v3_0_0_ServeurVersClient_ptr
       _client(orix_corba__Client::_duplicate(client)),
       _surFin(std::move(surFin)),
       _file(capaciteFile),
-      _envoi([this] { _envoyerTout(); })
+      _lot(LOT_ENVOI),
+      _envoi("cdv-envois", [this] { return _envoyerSuite(); })
 {}
-
-Client::~Client() = default;
 
 void Client::abandonner()
 {
@@ -30,24 +29,28 @@ void Client::abandonner()
     _file.fermer(/*jeter*/ true);
 }
 
-void Client::_envoyerTout()
+/// What waits; at the end, the word to the client. An end allocates nothing.
+bool Client::_envoyerSuite() noexcept
 {
-    std::string raison = "le service s'arrête";
+    const char* raison = "le service s'arrête";
+    std::string precision;
     try {
-        std::vector<Notification> lot = _file.prendre(LOT_ENVOI);
-        for (; !lot.empty(); lot = _file.prendre(LOT_ENVOI)) {
-            for (auto notification = lot.begin(); notification != lot.end() && !_abandon; ++notification)
-                _envoyer(*notification);
-        }
+        _file.prendre(_lot);
+        for (auto notification = _lot.begin(); notification != _lot.end() && !_abandon; ++notification)
+            _envoyer(*notification);
+        if (!_lot.empty())
+            return true;
         // Awaited, unlike the rest: the ORB stops next.
         if (!_abandon)
             _client->deconnexionCB(orix::OXS_SERVICE_NON_ACTIVE);
-    } catch (const CORBA::Exception& exception) {
-        raison = "envoi impossible, " + orix::orb::information(exception);
+    } catch (...) {
+        raison = "envoi impossible, ";
+        precision = texteException();
     }
     if (!_abandon)
-        _surFin(_identite.numero, raison);
+        _surFin(_identite.numero, raison, precision);
     _fini = true;
+    return false;
 }
 
 void Client::_envoyer(const Notification& n)

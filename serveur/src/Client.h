@@ -1,6 +1,7 @@
 #ifndef CLIENT_H
 #define CLIENT_H
 
+#include "Fil.h"
 #include "FileBornee.h"
 #include "Magasin.h"
 
@@ -9,7 +10,7 @@
 #include <atomic>
 #include <functional>
 #include <string>
-#include <thread>
+#include <vector>
 
 namespace serveur {
 
@@ -32,7 +33,7 @@ struct Notification
 
 /// An activated client: where its notifications go, and the thread that sends them, in order and without
 /// awaiting responses. Everything but the thread's work may be called from any thread.
-class Client
+class Client : orix::INonCopiable
 {
   public:
     struct Identite
@@ -42,14 +43,13 @@ class Client
         std::string machine;
         std::string appelant; ///< who activated it, as the transport knows: nobody else may speak for it
     };
-    /// Called once on the sender's thread when it ends of itself, with the reason.
-    using SurFin = std::function<void(int numero, const std::string& raison)>;
+    /// Called once on the sender's thread when it ends of itself, with the reason, in two parts. Throws
+    /// nothing.
+    using SurFin = std::function<void(int numero, const char* raison, const std::string& precision)>;
 
     Client(Identite identite, orix_corba::OXcdv_v3_0_0_ServeurVersClient_ptr notifications,
            orix_corba__Client_ptr client, std::size_t capaciteFile, SurFin surFin);
-    ~Client(); ///< the thread must have been joined
-    Client(const Client&) = delete;
-    Client& operator=(const Client&) = delete;
+    ~Client() { abandonner(); } ///< not on the sender's thread
 
     const Identite& identite() const { return _identite; }
     orix_corba__Client_ptr reference() const { return _client.in(); } ///< stays this object's
@@ -65,15 +65,14 @@ class Client
     /// Drops what is queued and sends nothing more.
     void abandonner();
     bool aFini() const { return _fini; } ///< joining no longer waits
-    void joindre() { _envoi.join(); }
+    void joindre() { _envoi.joindre(); }
 
-    /// A sign of life came in.
-    void noterVie() { _vie = true; }
-    /// Whether one has come since the last question.
-    bool prendreVie() { return _vie.exchange(false); }
+    /// A message of the client came in.
+    void noterActivite() { ++_activite; }
+    unsigned long activite() const { return _activite; } ///< how many came
 
   private:
-    void _envoyerTout();
+    bool _envoyerSuite() noexcept;
     void _envoyer(const Notification& notification);
 
     const Identite _identite;
@@ -82,10 +81,12 @@ class Client
     const SurFin _surFin;
     FileBornee<Notification> _file;
     std::atomic<bool> _abandon{false};
-    std::atomic<bool> _vie{false};
+    std::atomic<unsigned long> _activite{0};
     std::atomic<bool> _fini{false};
-    VolPrete _prete;    // of the thread
-    std::thread _envoi; // last: it uses everything above
+    // Of the thread:
+    std::vector<Notification> _lot;
+    VolPrete _prete;
+    Fil _envoi; // last: it uses everything above
 };
 
 } // namespace serveur

@@ -3,7 +3,9 @@
 #include "orix/Trace.h"
 #include "orix/interne/Echec.h"
 
+#include <algorithm>
 #include <random>
+#include <utility>
 
 namespace serveur {
 
@@ -13,7 +15,7 @@ Clients::~Clients() { arreter(std::chrono::milliseconds(0)); }
 
 int Clients::ajouter(const std::string& nom, const std::string& machine, const std::string& appelant,
                      orix_corba::OXcdv_v3_0_0_ServeurVersClient_ptr notifications,
-                     orix_corba__Client_ptr client)
+                     orix_corba__Client_ptr face)
 {
     recueillir();
     const std::lock_guard<std::mutex> verrou(_mutex);
@@ -24,11 +26,15 @@ int Clients::ajouter(const std::string& nom, const std::string& machine, const s
     int numero = 0;
     while (numero == 0 || _clients.count(numero) != 0)
         numero = static_cast<int>(_prochain++ & 0x7FFFFFFFu);
-    _clients[numero] = std::make_shared<Client>(
-        Client::Identite{numero, nom, machine, appelant}, notifications, client, _reglages.capaciteFile,
-        [this](int parti, const std::string& raison) { abandonner(parti, raison); });
-    ORIX_TRACE(orix::NTO_NOTABLE, "Clients", "ajouter",
-               "Client " << numero << " activé : " << nom << " sur " << machine << " (" << appelant << ")");
+    const auto client = std::make_shared<Client>(
+        Client::Identite{numero, nom, machine, appelant}, notifications, face, _reglages.capaciteFile,
+        [this](int parti, const char* raison, const std::string& precision) {
+            abandonner(parti, raison, precision);
+        });
+    _clients.emplace(numero, client);
+    ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "Clients", "ajouter",
+                          "Client " << numero << " activé : " << nom << " sur " << machine << " (" << appelant
+                                    << ")");
     return numero;
 }
 
@@ -56,7 +62,7 @@ bool Clients::notifier(Client& client, Notification notification)
     return depot == Depot::FAIT;
 }
 
-void Clients::abandonner(int numero, const std::string& raison)
+void Clients::abandonner(int numero, const char* raison, const std::string& precision)
 {
     std::shared_ptr<Client> client;
     {
@@ -65,50 +71,47 @@ void Clients::abandonner(int numero, const std::string& raison)
         if (place == _clients.end())
             return;
         client = place->second;
-        _partis.push_back(client);
-        _clients.erase(place);
+        _partis.insert(_clients.extract(place));
         _depart.notify_all();
     }
     client->abandonner();
-    ORIX_TRACE(orix::NTO_NOTABLE, "Clients", "abandonner",
-               "Client " << numero << " parti (" << client->identite().nom << " sur "
-                         << client->identite().machine << ") : " << raison);
+    ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "Clients", "abandonner",
+                          "Client " << numero << " parti (" << client->identite().nom << " sur "
+                                    << client->identite().machine << ") : " << raison << precision);
 }
 
 void Clients::recueillir()
 {
-    std::vector<std::shared_ptr<Client>> finis;
-    {
-        const std::lock_guard<std::mutex> verrou(_mutex);
-        const auto debut = std::stable_partition(_partis.begin(), _partis.end(),
-                                                 [](const auto& client) { return !client->aFini(); });
-        finis.assign(debut, _partis.end());
-        _partis.erase(debut, _partis.end());
+    for (;;) {
+        ParNumero::node_type fini; // its thread is joined outside of the lock
+        {
+            const std::lock_guard<std::mutex> verrou(_mutex);
+            const auto place = std::find_if(_partis.begin(), _partis.end(),
+                                            [](const auto& parti) { return parti.second->aFini(); });
+            if (place == _partis.end())
+                return;
+            fini = _partis.extract(place);
+        }
+        fini.mapped()->joindre();
     }
-    for (const auto& client : finis)
-        client->joindre();
 }
 
 void Clients::arreter(std::chrono::milliseconds delai)
 {
-    {
-        const std::lock_guard<std::mutex> verrou(_mutex);
-        _arret = true;
-    }
-    for (const auto& client : tous())
+    std::unique_lock<std::mutex> verrou(_mutex);
+    _arret = true;
+    for (const auto& [numero, client] : _clients)
         client->congedier();
-    {
-        std::unique_lock<std::mutex> verrou(_mutex);
-        _depart.wait_for(verrou, delai, [this] { return _clients.empty(); });
+    _depart.wait_for(verrou, delai, [this] { return _clients.empty(); });
+    while (!_clients.empty()) {
+        const int numero = _clients.begin()->first;
+        verrou.unlock();
+        abandonner(numero, "il n'a pas tout pris à l'arrêt du service");
+        verrou.lock();
     }
-    for (const auto& client : tous())
-        abandonner(client->identite().numero, "il n'a pas tout pris à l'arrêt du service");
-    std::vector<std::shared_ptr<Client>> partis;
-    {
-        const std::lock_guard<std::mutex> verrou(_mutex);
-        partis.swap(_partis);
-    }
-    for (const auto& client : partis)
+    const ParNumero partis = std::exchange(_partis, {});
+    verrou.unlock();
+    for (const auto& [numero, client] : partis)
         client->joindre();
 }
 

@@ -8,7 +8,7 @@
 namespace serveur {
 
 /// The clients of this server, by number. Every operation may be called from any thread.
-class Clients
+class Clients : orix::INonCopiable
 {
   public:
     struct Reglages
@@ -22,21 +22,22 @@ class Clients
 
     explicit Clients(const Reglages& reglages);
     ~Clients();
-    Clients(const Clients&) = delete;
-    Clients& operator=(const Clients&) = delete;
 
     /// Returns the number given to the client: one that no other client of this server has or had, and that
     /// another server or an earlier life of this one is unlikely to have given. Throws orix::Echec:
-    /// OXS_SERVICE_NON_ACTIVE during the stop, OXS_NOK when there are too many.
+    /// OXS_SERVICE_NON_ACTIVE during the stop, OXS_NOK when there are too many; std::bad_alloc,
+    /// std::system_error.
     int ajouter(const std::string& nom, const std::string& machine, const std::string& appelant,
-                orix_corba::OXcdv_v3_0_0_ServeurVersClient_ptr notifications, orix_corba__Client_ptr client);
+                orix_corba::OXcdv_v3_0_0_ServeurVersClient_ptr notifications, orix_corba__Client_ptr face);
     std::shared_ptr<Client> trouver(int numero) const; ///< null when there is none
     std::vector<std::shared_ptr<Client>> tous() const;
+
+    // An end allocates nothing: none of these throws.
 
     /// Queues a notification; drops the client when its queue stays full. Returns whether it was queued.
     bool notifier(Client& client, Notification notification);
     /// Lets the client go without a word. Does nothing when the number is unknown.
-    void abandonner(int numero, const std::string& raison);
+    void abandonner(int numero, const char* raison, const std::string& precision = {});
     /// Ends the threads of the clients that have gone.
     void recueillir();
 
@@ -45,10 +46,12 @@ class Clients
     void arreter(std::chrono::milliseconds delai);
 
   private:
+    using ParNumero = std::map<int, std::shared_ptr<Client>>;
+
     const Reglages _reglages;
     mutable std::mutex _mutex;
-    std::map<int, std::shared_ptr<Client>> _clients;
-    std::vector<std::shared_ptr<Client>> _partis; // their threads are to be joined
+    ParNumero _clients;
+    ParNumero _partis; // their threads are to be joined
     std::condition_variable _depart;
     unsigned _prochain;
     bool _arret = false;

@@ -41,6 +41,15 @@ Fiche::Fiche(const Vol& vol) : Fiche()
     _ajouterListe(vol.m_tpoint, ecrire);
 }
 
+FichePartagee Fiche::vide()
+{
+    constexpr std::size_t LISTES = 2;
+    const auto fiche = std::make_shared<Fiche>();
+    for (std::size_t colonne = 0; colonne < colonnesVol().size() + LISTES; ++colonne)
+        fiche->ajouter({});
+    return fiche;
+}
+
 void Fiche::ajouter(std::string_view octets)
 {
     const Taille taille = octets.data() != nullptr ? static_cast<Taille>(octets.size()) : ABSENT;

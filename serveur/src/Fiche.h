@@ -3,6 +3,8 @@
 
 #include "OXvol_completDataC.h"
 
+#include "orix/INonCopiable.h"
+
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -23,6 +25,7 @@ class Fiche
   public:
     Fiche() { _octets.reserve(RESERVE); }
     explicit Fiche(const Vol& vol);
+    static std::shared_ptr<const Fiche> vide(); ///< nothing is set
 
     /// Adds the next column; null data: not set.
     void ajouter(std::string_view octets);
@@ -64,13 +67,11 @@ class Fiche
 using FichePartagee = std::shared_ptr<const Fiche>; ///< between the store, the queues and the senders
 
 /// Lends a record of the wire the texts of a Fiche, instead of copies.
-class VolPrete
+class VolPrete : orix::INonCopiable
 {
   public:
     VolPrete() = default;
     ~VolPrete() { _reprendre(); }
-    VolPrete(const VolPrete&) = delete;
-    VolPrete& operator=(const VolPrete&) = delete;
 
     /// The result may be read as long as the Fiche lives, until the next loan.
     const Vol& preter(const Fiche& fiche);

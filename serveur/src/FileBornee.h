@@ -1,12 +1,9 @@
 #ifndef FILEBORNEE_H
 #define FILEBORNEE_H
 
-#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
-#include <deque>
-#include <iterator>
 #include <mutex>
 #include <optional>
 #include <utility>
@@ -21,39 +18,42 @@ enum class Depot
     FERMEE
 };
 
-/// A bounded first-in first-out queue between threads.
+/// A bounded first-in first-out queue between threads. All its memory is taken at the construction: neither
+/// a value that is put in nor one that is taken out can lack any.
 template <class T>
 class FileBornee
 {
   public:
-    explicit FileBornee(std::size_t capacite) : _capacite(capacite) {}
+    explicit FileBornee(std::size_t capacite) : _places(capacite) {}
 
     /// Waits for a place, for ever when no limit is given.
     Depot deposer(T valeur, std::optional<std::chrono::milliseconds> limite = std::nullopt)
     {
         std::unique_lock<std::mutex> verrou(_mutex);
-        const auto possible = [this] { return _fermee || _valeurs.size() < _capacite; };
+        const auto possible = [this] { return _fermee || _nombre < _places.size(); };
         if (!limite)
             _place.wait(verrou, possible);
         else if (!_place.wait_for(verrou, *limite, possible))
             return Depot::PLEINE;
         if (_fermee)
             return Depot::FERMEE;
-        _valeurs.push_back(std::move(valeur));
+        _places[(_premiere + _nombre++) % _places.size()] = std::move(valeur);
         _arrivee.notify_one();
         return Depot::FAIT;
     }
 
-    /// Waits for values and takes at most so many; none at all: the queue is closed and empty.
-    std::vector<T> prendre(std::size_t maximum)
+    /// Waits for values, and puts those that there are in the place of what the vector held, at most as many
+    /// as its capacity; none at all: the queue is closed and empty.
+    void prendre(std::vector<T>& prises)
     {
+        prises.clear();
         std::unique_lock<std::mutex> verrou(_mutex);
-        _arrivee.wait(verrou, [this] { return _fermee || !_valeurs.empty(); });
-        const auto fin = _valeurs.begin() + static_cast<std::ptrdiff_t>(std::min(maximum, _valeurs.size()));
-        std::vector<T> prises(std::make_move_iterator(_valeurs.begin()), std::make_move_iterator(fin));
-        _valeurs.erase(_valeurs.begin(), fin);
+        _arrivee.wait(verrou, [this] { return _fermee || _nombre > 0; });
+        for (; _nombre > 0 && prises.size() < prises.capacity(); --_nombre) {
+            prises.push_back(std::exchange(_places[_premiere], T()));
+            _premiere = (_premiere + 1) % _places.size();
+        }
         _place.notify_all();
-        return prises;
     }
 
     /// Refuses new values; those inside can still be taken, unless they are dropped.
@@ -62,17 +62,19 @@ class FileBornee
         const std::lock_guard<std::mutex> verrou(_mutex);
         _fermee = true;
         if (jeter)
-            _valeurs.clear();
+            for (; _nombre > 0; --_nombre)
+                _places[(_premiere + _nombre - 1) % _places.size()] = T();
         _place.notify_all();
         _arrivee.notify_all();
     }
 
   private:
-    const std::size_t _capacite;
     std::mutex _mutex;
     std::condition_variable _place;
     std::condition_variable _arrivee;
-    std::deque<T> _valeurs;
+    std::vector<T> _places; // those of the values follow one another, round the end
+    std::size_t _premiere = 0;
+    std::size_t _nombre = 0;
     bool _fermee = false;
 };
 

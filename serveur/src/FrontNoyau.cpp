@@ -6,7 +6,9 @@
 #include "orix/Trace.h"
 #include "orix/interne/Echec.h"
 
+#include <new>
 #include <optional>
+#include <system_error>
 
 namespace serveur {
 
@@ -32,24 +34,30 @@ void FrontNoyau::activerService(const char* nomService, const orix_corba::Sequen
                                 CORBA::String_out machine, orix_corba::NiveauReference_out niveau,
                                 CORBA::Long& numeroClient)
 {
-    statut = orix::OXS_OK;
-    numeroClient = 0;
+    // All that the answer needs, first: a client is not activated and then left without its number.
     auto reponse = std::make_unique<orix_corba::NiveauReference>();
     reponse->majeur = VERSION_INTERFACE.lireMajeur();
     reponse->mineur = VERSION_INTERFACE.lireMineur();
     reponse->correctif = VERSION_INTERFACE.lireCorrectif();
     reponse->construction = VERSION_INTERFACE.lireConstruction();
+    serveur = CORBA::string_dup(_noms.serveur.c_str());
+    machine = CORBA::string_dup(_noms.machine.c_str());
+    statut = orix::OXS_OK;
+    numeroClient = 0;
     try {
         numeroClient = _activer(nomService, niveaux, client, nomORBthread, nomMachineHote);
         reponse->reference = CORBA::Object::_duplicate(_service.in());
     } catch (const orix::Echec& echec) {
         statut = echec.lireCode();
-        ORIX_TRACE(orix::NTO_REFUS, "FrontNoyau", "activerService",
-                   "Activation refusée à " << nomORBthread << " sur " << nomMachineHote << " : " << statut
-                                           << " (" << echec.what() << ")");
+    } catch (const std::bad_alloc&) {
+        statut = orix::OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE;
+    } catch (const std::system_error&) { // no thread for the client
+        statut = orix::OXS_NOK;
     }
-    serveur = CORBA::string_dup(_noms.serveur.c_str());
-    machine = CORBA::string_dup(_noms.machine.c_str());
+    if (statut != orix::OXS_OK)
+        ORIX_TRACE_SANS_ECHEC(orix::NTO_REFUS, "FrontNoyau", "activerService",
+                              "Activation refusée à " << nomORBthread << " sur " << nomMachineHote << " : "
+                                                      << statut << " (" << orix::texteStatut(statut) << ")");
     niveau = reponse.release();
 }
 

@@ -33,7 +33,8 @@ class FrontNoyau : public POA_orix_corba::Noyau, public PortableServer::RefCount
                         orix_corba::NiveauReference_out niveau, CORBA::Long& numeroClient) override;
 
   private:
-    /// The new client's number; throws orix::Echec with the status of a refusal.
+    /// The new client's number; throws orix::Echec with the status of a refusal, std::bad_alloc,
+    /// std::system_error.
     int _activer(const std::string& nomService, const orix_corba::SequenceNiveauReference& niveaux,
                  orix_corba__Client_ptr client, const std::string& nom, const std::string& machine);
 

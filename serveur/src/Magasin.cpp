@@ -7,6 +7,7 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <new>
 #include <optional>
 
 namespace serveur {
@@ -111,7 +112,7 @@ std::optional<std::string> apresPrefixe(std::string prefixe)
 } // namespace
 
 /// One execution of a prepared statement; makes the statement ready for the next.
-class Magasin::Execution
+class Magasin::Execution : orix::INonCopiable
 {
   public:
     explicit Execution(sqlite3_stmt* ordre) : _ordre(ordre) {}
@@ -120,8 +121,6 @@ class Magasin::Execution
         sqlite3_reset(_ordre);
         sqlite3_clear_bindings(_ordre);
     }
-    Execution(const Execution&) = delete;
-    Execution& operator=(const Execution&) = delete;
 
     /// The record outlives this object.
     void lierFiche(const Fiche& vol)
@@ -130,17 +129,27 @@ class Magasin::Execution
         vol.parcourir([&](std::string_view octets) { lier(_ordre, ++numero, octets); });
     }
 
-    bool avancer() { return sqlite3_step(_ordre) == SQLITE_ROW; }
+    // Both throw std::bad_alloc.
+
+    bool avancer() { return _avancer() == SQLITE_ROW; }
     /// Runs to the end; whether all went well.
     bool achever()
     {
         int code = SQLITE_ROW;
         while (code == SQLITE_ROW)
-            code = sqlite3_step(_ordre);
+            code = _avancer();
         return code == SQLITE_DONE;
     }
 
   private:
+    int _avancer()
+    {
+        const int code = sqlite3_step(_ordre);
+        if (code == SQLITE_NOMEM)
+            throw std::bad_alloc();
+        return code;
+    }
+
     sqlite3_stmt* _ordre;
 };
 
@@ -241,32 +250,54 @@ void Magasin::_verifierSchema()
     _executer("COMMIT");
 }
 
-void Magasin::executer(const std::vector<Demande*>& lot)
-{
-    const bool ecriture = std::any_of(lot.begin(), lot.end(),
-                                      [](const Demande* d) { return d->operation != Operation::CONSULTE; });
-    std::vector<FichePartagee> rendus; // given out only once committed
-    rendus.reserve(lot.size());
+void Magasin::executer(const Lot& lot) noexcept { _executer(lot.begin(), lot.end()); }
 
-    bool fait = Execution((ecriture ? _commencerEcriture : _commencerLecture).get()).achever();
-    for (auto demande = lot.begin(); fait && demande != lot.end(); ++demande) {
-        Demande essai = **demande;
-        (*demande)->resultat = _executer(essai);
-        fait = (*demande)->resultat != ECHEC_MAGASIN;
-        rendus.push_back(std::move(essai.vol));
-    }
-    fait = fait && Execution(_valider.get()).achever();
-    if (fait) {
-        for (std::size_t i = 0; i < lot.size(); ++i)
-            lot[i]->vol = std::move(rendus[i]);
+void Magasin::_executer(Lot::const_iterator debut, Lot::const_iterator fin) noexcept
+{
+    try {
+        if (_tenter(debut, fin))
+            std::for_each(debut, fin, [](Demande* demande) {
+                if (demande->rendu != nullptr)
+                    demande->vol = std::move(demande->rendu);
+            });
+        else
+            _abandonner(debut, fin, sqlite3_errmsg(_base.get()));
         return;
+    } catch (const std::bad_alloc& exception) {
+        _abandonner(debut, fin, exception.what());
     }
-    ORIX_TRACE(orix::NTO_NOTABLE, "Magasin", "executer",
-               "Lot de " << lot.size() << " demandes abandonné : " << sqlite3_errmsg(_base.get()));
-    if (sqlite3_get_autocommit(_base.get()) == 0) // else SQLite has already rolled back
-        Execution(_annuler.get()).achever();
-    for (Demande* demande : lot)
+    // By halves, down to the request that takes too much.
+    if (const auto nombre = fin - debut; nombre > 1) {
+        _executer(debut, debut + nombre / 2);
+        _executer(debut + nombre / 2, fin);
+    }
+}
+
+void Magasin::_abandonner(Lot::const_iterator debut, Lot::const_iterator fin, const char* pourquoi) noexcept
+{
+    ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "Magasin", "executer",
+                          "Lot de " << fin - debut << " demandes abandonné : " << pourquoi);
+    if (sqlite3_get_autocommit(_base.get()) == 0) { // else SQLite has already rolled back
+        sqlite3_step(_annuler.get());
+        sqlite3_reset(_annuler.get());
+    }
+    std::for_each(debut, fin, [](Demande* demande) {
+        demande->rendu = nullptr;
         demande->resultat = ECHEC_MAGASIN;
+    });
+}
+
+/// Whether the group was committed.
+bool Magasin::_tenter(Lot::const_iterator debut, Lot::const_iterator fin)
+{
+    const bool ecriture =
+        std::any_of(debut, fin, [](const Demande* d) { return d->operation != Operation::CONSULTE; });
+    bool fait = Execution((ecriture ? _commencerEcriture : _commencerLecture).get()).achever();
+    for (auto demande = debut; fait && demande != fin; ++demande) {
+        (*demande)->resultat = _executer(**demande);
+        fait = (*demande)->resultat != ECHEC_MAGASIN;
+    }
+    return fait && Execution(_valider.get()).achever();
 }
 
 int Magasin::_executer(Demande& demande)
@@ -279,9 +310,9 @@ int Magasin::_executer(Demande& demande)
     case Operation::SUPPRIME:
         return _supprime(*demande.vol);
     case Operation::MODIFIE:
-        return _rendre(_modification.get(), demande.vol);
+        return _rendre(_modification.get(), demande);
     case Operation::CONSULTE:
-        return _rendre(_consultation.get(), demande.vol);
+        return _rendre(_consultation.get(), demande);
     case Operation::LISTE:
         break; // has its own way: liste()
     }
@@ -306,23 +337,32 @@ int Magasin::_supprime(const Fiche& vol)
     return sqlite3_changes(_base.get()) == 0 ? INTROUVABLE : FAIT;
 }
 
-int Magasin::_rendre(sqlite3_stmt* ordre, FichePartagee& vol)
+int Magasin::_rendre(sqlite3_stmt* ordre, Demande& demande)
 {
     Execution execution(ordre);
-    const FichePartagee demande = vol; // bound: must live until the statement is reset
     if (ordre == _consultation.get())
-        lier(ordre, 1, demande->identifiant());
+        lier(ordre, 1, demande.vol->identifiant());
     else
-        execution.lierFiche(*demande);
+        execution.lierFiche(*demande.vol);
     const bool trouve = execution.avancer();
     if (trouve)
-        vol = lireFiche(ordre);
+        demande.rendu = lireFiche(ordre);
     if (!execution.achever())
         return ECHEC_MAGASIN;
     return trouve ? FAIT : INTROUVABLE;
 }
 
-int Magasin::liste(const Fiche& exemple, const std::function<bool(FichePartagee)>& surVol)
+int Magasin::liste(const Fiche& exemple, const std::function<bool(FichePartagee)>& surVol) noexcept
+{
+    try {
+        return _lister(exemple, surVol);
+    } catch (const std::exception& exception) { // of the database, or memory that lacks
+        ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "Magasin", "liste", exception.what());
+        return ECHEC_MAGASIN;
+    }
+}
+
+int Magasin::_lister(const Fiche& exemple, const std::function<bool(FichePartagee)>& surVol)
 {
     std::string conditions;
     std::vector<std::string> valeurs;
@@ -347,23 +387,18 @@ int Magasin::liste(const Fiche& exemple, const std::function<bool(FichePartagee)
         exiger(nom + " >= ?", std::move(prefixe));
     });
 
-    try {
-        const Ordre ordre =
-            _preparer("SELECT " + listeColonnes() + " FROM vol" + conditions + " ORDER BY m_gidentifiant");
-        for (std::size_t i = 0; i < valeurs.size(); ++i)
-            lier(ordre.get(), static_cast<int>(i) + 1, valeurs[i]);
-        for (;;) {
-            const int code = sqlite3_step(ordre.get());
-            if (code == SQLITE_DONE)
-                return FAIT;
-            if (code != SQLITE_ROW)
-                _echouer("liste interrompue");
-            if (!surVol(lireFiche(ordre.get())))
-                return FAIT;
-        }
-    } catch (const ErreurMagasin& erreur) {
-        ORIX_TRACE(orix::NTO_NOTABLE, "Magasin", "liste", erreur.what());
-        return ECHEC_MAGASIN;
+    static const std::string SELECTION = "SELECT " + listeColonnes() + " FROM vol";
+    const Ordre ordre = _preparer(SELECTION + conditions + " ORDER BY m_gidentifiant");
+    for (std::size_t i = 0; i < valeurs.size(); ++i)
+        lier(ordre.get(), static_cast<int>(i) + 1, valeurs[i]);
+    for (;;) {
+        const int code = sqlite3_step(ordre.get());
+        if (code == SQLITE_DONE)
+            return FAIT;
+        if (code != SQLITE_ROW)
+            _echouer("liste interrompue");
+        if (!surVol(lireFiche(ordre.get())))
+            return FAIT;
     }
 }
 

@@ -3,6 +3,8 @@
 
 #include "Fiche.h"
 
+#include "orix/INonCopiable.h"
+
 #include <chrono>
 #include <functional>
 #include <stdexcept>
@@ -38,6 +40,7 @@ struct Demande
 {
     Operation operation;
     FichePartagee vol; ///< as asked; replaced by the record of the store where there is one to give back
+    FichePartagee rendu = nullptr; ///< that record, until the group is committed
     int resultat = ECHEC_MAGASIN;
 };
 
@@ -53,7 +56,7 @@ class ErreurMagasin : public std::runtime_error
 /// What executer() reports as done is durable: it survives the end of the process by any cause, and a power
 /// cut where the disk honours its flushes (write-ahead log, flushed at each commit). Texts are kept byte for
 /// byte; a field that is not set is NULL.
-class Magasin
+class Magasin : orix::INonCopiable
 {
   public:
     struct Reglages
@@ -66,17 +69,19 @@ class Magasin
     explicit Magasin(const std::string& fichier);
     Magasin(const std::string& fichier, const Reglages& reglages);
     ~Magasin();
-    Magasin(const Magasin&) = delete;
-    Magasin& operator=(const Magasin&) = delete;
+
+    using Lot = std::vector<Demande*>;
 
     /// Executes the requests, none of them a listing, in order and in one transaction: all of them are
-    /// ECHEC_MAGASIN when it cannot be committed. Throws nothing but std::bad_alloc.
-    void executer(const std::vector<Demande*>& lot);
+    /// ECHEC_MAGASIN when it cannot be committed. Where memory lacks for one, it alone is, and the others
+    /// have transactions of their own.
+    void executer(const Lot& lot) noexcept;
 
     /// Gives every record that matches the example, in the order of their identifiers, one at a time: each
     /// set field of the example must be equal, or begin with what precedes a '*' at its end. The lists of the
-    /// example are ignored. surVol returns false to stop there. Returns FAIT or ECHEC_MAGASIN.
-    int liste(const Fiche& exemple, const std::function<bool(FichePartagee)>& surVol);
+    /// example are ignored. surVol returns false to stop there, and throws nothing. Returns FAIT or
+    /// ECHEC_MAGASIN.
+    int liste(const Fiche& exemple, const std::function<bool(FichePartagee)>& surVol) noexcept;
 
   private:
     struct Fermeture
@@ -95,10 +100,14 @@ class Magasin
     void _verifierSchema();
     [[noreturn]] void _echouer(const std::string& pourquoi) const;
 
+    void _executer(Lot::const_iterator debut, Lot::const_iterator fin) noexcept;
+    void _abandonner(Lot::const_iterator debut, Lot::const_iterator fin, const char* pourquoi) noexcept;
+    bool _tenter(Lot::const_iterator debut, Lot::const_iterator fin);
     int _executer(Demande& demande);
+    int _lister(const Fiche& exemple, const std::function<bool(FichePartagee)>& surVol);
     int _cree(const Fiche& vol);
     int _supprime(const Fiche& vol);
-    int _rendre(sqlite3_stmt* ordre, FichePartagee& vol);
+    int _rendre(sqlite3_stmt* ordre, Demande& demande);
 
     std::string _fichier;
     Base _base; // outlives the statements below

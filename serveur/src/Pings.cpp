@@ -4,63 +4,52 @@
 
 #include "orix/Trace.h"
 
+#include <iterator>
+#include <utility>
+
 namespace serveur {
 
 namespace {
 
-constexpr int PINGS_MANQUES_MAX = 2;
 constexpr unsigned CONNEXION_PINGS = 1; // of each client's process; notifications use the default one
 
 /// What is known of one client's answers, and their receiver.
 class Reponses : public POA_orix_corba::AMI_InterfacePingHandler, public PortableServer::RefCountServantBase
 {
   public:
-    using Horloge = std::chrono::steady_clock;
+    using Action = orix::Vitalite::Action;
 
-    enum Verdict
-    {
-        ATTENDRE,
-        PINGER,
-        PERDU,
-        RENIE ///< the client said that this server is not its own
-    };
+    Reponses(std::shared_ptr<const Client> client, const Pings::Reglages& reglages)
+        : _client(std::move(client)), _vitalite(reglages, orix::Vitalite::Instant::clock::now())
+    {}
 
-    /// To be asked once a period; vie: the client has sent something since the last time.
-    Verdict examiner(std::chrono::milliseconds delai, bool vie)
+    Action examiner()
     {
         const std::lock_guard<std::mutex> verrou(_mutex);
-        if (_renie)
-            return RENIE;
-        if (vie) {
-            _manques = 0;
-            _reconnu = true;
-        } else if (_enCours && Horloge::now() - _depart >= delai) {
-            _compter();
-        }
-        if (_manques >= PINGS_MANQUES_MAX)
-            return PERDU;
-        if (_enCours)
-            return ATTENDRE;
-        _enCours = true;
-        _compte = false;
-        _depart = Horloge::now();
-        return PINGER;
+        const Action action = _vitalite.examiner(orix::Vitalite::Instant::clock::now(), _client->activite());
+        _sortis += action == Action::Pinger;
+        return action;
+    }
+
+    const char* motif() ///< of the loss
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        return _vitalite.reniee() ? "il n'est plus client de ce serveur" : "il ne répond plus";
     }
 
     void manquer()
     {
         const std::lock_guard<std::mutex> verrou(_mutex);
-        if (!_compte)
-            _compter();
-        _enCours = false;
+        if (--_sortis == 0) // else it is an older one, which was missed in its time
+            _vitalite.manquer(_client->activite());
     }
 
     void testerConnexionClient() override
     {
         const std::lock_guard<std::mutex> verrou(_mutex);
-        _enCours = false;
+        --_sortis;
         _reconnu = true;
-        _manques = 0;
+        _vitalite.repondre();
     }
 
     void testerConnexionClient_excep(Messaging::ExceptionHolder* exception) override
@@ -70,9 +59,10 @@ class Reponses : public POA_orix_corba::AMI_InterfacePingHandler, public Portabl
         } catch (const orix_corba::ServeurDeconnecte&) {
             const std::lock_guard<std::mutex> verrou(_mutex);
             // Until the client has treated the answer to its activation, it knows of no server.
-            _renie = _reconnu;
-        } catch (const CORBA::Exception& e) {
-            ORIX_TRACE(orix::NTO_REFUS, "Pings", "testerConnexionClient_excep", orix::orb::information(e));
+            if (_reconnu || _client->activite() != 0)
+                _vitalite.renier();
+        } catch (...) {
+            ORIX_TRACE_SANS_ECHEC(orix::NTO_REFUS, "Pings", "testerConnexionClient_excep", texteException());
         }
         manquer();
     }
@@ -81,32 +71,25 @@ class Reponses : public POA_orix_corba::AMI_InterfacePingHandler, public Portabl
     void testerConnexionServeur_excep(Messaging::ExceptionHolder*) override {}
 
   private:
-    void _compter()
-    {
-        ++_manques;
-        _compte = true;
-    }
-
+    const std::shared_ptr<const Client> _client;
     std::mutex _mutex;
-    Horloge::time_point _depart; // of the last ping
-    bool _enCours = false;       // the last ping is not answered yet
-    bool _compte = false;        // and was already counted as missed, once or more
-    bool _reconnu = false;       // the client has shown that it holds this server as its own
-    bool _renie = false;
-    int _manques = 0; // in a row
+    orix::Vitalite _vitalite;
+    int _sortis = 0;       // pings that neither were answered nor failed yet, those missed included
+    bool _reconnu = false; // the client has shown that it holds this server as its own
 };
 
 } // namespace
 
 /// The pings of one client.
-class Pings::Suivi
+class Pings::Suivi : orix::INonCopiable
 {
   public:
-    explicit Suivi(const Client& client)
-        : _numero(client.identite().numero), _reponses(new Reponses), _repondeur(_reponses->_this())
+    Suivi(const std::shared_ptr<const Client>& client, const Reglages& reglages)
+        : _client(client), _reponses(new Reponses(client, reglages))
     {
-        const CORBA::Object_var objet = orix::orb::surConnexion(client.reference(), CONNEXION_PINGS);
+        const CORBA::Object_var objet = orix::orb::surConnexion(client->reference(), CONNEXION_PINGS);
         _ping = orix_corba::InterfacePing::_unchecked_narrow(objet);
+        _repondeur = _reponses->_this(); // last: it is to be deactivated
     }
     ~Suivi()
     {
@@ -114,12 +97,10 @@ class Pings::Suivi
             const PortableServer::POA_var poa = _reponses->_default_POA();
             const PortableServer::ObjectId_var id = poa->servant_to_id(_reponses.in());
             poa->deactivate_object(id);
-        } catch (const CORBA::Exception& exception) {
-            ORIX_TRACE(orix::NTO_REFUS, "Pings", "~Suivi", orix::orb::information(exception));
+        } catch (...) {
+            ORIX_TRACE_SANS_ECHEC(orix::NTO_REFUS, "Pings", "~Suivi", texteException());
         }
     }
-    Suivi(const Suivi&) = delete;
-    Suivi& operator=(const Suivi&) = delete;
 
     Reponses& reponses() { return *_reponses.in(); }
 
@@ -127,22 +108,25 @@ class Pings::Suivi
     {
         try {
             _ping->sendc_testerConnexionClient(_repondeur, NOM_SERVICE, noms.serveur.c_str(),
-                                               noms.machine.c_str(), _numero);
-        } catch (const CORBA::Exception& exception) {
-            ORIX_TRACE(orix::NTO_REFUS, "Pings", "pinger", orix::orb::information(exception));
+                                               noms.machine.c_str(), _client->identite().numero);
+        } catch (...) {
+            ORIX_TRACE_SANS_ECHEC(orix::NTO_REFUS, "Pings", "pinger", texteException());
             _reponses->manquer();
         }
     }
 
   private:
-    const int _numero;
+    const std::shared_ptr<const Client> _client;
     const PortableServer::Servant_var<Reponses> _reponses;
-    const orix_corba::AMI_InterfacePingHandler_var _repondeur;
     orix_corba::InterfacePing_var _ping;
+    orix_corba::AMI_InterfacePingHandler_var _repondeur;
 };
 
 Pings::Pings(const Reglages& reglages, NomsServeur noms, Clients& clients)
-    : _reglages(reglages), _noms(std::move(noms)), _clients(clients), _fil([this] { _tourner(); })
+    : _reglages(reglages),
+      _noms(std::move(noms)),
+      _clients(clients),
+      _fil("cdv-pings", [this] { return _tourner(); })
 {}
 
 Pings::~Pings()
@@ -152,46 +136,43 @@ Pings::~Pings()
         _arret = true;
         _reveil.notify_all();
     }
-    _fil.join();
+    _fil.joindre();
 }
 
-void Pings::_tourner()
+bool Pings::_tourner()
 {
-    std::unique_lock<std::mutex> verrou(_mutex);
-    while (!_reveil.wait_for(verrou, _reglages.periode, [this] { return _arret; })) {
-        verrou.unlock();
-        _faireTour();
-        verrou.lock();
+    {
+        std::unique_lock<std::mutex> verrou(_mutex);
+        if (_reveil.wait_for(verrou, _reglages.periode, [this] { return _arret; }))
+            return false;
     }
+    _faireTour();
+    return true;
 }
 
 void Pings::_faireTour()
 {
     _clients.recueillir();
-    std::map<int, std::unique_ptr<Suivi>> suivis; // those of the clients that are left
+    for (auto suivi = _suivis.begin(); suivi != _suivis.end();)
+        suivi = _clients.trouver(suivi->first) == nullptr ? _suivis.erase(suivi) : std::next(suivi);
     for (const std::shared_ptr<Client>& client : _clients.tous()) {
         const int numero = client->identite().numero;
-        const auto connu = _suivis.find(numero);
-        if (connu == _suivis.end()) { // its first ping waits for the next round: it is only being activated
-            suivis[numero] = std::make_unique<Suivi>(*client);
+        std::unique_ptr<Suivi>& suivi = _suivis[numero];
+        if (suivi == nullptr) { // its first ping waits for the next round: it is only being activated
+            suivi = std::make_unique<Suivi>(client, _reglages);
             continue;
         }
-        std::unique_ptr<Suivi>& suivi = suivis[numero] = std::move(connu->second);
-        switch (suivi->reponses().examiner(_reglages.delai, client->prendreVie())) {
-        case Reponses::PINGER:
+        switch (suivi->reponses().examiner()) {
+        case Reponses::Action::Pinger:
             suivi->pinger(_noms);
             break;
-        case Reponses::PERDU:
-            _clients.abandonner(numero, "il ne répond plus");
+        case Reponses::Action::Perdu:
+            _clients.abandonner(numero, suivi->reponses().motif());
             break;
-        case Reponses::RENIE:
-            _clients.abandonner(numero, "il n'est plus client de ce serveur");
-            break;
-        case Reponses::ATTENDRE:
+        case Reponses::Action::Attendre:
             break;
         }
     }
-    _suivis = std::move(suivis);
 }
 
 } // namespace serveur

@@ -4,30 +4,26 @@
 #include "Clients.h"
 #include "FrontNoyau.h"
 
+#include "orix/interne/Vitalite.h"
+
 namespace serveur {
 
 /// Pings every client, on a connection of its own so that a ping does not queue behind notifications. A
 /// client is dropped when it answers that this server is not its own, or after two misses in a row; whatever
-/// it sends meanwhile proves it alive.
-class Pings
+/// it sends meanwhile proves it alive. A round that fails is traced, and the next one comes.
+class Pings : orix::INonCopiable
 {
   public:
-    struct Reglages
-    {
-        std::chrono::milliseconds periode{1000};
-        std::chrono::milliseconds delai{1000}; ///< a ping not answered by then is missed
-    };
+    using Reglages = orix::Vitalite::Reglages;
 
     /// clients and the ORB outlive this object.
     Pings(const Reglages& reglages, NomsServeur noms, Clients& clients);
     ~Pings();
-    Pings(const Pings&) = delete;
-    Pings& operator=(const Pings&) = delete;
 
   private:
     class Suivi;
 
-    void _tourner();
+    bool _tourner();
     void _faireTour();
 
     const Reglages _reglages;
@@ -37,7 +33,7 @@ class Pings
     std::mutex _mutex;
     std::condition_variable _reveil;
     bool _arret = false;
-    std::thread _fil; // last: it uses everything above
+    Fil _fil; // last: it uses everything above
 };
 
 } // namespace serveur

@@ -3,8 +3,11 @@
 #include "LiaisonORB.h"
 #include "PointAcces.h"
 
+#include "orix/Trace.h"
 #include "orix/interne/Noyau.h"
 #include "orix/interne/ORBthread.h"
+
+#include <utility>
 
 namespace serveur {
 
@@ -29,18 +32,26 @@ Serveur::Serveur(Magasin& magasin, const NomsServeur& noms, const Pings::Reglage
     orix::orb::publierSousCle(orb, "Noyau", front.in());
 }
 
-Serveur::~Serveur() { arreter(); }
+Serveur::~Serveur()
+{
+    try {
+        arreter();
+    } catch (...) {
+        ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "Serveur", "arreter",
+                              "Arrêt incomplet : " << texteException());
+    }
+}
 
 void Serveur::arreter()
 {
     _pings.reset();
     _travailleur.arreter();
     _clients.arreter(DELAI_ARRET);
-    if (_service.in() != nullptr) {
-        const PortableServer::POA_var poa = _service->_default_POA();
-        const PortableServer::ObjectId_var id = poa->servant_to_id(_service.in());
+    const PortableServer::Servant_var<Service> service = std::exchange(_service, nullptr);
+    if (service.in() != nullptr) {
+        const PortableServer::POA_var poa = service->_default_POA();
+        const PortableServer::ObjectId_var id = poa->servant_to_id(service.in());
         poa->deactivate_object(id);
-        _service = nullptr;
     }
 }
 

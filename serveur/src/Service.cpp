@@ -4,7 +4,25 @@
 
 #include "orix/Trace.h"
 
+#include <new>
+
 namespace serveur {
+
+namespace {
+
+/// Null when memory lacks: the request is answered all the same, in its turn.
+FichePartagee copier(const Vol& vol)
+{
+    try {
+        return std::make_shared<Fiche>(vol);
+    } catch (const std::bad_alloc&) {
+        ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "Service", "copier",
+                              "Mémoire insuffisante pour une demande");
+        return nullptr;
+    }
+}
+
+} // namespace
 
 std::shared_ptr<Client> Service::_trouver(int numero) const
 {
@@ -25,14 +43,14 @@ std::shared_ptr<Client> Service::_reconnaitre(int numero)
     std::shared_ptr<Client> client = _trouver(numero);
     if (client == nullptr)
         throw orix_corba::ClientDeconnecte();
-    client->noterVie();
+    client->noterActivite();
     return client;
 }
 
 void Service::_recevoir(Operation operation, const Vol& vol, int idOp, int numeroClient)
 {
     std::shared_ptr<Client> client = _reconnaitre(numeroClient);
-    Requete requete{{operation, std::make_shared<Fiche>(vol)}, idOp, std::move(client)};
+    Requete requete{{operation, copier(vol)}, idOp, std::move(client)};
     // A full queue holds this client's connection, and by it the client.
     if (_requetes.deposer(std::move(requete)) == Depot::FERMEE)
         throw orix_corba::ClientDeconnecte();

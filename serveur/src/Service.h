@@ -7,7 +7,8 @@
 
 namespace serveur {
 
-/// A client's request, from its arrival to its notification.
+/// A client's request, from its arrival to its notification. A null record: memory lacked for it, and the
+/// request fails.
 struct Requete : Demande
 {
     int idOp;

@@ -1,5 +1,7 @@
 #include "Travailleur.h"
 
+#include <algorithm>
+
 namespace serveur {
 
 namespace {
@@ -8,52 +10,64 @@ constexpr std::size_t LOT_MAX = 2048;
 } // namespace
 
 Travailleur::Travailleur(Magasin& magasin, FileRequetes& requetes, Clients& clients)
-    : _magasin(magasin), _requetes(requetes), _clients(clients), _fil([this] { _travailler(); })
+    : _magasin(magasin),
+      _requetes(requetes),
+      _clients(clients),
+      _inconnue(Fiche::vide()),
+      _prises(LOT_MAX),
+      _lot(LOT_MAX),
+      _fil("cdv-executions", [this] { return _travailler(); })
 {}
 
 void Travailleur::arreter()
 {
     _requetes.fermer();
-    if (_fil.joinable())
-        _fil.join();
+    _fil.joindre();
 }
 
-void Travailleur::_travailler()
+bool Travailleur::_travailler()
 {
-    std::vector<Requete> requetes = _requetes.prendre(LOT_MAX);
-    for (; !requetes.empty(); requetes = _requetes.prendre(LOT_MAX)) {
-        auto debut = requetes.begin();
-        while (debut != requetes.end()) {
-            const auto liste = std::find_if(debut, requetes.end(), [](const Requete& requete) {
-                return requete.operation == Operation::LISTE;
-            });
-            if (liste != debut)
-                _executerLot(debut, liste);
-            if (liste != requetes.end())
-                _lister(*liste);
-            debut = liste == requetes.end() ? liste : liste + 1;
-        }
+    _requetes.prendre(_prises);
+    auto debut = _prises.begin();
+    while (debut != _prises.end()) {
+        const auto liste = std::find_if(debut, _prises.end(), [](const Requete& requete) {
+            return requete.operation == Operation::LISTE;
+        });
+        if (liste != debut)
+            _executerLot(debut, liste);
+        if (liste != _prises.end())
+            _lister(*liste);
+        debut = liste == _prises.end() ? liste : liste + 1;
     }
+    return !_prises.empty();
 }
 
-void Travailleur::_executerLot(std::vector<Requete>::iterator debut, std::vector<Requete>::iterator fin)
+void Travailleur::_executerLot(Requetes::iterator debut, Requetes::iterator fin)
 {
-    std::vector<Demande*> lot;
-    std::transform(debut, fin, std::back_inserter(lot), [](Requete& requete) { return &requete; });
-    _magasin.executer(lot);
+    _lot.clear();
     for (auto requete = debut; requete != fin; ++requete)
-        _clients.notifier(*requete->client, {Notification::RESULTAT, requete->operation, requete->resultat,
-                                             requete->vol, requete->idOp});
+        if (requete->vol != nullptr)
+            _lot.push_back(&*requete);
+    _magasin.executer(_lot);
+    for (auto requete = debut; requete != fin; ++requete)
+        _repondre(Notification::RESULTAT, *requete, requete->resultat);
 }
 
 void Travailleur::_lister(const Requete& requete)
 {
-    const int resultat = _magasin.liste(*requete.vol, [&](FichePartagee vol) {
-        return _clients.notifier(
-            *requete.client, {Notification::ELEMENT, Operation::LISTE, FAIT, std::move(vol), requete.idOp});
-    });
-    _clients.notifier(*requete.client,
-                      {Notification::FIN_LISTE, Operation::LISTE, resultat, nullptr, requete.idOp});
+    int resultat = ECHEC_MAGASIN;
+    if (requete.vol != nullptr)
+        resultat = _magasin.liste(*requete.vol, [&](FichePartagee vol) {
+            return _clients.notifier(*requete.client, {Notification::ELEMENT, Operation::LISTE, FAIT,
+                                                       std::move(vol), requete.idOp});
+        });
+    _repondre(Notification::FIN_LISTE, requete, resultat);
+}
+
+void Travailleur::_repondre(Notification::Genre genre, const Requete& requete, int resultat)
+{
+    _clients.notifier(*requete.client, {genre, requete.operation, resultat,
+                                        requete.vol != nullptr ? requete.vol : _inconnue, requete.idOp});
 }
 
 } // namespace serveur

@@ -156,7 +156,7 @@ void servir(int& argc, char** argv, const Options& options, const sigset_t& sign
               << options.base << std::endl;
     int signal = 0;
     sigwait(&signaux, &signal);
-    ORIX_TRACE(orix::NTO_NOTABLE, "main", "servir", "Arrêt demandé, signal " << signal);
+    ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "main", "servir", "Arrêt demandé, signal " << signal);
     serveur->arreter();
 }
 

@@ -4,8 +4,10 @@
 
 #include <dlfcn.h>
 #include <execinfo.h>
+#include <pthread.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <cstring>
 
@@ -48,11 +50,24 @@ bool estDansORB()
     });
 }
 
+std::atomic<const char*> nomFils{nullptr}; // whose allocations fail; null: nobody's
+std::atomic<int> resteFils{0};
+
+bool estVise()
+{
+    char nom[16] = "";
+    const char* const vise = nomFils;
+    return vise != nullptr && pthread_getname_np(pthread_self(), nom, sizeof nom) == 0 &&
+           std::strcmp(nom, vise) == 0 && !estDansORB();
+}
+
 void* allouer(void* (*operateur)(std::size_t), std::size_t taille)
 {
     if (interne)
         return operateur(taille);
     if (reste > 0 && !(epargnerORB && estDansORB()) && --reste == 0)
+        throw std::bad_alloc();
+    if (resteFils > 0 && estVise() && --resteFils == 0)
         throw std::bad_alloc();
     const Interne portee;
     ++bilan;
@@ -124,5 +139,19 @@ PanneMemoire::PanneMemoire(int n, Ou ou) noexcept
 PanneMemoire::~PanneMemoire() { reste = 0; }
 
 bool PanneMemoire::survenue() const noexcept { return reste == 0; }
+
+PanneMemoireFils::PanneMemoireFils(const char* nom, int n) noexcept
+{
+    nomFils = nom;
+    resteFils = n;
+}
+
+PanneMemoireFils::~PanneMemoireFils()
+{
+    nomFils = nullptr;
+    resteFils = 0;
+}
+
+bool PanneMemoireFils::survenue() const noexcept { return resteFils <= 0; }
 
 } // namespace essais

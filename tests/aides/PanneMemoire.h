@@ -29,6 +29,18 @@ class PanneMemoire
     bool survenue() const noexcept; ///< whether the failure has come
 };
 
+/// The same for the threads of that name together, outside the ORB. nom stays the caller's.
+class PanneMemoireFils
+{
+  public:
+    PanneMemoireFils(const char* nom, int n) noexcept;
+    ~PanneMemoireFils();
+    PanneMemoireFils(const PanneMemoireFils&) = delete;
+    PanneMemoireFils& operator=(const PanneMemoireFils&) = delete;
+
+    bool survenue() const noexcept;
+};
+
 /// Runs the action once as it is, then with its first allocation failing, then its second, and so on until
 /// none is left to fail. Every failure must leave the action as std::bad_alloc and leave nothing allocated:
 /// else throws std::logic_error. Returns how many failures there were.

@@ -1,3 +1,4 @@
+#include "CapteurTraces.h"
 #include "DossierTemporaire.h"
 #include "EnvoiSansReponse.h"
 #include "FileAttente.h"
@@ -5,8 +6,11 @@
 #include "OXcdvClientVersServeurC.h"
 #include "OXcdvServeurVersClientS.h"
 #include "OXvol_completData.h"
+#include "PanneMemoire.h"
 #include "ServantAttendu.h"
+#include "Serveur.h"
 #include "ServeurReel.h"
+#include "VolsEssai.h"
 
 #include "orix/OXchaine.h"
 #include "orix/Processus.h"
@@ -19,6 +23,8 @@
 #include <csignal>
 #include <fstream>
 #include <iostream>
+#include <new>
+#include <optional>
 #include <set>
 #include <tuple>
 
@@ -97,13 +103,13 @@ class Face : public POA_orix_corba__Client, public orix::orb::ServantAttendu
             throw CORBA::NO_RESOURCES();
         if (reponse == RENIE)
             throw orix_corba::ServeurDeconnecte();
-        ++pings;
+        pings.poser(true);
     }
     void testerConnexionServeur(CORBA::Long) override {}
     void deconnexionCB(CORBA::Long raison) override { _receptions.poser({"deconnexion", raison, "", 0}); }
 
     std::atomic<Reponse> reponse{PRESENT};
-    std::atomic<int> pings{0};
+    essais::FileAttente<bool> pings;
 
   private:
     Receptions& _receptions;
@@ -123,6 +129,7 @@ struct Activation
 class ClientBrut
 {
   public:
+    ClientBrut() = default;
     explicit ClientBrut(const std::string& url)
     {
         const CORBA::Object_var objet =
@@ -147,22 +154,38 @@ class ClientBrut
         retirer(_face);
     }
 
-    Activation demander(const std::string& service, int majeur, bool avecReferences)
+    /// What it asks an activation with.
+    struct Presentation
     {
         orix_corba::SequenceNiveauReference niveaux;
+        orix_corba__Client_var face;
+    };
+    Presentation presenter(int majeur, bool avecReferences)
+    {
+        Presentation p;
+        orix_corba::SequenceNiveauReference& niveaux = p.niveaux;
         niveaux.length(2);
         for (CORBA::ULong i = 0; i < 2; ++i) {
             niveaux[i].majeur = i == 0 ? 1 : majeur;
             niveaux[i].mineur = niveaux[i].correctif = niveaux[i].construction = 0;
         }
-        orix_corba__Client_var face;
         if (avecReferences) {
             niveaux[1].reference = _notifications._this();
-            face = _face._this();
+            p.face = _face._this();
         }
+        return p;
+    }
+    /// noyau: a reference, or a servant.
+    template <class Noyau>
+    static void demander(Noyau& noyau, const std::string& service, const Presentation& p, Activation& a)
+    {
+        noyau.activerService(service.c_str(), p.niveaux, p.face.in(), "essai", "machine", a.statut,
+                             a.serveur.out(), a.machine.out(), a.niveau.out(), a.numero);
+    }
+    Activation demander(const std::string& service, int majeur, bool avecReferences)
+    {
         Activation a;
-        _noyau->activerService(service.c_str(), niveaux, face, "essai", "machine", a.statut, a.serveur.out(),
-                               a.machine.out(), a.niveau.out(), a.numero);
+        demander(*_noyau.in(), service, presenter(majeur, avecReferences), a);
         return a;
     }
     ClientBrut& activer()
@@ -195,6 +218,7 @@ class ClientBrut
     Service* service() { return _service.in(); }
     CORBA::Long numero() const { return _numero; }
     Face& face() { return _face; }
+    void noter(const Recu& recu) { _receptions.poser(recu); }
     Recu attendre() { return _receptions.prendre({"rien", 0, "", 0}, PATIENCE); }
     /// The next ones; fewer when one does not come.
     std::vector<Recu> attendre(std::size_t nombre)
@@ -473,4 +497,168 @@ TEST_F(TestServeur, UnProcessusFigeEstAbandonneSansArreterLesAutres)
         client.service()->desactiveCB(client.numero());
     }
     figer(sansPing);
+}
+
+namespace {
+
+/// The server's parts in this process, whose memory the test makes lack. What the ORB would call on threads
+/// of its own is called on the test's.
+class MemoireServeur : public TestServeur
+{
+  protected:
+    void SetUp() override
+    {
+        TestServeur::SetUp();
+        _magasin.emplace(_base);
+        _travailleur.emplace(*_magasin, _requetes, _clients);
+        _service = new serveur::Service(_clients, _requetes);
+        _front =
+            new serveur::FrontNoyau({"s", "m"}, _clients, orix_corba::OXcdv_v3_0_0_ClientVersServeur::_nil());
+    }
+    void TearDown() override
+    {
+        _travailleur.reset();
+        _clients.arreter(PATIENCE);
+        TestServeur::TearDown();
+    }
+
+    int activer(ClientBrut& client)
+    {
+        Activation a;
+        ClientBrut::demander(*_front.in(), "cdv", client.presenter(3, true), a);
+        EXPECT_EQ(orix::OXS_OK, a.statut);
+        return a.numero;
+    }
+
+    /// One request of each kind; their answers, but for the records of the listing. The last one says that
+    /// the client was let go, when it was.
+    std::vector<Recu> demanderTout(ClientBrut& client, int numero)
+    {
+        const essais::SurTrace parti("Client " + std::to_string(numero) + " parti", [&] {
+            client.noter({"parti", 0, "", 0});
+        });
+        _service->cree_vol_complet(_plein, 1, numero);
+        _service->modifie_vol_complet(_plein, 2, numero);
+        _service->consulte_vol_complet(_plein, 3, numero);
+        _service->liste_vol_complet(vol("g*"), 4, numero);
+        _service->supprime_vol_complet(_plein, 5, numero);
+        std::vector<Recu> recus;
+        for (Recu recu = client.attendre();; recu = client.attendre()) {
+            const std::string& nom = std::get<0>(recu);
+            if (nom != "liste")
+                recus.push_back(recu);
+            if (nom == "supprime" || nom == "parti" || nom == "rien")
+                return recus;
+        }
+    }
+
+    const Vol _plein = essais::volComplet()->construireObjetSpecifique_v3_0_0();
+    std::optional<serveur::Magasin> _magasin;
+    serveur::FileRequetes _requetes{100};
+    serveur::Clients _clients{serveur::Clients::Reglages{}};
+    std::optional<serveur::Travailleur> _travailleur;
+    PortableServer::Servant_var<serveur::Service> _service;
+    PortableServer::Servant_var<serveur::FrontNoyau> _front;
+};
+
+} // namespace
+
+TEST_F(MemoireServeur, ElleManqueAUnFilEtChaqueDemandeASaReponse)
+{
+    const std::string id = "gidentifiant";
+    const std::vector<Recu> attendus{{"cree", 0, id, 1},
+                                     {"modifie", 0, id, 2},
+                                     {"consulte", 0, id, 3},
+                                     {"fin_liste", 0, "", 4},
+                                     {"supprime", 0, "", 5}};
+    for (const char* fil : {"cdv-executions", "cdv-envois"}) {
+        int pannes = 0;
+        int echecs = 0;
+        for (bool survenue = true; survenue && !HasFailure();) {
+            ClientBrut client;
+            ClientBrut autre;
+            const int numero = activer(client);
+            const int numeroAutre = activer(autre);
+            std::vector<Recu> recus;
+            {
+                const essais::PanneMemoireFils panne(fil, ++pannes);
+                recus = demanderTout(client, numero);
+                survenue = panne.survenue();
+            }
+            // Of a client that was let go, nothing but the beginning.
+            const bool parti = recus.back() == Recu("parti", 0, "", 0);
+            if (parti)
+                recus.pop_back();
+            ASSERT_EQ(recus.size() == attendus.size(), !parti);
+            for (std::size_t i = 0; i < recus.size(); ++i) {
+                const int resultat = std::get<1>(recus[i]);
+                echecs += resultat == serveur::ECHEC_MAGASIN;
+                EXPECT_EQ(std::get<0>(recus[i]), std::get<0>(attendus[i]));
+                EXPECT_EQ(std::get<3>(recus[i]), std::get<3>(attendus[i]));
+            }
+            EXPECT_EQ(demanderTout(autre, numeroAutre), attendus) << "failure " << pannes;
+            _service->desactiveCB(numero);
+            _service->desactiveCB(numeroAutre);
+        }
+        std::cout << fil << ": " << pannes - 1 << " allocations, " << echecs << " requests failed\n";
+        EXPECT_GT(pannes, 1);
+    }
+}
+
+TEST_F(MemoireServeur, ElleManqueAUneActivation)
+{
+    ClientBrut client;
+    const ClientBrut::Presentation presentation = client.presenter(3, true);
+    int pannes = 0;
+    for (bool survenue = true; survenue && !HasFailure();) {
+        Activation a;
+        {
+            const essais::PanneMemoire panne(++pannes, essais::PanneMemoire::HorsORB);
+            try {
+                ClientBrut::demander(*_front.in(), "cdv", presentation, a);
+            } catch (const std::bad_alloc&) {
+                // The ORB answers with an exception of the system.
+            }
+            survenue = panne.survenue();
+        }
+        EXPECT_EQ(_clients.tous().size(), a.statut == orix::OXS_OK ? 1u : 0u);
+        EXPECT_THAT(a.statut,
+                    testing::AnyOf(-1, int(orix::OXS_OK), int(orix::OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE)));
+        _clients.abandonner(a.numero, "essai");
+    }
+    EXPECT_GT(pannes, 5);
+}
+
+TEST_F(MemoireServeur, ElleManqueALArriveeDUneDemandeQuiEchoueASonTour)
+{
+    ClientBrut client;
+    const int numero = activer(client);
+    int echecs = 0;
+    for (bool survenue = true; survenue && !HasFailure();) {
+        {
+            const essais::PanneMemoire panne(echecs + 1, essais::PanneMemoire::HorsORB);
+            _service->consulte_vol_complet(_plein, 1, numero);
+            survenue = panne.survenue();
+        }
+        const Recu recu = client.attendre();
+        EXPECT_EQ(std::get<1>(recu), survenue ? serveur::ECHEC_MAGASIN : serveur::INTROUVABLE);
+        echecs += survenue;
+    }
+    EXPECT_GT(echecs, 1);
+}
+
+TEST_F(MemoireServeur, ElleManqueAuxPingsQuiContinuent)
+{
+    constexpr int PANNES = 15; // more than a first round and a later one allocate
+    for (int n = 1; n <= PANNES && !HasFailure(); ++n) {
+        ClientBrut client;
+        const int numero = activer(client);
+        const essais::PanneMemoireFils panne("cdv-pings", n);
+        const serveur::Pings pings({std::chrono::milliseconds(5), PATIENCE}, {"s", "m"}, _clients);
+        do
+            EXPECT_TRUE(client.face().pings.prendre(false, PATIENCE));
+        while (!panne.survenue() && !HasFailure());
+        EXPECT_TRUE(client.face().pings.prendre(false, PATIENCE));
+        _service->desactiveCB(numero);
+    }
 }

@@ -2,6 +2,7 @@
 #include "DossierTemporaire.h"
 #include "Magasin.h"
 #include "OXvol_completData.h"
+#include "PanneMemoire.h"
 
 #include <gmock/gmock.h>
 #include <sqlite3.h>
@@ -260,6 +261,37 @@ TEST_F(TestMagasin, UnLotEntierEchoueSiLaBaseNePeutPasLeGarder)
     EXPECT_EQ(
         FAIT,
         executer(magasin, Operation::CREE, volNul("apres")).resultat); // small enough, and possible again
+}
+
+TEST_F(TestMagasin, LaMemoireQuiManqueNeLaisseRienAMoitieFait)
+{
+    Magasin magasin(_fichier);
+    Vol attendu = volNul("AF1");
+    executer(magasin, Operation::CREE, attendu);
+    int pannes = 0;
+    for (bool survenue = true; survenue && !HasFailure();) {
+        Vol modification = volNul("AF1");
+        modification.m_gpiste = std::to_string(++pannes).c_str();
+        std::vector<Demande> demandes(3, {Operation::MODIFIE, std::make_shared<Fiche>(modification)});
+        const Magasin::Lot seule{&demandes[0]};
+        const Magasin::Lot ensemble{&demandes[0], &demandes[1], &demandes[2]};
+        {
+            const essais::PanneMemoire panne(pannes);
+            magasin.executer(seule);
+            survenue = panne.survenue();
+        }
+        EXPECT_EQ(demandes[0].resultat, survenue ? ECHEC_MAGASIN : FAIT);
+        if (!survenue)
+            attendu = modification;
+        EXPECT_EQ(contenu(attendu), contenu(*executer(magasin, Operation::CONSULTE, attendu).vol));
+
+        const essais::PanneMemoire panne(pannes); // what fails among others is tried again
+        magasin.executer(ensemble);
+        attendu = modification;
+        for (const Demande& demande : demandes)
+            EXPECT_EQ(demande.resultat, FAIT);
+    }
+    EXPECT_GT(pannes, 1);
 }
 
 TEST_F(TestMagasin, UnLotSeVoitLuiMemeEtResteDansLOrdre)
