@@ -44,8 +44,8 @@ configure_file(cmake/oxcdvcli.pc.in ${CMAKE_BINARY_DIR}/oxcdvcli.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/OXcdvCliConfig.cmake ${CMAKE_BINARY_DIR}/OXcdvCliConfigVersion.cmake
         DESTINATION ${paquet} COMPONENT developpement)
 install(FILES ${CMAKE_BINARY_DIR}/oxcdvcli.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT developpement)
-install(FILES ${PROJECT_SOURCE_DIR}/exemples/CMakeLists.txt ${PROJECT_SOURCE_DIR}/exemples/session_cdv.cpp
-              ${PROJECT_SOURCE_DIR}/exemples/vols.csv
+install(FILES ${PROJECT_SOURCE_DIR}/exemples/CMakeLists.txt ${PROJECT_SOURCE_DIR}/exemples/parkings.cpp
+              ${PROJECT_SOURCE_DIR}/exemples/session_cdv.cpp ${PROJECT_SOURCE_DIR}/exemples/vols.csv
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/liboxcdvcli-dev/examples COMPONENT developpement)
 set(documents ${PROJECT_SOURCE_DIR}/docs)
 install(FILES ${documents}/guide.md ${documents}/configuration.md ${documents}/protocole.md ${documents}/architecture.md

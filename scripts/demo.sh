@@ -8,7 +8,7 @@ debut=$SECONDS
 scripts/installer-dependances.sh
 echo "Packages in place after $((SECONDS - debut)) s."
 echo "Building (release)..."
-scripts/construire.sh release cdv-serveur session_cdv
+scripts/construire.sh release cdv-serveur session_cdv parkings
 echo "Built after $((SECONDS - debut)) s."
 
 dossier=$(mktemp -d)
@@ -58,5 +58,7 @@ TOML
 
 echo
 build/release/exemples/session_cdv "$dossier/session.toml" exemples/vols.csv --operator AFR --kill-server "$premier"
+echo
+build/release/exemples/parkings "$dossier/session.toml" AFR B01 B02 B03
 echo
 echo "Every answer was the expected one ($((SECONDS - debut)) s in all)."

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the build into an empty folder, and checks what is there by using it: the example is built from the installed
+# Installs the build into an empty folder, and checks what is there by using it: the examples are built from the installed
 # tree alone with pkg-config (with CMake: paquets.sh, documentation.sh), and the shared object shows what it should and
 # nothing else.
 # Usage: tests/installation.sh BUILD_FOLDER SOURCE_FOLDER [LINK_OPTION...]
@@ -10,7 +10,12 @@ shift 2
 options=("$@")
 
 dossier=$(mktemp -d)
-trap 'rm -rf "$dossier"' EXIT
+serveur=
+nettoyer() {
+    [ -z "$serveur" ] || kill "$serveur" 2>/dev/null || true
+    rm -rf "$dossier"
+}
+trap nettoyer EXIT
 echec() {
     echo "installation: $*" >&2
     exit 1
@@ -30,13 +35,34 @@ autres=$(nm -DC --defined-only "$bibliotheque" | cut -d' ' -f3- |
 [ -z "$autres" ] || echec "symbols that should be hidden: $(head -n 10 <<<"$autres")"
 
 export PKG_CONFIG_PATH=$(dirname "$(find "$dossier/prefixe" -name oxcdvcli.pc)")
-c++ -std=c++17 "${options[@]}" $(pkg-config --cflags oxcdvcli --define-variable=prefix="$dossier/prefixe") \
-    "$sources/exemples/session_cdv.cpp" -o "$dossier/session_cdv" \
-    $(pkg-config --libs oxcdvcli --define-variable=prefix="$dossier/prefixe")
+pkgconfig() { pkg-config --define-variable=prefix="$dossier/prefixe" "$@"; }
+exemple() { # NAME LIBRARY...
+    # shellcheck disable=SC2046 # several options
+    c++ -std=c++17 "${options[@]}" $(pkgconfig --cflags oxcdvcli) "$sources/exemples/$1.cpp" -o "$dossier/$1" \
+        $(pkgconfig --libs oxcdvcli) "${@:2}"
+}
+exemple session_cdv
+exemple parkings -lOXcdvSession
+export LD_LIBRARY_PATH=$(dirname "$bibliotheque")
 
-# The program runs against the installed libraries: a wrong file gives its line and its status.
+# The programs run against the installed libraries: a wrong file gives its line and its status.
 statut=0
-sortie=$(LD_LIBRARY_PATH=$(dirname "$bibliotheque") "$dossier/session_cdv" "$dossier/absent.toml" "$sources/exemples/vols.csv" 2>&1) ||
-    statut=$?
+sortie=$("$dossier/session_cdv" "$dossier/absent.toml" "$sources/exemples/vols.csv" 2>&1) || statut=$?
 [ "$statut" -eq 2 ] && grep -q 'absent.toml' <<<"$sortie" || echec "status $statut and '$sortie' for an absent configuration"
-echo "installation: the example builds and runs from the installed tree"
+
+# A whole session, with the installed server and command.
+mkfifo "$dossier/ligne"
+"$dossier/prefixe/bin/cdv-serveur" --port 0 --base "$dossier/vols.db" >"$dossier/ligne" 2>"$dossier/serveur.log" &
+serveur=$!
+read -r -t 20 ligne <"$dossier/ligne" || echec "the server does not start: $(cat "$dossier/serveur.log")"
+url=$(grep -o 'corbaloc:[^, ]*' <<<"$ligne")
+printf '[routage]\ncdv = ["%s"]\n' "$url" >"$dossier/session.toml"
+"$dossier/prefixe/bin/cdv" --url "$url" importer "$sources/exemples/vols.csv" >/dev/null 2>&1 || echec "cdv importer failed"
+vols=$(grep -c ',AFR,' "$sources/exemples/vols.csv")
+sortie=$("$dossier/parkings" "$dossier/session.toml" AFR B01 2>&1) || echec "parkings: $sortie"
+grep -qx "$vols of $vols flights of AFR have their stand." <<<"$sortie" || echec "parkings says: $sortie"
+places=$("$dossier/prefixe/bin/cdv" --url "$url" --format csv lister exploitant_1=AFR parking=B01 | grep -c ,AFR,) || true
+[ "$places" -eq "$vols" ] || echec "$places of $vols flights are at the stand"
+kill "$serveur"
+wait "$serveur" || echec "the server ended with status $?"
+echo "installation: the examples build and run from the installed tree"
