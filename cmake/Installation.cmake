@@ -50,5 +50,7 @@ install(FILES ${PROJECT_SOURCE_DIR}/exemples/CMakeLists.txt ${PROJECT_SOURCE_DIR
 set(documents ${PROJECT_SOURCE_DIR}/docs)
 install(FILES ${documents}/guide.md ${documents}/configuration.md ${documents}/protocole.md ${documents}/architecture.md
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/liboxcdvcli-dev COMPONENT developpement)
+install(DIRECTORY ${documents}/decisions DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/liboxcdvcli-dev
+        COMPONENT developpement)
 install(FILES ${documents}/exploitation.md ${documents}/configuration.md
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/cdv-serveur COMPONENT serveur)

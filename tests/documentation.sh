@@ -43,7 +43,7 @@ scripts/doc.sh "$dossier/html" >"$dossier/doxygen.log" 2>&1 || { cat "$dossier/d
 [ -s "$dossier/html/html/classcdv_1_1Session.html" ] || echec "doxygen made no page of cdv::Session"
 
 documents=(README.md docs/*.md)
-for document in "${documents[@]}"; do
+for document in "${documents[@]}" CONTRIBUTING.md docs/decisions/*.md; do
     while read -r lien; do
         [ -e "$(dirname "$document")/$lien" ] || echec "$document links to $lien, which is not there"
     done < <(grep -oE '\]\([^)#:]+\)' "$document" | tr -d ']()')
