@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that the project needs and that are not there yet.
-# Usage: scripts/installer-dependances.sh [--tests] [--bench] [--paquets] [--doc]
+# Usage: scripts/installer-dependances.sh [--tests] [--analyse] [--couverture] [--bench] [--paquets] [--doc]
 #   --tests   also what the tests need beyond the build
+#   --analyse, --couverture   also what scripts/analyse.sh and scripts/couverture.sh need
 #   --paquets, --doc   also what scripts/paquets.sh and scripts/doc.sh need
 #   --bench   also what the benchmarks need; a peer to compare with that cannot be had is left out
 set -euo pipefail
@@ -16,7 +17,9 @@ paquets=(
 facultatifs=()
 for option in "$@"; do
     case $option in
-        --tests) paquets+=(binutils openssl iproute2 dpkg-dev lintian doxygen clang libclang-rt-dev) ;;
+        --tests) paquets+=(binutils openssl iproute2 python3 dpkg-dev lintian doxygen clang libclang-rt-dev) ;;
+        --analyse) paquets+=(clang-format-14 clang-tidy-14) ;;
+        --couverture) paquets+=(gcovr) ;;
         --paquets) paquets+=(dpkg-dev lintian debootstrap) ;;
         --doc) paquets+=(doxygen) ;;
         --bench)
@@ -24,7 +27,7 @@ for option in "$@"; do
             facultatifs+=(libzeroc-ice-dev zeroc-ice-compilers libgrpc++-dev libprotobuf-dev protobuf-compiler-grpc gnuplot-nox)
             ;;
         *)
-            echo "installer-dependances.sh: unknown option $option (--tests, --bench, --paquets, --doc)" >&2
+            echo "installer-dependances.sh: unknown option $option (see its first lines)" >&2
             exit 2
             ;;
     esac

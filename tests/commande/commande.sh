@@ -282,6 +282,26 @@ demarrer "$port"
 attendre bash -c '[ "$(grep -c "active  cdv-serveur" sortie)" -eq 2 ]'
 kill -INT -- "-$pid"
 wait "$pid" || echec "statut $? alors que la connexion est revenue"
+
+# An export that is cut off says so, and where it goes on: no record is missing, none comes twice.
+seq -f 'E%05g' 20000 | sed 1iidentifiant >lot.csv
+essai 0 importer lot.csv --url "$url"
+printf '[executeur]\ncapacite = 10\n[routage]\ncdv = ["%s"]\n' "$url" >cdv.toml # little is under way
+essai 0 exporter complet.csv 'identifiant=E*' --url "$url"
+"$commande" exporter tube 'identifiant=E*' --config cdv.toml 2>erreurs &
+pid=$!
+exec 9<tube
+read -r ligne <&9
+arreter KILL
+{ echo "$ligne"; cat <&9; } >suite.csv
+exec 9<&-
+wait "$pid"
+statut=$?
+[ "$statut" -eq 4 ] || echec "statut $statut après une exportation coupée"
+contient erreurs "exportation incomplète" "--depuis $(wc -l <suite.csv)"
+demarrer "$port"
+essai 0 exporter - 'identifiant=E*' --depuis "$(wc -l <suite.csv)" --url "$url"
+cat suite.csv sortie | cmp -s - complet.csv || echec "l'exportation reprise n'est pas l'exportation"
 kill -STOP "$pid_serveur" # it is there, and does not answer
 essai 3 consulter X1 --delai 300 --url "$url"
 kill -CONT "$pid_serveur"

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <future>
 #include <string>
@@ -22,12 +23,14 @@ namespace {
 
 constexpr std::chrono::seconds PATIENCE(30);
 
-/// A server that accepts one connection, and reads when it is told to.
+/// A server that accepts one connection, and reads when it is told to. Its system keeps little for it.
 class Pair
 {
   public:
     Pair()
     {
+        const int octets = 4096;
+        EXPECT_EQ(setsockopt(_ecoute, SOL_SOCKET, SO_RCVBUF, &octets, sizeof octets), 0);
         sockaddr_in adresse{};
         adresse.sin_family = AF_INET;
         adresse.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -95,6 +98,8 @@ class EnvoisGroupes : public testing::Test
         _orb = orix::orb::creerORB(argc, nullptr, parametres);
         const CORBA::Object_var objet = _orb->string_to_object(_pair.url().c_str());
         _serveur = orix_corba::Serveur::_unchecked_narrow(objet);
+        const CORBA::Object_var autre = _orb->string_to_object(_autrePair.url().c_str());
+        _autreServeur = orix_corba::Serveur::_unchecked_narrow(autre);
     }
     void TearDown() override
     {
@@ -104,14 +109,15 @@ class EnvoisGroupes : public testing::Test
 
     void detruire()
     {
-        _serveur = orix_corba::Serveur::_nil();
+        _serveur = _autreServeur = orix_corba::Serveur::_nil();
         orix::orb::detruireORB(std::exchange(_orb, CORBA::ORB::_nil()));
     }
 
-    void envoyer(int premier, int nombre)
+    void envoyer(int premier, int nombre) { envoyer(_serveur, premier, nombre); }
+    static void envoyer(orix_corba::Serveur_ptr serveur, int premier, int nombre)
     {
         for (int numero = premier; numero < premier + nombre; ++numero)
-            orix::orb::envoyer(_serveur.in(), &orix_corba::_objref_Serveur::sendc_desactiveCB, "desactiveCB",
+            orix::orb::envoyer(serveur, &orix_corba::_objref_Serveur::sendc_desactiveCB, "desactiveCB",
                                orix_corba::AMI_ServeurHandler::_nil(), CORBA::Long(numero));
     }
 
@@ -123,8 +129,10 @@ class EnvoisGroupes : public testing::Test
     }
 
     Pair _pair;
+    Pair _autrePair;
     CORBA::ORB_var _orb;
     orix_corba::Serveur_var _serveur;
+    orix_corba::Serveur_var _autreServeur;
 };
 
 } // namespace
@@ -160,4 +168,31 @@ TEST_F(EnvoisGroupes, LaPerteDuPairEstDiteAuxSuivants)
             envoyer(i, 1);
     };
     EXPECT_THROW(envoyerSansFin(), CORBA::SystemException);
+}
+
+/// Bursts on two connections, one of whose peers takes nothing in: it holds the other's up nowhere.
+TEST_F(EnvoisGroupes, UnPairQuiNeLitPasNeRetientPasLAutre)
+{
+    constexpr int NOMBRE = 200000;
+    std::atomic<int> envoyes{0};
+    auto envoi = std::async(std::launch::async, [&] {
+        for (; envoyes < NOMBRE; ++envoyes)
+            envoyer(envoyes, 1);
+    });
+    envoyer(_autreServeur, 0, 1);
+    _autrePair.accepter();
+    EXPECT_EQ(_autrePair.lire(1), suite(1));
+    int avant = 0;
+    for (int immobile = 0; immobile < 1000; ++immobile) { // bursts in a row while the other does not move
+        if (const int maintenant = envoyes; maintenant != avant) {
+            avant = maintenant;
+            immobile = 0;
+        }
+        envoyer(_autreServeur, 0, 100);
+        ASSERT_EQ(_autrePair.lire(100), suite(100));
+    }
+    EXPECT_LT(avant, NOMBRE) << "it never had to wait";
+    _pair.accepter();
+    EXPECT_EQ(_pair.lire(NOMBRE), suite(NOMBRE));
+    envoi.get();
 }
