@@ -2,6 +2,7 @@
 
 #include "Expliquer.h"
 
+#include "orix/Enumerer.h"
 #include "orix/Trace.h"
 
 #include <cstdlib>
@@ -12,14 +13,6 @@ namespace {
 
 const std::string SERVICE = "cdv";
 const std::string POINT_LOCAL = "127.0.0.1:2809"; // where cdv-serveur listens unless told otherwise
-
-std::string enumerer(const std::vector<std::string>& textes)
-{
-    std::string liste;
-    for (const std::string& texte : textes)
-        liste += (liste.empty() ? "" : ", ") + texte;
-    return liste;
-}
 
 } // namespace
 
@@ -48,7 +41,7 @@ orix::Configuration configurer(const Options& options)
             configuration.delaiActivation = *options.delai;
         configuration.verifier("cdv");
     } catch (const orix::ErreurConfiguration& erreur) {
-        throw Arret(USAGE, erreur.what());
+        throw Arret(USAGE, erreur.enFrancais());
     }
     return configuration;
 }
@@ -88,7 +81,8 @@ Connexion::Connexion(const orix::Configuration& configuration, const Options& op
     if (!_session.attendreActive(2 * (reglages.delaiActivation + configuration.delaiConnexion))) {
         if (interruption.demandee())
             throw Arret(INTERROMPU, "interrompu");
-        throw PasDeConnexion(expliquer(_session.dernierEvenement().statut), enumerer(noyaux(configuration)));
+        throw PasDeConnexion(expliquer(_session.dernierEvenement().statut),
+                             orix::enumerer(noyaux(configuration)));
     }
     _serveur = _session.dernierEvenement();
 }

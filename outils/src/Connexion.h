@@ -8,6 +8,7 @@
 #include "CdvSession.h"
 #include "orix/Configuration.h"
 
+#include <exception>
 #include <optional>
 
 namespace outils {
@@ -51,9 +52,12 @@ auto avecErreursClaires(Action action) -> decltype(action())
     try {
         return action();
     } catch (const cdv::Erreur& erreur) {
-        const bool configuration =
-            erreur.statut() == orix::OXS_ABSENCE_CONF || erreur.statut() == orix::OXS_MAUVAISE_CONF;
-        throw Arret(configuration ? USAGE : SANS_CONNEXION, erreur.what());
+        try {
+            std::rethrow_if_nested(erreur);
+        } catch (const orix::ErreurConfiguration& cause) {
+            throw Arret(USAGE, cause.enFrancais());
+        }
+        throw Arret(SANS_CONNEXION, erreur.what());
     }
 }
 

@@ -1,14 +1,27 @@
 #include "Expliquer.h"
 
-#include <iterator>
+#include "OXcdvCliCode.h"
 
 namespace outils {
 
 namespace {
 
-// By result code. Other servers may have others.
-constexpr const char* CODES[] = {"fait", "le vol existe déjà", "vol introuvable",
-                                 "vol invalide : identifiant absent ou vide", "échec de la base du serveur"};
+std::string expliquerCode(int code)
+{
+    const std::string nombre = "code " + std::to_string(code);
+    switch (code) {
+    case cdv::code::EXISTE_DEJA:
+        return "le vol existe déjà (" + nombre + ")";
+    case cdv::code::INTROUVABLE:
+        return "vol introuvable (" + nombre + ")";
+    case cdv::code::VOL_INVALIDE:
+        return "vol invalide : identifiant absent ou vide (" + nombre + ")";
+    case cdv::code::ECHEC_MAGASIN:
+        return "échec de la base du serveur (" + nombre + ")";
+    default:
+        return "refusé par le serveur, " + nombre;
+    }
+}
 
 } // namespace
 
@@ -37,12 +50,8 @@ std::string expliquer(const cdv::Resultat& resultat)
     switch (resultat.etat) {
     case Etat::fait:
         return "fait";
-    case Etat::refuse: {
-        const std::string code = "code " + std::to_string(resultat.code);
-        const bool connu = resultat.code >= 0 && resultat.code < static_cast<int>(std::size(CODES));
-        return connu ? std::string(CODES[resultat.code]) + " (" + code + ")"
-                     : "refusé par le serveur, " + code;
-    }
+    case Etat::refuse:
+        return expliquerCode(resultat.code);
     case Etat::delai:
         return "pas de réponse dans le délai : peut-être fait, peut-être pas";
     case Etat::perdu:

@@ -9,10 +9,6 @@
 
 namespace outils {
 
-/// Result codes of the service.
-constexpr int EXISTE_DEJA = 1;
-constexpr int INTROUVABLE = 2;
-
 std::string expliquer(orix::OXstatut statut);         ///< a few words
 std::string expliquer(const cdv::Resultat& resultat); ///< one line about any end of a request
 

@@ -1,5 +1,6 @@
 #include "Importation.h"
 
+#include "OXcdvCliCode.h"
 #include "TamponFd.h"
 
 #include <algorithm>
@@ -86,8 +87,8 @@ void Importation::_soumettre(Entree entree)
 void Importation::_finir(const std::shared_ptr<Entree>& entree, cdv::Resultat resultat, bool modification)
 {
     std::unique_lock<std::mutex> verrou(_mutex);
-    const bool existe =
-        resultat.etat == cdv::Resultat::Etat::refuse && resultat.code == EXISTE_DEJA && !modification;
+    const bool existe = resultat.etat == cdv::Resultat::Etat::refuse &&
+                        resultat.code == cdv::code::EXISTE_DEJA && !modification;
     if (existe && _reglages.existants == Existants::modifier) {
         verrou.unlock(); // the request may end inside the call
         return modifier(*entree->vol,

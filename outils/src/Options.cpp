@@ -4,6 +4,8 @@
 #include "Statut.h"
 #include "Terminal.h"
 
+#include "orix/Enumerer.h"
+
 #include <CLI/CLI.hpp>
 
 #include <iostream>
@@ -87,9 +89,7 @@ Exemples :
 template <class T>
 CLI::Validator choix(const std::map<std::string, T>& valeurs)
 {
-    std::string noms;
-    for (const auto& [nom, valeur] : valeurs)
-        noms += (noms.empty() ? "" : ", ") + nom;
+    const std::string noms = orix::enumerer(valeurs, [](const auto& valeur) { return valeur.first; });
     return CLI::Validator(
         [valeurs, noms](std::string& texte) {
             return valeurs.count(texte) != 0 ? std::string()

@@ -1,6 +1,6 @@
 #include "orix/Configuration.h"
 
-#include "FichierIllisible.h"
+#include "orix/Enumerer.h"
 
 #include <toml++/toml.h>
 
@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <climits>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <limits>
@@ -23,35 +22,40 @@ namespace {
 
 using Liste = std::vector<std::string>;
 
-/// A check of a text; gives what was expected when the text is wrong, else null.
-using Controle = const char* (*)(const std::string&);
+using Motif = ErreurConfiguration::Motif;
+using Endroit = ErreurConfiguration::Endroit;
 
-const char* nonVide(const std::string& texte) { return texte.empty() ? "a text that is not empty" : nullptr; }
-
-const char* fichierLisible(const std::string& texte)
+/// A check of a text, and what is wrong with one that it does not accept.
+struct Controle
 {
-    return texte.empty() || ::access(texte.c_str(), R_OK) == 0 ? nullptr : "the name of a readable file";
-}
+    bool (*accepte)(const std::string&) = nullptr; ///< null: any text
+    Motif motif = Motif::chaine;
+};
 
-const char* pointAcces(const std::string& texte)
+bool estPointAcces(const std::string& texte)
 {
-    static constexpr const char* ATTENDU = "\"HOST:PORT\" with a port from 0 to 65535";
     const std::size_t separateur = texte.rfind(':');
     if (separateur == std::string::npos || separateur == 0)
-        return ATTENDU;
+        return false;
     const std::string port = texte.substr(separateur + 1);
     const bool chiffres = !port.empty() && port.size() <= 5 &&
                           std::all_of(port.begin(), port.end(), [](char c) { return c >= '0' && c <= '9'; });
-    return chiffres && std::stoi(port) <= 65535 ? nullptr : ATTENDU;
+    return chiffres && std::stoi(port) <= 65535;
 }
 
-const char* url(const std::string& texte)
+bool estUrl(const std::string& texte)
 {
-    for (const char* debut : {"corbaloc:", "corbaname:", "IOR:"})
-        if (texte.compare(0, std::strlen(debut), debut) == 0)
-            return nullptr;
-    return "the URL of a kernel (\"corbaloc:...\")";
+    constexpr const char* DEBUTS[] = {"corbaloc:", "corbaname:", "IOR:"};
+    return std::any_of(std::begin(DEBUTS), std::end(DEBUTS),
+                       [&](const char* debut) { return texte.rfind(debut, 0) == 0; });
 }
+
+constexpr Controle NON_VIDE{[](const std::string& texte) { return !texte.empty(); }, Motif::nonVide};
+constexpr Controle LISIBLE{
+    [](const std::string& texte) { return texte.empty() || ::access(texte.c_str(), R_OK) == 0; },
+    Motif::fichierLisible};
+constexpr Controle POINT_ACCES{&estPointAcces, Motif::pointAcces};
+constexpr Controle URL{&estUrl, Motif::url};
 
 /// Where a key's value lives.
 template <class T>
@@ -70,7 +74,7 @@ struct Cle
     Destination destination;
     long long min = 0; // of a number
     long long max = 0;
-    Controle controle = nullptr; // of a text, or of each of a list
+    Controle controle = {}; // of a text, or of each of a list
 };
 
 constexpr long long UNE_HEURE = 3600000; // ms
@@ -78,8 +82,8 @@ constexpr const char* ROUTAGE = "routage";
 constexpr std::size_t SERVEURS_MAX = 2;
 
 const Cle CLES[] = {
-    {"processus", "machine", &Configuration::nomMachineHote, 0, 0, nonVide},
-    {"orb", "points_acces", &Configuration::pointsAcces, 0, 0, pointAcces},
+    {"processus", "machine", &Configuration::nomMachineHote, 0, 0, NON_VIDE},
+    {"orb", "points_acces", &Configuration::pointsAcces, 0, 0, POINT_ACCES},
     {"orb", "delai_connexion_ms", &Configuration::delaiConnexion, 1, UNE_HEURE},
     {"orb", "delai_appel_ms", &Configuration::delaiAppel, 1, UNE_HEURE},
     {"orb", "taille_message_max", &Configuration::tailleMessageMax, 8192, INT_MAX},
@@ -93,8 +97,8 @@ const Cle CLES[] = {
     {"trace", "niveau", &Configuration::niveauTrace, 0, 1000},
     {"trace", "fichier", &Configuration::fichierTrace},
     {"trace", "capacite", &Configuration::capaciteTrace, 0, 10000000},
-    {"tls", "certificat_autorite", &ConfigurationTLS::certificatAutorite, 0, 0, fichierLisible},
-    {"tls", "certificat", &ConfigurationTLS::certificat, 0, 0, fichierLisible},
+    {"tls", "certificat_autorite", &ConfigurationTLS::certificatAutorite, 0, 0, LISIBLE},
+    {"tls", "certificat", &ConfigurationTLS::certificat, 0, 0, LISIBLE},
     {"tls", "mot_de_passe", &ConfigurationTLS::motDePasse},
     {"tls", "exiger_certificat", &ConfigurationTLS::exigerCertificat},
 };
@@ -114,100 +118,64 @@ std::string entreGuillemets(const std::string& texte) { return '"' + texte + '"'
 
 std::string nomComplet(const std::string& table, const std::string& cle) { return "[" + table + "] " + cle; }
 
-/// One line, whatever the file holds.
-[[noreturn]] void echouer(const std::string& texte)
-{
-    static constexpr const char* CHIFFRES = "0123456789ABCDEF";
-    std::string ligne;
-    for (const char c : texte) {
-        const auto octet = static_cast<unsigned char>(c);
-        if (octet >= 0x20 && octet != 0x7F)
-            ligne += c;
-        else
-            ligne += {'\\', 'x', CHIFFRES[octet / 16], CHIFFRES[octet % 16]};
-    }
-    throw ErreurConfiguration(ligne);
-}
+// ---- Checks of values
 
-/// lieu: "FILE" or "FILE:LINE".
-[[noreturn]] void refuser(const std::string& lieu, const std::string& quoi, const std::string& obtenu,
-                          const std::string& attendu)
-{
-    echouer(lieu + ": " + quoi + ": got " + obtenu + ", expected " + attendu);
-}
-
-std::string enumerer(const Liste& textes)
-{
-    std::string liste;
-    for (const std::string& texte : textes)
-        liste += (liste.empty() ? "" : ", ") + texte;
-    return liste;
-}
-
-// ----------------------------------------------------------------------------------------------- checks of
-// values
-
-void controlerNombre(const std::string& lieu, const Cle& cle, long long nombre)
+void controlerNombre(const Endroit& endroit, const Cle& cle, long long nombre)
 {
     if (nombre < cle.min || nombre > cle.max)
-        refuser(lieu, nomComplet(cle.table, cle.nom), std::to_string(nombre),
-                "an integer from " + std::to_string(cle.min) + " to " + std::to_string(cle.max));
+        throw ErreurConfiguration(Motif::entierEntre, endroit,
+                                  {std::to_string(nombre), std::to_string(cle.min), std::to_string(cle.max)});
 }
 
-void controlerTexte(const std::string& lieu, const std::string& quoi, Controle controle,
-                    const std::string& texte)
+void controlerTexte(const Endroit& endroit, const Controle& controle, const std::string& texte)
 {
-    if (controle == nullptr)
-        return;
-    if (const char* attendu = controle(texte))
-        refuser(lieu, quoi, entreGuillemets(texte), attendu);
+    if (controle.accepte != nullptr && !controle.accepte(texte))
+        throw ErreurConfiguration(controle.motif, endroit, {entreGuillemets(texte)});
 }
 
-void controlerListe(const std::string& lieu, const std::string& quoi, Controle controle, const Liste& liste,
-                    std::size_t max, const char* attendu)
+void controlerListe(const Endroit& endroit, const Controle& controle, const Liste& liste, std::size_t max,
+                    Motif nombre)
 {
     if (liste.empty() || liste.size() > max)
-        refuser(lieu, quoi, std::to_string(liste.size()) + " of them", attendu);
+        throw ErreurConfiguration(nombre, endroit, {std::to_string(liste.size())});
     for (const std::string& texte : liste)
-        controlerTexte(lieu, quoi, controle, texte);
+        controlerTexte(endroit, controle, texte);
 }
 
-void controler(const std::string& lieu, const Cle& cle, const std::string& texte)
+void controler(const Endroit& endroit, const Cle& cle, const std::string& texte)
 {
-    controlerTexte(lieu, nomComplet(cle.table, cle.nom), cle.controle, texte);
+    controlerTexte(endroit, cle.controle, texte);
 }
-void controler(const std::string& lieu, const Cle& cle, const Liste& liste)
+void controler(const Endroit& endroit, const Cle& cle, const Liste& liste)
 {
-    controlerListe(lieu, nomComplet(cle.table, cle.nom), cle.controle, liste,
-                   std::numeric_limits<std::size_t>::max(), "at least one");
+    controlerListe(endroit, cle.controle, liste, std::numeric_limits<std::size_t>::max(), Motif::auMoinsUn);
 }
-void controler(const std::string& lieu, const Cle& cle, const Configuration::Duree& duree)
+void controler(const Endroit& endroit, const Cle& cle, const Configuration::Duree& duree)
 {
-    controlerNombre(lieu, cle, duree.count());
+    controlerNombre(endroit, cle, duree.count());
 }
-void controler(const std::string& lieu, const Cle& cle, std::size_t nombre)
+void controler(const Endroit& endroit, const Cle& cle, std::size_t nombre)
 {
-    controlerNombre(lieu, cle, nombre > LLONG_MAX ? LLONG_MAX : static_cast<long long>(nombre));
+    controlerNombre(endroit, cle, nombre > LLONG_MAX ? LLONG_MAX : static_cast<long long>(nombre));
 }
-void controler(const std::string& lieu, const Cle& cle, int nombre) { controlerNombre(lieu, cle, nombre); }
-void controler(const std::string&, const Cle&, bool) {}
+void controler(const Endroit& endroit, const Cle& cle, int nombre) { controlerNombre(endroit, cle, nombre); }
+void controler(const Endroit&, const Cle&, bool) {}
 
-void controlerRoutage(const std::string& lieu, const std::string& service, const Liste& urls)
+void controlerUrls(const Endroit& endroit, const Liste& urls)
 {
-    controlerListe(lieu, nomComplet(ROUTAGE, service), url, urls, SERVEURS_MAX, "one or two URLs");
+    controlerListe(endroit, URL, urls, SERVEURS_MAX, Motif::nombreUrls);
 }
 
-// ------------------------------------------------------------------------------------------------- reading
-// of TOML
+// ---- Reading of TOML
 
 std::string decrire(const toml::node& noeud)
 {
     std::ostringstream texte;
     switch (noeud.type()) {
     case toml::node_type::table:
-        return "a table";
+        return "{...}";
     case toml::node_type::array:
-        return "an array";
+        return "[...]";
     case toml::node_type::string:
         return entreGuillemets(noeud.as_string()->get());
     default:
@@ -235,10 +203,11 @@ class Lecture
                 texte == ROUTAGE ||
                 std::any_of(std::begin(CLES), std::end(CLES), [&](const Cle& c) { return texte == c.table; });
             if (!connue)
-                refuser(_lieu(nom.source()), noeud.is_table() ? "[" + texte + "]" : texte, "an unknown name",
-                        "one of the tables " + _tables());
+                throw ErreurConfiguration(Motif::tableInconnue,
+                                          _endroit(nom, noeud.is_table() ? "[" + texte + "]" : texte),
+                                          {_tables()});
             if (!noeud.is_table())
-                refuser(_lieu(nom.source()), "[" + texte + "]", decrire(noeud), "a table");
+                throw ErreurConfiguration(Motif::table, _endroit(nom, "[" + texte + "]"), {decrire(noeud)});
             _lireTable(texte, *noeud.as_table());
         }
     }
@@ -248,70 +217,67 @@ class Lecture
     {
         for (const auto& [nom, noeud] : valeurs) {
             const std::string cle(nom.str());
-            const std::string lieu = _lieu(nom.source());
+            const Endroit endroit = _endroit(nom, nomComplet(table, cle));
             if (table == ROUTAGE) {
                 Liste& urls = _configuration.routage[cle];
-                urls = _listeTextes(noeud, lieu, nomComplet(table, cle), "an array of one or two URLs");
-                controlerRoutage(lieu, cle, urls);
+                urls = _listeTextes(noeud, endroit, Motif::urls);
+                controlerUrls(endroit, urls);
             } else {
-                _lireCle(table, cle, noeud, lieu);
+                _lireCle(table, cle, noeud, endroit);
             }
         }
     }
 
     void _lireCle(const std::string& table, const std::string& nom, const toml::node& noeud,
-                  const std::string& lieu)
+                  const Endroit& endroit)
     {
         const auto cle = std::find_if(std::begin(CLES), std::end(CLES),
                                       [&](const Cle& c) { return table == c.table && nom == c.nom; });
         if (cle == std::end(CLES))
-            refuser(lieu, nomComplet(table, nom), "an unknown key", "one of " + _cles(table));
-        std::visit([&](auto membre) { _affecter(acceder(_configuration, membre), *cle, noeud, lieu); },
+            throw ErreurConfiguration(Motif::cleInconnue, endroit, {_cles(table)});
+        std::visit([&](auto membre) { _affecter(acceder(_configuration, membre), *cle, noeud, endroit); },
                    cle->destination);
     }
 
     template <class T>
-    void _affecter(T& valeur, const Cle& cle, const toml::node& noeud, const std::string& lieu)
+    void _affecter(T& valeur, const Cle& cle, const toml::node& noeud, const Endroit& endroit)
     {
-        const std::string quoi = nomComplet(cle.table, cle.nom);
         if constexpr (std::is_same_v<T, std::string>) {
-            valeur = _scalaire<std::string>(noeud, lieu, quoi, "a string");
+            valeur = _scalaire<std::string>(noeud, endroit, Motif::chaine);
         } else if constexpr (std::is_same_v<T, bool>) {
-            valeur = _scalaire<bool>(noeud, lieu, quoi, "true or false");
+            valeur = _scalaire<bool>(noeud, endroit, Motif::booleen);
         } else if constexpr (std::is_same_v<T, Liste>) {
-            valeur = _listeTextes(noeud, lieu, quoi, "an array of strings");
+            valeur = _listeTextes(noeud, endroit, Motif::chaines);
         } else {
-            const auto nombre = _scalaire<std::int64_t>(noeud, lieu, quoi, "an integer");
-            controlerNombre(lieu, cle, nombre);
+            const auto nombre = _scalaire<std::int64_t>(noeud, endroit, Motif::entier);
+            controlerNombre(endroit, cle, nombre);
             valeur = T(nombre);
         }
-        controler(lieu, cle, valeur);
+        controler(endroit, cle, valeur);
     }
 
     template <class T>
-    static T _scalaire(const toml::node& noeud, const std::string& lieu, const std::string& quoi,
-                       const char* attendu)
+    static T _scalaire(const toml::node& noeud, const Endroit& endroit, Motif motif)
     {
         const std::optional<T> valeur = noeud.value_exact<T>();
         if (!valeur)
-            refuser(lieu, quoi, decrire(noeud), attendu);
+            throw ErreurConfiguration(motif, endroit, {decrire(noeud)});
         return *valeur;
     }
 
-    static Liste _listeTextes(const toml::node& noeud, const std::string& lieu, const std::string& quoi,
-                              const char* attendu)
+    static Liste _listeTextes(const toml::node& noeud, const Endroit& endroit, Motif motif)
     {
         if (!noeud.is_array())
-            refuser(lieu, quoi, decrire(noeud), attendu);
+            throw ErreurConfiguration(motif, endroit, {decrire(noeud)});
         Liste liste;
         for (const toml::node& element : *noeud.as_array())
-            liste.push_back(_scalaire<std::string>(element, lieu, quoi, attendu));
+            liste.push_back(_scalaire<std::string>(element, endroit, motif));
         return liste;
     }
 
-    std::string _lieu(const toml::source_region& region) const
+    Endroit _endroit(const toml::key& nom, const std::string& cle) const
     {
-        return _nom + ":" + std::to_string(region.begin.line);
+        return {_nom, nom.source().begin.line, cle};
     }
 
     static std::string _cles(const std::string& table)
@@ -353,7 +319,7 @@ Configuration Configuration::lire(const std::string& fichier)
     if (flux && flux.peek() != std::ifstream::traits_type::eof()) // an empty file is one that can be read
         texte << flux.rdbuf();
     if (!flux.is_open() || flux.bad() || !texte)
-        throw FichierIllisible(fichier + ": got a file that cannot be read, expected a TOML file");
+        throw ErreurConfiguration(Motif::fichierIllisible, {fichier});
     return analyser(texte.str(), fichier);
 }
 
@@ -363,8 +329,8 @@ Configuration Configuration::analyser(const std::string& texte, const std::strin
     try {
         Lecture(configuration, nom).lire(toml::parse(texte));
     } catch (const toml::parse_error& erreur) {
-        echouer(nom + ":" + std::to_string(erreur.source().begin.line) +
-                ": malformed TOML: " + std::string(erreur.description()));
+        throw ErreurConfiguration(Motif::syntaxe, {nom, erreur.source().begin.line},
+                                  {std::string(erreur.description())});
     }
     configuration.verifier(nom);
     return configuration;
@@ -374,16 +340,19 @@ void Configuration::verifier(const std::string& nom) const
 {
     for (const Cle& cle : CLES)
         std::visit(
-            [&](auto membre) { controler(nom, cle, acceder(const_cast<Configuration&>(*this), membre)); },
+            [&](auto membre) {
+                controler({nom, 0, nomComplet(cle.table, cle.nom)}, cle,
+                          acceder(const_cast<Configuration&>(*this), membre));
+            },
             cle.destination);
     for (const auto& [service, urls] : routage)
-        controlerRoutage(nom, service, urls);
+        controlerUrls({nom, 0, nomComplet(ROUTAGE, service)}, urls);
     if (!tls.estActive() && !tls.certificat.empty())
-        refuser(nom, nomComplet("tls", "certificat_autorite"), entreGuillemets({}),
-                "the authority's certificate beside certificat");
+        throw ErreurConfiguration(Motif::autorite, {nom, 0, nomComplet("tls", "certificat_autorite")},
+                                  {entreGuillemets({})});
     if (tls.estActive() && tls.certificat.empty())
-        refuser(nom, nomComplet("tls", "certificat"), entreGuillemets({}),
-                "this process's certificate beside certificat_autorite");
+        throw ErreurConfiguration(Motif::certificat, {nom, 0, nomComplet("tls", "certificat")},
+                                  {entreGuillemets({})});
 }
 
 } // namespace orix

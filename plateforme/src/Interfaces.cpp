@@ -1,6 +1,5 @@
 // The destructors of the interfaces stand here, so that each interface's type information exists once in the
 // process.
-#include "orix/Configuration.h"
 #include "orix/interne/Echec.h"
 #include "orix/interne/ExecuteurCB.h"
 #include "orix/interne/IAdaptateurClient.h"
@@ -14,7 +13,6 @@
 namespace orix {
 
 Echec::~Echec() = default;
-ErreurConfiguration::~ErreurConfiguration() = default;
 ExecuteurCB::~ExecuteurCB() = default;
 IAdaptateurClient::~IAdaptateurClient() = default;
 IExecutable::~IExecutable() = default;

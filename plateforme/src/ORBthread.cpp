@@ -3,6 +3,7 @@
 #include "ExceptionCourante.h"
 #include "LiaisonORB.h"
 #include "orix/Configuration.h"
+#include "orix/Enumerer.h"
 #include "orix/Trace.h"
 
 #include <utility>
@@ -23,14 +24,6 @@ void tenter(const char* fonction, Action&& action)
     }
 }
 
-std::string lister(const std::vector<std::string>& textes)
-{
-    std::string liste;
-    for (const std::string& texte : textes)
-        liste += (liste.empty() ? "\"" : ", \"") + texte + "\"";
-    return liste;
-}
-
 } // namespace
 
 ORBthreadImplementation::ORBthreadImplementation(int& argc, char** argv, const Configuration& configuration)
@@ -48,9 +41,11 @@ ORBthreadImplementation::ORBthreadImplementation(int& argc, char** argv, const C
         try {
             _ouvrir();
         } catch (const CORBA::INITIALIZE& exception) {
-            throw ErreurConfiguration("[orb] points_acces: got " + lister(configuration.pointsAcces) +
-                                      ", expected endpoints that can be opened (" +
-                                      orb::information(exception) + ")");
+            throw ErreurConfiguration(ErreurConfiguration::Motif::pointAccesLibre,
+                                      {"", 0, "[orb] points_acces"},
+                                      {enumerer(configuration.pointsAcces,
+                                                [](const std::string& point) { return '"' + point + '"'; })},
+                                      orb::information(exception));
         }
         _execution.lancer([orb = CORBA::ORB_var(CORBA::ORB::_duplicate(_orb))] {
             tenter("executer", [&] { orb->run(); });

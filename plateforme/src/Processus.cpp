@@ -2,7 +2,6 @@
 
 #include "ExceptionCourante.h"
 #include "ExecuteurCBImplementation.h"
-#include "FichierIllisible.h"
 #include "JournalTrace.h"
 #include "Livraison.h"
 #include "NoyauImplementation.h"
@@ -16,6 +15,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <exception>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -100,8 +100,8 @@ void Processus::_demarrer(int& argc, char** argv, const Configuration& configura
     try {
         journal::ouvrir(configuration.fichierTrace, configuration.capaciteTrace);
     } catch (const std::exception& erreur) {
-        throw ErreurConfiguration("[trace] fichier: got \"" + configuration.fichierTrace +
-                                  "\", expected a file that can be written (" + erreur.what() + ")");
+        throw ErreurConfiguration(ErreurConfiguration::Motif::fichierInscriptible, {"", 0, "[trace] fichier"},
+                                  {'"' + configuration.fichierTrace + '"'}, erreur.what());
     }
     Trace::definirSeuil(configuration.niveauTrace);
 
@@ -193,7 +193,7 @@ void quitterEnFin()
 
 /// Runs a start, and turns its failure into a status and a line.
 template <class Demarrage>
-OXstatut convertir(std::string* message, Demarrage&& demarrage)
+OXstatut convertir(std::string* message, std::exception_ptr* cause, Demarrage&& demarrage)
 {
     OXstatut statut = OXS_OK;
     std::string texte;
@@ -203,12 +203,12 @@ OXstatut convertir(std::string* message, Demarrage&& demarrage)
             if (statut == OXS_OK)
                 return statut;
             texte = texteStatut(statut);
-        } catch (const FichierIllisible& erreur) {
-            statut = OXS_ABSENCE_CONF;
-            texte = erreur.what();
         } catch (const ErreurConfiguration& erreur) {
-            statut = OXS_MAUVAISE_CONF;
+            statut = erreur.motif() == ErreurConfiguration::Motif::fichierIllisible ? OXS_ABSENCE_CONF
+                                                                                    : OXS_MAUVAISE_CONF;
             texte = erreur.what();
+            if (cause != nullptr)
+                *cause = std::current_exception();
         } catch (const std::bad_alloc&) {
             statut = OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE;
             texte = texteStatut(statut);
@@ -231,16 +231,19 @@ OXstatut convertir(std::string* message, Demarrage&& demarrage)
 
 const Configuration* configuration() { return Processus::instance().lireConfiguration(); }
 
-OXstatut initialiser(int& argc, char** argv, const std::string& fichierConfiguration, std::string* message)
+OXstatut initialiser(int& argc, char** argv, const std::string& fichierConfiguration, std::string* message,
+                     std::exception_ptr* cause)
 {
-    return convertir(message, [&] {
+    return convertir(message, cause, [&] {
         return Processus::instance().initialiser(argc, argv, Configuration::lire(fichierConfiguration));
     });
 }
 
-OXstatut initialiser(int& argc, char** argv, const Configuration& configuration, std::string* message)
+OXstatut initialiser(int& argc, char** argv, const Configuration& configuration, std::string* message,
+                     std::exception_ptr* cause)
 {
-    return convertir(message, [&] { return Processus::instance().initialiser(argc, argv, configuration); });
+    return convertir(message, cause,
+                     [&] { return Processus::instance().initialiser(argc, argv, configuration); });
 }
 
 OXstatut terminer()

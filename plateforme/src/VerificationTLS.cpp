@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <vector>
 
 namespace orix {
 
@@ -33,12 +34,15 @@ using Examen = std::unique_ptr<X509_STORE_CTX, Liberer<X509_STORE_CTX_free>>;
 constexpr const char* AUTORITE = "certificat_autorite";
 constexpr const char* CERTIFICAT = "certificat";
 
-[[noreturn]] void refuser(const char* cle, const std::string& fichier, const std::string& attendu,
-                          const std::string& pourquoi = {})
+using Motif = ErreurConfiguration::Motif;
+
+[[noreturn]] void refuser(Motif motif, const char* cle, const std::vector<std::string>& sujets,
+                          const std::string& raison = {})
 {
-    throw ErreurConfiguration("[tls] " + std::string(cle) + ": got \"" + fichier + "\", expected " + attendu +
-                              (pourquoi.empty() ? "" : " (" + pourquoi + ")"));
+    throw ErreurConfiguration(motif, {"", 0, "[tls] " + std::string(cle)}, sujets, raison);
 }
+
+std::string citer(const std::string& fichier) { return '"' + fichier + '"'; }
 
 /// What OpenSSL says of its last failure.
 std::string raison()
@@ -63,7 +67,7 @@ Flux ouvrir(const char* cle, const std::string& fichier)
 {
     Flux flux(BIO_new_file(fichier.c_str(), "r"));
     if (flux == nullptr)
-        refuser(cle, fichier, "the name of a readable file", raison());
+        refuser(Motif::fichierLisible, cle, {citer(fichier)}, raison());
     return flux;
 }
 
@@ -90,7 +94,7 @@ Certificat lireCertificat(const std::string& fichier)
     const Flux flux = ouvrir(CERTIFICAT, fichier);
     Certificat certificat(PEM_read_bio_X509(flux.get(), nullptr, nullptr, nullptr));
     if (certificat == nullptr)
-        refuser(CERTIFICAT, fichier, "a PEM file that begins with this process's certificate", raison());
+        refuser(Motif::pemCertificat, CERTIFICAT, {citer(fichier)}, raison());
     return certificat;
 }
 
@@ -102,10 +106,9 @@ ClePrivee lireClePrivee(const ConfigurationTLS& tls)
     if (cle != nullptr)
         return cle;
     if (motDePasse.demande)
-        throw ErreurConfiguration("[tls] mot_de_passe: got " +
-                                  std::string(tls.motDePasse.empty() ? "none" : "a wrong one") +
-                                  ", expected the password of the private key in \"" + tls.certificat + "\"");
-    refuser(CERTIFICAT, tls.certificat, "the private key too, in the same PEM file", raison());
+        refuser(tls.motDePasse.empty() ? Motif::motDePasseAbsent : Motif::motDePasseFaux, "mot_de_passe",
+                {citer(tls.certificat)});
+    refuser(Motif::pemCle, CERTIFICAT, {citer(tls.certificat)}, raison());
 }
 
 /// Whether the authority vouches for the certificate in that part: "ssl_server" or "ssl_client".
@@ -128,16 +131,14 @@ void verifierSignature(const ConfigurationTLS& tls, SSL_CTX* contexte, X509* cer
     const char* const pourquoi = X509_verify_cert_error_string(erreur);
     switch (erreur) {
     case X509_V_ERR_CERT_HAS_EXPIRED:
-        refuser(cle, fichier, "a certificate that is still valid",
-                "it expired on " + date(X509_get0_notAfter(coupable)));
+        refuser(Motif::perime, cle, {citer(fichier), date(X509_get0_notAfter(coupable))});
     case X509_V_ERR_CERT_NOT_YET_VALID:
-        refuser(cle, fichier, "a certificate that is already valid",
-                "it begins on " + date(X509_get0_notBefore(coupable)));
+        refuser(Motif::pasEncoreValable, cle, {citer(fichier), date(X509_get0_notBefore(coupable))});
     case X509_V_ERR_INVALID_PURPOSE:
-        refuser(cle, fichier, "a certificate for both ends, serverAuth and clientAuth", pourquoi);
+        refuser(Motif::role, cle, {citer(fichier)}, pourquoi);
     default:
-        refuser(CERTIFICAT, tls.certificat,
-                "a certificate signed by the authority in \"" + tls.certificatAutorite + "\"", pourquoi);
+        refuser(Motif::signature, CERTIFICAT, {citer(tls.certificat), citer(tls.certificatAutorite)},
+                pourquoi);
     }
 }
 
@@ -161,18 +162,18 @@ void verifierTLS(const ConfigurationTLS& tls)
 
     ouvrir(AUTORITE, tls.certificatAutorite);
     if (SSL_CTX_load_verify_file(contexte.get(), tls.certificatAutorite.c_str()) != 1)
-        refuser(AUTORITE, tls.certificatAutorite, "a PEM file with the authority's certificate", raison());
+        refuser(Motif::pemAutorite, AUTORITE, {citer(tls.certificatAutorite)}, raison());
 
     const Certificat certificat = lireCertificat(tls.certificat);
     const ClePrivee cle = lireClePrivee(tls);
     if (X509_check_private_key(certificat.get(), cle.get()) != 1)
-        refuser(CERTIFICAT, tls.certificat, "the private key of the certificate in the same file", raison());
+        refuser(Motif::cleDuCertificat, CERTIFICAT, {citer(tls.certificat)}, raison());
     for (const char* role : {"ssl_server", "ssl_client"})
         verifierSignature(tls, contexte.get(), certificat.get(), role);
     // Whatever else TLS may have against them, such as a key that is too short.
     if (SSL_CTX_use_certificate(contexte.get(), certificat.get()) != 1 ||
         SSL_CTX_use_PrivateKey(contexte.get(), cle.get()) != 1)
-        refuser(CERTIFICAT, tls.certificat, "a certificate and a key fit for TLS", raison());
+        refuser(Motif::inapte, CERTIFICAT, {citer(tls.certificat)}, raison());
 }
 
 } // namespace orix

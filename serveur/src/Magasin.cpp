@@ -2,6 +2,7 @@
 
 #include "ColonnesVol.h"
 
+#include "orix/Enumerer.h"
 #include "orix/Trace.h"
 
 #include <sqlite3.h>
@@ -32,21 +33,16 @@ std::vector<std::string> nomsColonnes()
     return noms;
 }
 
-/// What forme makes of each column and the number of its parameter, separated by commas.
+/// What forme makes of each column and the number of its parameter.
 template <class Forme>
 std::string enumerer(Forme forme)
 {
-    std::string texte;
     int numero = 0;
-    for (const std::string& nom : nomsColonnes())
-        texte += (texte.empty() ? "" : ", ") + forme(nom, std::to_string(++numero));
-    return texte;
+    return orix::enumerer(nomsColonnes(),
+                          [&](const std::string& nom) { return forme(nom, std::to_string(++numero)); });
 }
 
-std::string listeColonnes()
-{
-    return enumerer([](const std::string& nom, const std::string&) { return nom; });
-}
+std::string listeColonnes() { return orix::enumerer(nomsColonnes()); }
 
 std::string sqlCreation()
 {

@@ -3,6 +3,8 @@
 
 #include "Fiche.h"
 
+#include "OXcdvCliCode.h"
+
 #include "orix/INonCopiable.h"
 
 #include <chrono>
@@ -16,15 +18,7 @@ struct sqlite3_stmt;
 
 namespace serveur {
 
-/// Result codes of the service, as its notifications carry them.
-enum Resultat : int
-{
-    FAIT = 0,
-    EXISTE_DEJA = 1,
-    INTROUVABLE = 2,
-    VOL_INVALIDE = 3, ///< no identifier, or an empty one
-    ECHEC_MAGASIN = 4
-};
+using namespace cdv::code;
 
 enum class Operation
 {

@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 
 #include <csignal>
+#include <exception>
 #include <iostream>
 #include <optional>
 
@@ -138,9 +139,12 @@ void servir(int& argc, char** argv, const Options& options, const sigset_t& sign
 
     // A refusal is told once: by main, not by a trace too.
     std::string message;
+    std::exception_ptr cause;
     orix::trace()->definirRecepteur([](const orix::LigneTrace&) {});
-    const orix::OXstatut statut = orix::initialiser(argc, argv, configuration, &message);
+    const orix::OXstatut statut = orix::initialiser(argc, argv, configuration, &message, &cause);
     orix::trace()->definirRecepteur({});
+    if (cause != nullptr)
+        std::rethrow_exception(cause);
     if (statut != orix::OXS_OK)
         throw std::runtime_error(message);
     std::optional<serveur::Serveur> serveur; // outlives the ORB, whose threads may be inside it to the end
@@ -179,6 +183,8 @@ int main(int argc, char** argv)
     try {
         servir(argcORB, argv, options, signaux);
         return EXIT_SUCCESS;
+    } catch (const orix::ErreurConfiguration& erreur) {
+        std::cerr << "cdv-serveur : " << erreur.enFrancais() << std::endl;
     } catch (const std::exception& exception) {
         std::cerr << "cdv-serveur : " << exception.what() << std::endl;
     } catch (const CORBA::Exception& exception) {

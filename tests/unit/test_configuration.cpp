@@ -121,6 +121,22 @@ TEST(Configuration, UneErreurTientEnUneLigneQuiDitOuEtQuoi)
     EXPECT_EQ(malforme.find('\n'), std::string::npos) << malforme;
 }
 
+TEST(Configuration, UneErreurDonneSesPartiesEtSeDitEnFrancais)
+{
+    try {
+        Configuration::analyser("[orb]\ndelai_appel_ms = -7\n", "essai.toml");
+        FAIL() << "accepted";
+    } catch (const ErreurConfiguration& e) {
+        EXPECT_EQ(e.motif(), ErreurConfiguration::Motif::entierEntre);
+        EXPECT_EQ(e.endroit().fichier, "essai.toml");
+        EXPECT_EQ(e.endroit().ligne, 2u);
+        EXPECT_EQ(e.endroit().cle, "[orb] delai_appel_ms");
+        EXPECT_EQ(e.sujets(), (std::vector<std::string>{"-7", "1", "3600000"}));
+        EXPECT_EQ(e.enFrancais(),
+                  "essai.toml:2 : [orb] delai_appel_ms : -7 ; attendu : un entier de 1 à 3600000");
+    }
+}
+
 TEST(Configuration, UneValeurDuProgrammeEstVerifieeAussi)
 {
     Configuration configuration;

@@ -1,4 +1,5 @@
 // docs/configuration.md against the configuration as it is: every key, its default, its range.
+#include "OXcdvCliCode.h"
 #include "orix/Configuration.h"
 
 #include <gmock/gmock.h>
@@ -49,14 +50,10 @@ std::set<std::string> offerts(const std::string& toml)
     try {
         Configuration::analyser(toml, "essai");
     } catch (const ErreurConfiguration& erreur) {
-        const std::string message = erreur.what();
         static const std::regex NOM(R"(\[?\w+\]?)");
-        const std::size_t debut = message.find("one of ");
-        const std::string suite =
-            message.substr(message.find_first_of("[abcdefghijklmnopqrstuvwxyz", debut + 7));
-        for (std::sregex_iterator i(suite.begin(), suite.end(), NOM), fin; i != fin; ++i)
-            if (i->str() != "the" && i->str() != "tables")
-                noms.insert(i->str());
+        const std::string& liste = erreur.sujets().at(0);
+        for (std::sregex_iterator i(liste.begin(), liste.end(), NOM), fin; i != fin; ++i)
+            noms.insert(i->str());
     }
     return noms;
 }
@@ -145,6 +142,21 @@ TEST(Documentation, LesEtenduesSontCellesDuCode)
         EXPECT_FALSE(accepte(cle, std::to_string(max + 1))) << cle;
     }
     EXPECT_GE(nombres, 10);
+}
+
+TEST(Documentation, LesCodesDuServiceSontTousDecritsEtLesSeuls)
+{
+    static const std::regex RANG(R"(\| (\d+) \| [^|]+ \|)");
+    std::set<int> decrits;
+    std::istringstream document(lireDocument("docs/guide.md"));
+    for (std::string ligne; std::getline(document, ligne);)
+        if (std::smatch m; std::regex_match(ligne, m, RANG))
+            decrits.insert(std::stoi(m[1]));
+    std::set<int> connus;
+    for (int code = -1; code < 100; ++code)
+        if (cdv::code::texte(code) != nullptr)
+            connus.insert(code);
+    EXPECT_EQ(decrits, connus);
 }
 
 TEST(Documentation, LesFichiersDExempleSontAcceptes)

@@ -1,24 +1,16 @@
 #ifndef ORIX_CONFIGURATION_H
 #define ORIX_CONFIGURATION_H
 
+#include "orix/ErreurConfiguration.h"
 #include "orix/Exportation.h"
 
 #include <chrono>
 #include <cstddef>
 #include <map>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace orix {
-
-/// A configuration that cannot be used; what() is one line: where, which key, what was expected.
-class ORIX_API ErreurConfiguration : public std::runtime_error
-{
-  public:
-    using std::runtime_error::runtime_error;
-    ~ErreurConfiguration() override;
-};
 
 /// TLS of the process. Off while certificatAutorite is empty.
 struct ConfigurationTLS

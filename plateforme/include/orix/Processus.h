@@ -4,6 +4,7 @@
 #include "orix/Configuration.h"
 #include "orix/OXstatut.h"
 
+#include <exception>
 #include <string>
 
 namespace orix {
@@ -13,13 +14,14 @@ namespace orix {
 ///
 /// argc, argv: the ORB takes out the options it knows ("-ORB...").
 /// message: where one line goes that says what is wrong; may be null (the line is then only traced).
+/// cause: where the ErreurConfiguration goes, when the configuration is what is wrong; may be null.
 /// Returns OXS_OK; OXS_NOYAU_DEJA_INITIALISE; OXS_ABSENCE_CONF when the file cannot be read;
 /// OXS_MAUVAISE_CONF when a setting is wrong or an endpoint cannot be opened; OXS_ERREUR_CORBA when the ORB
 /// does not start.
 ORIX_API OXstatut initialiser(int& argc, char** argv, const std::string& fichierConfiguration,
-                              std::string* message = nullptr);
+                              std::string* message = nullptr, std::exception_ptr* cause = nullptr);
 ORIX_API OXstatut initialiser(int& argc, char** argv, const Configuration& configuration,
-                              std::string* message = nullptr);
+                              std::string* message = nullptr, std::exception_ptr* cause = nullptr);
 
 /// Stops the middleware: refuses new work, runs the callbacks that wait, stops the ORB and every thread it
 /// started. Deactivate the services first (and end their adapters). Nothing is called back after it returned.

@@ -2,8 +2,11 @@
 
 #include "MoteurSession.h"
 #include "OXcdvCliArret.h"
+#include "OXcdvCliCode.h"
 #include "OXcdvCliConnexion.h"
 #include "orix/Processus.h"
+
+#include <exception>
 
 namespace cdv {
 
@@ -16,9 +19,18 @@ template <class Configuration>
 void initialiser(int& argc, char** argv, const Configuration& configuration)
 {
     std::string message;
-    const orix::OXstatut statut = orix::initialiser(argc, argv, configuration, &message);
-    if (statut != orix::OXS_OK)
-        throw Erreur(statut, message.empty() ? orix::texteStatut(statut) : message);
+    std::exception_ptr cause;
+    const orix::OXstatut statut = orix::initialiser(argc, argv, configuration, &message, &cause);
+    if (statut == orix::OXS_OK)
+        return;
+    const Erreur erreur(statut, message.empty() ? orix::texteStatut(statut) : message);
+    if (cause == nullptr)
+        throw erreur;
+    try {
+        std::rethrow_exception(cause);
+    } catch (...) {
+        std::throw_with_nested(erreur);
+    }
 }
 } // namespace
 
@@ -49,12 +61,9 @@ std::string Resultat::texte() const
     case Etat::fait:
         return "done";
     case Etat::refuse: {
-        constexpr const char* CODES[] = {nullptr, "it already exists", "no such record", "invalid record",
-                                         "the server's store failed"};
-        const bool connu = code > 0 && static_cast<std::size_t>(code) < std::size(CODES);
-        return "refused by the server: " +
-               (connu ? CODES[code] + std::string(" (code ") : std::string("(code ")) + std::to_string(code) +
-               ")";
+        const char* const connu = code::texte(code);
+        return "refused by the server: " + (connu != nullptr ? connu + std::string(" ") : "") + "(code " +
+               std::to_string(code) + ")";
     }
     case Etat::delai:
         return std::string("no answer in time") + INCERTAIN;

@@ -51,7 +51,8 @@ class ORIX_API Erreur : public std::runtime_error
 class ORIX_API Processus : orix::INonCopiable
 {
   public:
-    /// argc, argv: the ORB takes out its own options ("-ORB..."). Throws Erreur.
+    /// argc, argv: the ORB takes out its own options ("-ORB..."). Throws Erreur; when the configuration is
+    /// what is wrong, the orix::ErreurConfiguration is nested in it (std::rethrow_if_nested).
     Processus(int& argc, char** argv, const std::string& fichierConfiguration);
     /// The same, with settings that the program made itself; they are verified.
     Processus(int& argc, char** argv, const orix::Configuration& configuration);
@@ -73,7 +74,7 @@ struct ORIX_API Resultat
     };
 
     Etat etat = Etat::nonEnvoye;          ///< which of the ends it was
-    int code = 0;                         ///< the server's; meaningful for fait and refuse
+    int code = 0;                         ///< the server's (OXcdvCliCode.h); meaningful for fait and refuse
     orix::OXstatut statut = orix::OXS_OK; ///< meaningful for perdu and nonEnvoye
     /// The record that the server sent along, as it keeps it: after a creation, a change and a consultation.
     std::optional<Vol> vol;

@@ -38,7 +38,8 @@ class ORIX_API OXcdvCliCB
     /// OXS_OK.
     static void deconnexionCB(orix::OXstatut statut);
 
-    /// Outcome of a creation: the server's code (0: done) and the record as the server keeps it.
+    /// Outcome of a creation: the server's code (OXcdvCliCode.h; 0: done) and the record as the server keeps
+    /// it.
     static void cree_vol_completCB(int nResuVarda, OXvol_completData* vol, int nIdOp);
     /// Outcome of a change: the server's code and the whole record after it.
     static void modifie_vol_completCB(int nResuVarda, OXvol_completData* vol, int nIdOp);
