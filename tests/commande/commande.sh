@@ -107,7 +107,10 @@ contient erreurs identifiant
 essai 2 modifier X --effacer parking --url $personne
 contient erreurs "parking="
 essai 2 lister --config absent.toml
-contient erreurs absent.toml
+contient erreurs "absent.toml : fichier illisible"
+printf '[orb]\npoints_acces = ["192.0.2.1:1"]\n' >ailleurs.toml # an address that no machine has
+essai 2 versions --config ailleurs.toml --url $personne
+contient erreurs "[orb] points_acces : "
 essai 2 importer absent.csv --url $personne
 essai 2 exporter x.csv --format dump --url $personne
 essai 2 etat --format csv --url $personne

@@ -16,7 +16,7 @@ Erreur::~Erreur() = default;
 
 namespace {
 template <class Configuration>
-void initialiser(int& argc, char** argv, const Configuration& configuration)
+void demarrer(int& argc, char** argv, const Configuration& configuration)
 {
     std::string message;
     std::exception_ptr cause;
@@ -36,12 +36,12 @@ void initialiser(int& argc, char** argv, const Configuration& configuration)
 
 Processus::Processus(int& argc, char** argv, const std::string& fichierConfiguration)
 {
-    initialiser(argc, argv, fichierConfiguration);
+    demarrer(argc, argv, fichierConfiguration);
 }
 
 Processus::Processus(int& argc, char** argv, const orix::Configuration& configuration)
 {
-    initialiser(argc, argv, configuration);
+    demarrer(argc, argv, configuration);
 }
 
 Processus::~Processus()
