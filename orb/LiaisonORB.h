@@ -41,9 +41,9 @@ CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres)
 /// Destroys the ORB, and ends what creerORB() has added to it.
 void detruireORB(CORBA::ORB_ptr orb);
 
-/// Resolves the URL of a server's kernel, and gives nil when nobody answers there within the call time-out.
-/// Throws CORBA::BAD_PARAM for a wrong URL.
-CORBA::Object_ptr resoudre(CORBA::ORB_ptr orb, const std::string& url);
+/// Resolves the URL of a server's kernel, and gives nil when nobody answers there within the delay. Throws
+/// CORBA::BAD_PARAM for a wrong URL.
+CORBA::Object_ptr resoudre(CORBA::ORB_ptr orb, const std::string& url, std::chrono::milliseconds delai);
 
 /// Whether the object answers, within the call time-out. A connection that died unnoticed, because its server
 /// was started again at the same address, is replaced on the way: else the next message that wants no

@@ -13,7 +13,8 @@ namespace orix::orb {
 /// holds a reference from the activation until the last request inside has ended, so once the servant is
 /// deactivated and only the owner's reference remains, it may be deleted. The count never deletes: the owner
 /// does.
-class ServantAttendu : public virtual PortableServer::ServantBase
+class ServantAttendu : public virtual PortableServer::RefCountServantBase, // of some ORBs a base of the next
+                       public virtual PortableServer::ServantBase
 {
   public:
     void _add_ref() override

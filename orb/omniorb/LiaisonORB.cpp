@@ -7,6 +7,7 @@
 #include <omniORB4/omniInterceptors.h>
 #include <omniORB4/sslContext.h> // links the TLS transport in
 
+#include <algorithm>
 #include <mutex>
 #include <sstream>
 #include <stdexcept>
@@ -72,6 +73,27 @@ CORBA::Boolean noterAppelant(omni::omniInterceptors::serverReceiveRequest_T::inf
     return true;
 }
 
+/// Whether the object answers. avant: done before each of the two tries.
+template <class Avant>
+bool sonder(CORBA::Object_ptr objet, Avant avant)
+{
+    for (bool premier = true;; premier = false) {
+        try {
+            avant();
+            return !objet->_non_existent();
+        } catch (const CORBA::COMM_FAILURE&) {
+            if (!premier) // the first may be said of a connection to the server's former life
+                return false;
+        } catch (const CORBA::TRANSIENT&) {
+            return false;
+        } catch (const CORBA::TIMEOUT&) {
+            return false;
+        } catch (const CORBA::OBJECT_NOT_EXIST&) {
+            return false;
+        }
+    }
+}
+
 } // namespace
 
 CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres)
@@ -121,30 +143,24 @@ void detruireORB(CORBA::ORB_ptr orb)
     orb->destroy();
 }
 
-CORBA::Object_ptr resoudre(CORBA::ORB_ptr orb, const std::string& url)
+CORBA::Object_ptr resoudre(CORBA::ORB_ptr orb, const std::string& url, std::chrono::milliseconds delai)
 {
+    const auto limite = std::chrono::steady_clock::now() + delai;
     CORBA::Object_var objet = orb->string_to_object(url.c_str());
     if (CORBA::is_nil(objet))
         return CORBA::Object::_nil();
-    return repond(objet) ? objet._retn() : CORBA::Object::_nil();
+    const bool present = sonder(objet, [&] {
+        const auto reste =
+            std::chrono::ceil<std::chrono::milliseconds>(limite - std::chrono::steady_clock::now()).count();
+        omniORB::setClientCallTimeout(objet, static_cast<CORBA::ULong>(std::max<long>(1, reste)));
+    });
+    omniORB::setClientCallTimeout(objet, 0); // that of the calls again
+    return present ? objet._retn() : CORBA::Object::_nil();
 }
 
 bool repond(CORBA::Object_ptr objet)
 {
-    for (bool premier = true;; premier = false) {
-        try {
-            return !objet->_non_existent();
-        } catch (const CORBA::COMM_FAILURE&) {
-            if (!premier) // the first may be said of a connection to the server's former life
-                return false;
-        } catch (const CORBA::TRANSIENT&) {
-            return false;
-        } catch (const CORBA::TIMEOUT&) {
-            return false;
-        } catch (const CORBA::OBJECT_NOT_EXIST&) {
-            return false;
-        }
-    }
+    return sonder(objet, [] {});
 }
 
 void publierSousCle(CORBA::ORB_ptr orb, const std::string& cle, PortableServer::Servant servant)

@@ -2,13 +2,15 @@
 
 #include "Activite.h"
 #include "ExceptionCourante.h"
-#include "Livraison.h"
 #include "orix/Trace.h"
 #include "orix/interne/Echec.h"
+#include "orix/interne/Livraison.h"
 
 #include <cxxabi.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <new>
 #include <string>
 #include <thread>
 
@@ -45,7 +47,8 @@ void ExecuteurCBImplementation::posterExecutable(int /*priorite*/, const std::st
 {
     std::unique_ptr<IExecutable> appel(executable);
     activite::noter(nomService);
-    const bool dispense = t_executeur || Livraison::estEnCoursIci();
+    const bool livraison = Livraison::estEnCoursIci();
+    const bool dispense = t_executeur || livraison;
 
     std::unique_lock<std::mutex> verrou(_mutex);
     if (_ouvert && !dispense && _levees == 0 && _estPleine()) {
@@ -57,6 +60,8 @@ void ExecuteurCBImplementation::posterExecutable(int /*priorite*/, const std::st
     }
     if (!_ouvert)
         throw Echec(OXS_NOYAU_NON_INITIALISE);
+    if (!livraison)
+        _agrandir(1);
     _file.push_back(std::move(appel));
     _arrive.store(true, std::memory_order_relaxed);
     if (_endormi) {
@@ -72,6 +77,46 @@ void ExecuteurCBImplementation::leverAttente(bool levee)
     _place.notify_all();
 }
 
+void ExecuteurCBImplementation::reserver(const std::string& nomService, std::size_t nombre)
+{
+    activite::lire(nomService); // a post counts there
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    _reservees += nombre;
+    try {
+        _agrandir(0);
+    } catch (...) {
+        _reservees -= nombre;
+        throw;
+    }
+}
+
+void ExecuteurCBImplementation::liberer(std::size_t nombre) noexcept
+{
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    _reservees -= nombre;
+}
+
+/// Makes room for so many calls beside the reserved places.
+void ExecuteurCBImplementation::_agrandir(std::size_t appels)
+{
+    const std::size_t besoin = _file.size() + appels + _reservees;
+    if (_file.capacity() < besoin)
+        _file.reserve(std::max(besoin, 2 * _file.capacity()));
+}
+
+/// Takes what waits: all of it, or one call when there is no memory for the queue that would take its place.
+void ExecuteurCBImplementation::_prendre(File& lot)
+{
+    try {
+        lot.reserve(_reservees);
+        lot.swap(_file);
+    } catch (const std::bad_alloc&) {
+        lot.push_back(std::move(_file.front()));
+        _file.erase(_file.begin());
+    }
+    _arrive.store(!_file.empty(), std::memory_order_relaxed);
+}
+
 bool ExecuteurCBImplementation::Marche::commencer()
 {
     unsigned long avant = commences;
@@ -82,11 +127,10 @@ bool ExecuteurCBImplementation::Marche::commencer()
     return true;
 }
 
-void ExecuteurCBImplementation::_vider(File& lot, Marche& marche)
+void ExecuteurCBImplementation::_vider(Marche& marche)
 {
-    while (!lot.empty()) {
-        const std::unique_ptr<IExecutable> appel = std::move(lot.front());
-        lot.pop_front();
+    for (std::unique_ptr<IExecutable>& place : marche.lot) {
+        const std::unique_ptr<IExecutable> appel = std::move(place);
         --marche.restants;
         if (_posteursEnAttente != 0) {
             const std::lock_guard<std::mutex> verrou(_mutex);
@@ -116,7 +160,6 @@ void ExecuteurCBImplementation::_guetter(Horloge::time_point limite) const
 void ExecuteurCBImplementation::_executer(const std::shared_ptr<Marche>& marche)
 {
     t_executeur = true;
-    File lot;
     bool guet = false; // the calls come one by one, close to each other
     while (!marche->estAbandonnee()) {
         const Horloge::time_point debut = Horloge::now();
@@ -130,18 +173,19 @@ void ExecuteurCBImplementation::_executer(const std::shared_ptr<Marche>& marche)
             }
             if (_file.empty())
                 return;
-            lot.swap(_file);
-            _arrive.store(false, std::memory_order_relaxed);
-            marche->restants = lot.size();
+            _prendre(marche->lot);
+            marche->restants = marche->lot.size();
         }
-        guet = lot.size() == 1 && Horloge::now() - debut < marche->guetMax;
-        _vider(lot, *marche);
+        guet = marche->lot.size() == 1 && Horloge::now() - debut < marche->guetMax;
+        _vider(*marche);
+        marche->lot.clear();
     }
 }
 
 void ExecuteurCBImplementation::demarrer(std::size_t capacite, std::chrono::microseconds guetMax)
 {
     const auto marche = std::make_shared<Marche>();
+    marche->lot.reserve(1);
     // With one processor, watching keeps the others from bringing what is watched for.
     if (std::thread::hardware_concurrency() > 1)
         marche->guetMax = guetMax;

@@ -9,10 +9,10 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
-#include <deque>
 #include <memory>
 #include <mutex>
 #include <typeinfo>
+#include <vector>
 
 namespace orix {
 
@@ -37,7 +37,7 @@ class ExecuteurCBImplementation final : public ExecuteurCB
 
   private:
     using Horloge = std::chrono::steady_clock;
-    using File = std::deque<std::unique_ptr<IExecutable>>;
+    using File = std::vector<std::unique_ptr<IExecutable>>;
 
     /// What the thread of one run shares with the others; outlives the run when a call does not return.
     struct Marche
@@ -46,6 +46,7 @@ class ExecuteurCBImplementation final : public ExecuteurCB
         std::atomic<std::size_t> restants{0};    // taken out of the queue, not yet begun
         std::atomic<unsigned long> commences{0}; // since the start
         std::atomic<const std::type_info*> courant{nullptr};
+        File lot; // the thread's own: the calls that it has taken; room for one at least
 
         static constexpr unsigned long ABANDON = ~0ul; // in commences: no call may begin any more
         bool estAbandonnee() const { return commences == ABANDON; }
@@ -54,20 +55,26 @@ class ExecuteurCBImplementation final : public ExecuteurCB
 
     ExecuteurCBImplementation() = default;
     void leverAttente(bool levee) override;
+    void reserver(const std::string& nomService, std::size_t nombre) override;
+    void liberer(std::size_t nombre) noexcept override;
     std::shared_ptr<Marche> _fermer();
     void _oublierLesAppels();
     void _executer(const std::shared_ptr<Marche>& marche);
     void _guetter(Horloge::time_point limite) const;
-    void _vider(File& lot, Marche& marche);
+    void _vider(Marche& marche);
+    // With the lock held:
     bool _estPleine() const { return _file.size() + _marche->restants.load() >= _capacite; }
+    void _agrandir(std::size_t appels);
+    void _prendre(File& lot);
 
     std::mutex _mutex; // guards what follows, atomics apart
     std::condition_variable _arrivee;
     std::condition_variable _place;
     std::atomic<int> _posteursEnAttente{0}; // changed with the lock held, read without
     std::atomic<bool> _arrive{false};       // the queue is not empty: a hint for who watches without the lock
-    File _file;
+    File _file; // its capacity exceeds what waits by the reserved places that were not taken since
     std::size_t _capacite = 0;
+    std::size_t _reservees = 0;
     int _levees = 0;
     bool _ouvert = false;
     bool _endormi = false;           // the thread waits for a call

@@ -1,15 +1,40 @@
 #include "Fil.h"
 
+#include "ExceptionCourante.h"
+#include "orix/Trace.h"
+
 #include <utility>
 
 namespace orix {
+
+namespace {
+
+constexpr std::chrono::milliseconds REPRISE{500}; // after a pass that failed
+
+Veilleur::Instant passer(const std::function<Veilleur::Instant()>& passe)
+{
+    try {
+        return passe();
+    } catch (...) {
+        ORIX_TRACE_SANS_ECHEC(NTO_NOTABLE, "Fil", "passer",
+                              "Exception non prévue : " << texteExceptionCourante());
+        return std::chrono::steady_clock::now() + REPRISE;
+    }
+}
+
+} // namespace
 
 void Fil::lancer(std::function<void()> travail)
 {
     oublier();
     _fin = std::make_shared<Fin>();
     _thread = std::thread([fin = _fin, travail = std::move(travail)]() mutable {
-        travail();
+        try {
+            travail();
+        } catch (...) {
+            ORIX_TRACE_SANS_ECHEC(NTO_NOTABLE, "Fil", "lancer",
+                                  "Le fil se termine, exception non prévue : " << texteExceptionCourante());
+        }
         travail = nullptr;
         const std::lock_guard<std::mutex> verrou(fin->mutex);
         fin->atteinte = true;
@@ -41,7 +66,7 @@ void Veilleur::demarrer(std::function<Instant()> passe)
     const auto etat = std::make_shared<Etat>();
     _fil.lancer([etat, passe = std::move(passe)] {
         for (;;) {
-            const Instant prochaine = passe();
+            const Instant prochaine = passer(passe);
             std::unique_lock<std::mutex> verrou(etat->mutex);
             const auto appele = [&] { return etat->reveil || etat->arret; };
             if (prochaine == JAMAIS)

@@ -19,7 +19,7 @@ class Fil : INonCopiable
   public:
     ~Fil() { oublier(); }
 
-    /// Throws std::system_error. What the work throws ends the process.
+    /// Throws std::system_error. What the work throws is traced, and ends the thread.
     void lancer(std::function<void()> travail);
     /// True when the thread has ended, or there is none.
     bool attendre(std::chrono::milliseconds delai);
@@ -37,7 +37,8 @@ class Fil : INonCopiable
     std::thread _thread;
 };
 
-/// A thread that does what is due when it is due. A pass does it, and returns when the next one is.
+/// A thread that does what is due when it is due. A pass does it, and returns when the next one is. What a
+/// pass throws is traced, and the pass made again a little later.
 class Veilleur : INonCopiable
 {
   public:

@@ -1,73 +1,82 @@
-#include "Livraison.h"
+#include "orix/interne/Livraison.h"
 
 #include <condition_variable>
-#include <map>
 #include <mutex>
-#include <thread>
 
 namespace orix {
 
 namespace {
 
-struct Section
-{
-    std::thread::id fil;
-    int profondeur = 0;
-};
-
-struct Sections
-{
-    std::mutex mutex;
-    std::condition_variable liberation;
-    std::map<const IAdaptateurClient*, Section> occupees;
-
-    bool estLibre(const IAdaptateurClient* adaptateur) const
-    {
-        const auto section = occupees.find(adaptateur);
-        return section == occupees.end() || section->second.fil == std::this_thread::get_id();
-    }
-};
-
-Sections& sections()
-{
-    static auto* const sections = new Sections; // never destroyed: threads may outlive the static objects
-    return *sections;
-}
-
 thread_local int t_livraisons = 0;
 
 } // namespace
 
-Livraison::Livraison(const IAdaptateurClient* adaptateur) : _adaptateur(adaptateur)
+/// The turns of the moment, of all adapters: they lie on their threads' stacks.
+struct Livraison::Registre
 {
-    Sections& s = sections();
-    std::unique_lock<std::mutex> verrou(s.mutex);
-    s.liberation.wait(verrou, [&] { return s.estLibre(adaptateur); });
-    Section& section = s.occupees[adaptateur];
-    section.fil = std::this_thread::get_id();
-    ++section.profondeur;
-    ++t_livraisons;
+    std::mutex mutex;
+    std::condition_variable liberation;
+    Livraison* premiere = nullptr;
+
+    static Registre& instance()
+    {
+        static auto* const registre = new Registre; // never destroyed: threads may outlive the static objects
+        return *registre;
+    }
+
+    bool estLibre(const IAdaptateurClient* adaptateur) const
+    {
+        for (const Livraison* l = premiere; l != nullptr; l = l->_suivante)
+            if (l->_adaptateur == adaptateur && l->_fil != std::this_thread::get_id())
+                return false;
+        return true;
+    }
+    void inscrire(Livraison& livraison)
+    {
+        livraison._suivante = premiere;
+        livraison._obtenue = true;
+        premiere = &livraison;
+        ++t_livraisons;
+    }
+    void retirer(const Livraison& livraison)
+    {
+        Livraison** lien = &premiere;
+        while (*lien != &livraison)
+            lien = &(*lien)->_suivante;
+        *lien = livraison._suivante;
+        --t_livraisons;
+    }
+};
+
+Livraison::Livraison(const IAdaptateurClient* adaptateur, Instant limite) noexcept : _adaptateur(adaptateur)
+{
+    Registre& registre = Registre::instance();
+    std::unique_lock<std::mutex> verrou(registre.mutex);
+    const auto libre = [&] { return registre.estLibre(adaptateur); };
+    if (limite == Instant::max())
+        registre.liberation.wait(verrou, libre);
+    else if (!registre.liberation.wait_until(verrou, limite, libre))
+        return;
+    registre.inscrire(*this);
 }
 
 Livraison::~Livraison()
 {
-    Sections& s = sections();
-    const std::lock_guard<std::mutex> verrou(s.mutex);
-    const auto section = s.occupees.find(_adaptateur);
-    if (--section->second.profondeur == 0) {
-        s.occupees.erase(section);
-        s.liberation.notify_all();
-    }
-    --t_livraisons;
+    if (!_obtenue)
+        return;
+    Registre& registre = Registre::instance();
+    const std::lock_guard<std::mutex> verrou(registre.mutex);
+    registre.retirer(*this);
+    registre.liberation.notify_all();
 }
 
 bool Livraison::estEnCoursIci() noexcept { return t_livraisons > 0; }
 
-void Livraison::attendreFin(const IAdaptateurClient* adaptateur)
+void Livraison::attendreFin(const IAdaptateurClient* adaptateur) noexcept
 {
-    Sections& s = sections();
-    std::unique_lock<std::mutex> verrou(s.mutex);
-    s.liberation.wait(verrou, [&] { return s.estLibre(adaptateur); });
+    Registre& registre = Registre::instance();
+    std::unique_lock<std::mutex> verrou(registre.mutex);
+    registre.liberation.wait(verrou, [&] { return registre.estLibre(adaptateur); });
 }
 
 } // namespace orix

@@ -1,12 +1,12 @@
 #include "NoyauImplementation.h"
 
 #include "ExceptionCourante.h"
-#include "Livraison.h"
 #include "ReferencesPOA.h"
 #include "SurveillantConnexionsImplementation.h"
 #include "orix/Trace.h"
 #include "orix/interne/Echec.h"
 #include "orix/interne/IAdaptateurClient.h"
+#include "orix/interne/Livraison.h"
 #include "orix/interne/ORBthread.h"
 
 #include <algorithm>
@@ -135,7 +135,8 @@ void NoyauImplementation::oublierAdaptateur(IAdaptateurClient* adaptateur) noexc
     Livraison::attendreFin(adaptateur);
 }
 
-bool NoyauImplementation::conclure(int numeroOperation, const Notification& notification)
+bool NoyauImplementation::_conclure(int numeroOperation, Instant limite,
+                                    const std::function<void(IAdaptateurClient&)>& notification)
 {
     const auto chercher = [&]() -> IAdaptateurClient* {
         const std::lock_guard<std::mutex> verrou(_mutex);
@@ -146,7 +147,9 @@ bool NoyauImplementation::conclure(int numeroOperation, const Notification& noti
     if (adaptateur == nullptr)
         return false;
 
-    const Livraison livraison(adaptateur);
+    const Livraison livraison(adaptateur, limite);
+    if (!livraison.estObtenue())
+        return false;
     // Taken only now: an adapter that was forgotten during the wait must not be called.
     decltype(_activations)::node_type activation;
     {
@@ -166,26 +169,26 @@ bool NoyauImplementation::conclure(int numeroOperation, const Notification& noti
     return true;
 }
 
-Veilleur::Instant NoyauImplementation::_passer()
+NoyauImplementation::Instant NoyauImplementation::_passer()
 {
-    std::vector<int> echues;
-    {
-        const std::lock_guard<std::mutex> verrou(_mutex);
-        const auto maintenant = std::chrono::steady_clock::now();
-        for (const auto& [numero, activation] : _activations)
-            if (activation.echeance <= maintenant)
-                echues.push_back(numero);
-    }
-    for (const int numero : echues) {
+    const Instant maintenant = std::chrono::steady_clock::now();
+    for (;;) {
+        int echue = 0;
+        {
+            const std::lock_guard<std::mutex> verrou(_mutex);
+            Instant prochaine = JAMAIS;
+            for (const auto& [numero, activation] : _activations) {
+                if (activation.echeance <= maintenant)
+                    echue = numero;
+                prochaine = std::min(prochaine, activation.echeance);
+            }
+            if (echue == 0)
+                return prochaine;
+        }
         ORIX_TRACE_SANS_ECHEC(NTO_REFUS, "Noyau", "surveiller",
-                              "Pas de réponse à la demande d'activation " << numero);
-        conclure(numero, [](IAdaptateurClient& a) { a.notifierEchecActivation(OXS_REPLY_ERROR); });
+                              "Pas de réponse à la demande d'activation " << echue);
+        conclure(echue, [](IAdaptateurClient& a) { a.notifierEchecActivation(OXS_REPLY_ERROR); });
     }
-    const std::lock_guard<std::mutex> verrou(_mutex);
-    Veilleur::Instant prochaine = Veilleur::JAMAIS;
-    for (const auto& [numero, activation] : _activations)
-        prochaine = std::min(prochaine, activation.echeance);
-    return prochaine;
 }
 
 void NoyauImplementation::demarrer(ORBthread* pointAcces, std::chrono::milliseconds delaiActivation)
@@ -199,17 +202,60 @@ void NoyauImplementation::demarrer(ORBthread* pointAcces, std::chrono::milliseco
     _veilleur.demarrer([this] { return _passer(); });
 }
 
+/// Who was promised an answer gets one.
+void NoyauImplementation::_abandonnerActivations(Instant limite)
+{
+    for (;;) {
+        int numero = 0;
+        {
+            const std::lock_guard<std::mutex> verrou(_mutex);
+            if (_activations.empty())
+                return;
+            numero = _activations.begin()->first;
+        }
+        if (!_conclure(numero, limite, [](IAdaptateurClient& adaptateur) {
+                adaptateur.notifierEchecActivation(OXS_NOYAU_NON_INITIALISE);
+            })) { // not in time
+            supprimerParametres(numero);
+            _retirerReference(numero);
+        }
+    }
+}
+
+/// The connections end with the kernel that has them: the state of their adapters follows.
+void NoyauImplementation::_deconnecterClients(Instant limite)
+{
+    for (;;) {
+        Client client{};
+        {
+            const std::lock_guard<std::mutex> verrou(_mutex);
+            if (_clients.empty())
+                return;
+            client = _clients.begin()->second;
+        }
+        const Livraison livraison(client.adaptateur, limite);
+        // Asked only now: it may have been forgotten, or have left, during the wait.
+        if (livraison.estObtenue() && lireInscription(client.adaptateur) == client.inscription) {
+            try {
+                client.adaptateur->notifierAutomateDeconnexionCB();
+            } catch (...) {
+                // It was not connected.
+            }
+            SurveillantConnexionsImplementation::instance().oublierAdaptateur(client.adaptateur);
+        }
+        retirerInscription(client.inscription);
+    }
+}
+
 bool NoyauImplementation::arreter(std::chrono::milliseconds delai)
 {
-    std::map<int, Activation> abandonnees;
+    const Instant limite = std::chrono::steady_clock::now() + delai;
     {
         const std::lock_guard<std::mutex> verrou(_mutex);
         _ouvert = false;
-        abandonnees.swap(_activations);
-        _clients.clear();
     }
-    for (const auto& [numero, activation] : abandonnees)
-        _retirerReference(numero);
+    _abandonnerActivations(limite);
+    _deconnecterClients(limite);
     _table.vider();
     return _veilleur.arreter(delai);
 }

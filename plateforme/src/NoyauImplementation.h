@@ -34,14 +34,19 @@ class NoyauImplementation final : public Noyau
     /// For whoever starts and stops the process.
     void demarrer(ORBthread* pointAcces, std::chrono::milliseconds delaiActivation);
     void ecrireEtat(EtatNoyau etat) noexcept { _etat.store(etat); }
-    /// Drops the pending activations. False when a delivery was still going on at the end of the delay.
+    /// Accepts no more activations; tells the adapters that wait for an answer, and those that are connected.
+    /// False when a delivery was still going on at the end of the delay.
     bool arreter(std::chrono::milliseconds delai);
     void oublierPointAcces() noexcept { _pointAcces.store(nullptr); }
 
-    using Notification = std::function<void(IAdaptateurClient&)>;
-    /// Ends a pending activation by this notification of its adapter. False when the activation is not
-    /// pending any more: its adapter has been told, or must not be. What the notification throws is traced.
-    bool conclure(int numeroOperation, const Notification& notification);
+    /// Ends a pending activation by this notification of its adapter, a function of IAdaptateurClient&. False
+    /// when the activation is not pending any more: its adapter has been told, or must not be. What the
+    /// notification throws is traced. Takes no memory.
+    template <class Notification>
+    bool conclure(int numeroOperation, Notification notification)
+    {
+        return _conclure(numeroOperation, JAMAIS, std::ref(notification));
+    }
 
     /// Number of the adapter's registration as a client; 0 when it has none. Every registration has a new
     /// number.
@@ -53,10 +58,13 @@ class NoyauImplementation final : public Noyau
   private:
     NoyauImplementation() = default;
 
+    using Instant = Veilleur::Instant;
+    static constexpr Instant JAMAIS = Veilleur::JAMAIS;
+
     struct Activation
     {
         std::unique_ptr<ParametresActivationService> parametres;
-        Veilleur::Instant echeance;
+        Instant echeance;
     };
     struct Client
     {
@@ -64,8 +72,13 @@ class NoyauImplementation final : public Noyau
         unsigned long inscription;
     };
 
-    Veilleur::Instant _passer();
+    /// limite: of the wait for another delivery to the same adapter; false when it was reached.
+    bool _conclure(int numeroOperation, Instant limite,
+                   const std::function<void(IAdaptateurClient&)>& notification);
+    Instant _passer();
     void _retirerReference(int numeroOperation) noexcept;
+    void _abandonnerActivations(Instant limite);
+    void _deconnecterClients(Instant limite);
 
     std::atomic<int> _etat{NOYAU_NON_INITIALISE};
     std::atomic<ORBthread*> _pointAcces{nullptr}; // lives to the end of the process

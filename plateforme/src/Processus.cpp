@@ -3,13 +3,13 @@
 #include "ExceptionCourante.h"
 #include "ExecuteurCBImplementation.h"
 #include "JournalTrace.h"
-#include "Livraison.h"
 #include "NoyauImplementation.h"
 #include "ORBthreadImplementation.h"
 #include "OXroutageImplementation.h"
 #include "SurveillantConnexionsImplementation.h"
 #include "VerificationTLS.h"
 #include "orix/Trace.h"
+#include "orix/interne/Livraison.h"
 
 #include <unistd.h>
 
@@ -141,13 +141,15 @@ bool Processus::_arreter(Callbacks callbacks, std::chrono::milliseconds delai)
     {
         // The requests that are being received post callbacks: none of them may wait for a place.
         const ExecuteurCB::AttenteLevee levee(&executeur);
+        if (callbacks == Callbacks::Abandonner) // first: the kernel tells the adapters of its end
+            attendre(executeur.abandonner(delai), "exécuteur");
+        attendre(noyau.arreter(delai), "activations en attente");
         attendre(SurveillantConnexionsImplementation::instance().arreter(delai),
                  "surveillant des connexions");
-        attendre(noyau.arreter(delai), "activations en attente");
         if (_courant != nullptr)
             attendre(_courant->arreterReception(delai), "requêtes reçues");
-        attendre(callbacks == Callbacks::Appeler ? executeur.arreter(delai) : executeur.abandonner(delai),
-                 "exécuteur");
+        if (callbacks == Callbacks::Appeler)
+            attendre(executeur.arreter(delai), "exécuteur");
     }
     noyau.oublierPointAcces();
     // A call that the ORB sends may be opening its connection first.

@@ -13,7 +13,8 @@ namespace orix {
 
 namespace {
 
-void conclure(int numeroOperation, const NoyauImplementation::Notification& notification)
+template <class Notification>
+void conclure(int numeroOperation, Notification notification)
 {
     if (!NoyauImplementation::instance().conclure(numeroOperation, notification))
         ORIX_TRACE_SANS_ECHEC(NTO_REFUS, "RepondeurNoyau", "conclure",
@@ -27,7 +28,7 @@ void assurerConnexion(CORBA::Object_ptr serveur) noexcept
     try {
         if (!CORBA::is_nil(serveur))
             orb::repond(serveur);
-    } catch (const CORBA::Exception&) {
+    } catch (...) {
         ORIX_TRACE_SANS_ECHEC(NTO_REFUS, "RepondeurNoyau", "activerService",
                               "Le serveur qui accepte ne répond pas : " << texteExceptionCourante());
     }
@@ -36,22 +37,22 @@ void assurerConnexion(CORBA::Object_ptr serveur) noexcept
 /// The status that stands for the failure that the holder carries.
 OXstatut statutEchec(Messaging::ExceptionHolder* exception)
 {
-    OXstatut statut = OXS_ERREUR_CORBA;
-    std::string texte;
+    const auto tracer = [] {
+        ORIX_TRACE_SANS_ECHEC(NTO_NOTABLE, "RepondeurNoyau", "activerService_excep",
+                              "La demande d'activation a échoué : " << texteExceptionCourante());
+    };
     try {
         exception->raise_exception();
     } catch (const CORBA::TRANSIENT&) {
-        statut = OXS_CONNEXION_IMPOSSIBLE;
-        texte = texteExceptionCourante();
+        tracer();
+        return OXS_CONNEXION_IMPOSSIBLE;
     } catch (const CORBA::COMM_FAILURE&) {
-        statut = OXS_CONNEXION_IMPOSSIBLE;
-        texte = texteExceptionCourante();
+        tracer();
+        return OXS_CONNEXION_IMPOSSIBLE;
     } catch (...) {
-        texte = texteExceptionCourante();
+        tracer();
     }
-    ORIX_TRACE_SANS_ECHEC(NTO_NOTABLE, "RepondeurNoyau", "activerService_excep",
-                          "La demande d'activation a échoué : " << texte);
-    return statut;
+    return OXS_ERREUR_CORBA;
 }
 
 } // namespace

@@ -3,12 +3,12 @@
 #include "Activite.h"
 #include "ExceptionCourante.h"
 #include "LiaisonORB.h"
-#include "Livraison.h"
 #include "NoyauImplementation.h"
 #include "orix/Configuration.h"
 #include "orix/Trace.h"
 #include "orix/interne/Echec.h"
 #include "orix/interne/IAdaptateurClient.h"
+#include "orix/interne/Livraison.h"
 #include "orix/interne/ORBthread.h"
 
 #include <algorithm>
@@ -79,6 +79,7 @@ void SurveillantConnexionsImplementation::ajouterSurveillanceServeur(const std::
     if (std::find(surveillance.services.begin(), surveillance.services.end(), nomService) ==
         surveillance.services.end())
         surveillance.services.push_back(nomService);
+    surveillance.activiteAvant = surveillance.lireActivite(); // makes the counters: a pass only reads them
     {
         const std::lock_guard<std::mutex> verrou(_mutex);
         if (_repondeur.in() == nullptr)
@@ -97,27 +98,29 @@ void SurveillantConnexionsImplementation::supprimerSurveillanceServeur(const std
         const auto surveillance = _surveillances.find(nomService);
         if (surveillance == _surveillances.end())
             return;
-        IAdaptateurClient* const adaptateur = surveillance->second.adaptateur;
-        _surveillances.erase(surveillance);
-        _mettreEnSursis(adaptateur);
+        _mettreEnSursis(_surveillances.extract(surveillance));
     }
     _veilleur.reveiller();
 }
 
 void SurveillantConnexionsImplementation::oublierAdaptateur(const IAdaptateurClient* adaptateur)
 {
+    const auto oublier = [adaptateur](auto& surveillances) {
+        for (auto s = surveillances.begin(); s != surveillances.end();)
+            s = s->second.adaptateur == adaptateur ? surveillances.erase(s) : std::next(s);
+    };
     const std::lock_guard<std::mutex> verrou(_mutex);
-    for (auto s = _surveillances.begin(); s != _surveillances.end();)
-        s = s->second.adaptateur == adaptateur ? _surveillances.erase(s) : std::next(s);
-    _sursis.erase(std::remove_if(_sursis.begin(), _sursis.end(),
-                                 [=](const Sursis& s) { return s.adaptateur == adaptateur; }),
-                  _sursis.end());
+    oublier(_surveillances);
+    oublier(_sursis);
 }
 
-void SurveillantConnexionsImplementation::_mettreEnSursis(IAdaptateurClient* adaptateur)
+void SurveillantConnexionsImplementation::_mettreEnSursis(Surveillances::node_type surveillance)
 {
-    if (const unsigned long inscription = NoyauImplementation::instance().lireInscription(adaptateur))
-        _sursis.push_back({adaptateur, inscription, std::chrono::steady_clock::now() + _periode});
+    Surveillance& s = surveillance.mapped();
+    s.inscription = NoyauImplementation::instance().lireInscription(s.adaptateur);
+    s.echeance = std::chrono::steady_clock::now() + _periode;
+    if (s.inscription != 0)
+        _sursis.insert(std::move(surveillance));
 }
 
 bool SurveillantConnexionsImplementation::_estSurveille(const IAdaptateurClient* adaptateur) const
@@ -172,108 +175,117 @@ SurveillantConnexionsImplementation::Instant SurveillantConnexionsImplementation
         prochaine = std::min(prochaine, s.perdu              ? Instant::min()
                                         : s.pingAttendu != 0 ? s.echeance
                                                              : s.prochain);
-    for (const Sursis& s : _sursis)
+    for (const auto& [nom, s] : _sursis)
         prochaine = std::min(prochaine, s.echeance);
     return prochaine;
 }
 
-SurveillantConnexionsImplementation::Instant SurveillantConnexionsImplementation::_faireLeNecessaire()
+SurveillantConnexionsImplementation::Instant SurveillantConnexionsImplementation::_passer()
 {
-    struct Envoi
-    {
-        unsigned long numero;
-        orix_corba::InterfacePing_var ping;
-        CORBA::Long numeroClient;
-    };
-    std::vector<unsigned long> manques;
-    std::vector<Envoi> envois;
-    std::vector<Perte> pertes;
-    std::vector<Sursis> oublis;
-    PortableServer::Servant_var<RepondeurPing> repondeur;
-    {
-        const std::lock_guard<std::mutex> verrou(_mutex);
-        repondeur = _repondeur;
-        if (repondeur.in() == nullptr)
-            return Veilleur::JAMAIS;
-        const Instant maintenant = std::chrono::steady_clock::now();
-        for (auto& [nom, s] : _surveillances) {
-            if (s.pingAttendu != 0 && s.echeance <= maintenant) {
-                manques.push_back(s.pingAttendu);
-                _manquer(s);
-            }
-            if (s.perdu) {
-                pertes.push_back({nom, s.numero, s.adaptateur});
-            } else if (s.pingAttendu == 0 && s.prochain <= maintenant) {
-                s.pingAttendu = ++_dernierNumero;
-                s.prochain = maintenant + _periode;
-                s.echeance = maintenant + _delai;
-                s.activiteAvant = s.lireActivite();
-                envois.push_back({s.pingAttendu, s.ping, s.numeroClient});
-            }
-        }
-        const auto echus = std::stable_partition(_sursis.begin(), _sursis.end(),
-                                                 [=](const Sursis& s) { return s.echeance > maintenant; });
-        oublis.assign(echus, _sursis.end());
-        _sursis.erase(echus, _sursis.end());
+    const Instant maintenant = std::chrono::steady_clock::now();
+    while (_livrerPerte() || _livrerOubli(maintenant) || _pinguer(maintenant)) {
     }
-    for (const unsigned long numero : manques) {
-        ORIX_TRACE_SANS_ECHEC(NTO_REFUS, "SurveillantConnexions", "surveiller",
-                              "Pas de réponse au ping " << numero);
-        repondeur->retirer(numero);
-    }
-    for (const Envoi& envoi : envois)
-        repondeur->envoyer(envoi.numero, envoi.ping, envoi.numeroClient);
-    for (const Perte& perte : pertes)
-        _livrerPerte(perte);
-    for (const Sursis& sursis : oublis)
-        _livrerOubli(sursis);
     const std::lock_guard<std::mutex> verrou(_mutex);
     return _prochaineEcheance();
 }
 
-SurveillantConnexionsImplementation::Instant SurveillantConnexionsImplementation::_passer()
+bool SurveillantConnexionsImplementation::_livrerPerte()
 {
-    try {
-        return _faireLeNecessaire();
-    } catch (...) {
-        ORIX_TRACE_SANS_ECHEC(NTO_NOTABLE, "SurveillantConnexions", "surveiller",
-                              "Exception non prévue : " << texteExceptionCourante());
+    unsigned long numero = 0;
+    IAdaptateurClient* adaptateur = nullptr;
+    {
         const std::lock_guard<std::mutex> verrou(_mutex);
-        return std::chrono::steady_clock::now() + _periode;
+        const auto perdue = std::find_if(_surveillances.begin(), _surveillances.end(),
+                                         [](const auto& s) { return s.second.perdu; });
+        if (perdue == _surveillances.end())
+            return false;
+        numero = perdue->second.numero;
+        adaptateur = perdue->second.adaptateur;
     }
-}
-
-void SurveillantConnexionsImplementation::_livrerPerte(const Perte& perte)
-{
-    const Livraison livraison(perte.adaptateur);
+    const Livraison livraison(adaptateur);
+    Surveillances::node_type surveillance;
     {
         // Only now: during the wait the supervision may have ended.
         const std::lock_guard<std::mutex> verrou(_mutex);
-        const auto surveillance = _surveillances.find(perte.nomService);
-        if (surveillance == _surveillances.end() || surveillance->second.numero != perte.numero)
-            return;
-        _surveillances.erase(surveillance);
-        _mettreEnSursis(perte.adaptateur);
+        const auto perdue = std::find_if(_surveillances.begin(), _surveillances.end(),
+                                         [=](const auto& s) { return s.second.numero == numero; });
+        if (perdue == _surveillances.end())
+            return true;
+        surveillance = _surveillances.extract(perdue);
     }
     ORIX_TRACE_SANS_ECHEC(NTO_REFUS, "SurveillantConnexions", "surveiller",
-                          "Serveur perdu : service " << perte.nomService);
-    notifierPerte(*perte.adaptateur);
+                          "Serveur perdu : service " << surveillance.key());
+    notifierPerte(*adaptateur);
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    _mettreEnSursis(std::move(surveillance)); // an adapter that refused is registered all the same
+    return true;
 }
 
-void SurveillantConnexionsImplementation::_livrerOubli(const Sursis& sursis)
+bool SurveillantConnexionsImplementation::_livrerOubli(Instant maintenant)
 {
-    NoyauImplementation& noyau = NoyauImplementation::instance();
-    const Livraison livraison(sursis.adaptateur);
+    decltype(_sursis)::node_type sursis;
     {
         const std::lock_guard<std::mutex> verrou(_mutex);
-        if (noyau.lireInscription(sursis.adaptateur) != sursis.inscription ||
-            _estSurveille(sursis.adaptateur))
-            return;
+        const auto echu = std::find_if(_sursis.begin(), _sursis.end(),
+                                       [=](const auto& s) { return s.second.echeance <= maintenant; });
+        if (echu == _sursis.end())
+            return false;
+        sursis = _sursis.extract(echu);
+    }
+    NoyauImplementation& noyau = NoyauImplementation::instance();
+    IAdaptateurClient* const adaptateur = sursis.mapped().adaptateur;
+    const unsigned long inscription = sursis.mapped().inscription;
+    const Livraison livraison(adaptateur);
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        if (noyau.lireInscription(adaptateur) != inscription || _estSurveille(adaptateur))
+            return true;
     }
     ORIX_TRACE_SANS_ECHEC(NTO_NOTABLE, "SurveillantConnexions", "surveiller",
                           "Client inscrit sans serveur : sa désactivation n'a pas abouti");
-    notifierPerte(*sursis.adaptateur);
-    noyau.retirerInscription(sursis.inscription);
+    notifierPerte(*adaptateur);
+    noyau.retirerInscription(inscription);
+    return true;
+}
+
+bool SurveillantConnexionsImplementation::_prochainPing(Instant maintenant, Ping& ping)
+{
+    for (auto& [nom, s] : _surveillances) {
+        if (s.pingAttendu != 0 && s.echeance <= maintenant) {
+            ping = {s.pingAttendu, true, {}, 0};
+            _manquer(s);
+            return true;
+        }
+        if (s.pingAttendu == 0 && s.prochain <= maintenant && !s.perdu) {
+            s.pingAttendu = ++_dernierNumero;
+            s.prochain = maintenant + _periode;
+            s.echeance = maintenant + _delai;
+            s.activiteAvant = s.lireActivite();
+            ping = {s.pingAttendu, false, s.ping, s.numeroClient};
+            return true;
+        }
+    }
+    return false;
+}
+
+bool SurveillantConnexionsImplementation::_pinguer(Instant maintenant)
+{
+    Ping ping{};
+    PortableServer::Servant_var<RepondeurPing> repondeur;
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        if (_repondeur.in() == nullptr || !_prochainPing(maintenant, ping))
+            return false;
+        repondeur = _repondeur;
+    }
+    if (ping.manque) {
+        ORIX_TRACE_SANS_ECHEC(NTO_REFUS, "SurveillantConnexions", "surveiller",
+                              "Pas de réponse au ping " << ping.numero);
+        repondeur->retirer(ping.numero);
+    } else {
+        repondeur->envoyer(ping.numero, ping.destinataire, ping.numeroClient);
+    }
+    return true;
 }
 
 void SurveillantConnexionsImplementation::demarrer(const ORBthread& pointAcces,

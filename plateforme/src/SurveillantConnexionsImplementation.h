@@ -37,10 +37,13 @@ class SurveillantConnexionsImplementation final : public SurveillantConnexions, 
   private:
     using Instant = Veilleur::Instant;
 
+    /// One supervision. At its end it stays, as long as the client is registered with the kernel, among those
+    /// that are in suspense: a client without a server should not be registered for long.
     struct Surveillance
     {
         unsigned long numero; // of this supervision, never given again
         IAdaptateurClient* adaptateur;
+        unsigned long inscription = 0; // of the client, when the supervision ended
         orix_corba::InterfacePing_var ping;
         CORBA::Long numeroClient;
         std::vector<std::string> services; // whose messages prove this server alive
@@ -53,32 +56,29 @@ class SurveillantConnexionsImplementation final : public SurveillantConnexions, 
 
         unsigned long lireActivite() const;
     };
-    /// A client whose supervision ended: it should not be registered with the kernel for long any more.
-    struct Sursis
-    {
-        IAdaptateurClient* adaptateur;
-        unsigned long inscription; // when the supervision ended
-        Instant echeance;
-    };
-    struct Perte
-    {
-        std::string nomService;
-        unsigned long numero;
-        IAdaptateurClient* adaptateur;
-    };
     using Surveillances = std::map<std::string, Surveillance>; // by service
+    /// A ping to be sent, or that was missed.
+    struct Ping
+    {
+        unsigned long numero;
+        bool manque;
+        orix_corba::InterfacePing_var destinataire;
+        CORBA::Long numeroClient;
+    };
 
     SurveillantConnexionsImplementation() = default;
 
+    // One step of a pass each; false when there is none left. Those that tell an end take no memory.
+    bool _livrerPerte();
+    bool _livrerOubli(Instant maintenant);
+    bool _pinguer(Instant maintenant);
     Instant _passer();
-    Instant _faireLeNecessaire();
     void _repondre(unsigned long numeroPing, ReponsePing reponse);
-    void _livrerPerte(const Perte& perte);
-    void _livrerOubli(const Sursis& sursis);
     // With the lock held:
     void _manquer(Surveillance& surveillance);
-    void _mettreEnSursis(IAdaptateurClient* adaptateur);
+    void _mettreEnSursis(Surveillances::node_type surveillance);
     bool _estSurveille(const IAdaptateurClient* adaptateur) const;
+    bool _prochainPing(Instant maintenant, Ping& ping);
     Instant _prochaineEcheance() const;
 
     Veilleur _veilleur;
@@ -90,7 +90,7 @@ class SurveillantConnexionsImplementation final : public SurveillantConnexions, 
     int _manquesMax = 0;
     unsigned long _dernierNumero = 0; // of supervisions and pings
     Surveillances _surveillances;
-    std::vector<Sursis> _sursis;
+    std::multimap<std::string, Surveillance> _sursis; // echeance: when its client is told
 };
 
 } // namespace orix

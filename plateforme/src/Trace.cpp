@@ -2,7 +2,9 @@
 
 #include "JournalTrace.h"
 
+#include <memory>
 #include <mutex>
+#include <optional>
 #include <utility>
 
 namespace orix {
@@ -15,13 +17,38 @@ namespace {
 struct Etat
 {
     std::recursive_mutex mutex;
-    Trace::Recepteur recepteur;
+    std::shared_ptr<const Trace::Recepteur> recepteur; // null: the log
 };
 
 Etat& etat()
 {
     static auto* const etat = new Etat; // never destroyed: threads may outlive the static objects
     return *etat;
+}
+
+/// Writes the line that composer makes. Only what a receiver throws gets out.
+template <class Composer>
+void ecrire(Composer composer)
+{
+    std::optional<LigneTrace> ligne;
+    try {
+        ligne = composer();
+    } catch (const std::bad_alloc&) {
+        return;
+    }
+    {
+        Etat& e = etat();
+        const std::lock_guard<std::recursive_mutex> verrou(e.mutex);
+        if (const auto recepteur = e.recepteur) { // kept: it may replace itself
+            (*recepteur)(*ligne);
+            return;
+        }
+    }
+    try {
+        journal::ecrire(*ligne);
+    } catch (const std::bad_alloc&) {
+        // The line is lost.
+    }
 }
 
 } // namespace
@@ -41,26 +68,22 @@ void Trace::tracer(NiveauTraceORIX niveau, const std::string& fichier, const std
 void Trace::tracer(int niveauApplicatif, NiveauTraceORIX niveau, const std::string& fichier,
                    const std::string& fonction, int ligne, const std::string& message)
 {
-    if (!estActif(niveau))
-        return;
-    const LigneTrace complete{niveauApplicatif, niveau, fichier, fonction, ligne, message};
-    {
-        Etat& e = etat();
-        const std::lock_guard<std::recursive_mutex> verrou(e.mutex);
-        if (e.recepteur) {
-            const Recepteur recepteur = e.recepteur; // it may replace itself
-            recepteur(complete);
-            return;
-        }
-    }
-    journal::ecrire(complete);
+    if (estActif(niveau))
+        ecrire([&] { return LigneTrace{niveauApplicatif, niveau, fichier, fonction, ligne, message}; });
+}
+
+void Trace::tracer(NiveauTraceORIX niveau, const char* fichier, const char* fonction, int ligne,
+                   const std::ostringstream& message)
+{
+    ecrire([&] { return LigneTrace{0, niveau, fichier, fonction, ligne, message.str()}; });
 }
 
 void Trace::definirRecepteur(Recepteur recepteur)
 {
+    auto nouveau = recepteur ? std::make_shared<const Recepteur>(std::move(recepteur)) : nullptr;
     Etat& e = etat();
     const std::lock_guard<std::recursive_mutex> verrou(e.mutex);
-    e.recepteur.swap(recepteur);
+    e.recepteur.swap(nouveau);
 }
 
 } // namespace orix

@@ -34,20 +34,20 @@ class OXnoyau
     static typename InterfaceDuSquelette<Squelette>::Type::_ptr_type creerReference(Squelette* servant,
                                                                                     int numeroOperation)
     {
-        const auto progres = [](const std::string& texte) {
-            ORIX_TRACE(NTO_PROGRES, "OXnoyau", "creerReference", texte);
-        };
         const PortableServer::ObjectId_var id =
             PortableServer::string_to_ObjectId(std::to_string(numeroOperation).c_str());
-        progres("Création de l'identifiant CORBA = " + std::to_string(numeroOperation));
+        ORIX_TRACE(NTO_PROGRES, "OXnoyau", "creerReference",
+                   "Création de l'identifiant CORBA = " << numeroOperation);
         const PortableServer::POA_ptr poa = oxNoyau()->lirePointAcces()->lirePOA_ORIX();
         poa->activate_object_with_id(id, servant);
         try {
-            progres("Le servant est activé avec l'identificateur auprès du POA ORIX.");
-            progres("Création de la référence.");
+            ORIX_TRACE(NTO_PROGRES, "OXnoyau", "creerReference",
+                       "Le servant est activé avec l'identificateur auprès du POA ORIX.");
+            ORIX_TRACE(NTO_PROGRES, "OXnoyau", "creerReference", "Création de la référence.");
             const CORBA::Object_var reference = poa->id_to_reference(id);
-            progres("Création de la référence d'objet qui sera passée dans les appels asynchrones et qui "
-                    "contient l'identificateur de l'objet.");
+            ORIX_TRACE(NTO_PROGRES, "OXnoyau", "creerReference",
+                       "Création de la référence d'objet qui sera passée dans les appels asynchrones et qui "
+                       "contient l'identificateur de l'objet.");
             return InterfaceDuSquelette<Squelette>::Type::_narrow(reference);
         } catch (...) {
             // Nobody else could take it back: there is no reference to do it with.

@@ -390,8 +390,10 @@ TEST_F(Surveillance, UneDesactivationInterrompueSeTermineEnPerte)
     oxNoyau()->activerClient("revenu", &revenu); // a new activation, which nothing has interrupted
     oxSurveillantConnexions()->supprimerSurveillanceServeur("cdv");
     adaptateur.attendrePerte();
+    EXPECT_EQ(revenu.nombre(), 0u);
     EXPECT_EQ(terminer(), OXS_OK);
     EXPECT_EQ(adaptateur.nombre(), 0u);
+    EXPECT_EQ(revenu.attendre(), "automate"); // the connections end with the kernel
     EXPECT_EQ(revenu.nombre(), 0u);
 }
 

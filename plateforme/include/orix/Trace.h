@@ -6,6 +6,7 @@
 #include "orix/SeuilTrace.h"
 
 #include <functional>
+#include <new>
 #include <sstream>
 #include <string>
 
@@ -23,7 +24,8 @@ struct LigneTrace
 };
 
 /// The trace facility of the process. Every operation may be called from any thread, before initialiser() and
-/// after terminer() too (lines then go to the standard error).
+/// after terminer() too (lines then go to the standard error). A line for which memory lacks is lost, or cut
+/// short: nothing is thrown for it.
 class ORIX_API Trace : public SeuilTrace, INonCopiable
 {
   public:
@@ -34,6 +36,9 @@ class ORIX_API Trace : public SeuilTrace, INonCopiable
                 const std::string& message);
     void tracer(int niveauApplicatif, NiveauTraceORIX niveau, const std::string& fichier,
                 const std::string& fonction, int ligne, const std::string& message);
+    /// The same for the macros below, without a text before memory for it is known to be there.
+    void tracer(NiveauTraceORIX niveau, const char* fichier, const char* fonction, int ligne,
+                const std::ostringstream& message);
 
     /// Sends the lines to this function in place of the log, one call at a time; an empty function gives them
     /// back to the log. What the function throws reaches the code that traced.
@@ -55,12 +60,15 @@ ORIX_API Trace* trace();
     do {                                                                                                     \
         if (::orix::Trace::estActif(niveau)) {                                                               \
             std::ostringstream oxTexteTrace;                                                                 \
-            oxTexteTrace << texte;                                                                           \
-            ::orix::trace()->tracer(niveau, fichier, fonction, ligne, oxTexteTrace.str());                   \
+            try {                                                                                            \
+                oxTexteTrace << texte;                                                                       \
+            } catch (const std::bad_alloc&) {                                                                \
+            }                                                                                                \
+            ::orix::trace()->tracer(niveau, fichier, fonction, ligne, oxTexteTrace);                         \
         }                                                                                                    \
     } while (false)
 
-/// The same from where nothing may be thrown: a destructor.
+/// The same from where nothing may be thrown, not even by a receiver: a destructor, a handler.
 #define ORIX_TRACE_SANS_ECHEC(niveau, fichier, fonction, texte)                                              \
     do {                                                                                                     \
         try {                                                                                                \

@@ -86,9 +86,7 @@ class Automate
     [[noreturn]] static void refuser(const char* fonction, int ligne, const char* texte, const Sommet& sommet,
                                      const Libelle& libelle)
     {
-        if (Trace::estActif(NTO_REFUS))
-            trace()->tracer(NTO_REFUS, "Automate", fonction, ligne,
-                            texte + std::to_string(static_cast<int>(libelle)));
+        ORIX_TRACE_LIGNE(NTO_REFUS, "Automate", fonction, ligne, texte << static_cast<int>(libelle));
         throw TransitionImpossible(sommet, libelle);
     }
 

@@ -4,6 +4,7 @@
 #include "orix/Exportation.h"
 #include "orix/INonCopiable.h"
 
+#include <cstddef>
 #include <string>
 
 namespace orix {
@@ -21,6 +22,25 @@ class ORIX_API ExecuteurCB : INonCopiable
     /// priorite: 1, reserved. nomService: whom the call is for; a post also proves that service's server
     /// alive.
     virtual void posterExecutable(int priorite, const std::string& nomService, IExecutable* executable) = 0;
+
+    /// Places in the queue that are kept for calls posted from inside a delivery (orix/interne/Livraison.h):
+    /// so many of those are taken in without any memory being asked for. Made again, they are as many again,
+    /// whatever became of the former ones.
+    class ORIX_API PlacesReservees : INonCopiable
+    {
+      public:
+        /// Throws std::bad_alloc, and keeps nothing then.
+        PlacesReservees(ExecuteurCB* executeur, const std::string& nomService, std::size_t nombre)
+            : _executeur(executeur), _nombre(nombre)
+        {
+            _executeur->reserver(nomService, nombre);
+        }
+        ~PlacesReservees() { _executeur->liberer(_nombre); }
+
+      private:
+        ExecuteurCB* _executeur;
+        const std::size_t _nombre;
+    };
 
     /// While one lives, no poster waits for a place in the queue. To be held by whoever must wait for the
     /// posters themselves, so that a full queue cannot keep both waiting.
@@ -40,6 +60,8 @@ class ORIX_API ExecuteurCB : INonCopiable
   protected:
     virtual ~ExecuteurCB();
     virtual void leverAttente(bool levee) = 0; ///< counted: as many false as true
+    virtual void reserver(const std::string& nomService, std::size_t nombre) = 0; ///< throws std::bad_alloc
+    virtual void liberer(std::size_t nombre) noexcept = 0;
 };
 
 /// The callback executor of the process; exists from the first use to the end of the process. Runs calls

@@ -53,4 +53,14 @@ inline IExecutable* creerOXcdvCliCB_fin_liste_vol_complet(int nResuVarda, int nI
 
 } // namespace orix
 
+// Reachable unqualified too, as the callbacks are.
+using orix::creerOXcdvCliCB_active;
+using orix::creerOXcdvCliCB_consulte_vol_complet;
+using orix::creerOXcdvCliCB_cree_vol_complet;
+using orix::creerOXcdvCliCB_deconnexion;
+using orix::creerOXcdvCliCB_fin_liste_vol_complet;
+using orix::creerOXcdvCliCB_liste_vol_complet;
+using orix::creerOXcdvCliCB_modifie_vol_complet;
+using orix::creerOXcdvCliCB_supprime_vol_complet;
+
 #endif

@@ -8,6 +8,8 @@ namespace {
 
 #define TRACER(niveau, fonction, texte)                                                                      \
     ORIX_TRACE(niveau, "OXcdvClientVersServeurHandlerImplementation", fonction, texte)
+#define TRACER_SANS_ECHEC(niveau, fonction, texte)                                                           \
+    ORIX_TRACE_SANS_ECHEC(niveau, "OXcdvClientVersServeurHandlerImplementation", fonction, texte)
 
 void tracerReponse(const char* signature, const char* operation)
 {
@@ -16,7 +18,7 @@ void tracerReponse(const char* signature, const char* operation)
         TRACER(orix::NTO_NOTABLE, operation,
                "Acquittement du client de la bonne réception de la notification de l'échec de l'activation.");
     } catch (...) {
-        TRACER(orix::NTO_NOTABLE, operation, "Exception non prévue.");
+        TRACER_SANS_ECHEC(orix::NTO_NOTABLE, operation, "Exception non prévue.");
     }
 }
 
@@ -26,11 +28,11 @@ void tracerEchec(const char* signature, const char* operation)
         TRACER(orix::NTO_PROGRES, signature, "Entrée.");
         TRACER(orix::NTO_PROGRES, operation, "Réponse AMI : échec de la notification du client.");
     } catch (const std::bad_alloc&) {
-        TRACER(orix::NTO_NOTABLE, operation, "Problème d'allocation mémoire.");
+        TRACER_SANS_ECHEC(orix::NTO_NOTABLE, operation, "Problème d'allocation mémoire.");
     } catch (...) {
-        TRACER(orix::NTO_NOTABLE, operation, "Exception non prévue.");
+        TRACER_SANS_ECHEC(orix::NTO_NOTABLE, operation, "Exception non prévue.");
     }
-    TRACER(orix::NTO_PROGRES, signature, "Sortie.");
+    TRACER_SANS_ECHEC(orix::NTO_PROGRES, signature, "Sortie.");
 }
 
 } // namespace

@@ -14,11 +14,7 @@ namespace {
 
 constexpr const char* FICHIER = "OXcdvServeurVersClientImplementation";
 
-void signaler(const char* operation, int ligne, const std::string& texte)
-{
-    if (orix::Trace::estActif(orix::NTO_NOTABLE))
-        orix::trace()->tracer(0, orix::NTO_NOTABLE, FICHIER, operation, ligne, texte);
-}
+#define SIGNALER(operation, texte) ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, FICHIER, operation, texte)
 
 /// The record of a notification: takes over what the ORB unmarshalled for it, copies what a caller in this
 /// process keeps.
@@ -44,13 +40,13 @@ void poster(const char* signature, const char* operation, Creer creer)
                    "Creation de l'objet OXcdvCliCB::" << operation << "CB.");
         orix::objetCB()->posterExecutable(1, "cdv", creer());
     } catch (const orix::Echec& e) {
-        signaler(operation, __LINE__, "Exception Echec, code = " + orix::codeEtTexte(e.lireCode()));
+        SIGNALER(operation, "Exception Echec, code = " << orix::codeEtTexte(e.lireCode()));
     } catch (const std::bad_alloc&) {
-        signaler(operation, __LINE__, "Probleme d'allocation memoire lors de la reception d'un message");
+        SIGNALER(operation, "Probleme d'allocation memoire lors de la reception d'un message");
     } catch (...) {
-        signaler(operation, __LINE__, "Exception non prevue lors de l'appel d'un callback applicatif.");
+        SIGNALER(operation, "Exception non prevue lors de l'appel d'un callback applicatif.");
     }
-    ORIX_TRACE(orix::NTO_PROGRES, FICHIER, signature, "Sortie après traitements applicatifs.");
+    ORIX_TRACE_SANS_ECHEC(orix::NTO_PROGRES, FICHIER, signature, "Sortie après traitements applicatifs.");
 }
 
 } // namespace
