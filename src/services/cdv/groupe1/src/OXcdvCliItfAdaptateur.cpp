@@ -492,6 +492,7 @@ void OXcdvCliItfAdaptateur::nettoyerConnexion()
 void OXcdvCliItfAdaptateur::detruire()
 {
     TRACER_ENTREE();
+    oxNoyau()->oublierAdaptateur(this); // an answer that came after desactive() would connect nobody
     desactive();
     Singleton<OXcdvCliItfAdaptateur>::detruire();
     // This object is gone.
