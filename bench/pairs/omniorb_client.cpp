@@ -52,7 +52,8 @@ class EnvoyeurOmniORB : public bench::Envoyeur
         gestionnaire->activate();
 
         const CORBA::Object_var objet =
-            orix::orb::resoudre(_orb, "corbaloc:iiop:127.0.0.1:" + std::to_string(options.port) + "/Noyau");
+            orix::orb::resoudre(_orb, "corbaloc:iiop:127.0.0.1:" + std::to_string(options.port) + "/Noyau",
+                                parametres.delaiAppel);
         if (CORBA::is_nil(objet))
             throw std::runtime_error("nobody answers on that port");
         const orix_corba::Noyau_var noyau = orix_corba::Noyau::_unchecked_narrow(objet);

@@ -202,38 +202,40 @@ void NoyauImplementation::demarrer(ORBthread* pointAcces, std::chrono::milliseco
     _veilleur.demarrer([this] { return _passer(); });
 }
 
-/// Who was promised an answer gets one.
-void NoyauImplementation::_abandonnerActivations(Instant limite)
+/// Who was promised an answer gets one. False when the limit came first for somebody.
+bool NoyauImplementation::_abandonnerActivations(Instant limite)
 {
-    for (;;) {
+    for (bool complet = true;;) {
         int numero = 0;
         {
             const std::lock_guard<std::mutex> verrou(_mutex);
             if (_activations.empty())
-                return;
+                return complet;
             numero = _activations.begin()->first;
         }
         if (!_conclure(numero, limite, [](IAdaptateurClient& adaptateur) {
                 adaptateur.notifierEchecActivation(OXS_NOYAU_NON_INITIALISE);
-            })) { // not in time
+            })) { // not in time, or told otherwise
+            complet = complet && std::chrono::steady_clock::now() < limite;
             supprimerParametres(numero);
             _retirerReference(numero);
         }
     }
 }
 
-/// The connections end with the kernel that has them: the state of their adapters follows.
-void NoyauImplementation::_deconnecterClients(Instant limite)
+/// The connections end with the kernel that has them: the state of their adapters follows. False as above.
+bool NoyauImplementation::_deconnecterClients(Instant limite)
 {
-    for (;;) {
+    for (bool complet = true;;) {
         Client client{};
         {
             const std::lock_guard<std::mutex> verrou(_mutex);
             if (_clients.empty())
-                return;
+                return complet;
             client = _clients.begin()->second;
         }
         const Livraison livraison(client.adaptateur, limite);
+        complet = complet && livraison.estObtenue();
         // Asked only now: it may have been forgotten, or have left, during the wait.
         if (livraison.estObtenue() && lireInscription(client.adaptateur) == client.inscription) {
             try {
@@ -254,10 +256,10 @@ bool NoyauImplementation::arreter(std::chrono::milliseconds delai)
         const std::lock_guard<std::mutex> verrou(_mutex);
         _ouvert = false;
     }
-    _abandonnerActivations(limite);
-    _deconnecterClients(limite);
+    const bool activations = _abandonnerActivations(limite);
+    const bool clients = _deconnecterClients(limite);
     _table.vider();
-    return _veilleur.arreter(delai);
+    return _veilleur.arreter(delai) && activations && clients;
 }
 
 } // namespace orix

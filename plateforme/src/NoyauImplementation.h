@@ -77,8 +77,8 @@ class NoyauImplementation final : public Noyau
                    const std::function<void(IAdaptateurClient&)>& notification);
     Instant _passer();
     void _retirerReference(int numeroOperation) noexcept;
-    void _abandonnerActivations(Instant limite);
-    void _deconnecterClients(Instant limite);
+    bool _abandonnerActivations(Instant limite);
+    bool _deconnecterClients(Instant limite);
 
     std::atomic<int> _etat{NOYAU_NON_INITIALISE};
     std::atomic<ORBthread*> _pointAcces{nullptr}; // lives to the end of the process

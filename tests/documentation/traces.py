@@ -13,13 +13,15 @@ APPELS = {
     "ORIX_TRACE": (3, None),
     "ORIX_TRACE_SANS_ECHEC": (3, None),
     "TRACER": (2, None),
-    "signaler": (2, 100),            # OXcdvServeurVersClientImplementation
+    "TRACER_SANS_ECHEC": (2, None),
+    "SIGNALER": (1, 100),            # OXcdvServeurVersClientImplementation
     "verifierActivation": (0, 300),  # OXcdvCliItfAdaptateur
     "refuser": (2, 300),             # Automate
 }
 PROPRES = {"refuser": "Automate"}  # the name means something else in other files
 NIVEAUX = {"NTO_NOTABLE": 100, "NTO_REFUS": 300}
 DOSSIERS = ("src", "plateforme", "serveur", "outils/src")
+CONSTANTE = re.compile(r'^const std::string (\w+) =\s*("(?:[^"\\]|\\.)*");', re.M)
 LITTERAL = re.compile(r'"((?:[^"\\]|\\.)*)"')
 
 
@@ -72,8 +74,10 @@ def messages_des_sources(racine):
             if fichier.suffix not in (".h", ".cpp", ".inc"):
                 continue
             texte = re.sub(r"\\\n", "\n", fichier.read_text(encoding="utf-8"))
-            texte = re.sub(r"^\s*#\s*define (TRACER|DETAIL|ORIX_TRACE).*\n(?:.*ORIX_TRACE\(niveau.*\n)?", "", texte, flags=re.M)
+            texte = re.sub(r"^\s*#\s*define (TRACER|SIGNALER|DETAIL|ORIX_TRACE).*\n(?:.*ORIX_TRACE\(niveau.*\n)?", "", texte, flags=re.M)
             texte = re.sub(r"(?<!:)//[^\n]*", "", texte)
+            source = re.sub("^(OXcdvCliItfAdaptateur).*", r"\1", fichier.stem)  # several files of one source
+            constantes = dict(CONSTANTE.findall(texte))
             for appel in re.finditer(r"\b(" + "|".join(APPELS) + r")\s*\(", texte):
                 rang, niveau = APPELS[appel.group(1)]
                 if PROPRES.get(appel.group(1), fichier.stem) != fichier.stem:
@@ -84,7 +88,8 @@ def messages_des_sources(racine):
                 if niveau is None:
                     niveau = NIVEAUX.get(args[0].strip().split("::")[-1])
                 if niveau is not None:
-                    trouves.add((fichier.stem, niveau, modele(",".join(args[rang:]))))
+                    message = ",".join(args[rang:])
+                    trouves.add((source, niveau, modele(constantes.get(message.strip(), message))))
     return trouves
 
 

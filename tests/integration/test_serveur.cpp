@@ -133,7 +133,7 @@ class ClientBrut
     explicit ClientBrut(const std::string& url)
     {
         const CORBA::Object_var objet =
-            orix::orb::resoudre(orix::oxNoyau()->lirePointAcces()->lireORB(), url);
+            orix::orb::resoudre(orix::oxNoyau()->lirePointAcces()->lireORB(), url, PATIENCE);
         _noyau = orix_corba::Noyau::_unchecked_narrow(objet);
         if (CORBA::is_nil(_noyau))
             throw std::runtime_error("no kernel at " + url);

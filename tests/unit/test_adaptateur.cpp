@@ -7,6 +7,11 @@
 
 #include <gmock/gmock.h>
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <future>
 #include <map>
@@ -457,6 +462,35 @@ TEST_F(Adaptateur, OutlivesARestartOfTheKernel)
     EXPECT_EQ(12, callbacks.attendre("fin_liste_vol_completCB").idOp);
     EXPECT_NO_THROW(premier.client->testerConnexionClient("cdv", "premier", "hote", 7));
     EXPECT_EQ(OXS_OK, adaptateur.desactive());
+}
+
+class AdaptateurServeurMuet : public essais::AvecNoyau
+{
+  protected:
+    AdaptateurServeurMuet()
+    {
+        sockaddr_in adresse{};
+        adresse.sin_family = AF_INET;
+        adresse.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t taille = sizeof adresse;
+        auto* const generique = reinterpret_cast<sockaddr*>(&adresse);
+        EXPECT_EQ(0, bind(_prise, generique, taille));
+        EXPECT_EQ(0, listen(_prise, 8)); // the system takes the connections in, and nobody answers
+        EXPECT_EQ(0, getsockname(_prise, generique, &taille));
+        reglages.routage["muet"] = {"corbaloc:iiop:127.0.0.1:" + std::to_string(ntohs(adresse.sin_port)) +
+                                    "/Noyau"};
+        reglages.delaiConnexion = std::chrono::milliseconds(100);
+        reglages.delaiAppel = std::chrono::minutes(10); // longer than this test may take
+    }
+    ~AdaptateurServeurMuet() override { close(_prise); }
+
+  private:
+    const int _prise = socket(AF_INET, SOCK_STREAM, 0);
+};
+
+TEST_F(AdaptateurServeurMuet, IsKnownAfterTheConnectionTimeOut)
+{
+    EXPECT_EQ(OXS_CONNEXION_IMPOSSIBLE, oxcdvCliItfAdaptateur()->active("muet"));
 }
 
 class AdaptateurFileCourte : public essais::AvecNoyau

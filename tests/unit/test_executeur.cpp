@@ -1,8 +1,10 @@
 #include "CapteurTraces.h"
+#include "PanneMemoire.h"
 #include "orix/Processus.h"
 #include "orix/interne/Echec.h"
 #include "orix/interne/ExecuteurCB.h"
 #include "orix/interne/IExecutable.h"
+#include "orix/interne/Livraison.h"
 
 #include <gmock/gmock.h>
 
@@ -150,6 +152,30 @@ TEST_F(Executeur, LAttenteEstLevee)
     liberation.set_value();
     EXPECT_EQ(terminer(), OXS_OK);
     EXPECT_EQ(faits, 31);
+}
+
+/// What must be told is told without memory, whatever waits; what need not leaves it its places.
+TEST_F(Executeur, LesPlacesReserveesNePrennentPasDeMemoire)
+{
+    demarrer(10000);
+    const int adaptateur = 0;
+    const auto* const nom = reinterpret_cast<const IAdaptateurClient*>(&adaptateur);
+    std::atomic<int> faits{0};
+    const std::function<void()> compter = [&faits] { ++faits; };
+    for (int tour = 0; tour < 200; ++tour) {
+        const ExecuteurCB::PlacesReservees places(objetCB(), "cdv", 2);
+        for (int i = 0; i < tour; ++i)
+            poster(compter);
+        const Livraison livraison(nom);
+        for (int i = 0; i < 2; ++i) {
+            auto* const appel = new Appel(compter);
+            const essais::PanneMemoire panne(1);
+            objetCB()->posterExecutable(1, "cdv", appel);
+            EXPECT_FALSE(panne.survenue()) << tour;
+        }
+    }
+    EXPECT_EQ(terminer(), OXS_OK);
+    EXPECT_EQ(faits, 199 * 200 / 2 + 2 * 200);
 }
 
 TEST_F(Executeur, ArreteRefuseEtDetruit)

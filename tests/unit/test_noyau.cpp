@@ -7,6 +7,7 @@
 #include "orix/interne/ExecuteurCB.h"
 #include "orix/interne/IAdaptateurClient.h"
 #include "orix/interne/IExecutable.h"
+#include "orix/interne/Livraison.h"
 #include "orix/interne/OXroutage.h"
 #include "orix/interne/RepondeurNoyau.h"
 #include "orix/interne/SurveillantConnexions.h"
@@ -216,7 +217,7 @@ TEST_F(Activation, SansReponseElleEchoueEtLaReponseTardiveNeDitRien)
     EXPECT_EQ(adaptateur.nombre(), 0u);
 }
 
-TEST_F(Activation, OublieeOuArreteeElleNeDitRien)
+TEST_F(Activation, OublieeElleNeDitRienEtLArretLeDit)
 {
     demarrerAvec({});
     std::promise<void> liberation;
@@ -235,7 +236,9 @@ TEST_F(Activation, OublieeOuArreteeElleNeDitRien)
     demander(dernier);
     liberation.set_value();
     EXPECT_EQ(dernier.attendre(), "activeCB 0 cdv hote 3 7");
+    oxNoyau()->enregistrerParametres(new ParametresActivationService(&dernier));
     EXPECT_EQ(terminer(), OXS_OK);
+    EXPECT_EQ(dernier.attendre(), "echecActivation 24");
     EXPECT_EQ(adaptateur.nombre() + autre.nombre() + dernier.nombre(), 0u);
 }
 
@@ -262,6 +265,28 @@ TEST_F(Activation, OublierAttendLaLivraisonEnCoursDAutrui)
     liberation.set_value();
     EXPECT_TRUE(oubli.get());
     EXPECT_TRUE(suivante.get());
+}
+
+TEST_F(Activation, UneLivraisonSansFinNeRetientPasLArret)
+{
+    Configuration configuration;
+    configuration.delaiAppel = milliseconds(20);
+    demarrerAvec(configuration);
+    std::promise<void> entree, liberation;
+    std::thread occupe([&] {
+        const Livraison livraison(&adaptateur);
+        entree.set_value();
+        liberation.get_future().wait();
+    });
+    entree.get_future().wait();
+    AdaptateurEspion connecte;
+    oxNoyau()->activerClient("cdv", &adaptateur);
+    oxNoyau()->activerClient("autre", &connecte);
+    EXPECT_EQ(terminer(), OXS_NOK);
+    liberation.set_value();
+    occupe.join();
+    EXPECT_EQ(adaptateur.nombre(), 0u);
+    EXPECT_EQ(connecte.attendre(), "automate");
 }
 
 TEST_F(Activation, PendantUneLivraisonLeNoyauRepondEtNulNAttend)

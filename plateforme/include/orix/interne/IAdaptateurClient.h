@@ -13,7 +13,7 @@ struct NiveauReference;
 namespace orix {
 
 /// What the kernel asks of the client adapter of a service. The kernel delivers its events one at a time to
-/// one adapter, on threads of its own.
+/// one adapter, each inside a Livraison, on threads of its own, and at its stop on the one that stops it.
 class ORIX_API IAdaptateurClient
 {
   public:
@@ -22,6 +22,7 @@ class ORIX_API IAdaptateurClient
     /// The server lets this client go.
     virtual void deconnexionCB(int raison) = 0;
     /// The connection is over: the adapter's state must follow. Throws when the adapter is not connected.
+    /// Nothing follows when the kernel stops.
     virtual void notifierAutomateDeconnexionCB() = 0;
     /// The activation that was asked for will not be answered.
     virtual void notifierEchecActivation(OXstatut statut) = 0;

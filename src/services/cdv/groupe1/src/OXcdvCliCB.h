@@ -29,7 +29,8 @@ class ORIX_API OXcdvCliCB
   public:
     /// The answer to an accepted OXcdvCliItf::active(). OXS_OK: the service is active, on that server and
     /// machine. Otherwise it is not, the strings may be empty, and the next active() goes to the other
-    /// server, if any; OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE: the server agreed, and memory lacked here.
+    /// server, if any; OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE: the server agreed, and memory lacked here;
+    /// OXS_NOYAU_NON_INITIALISE: orix::terminer() came first.
     static void activeCB(orix::OXstatut statut, const char* serveur, const char* machine);
 
     /// The connection is over: by the server's will (its reason, OXS_SERVICE_NON_ACTIVE for an orderly end)

@@ -14,8 +14,7 @@ class OXvol_completData;
 /// Start: orix::initialiser() first (orix/Processus.h), then active(), then the requests once
 /// OXcdvCliCB::activeCB said OXS_OK. The first call of any of these functions creates the client; end it with
 /// orix::detruireOXcdvCliItfAdaptateur() (OXcdvCliArret.h).
-/// Threads: every function may be called from any thread, from inside a callback too; active() and
-/// desactive() are to be called by one thread at a time. A request is handed to the ORB and does not wait for
+/// Threads: every function may be called from any thread, from inside a callback too. A request is handed to the ORB and does not wait for
 /// an answer; it waits no longer than the call time-out of the configuration, when the server takes nothing
 /// in. Errors: nothing is thrown, ever. Every failure is traced and told by the status.
 class ORIX_API OXcdvCliItf
@@ -25,11 +24,13 @@ class ORIX_API OXcdvCliItf
     ///
     /// OXS_OK: the request left, OXcdvCliCB::activeCB will tell the outcome.
     /// OXS_NOYAU_NON_INITIALISE: before initialiser() or after terminer().
-    /// OXS_SERVICE_DEJA_ACTIVE, OXS_ACTIVATION_EN_COURS: nothing to do, or wait for activeCB.
+    /// OXS_SERVICE_DEJA_ACTIVE, OXS_ACTIVATION_EN_COURS: nothing to do, or wait for activeCB. The second also
+    /// while another thread is inside, whose call may still fail.
     /// After any of the others no callback follows, and the next call goes to the service's other server, if
     /// it has two: OXS_CONNEXION_IMPOSSIBLE (nobody answers there; it took at most the connection time-out to
-    /// know), OXS_SERVEUR_INEXISTANT (the routing table has none), OXS_ERREUR_CORBA, OXS_NOK. A null name
-    /// gives OXS_NOK. OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE: out of memory.
+    /// know), OXS_SERVEUR_INEXISTANT (the routing table has none), OXS_ERREUR_CORBA, OXS_NOK,
+    /// OXS_NOYAU_NON_INITIALISE when terminer() ran meanwhile. A null name gives OXS_NOK, and
+    /// OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE says that memory lacked: both may leave the server as it was.
     static orix::OXstatut active(char* nomService) noexcept;
 
     /// Ends the connection by the application's will: the server is told, no callback follows.
@@ -37,8 +38,9 @@ class ORIX_API OXcdvCliItf
     /// OXS_OK; OXS_SERVICE_NON_ACTIVE when there is no connection (nor while an activation is pending);
     /// OXS_NOYAU_NON_INITIALISE; OXS_NOK when the server's reference is not what it should be;
     /// OXS_SERVICE_DEJA_DESACTIVE when the deactivation was interrupted, most often because the server cannot
-    /// be reached: the loss is then told by OXcdvCliCB::deconnexionCB a little later. So it is after
-    /// OXS_SERVEUR_INEXISTANT: the loss was seen during the call.
+    /// be reached: the loss is then told by OXcdvCliCB::deconnexionCB, a little later or already; or because
+    /// another thread is inside, whose call tells. Only where memory lacked may the connection still be
+    /// there: then call again.
     static orix::OXstatut desactive() noexcept;
 
     /// Version of the interface in use; orix::VERSION_NULLE while the service is not active.
