@@ -38,7 +38,8 @@ struct ParametresORB
 /// connection dispatched in order. Throws CORBA::Exception, or std::runtime_error with a text for the user.
 CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres);
 
-/// Destroys the ORB, and ends what creerORB() has added to it.
+/// Destroys the ORB once the calls that are being made (AppelSortant) have ended, and ends what creerORB()
+/// has added to it.
 void detruireORB(CORBA::ORB_ptr orb);
 
 /// Resolves the URL of a server's kernel, and gives nil when nobody answers there within the delay. Throws

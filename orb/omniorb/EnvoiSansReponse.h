@@ -1,6 +1,7 @@
 #ifndef ENVOISANSREPONSE_H
 #define ENVOISANSREPONSE_H
 
+#include "AppelSortant.h"
 #include "EntetesORB.h"
 
 #include <omniORB4/callDescriptor.h>
@@ -50,6 +51,7 @@ template <class Reference, class Handler, class... Parametres, class... Argument
 void envoyer(Reference* reference, void (Reference::*sendc)(Handler, Parametres...), const char* operation,
              Handler handler, const Arguments&... arguments)
 {
+    const AppelSortant enCours;
     if (!CORBA::is_nil(handler)) {
         (reference->*sendc)(handler, arguments...);
         return;

@@ -1,5 +1,6 @@
 #include "LiaisonORB.h"
 
+#include "AppelSortant.h"
 #include "EnvoisGroupes.h"
 
 #include <omniORB4/minorCode.h>
@@ -80,6 +81,7 @@ bool sonder(CORBA::Object_ptr objet, Avant avant)
     for (bool premier = true;; premier = false) {
         try {
             avant();
+            const AppelSortant appel;
             return !objet->_non_existent();
         } catch (const CORBA::COMM_FAILURE&) {
             if (!premier) // the first may be said of a connection to the server's former life
@@ -131,6 +133,7 @@ CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres)
     CORBA::ORB_var orb = options.initialiser(argc, argv);
     if (parametres.grouperEnvois)
         grouperEnvois();
+    ouvrirAppelsSortants();
     return orb._retn();
 }
 
@@ -140,6 +143,7 @@ void detruireORB(CORBA::ORB_ptr orb)
     {
         ~Fin() { arreterEnvoisGroupes(); }
     } const fin; // whatever destroy() throws
+    fermerAppelsSortants();
     orb->destroy();
 }
 

@@ -1,5 +1,6 @@
 #include "RepondeurPing.h"
 
+#include "AppelSortant.h"
 #include "ExceptionCourante.h"
 #include "ReferencesPOA.h"
 #include "orix/Trace.h"
@@ -36,6 +37,7 @@ void RepondeurPing::envoyer(unsigned long numeroPing, orix_corba::InterfacePing_
         const CORBA::Object_var reference = _poa->id_to_reference(id);
         const orix_corba::AMI_InterfacePingHandler_var repondeur =
             orix_corba::AMI_InterfacePingHandler::_unchecked_narrow(reference);
+        const orb::AppelSortant appel;
         ping->sendc_testerConnexionServeur(repondeur, numeroClient);
     } catch (...) {
         ORIX_TRACE_SANS_ECHEC(NTO_REFUS, "RepondeurPing", "envoyer",

@@ -184,6 +184,7 @@ void OXcdvCliItfAdaptateur::_demanderActivation(Demande& demande)
 
     _inscrire(demande);
     const orix_corba::AMI_NoyauHandler_var repondeur = demande.transaction->prendreReference();
+    const orb::AppelSortant appel;
     noyau->sendc_activerService(repondeur, SERVICE, demande.niveaux, demande.client,
                                 pointAcces->lireNom().c_str(), configuration()->lireNomMachineHote().c_str());
     TRACER(NTO_PROGRES, "active", "Demande d'activation en cours");
