@@ -77,6 +77,8 @@ Connexion::Connexion(const orix::Configuration& configuration, const Options& op
     const cdv::Options reglages = reglagesSession(options, configuration);
     const Interruption::Garde garde(interruption, [this] { _session.fermer(); });
     avecErreursClaires([&] { _session.ouvrir(reglages); });
+    if (interruption.demandee())
+        _session.fermer(); // asked for before there was anything to close
     // Each kernel is asked once; a session without it goes to "perdue" by itself.
     if (!_session.attendreActive(2 * (reglages.delaiActivation + configuration.delaiConnexion))) {
         if (interruption.demandee())

@@ -86,10 +86,12 @@ class SessionFactice : public ::testing::Test
     {
         options.observateur = [this](const Evenement& evenement) { journal.poser(evenement); };
     }
-    ~SessionFactice() override { cdv::Horloge::installer(std::make_shared<cdv::Horloge>()); }
-
-    /// To be called before the session is opened.
-    void tenirLeTemps() { cdv::Horloge::installer(horloge); }
+    /// Opens it on the test's own time.
+    void ouvrir(Session& session, bool active = true)
+    {
+        cdv::MoteurSession::ouvrir(session, options, horloge);
+        EXPECT_TRUE(!active || session.attendreActive(1h));
+    }
 
     /// So many records of the listing that was asked for last.
     void envoyer(int nombre)
@@ -206,12 +208,12 @@ TEST_F(SessionFactice, LaNotificationDepasseLAppel)
 TEST_F(SessionFactice, CeQuiDepasseEstBorneEtRienNeSePerd)
 {
     Session session{Options{}};
-    constexpr int NOMBRE = 3 * static_cast<int>(cdv::MoteurSession::MAX_DEPOTS);
+    constexpr int NOMBRE = 3 * static_cast<int>(cdv::TableDemandes::MAX_DEPOTS);
     Signal borne;
     facade.surRequete = [&](const Facade::Requete& requete) {
         for (const std::string& n : numeros(NOMBRE)) {
             facade.envoyer(requete.idOp, n);
-            if (std::stoul(n) == cdv::MoteurSession::MAX_DEPOTS)
+            if (std::stoul(n) == cdv::TableDemandes::MAX_DEPOTS)
                 facade.fil.poster([&] { borne.donner(); });
         }
         facade.repondre(requete);
@@ -244,8 +246,8 @@ TEST_F(SessionFactice, NotificationsQuePersonneNAttend)
 
 TEST_F(SessionFactice, Delai)
 {
-    tenirLeTemps();
-    Session session{Options{}};
+    Session session;
+    ouvrir(session);
     auto longue = session.creer(unVol(), 60s);
     auto courte = session.creer(unVol("C"));
     const Facade::Requete requete = facade.derniere();
@@ -472,8 +474,8 @@ TEST_F(SessionFactice, UneCompletionQuiInsisteNeBloquePasLaSession)
 
 TEST_F(SessionFactice, CompletionsUneALaFois)
 {
-    tenirLeTemps();
-    Session session{Options{}};
+    Session session;
+    ouvrir(session);
     std::atomic<int> dedans{0};
     std::atomic<int> faites{0};
     Signal toutes;
@@ -534,8 +536,8 @@ TEST_F(SessionFactice, FluxBorne)
 
 TEST_F(SessionFactice, LeLecteurLentNEstPasUnServeurLent)
 {
-    tenirLeTemps();
-    Session session{Options{}};
+    Session session;
+    ouvrir(session);
     cdv::Flux flux = session.parcourir(unVol(), 1, 10s);
     envoyer(2); // the second waits for its place
     facade.repondre(facade.derniere());
@@ -630,13 +632,12 @@ TEST_F(SessionFactice, ActivationRefuseePuisAcceptee)
 
 TEST_F(SessionFactice, ActivationJamaisRepondue)
 {
-    tenirLeTemps();
     facade.surActive = [&] {
         return facade.activations() == 1 ? orix::OXS_OK : orix::OXS_ACTIVATION_EN_COURS;
     };
     options.reprise = false;
     Session session;
-    session.ouvrir(options);
+    ouvrir(session, false);
     EXPECT_EQ(journal.texte(), "activating 0 0");
     EXPECT_EQ(session.creer(unVol()).get().statut, orix::OXS_ACTIVATION_EN_COURS);
     while (session.etat() == EtatSession::activation)
@@ -686,11 +687,11 @@ TEST_F(SessionFactice, FermeePendantLActivation)
 
 TEST_F(SessionFactice, Reprise)
 {
-    tenirLeTemps();
     options.gigue = 0;
     options.delaiReprise = 100ms;
     options.delaiRepriseMax = 300ms;
-    Session session{options};
+    Session session;
+    ouvrir(session);
     EXPECT_EQ(journal.texte(), "activating 0 0");
     EXPECT_EQ(journal.texte(), "active 0 0cdv1");
 
@@ -738,13 +739,12 @@ TEST_F(SessionFactice, Reprise)
 
 TEST_F(SessionFactice, GigueBornee)
 {
-    tenirLeTemps();
     facade.surActive = [] { return orix::OXS_CONNEXION_IMPOSSIBLE; };
     options.gigue = 0.5;
     options.delaiReprise = 1000ms;
     options.delaiRepriseMax = 1200ms;
     Session session;
-    session.ouvrir(options);
+    ouvrir(session, false);
     std::set<long> delais;
     for (int i = 0; i < 30; ++i) {
         journal.prendre({});

@@ -1,8 +1,10 @@
 // The application's side of the callbacks, on behalf of the session that is open. One that comes when none
 // is, or for a session that was closed meanwhile, has no effect.
+#include "ClientService.h"
 #include "MoteurSession.h"
 #include "OXcdvCliCB.h"
 
+using cdv::ClientService;
 using cdv::Genre;
 using cdv::MoteurSession;
 
@@ -13,14 +15,14 @@ void OXcdvCliCB::activeCB(orix::OXstatut statut, const char* serveur, const char
 
 void OXcdvCliCB::deconnexionCB(orix::OXstatut statut)
 {
-    if (const auto moteur = MoteurSession::actuel())
+    if (const auto moteur = ClientService::unique().moteur())
         moteur->deconnexionCB(statut);
 }
 
 namespace {
 void repondre(Genre genre, int code, OXvol_completData* vol, int idOp)
 {
-    if (const auto moteur = MoteurSession::actuel())
+    if (const auto moteur = ClientService::unique().moteur())
         moteur->reponseCB(genre, code, vol, idOp);
 }
 } // namespace
@@ -47,7 +49,7 @@ void OXcdvCliCB::consulte_vol_completCB(int nResuVarda, OXvol_completData* vol, 
 
 void OXcdvCliCB::liste_vol_completCB(OXvol_completData* vol, int nIdOp)
 {
-    if (const auto moteur = MoteurSession::actuel())
+    if (const auto moteur = ClientService::unique().moteur())
         moteur->volListeCB(vol, nIdOp);
 }
 

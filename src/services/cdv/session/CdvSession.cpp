@@ -1,5 +1,7 @@
 #include "CdvSession.h"
 
+#include "ClientService.h"
+#include "FormesDemande.h"
 #include "MoteurSession.h"
 #include "OXcdvCliArret.h"
 #include "OXcdvCliCode.h"
@@ -46,7 +48,7 @@ Processus::Processus(int& argc, char** argv, const orix::Configuration& configur
 
 Processus::~Processus()
 {
-    MoteurSession::oublierActivation();
+    ClientService::unique().clore();
     orix::detruireOXcdvCliItfAdaptateur();
     orix::terminer();
 }
@@ -105,9 +107,7 @@ std::shared_ptr<MoteurSession> Session::moteur() const { return std::atomic_load
 
 void Session::ouvrir(const Options& options)
 {
-    const std::shared_ptr<MoteurSession> nouveau = MoteurSession::installer(options);
-    std::atomic_store(&_moteur, nouveau); // first: an observer may call back before this function returns
-    nouveau->demarrer();
+    MoteurSession::ouvrir(*this, options, std::make_shared<Horloge>());
 }
 
 bool Session::attendreActive(Duree delai)
@@ -128,7 +128,11 @@ void Session::fermer()
         ouvert->fermer();
 }
 
-EtatSession Session::etat() const { return dernierEvenement().etat; }
+EtatSession Session::etat() const
+{
+    const auto ouvert = moteur();
+    return ouvert ? ouvert->etat() : EtatSession::fermee;
+}
 
 Evenement Session::dernierEvenement() const
 {

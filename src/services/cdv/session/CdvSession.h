@@ -68,7 +68,8 @@ struct ORIX_API Resultat
         fait,      ///< the server did it: code is 0
         refuse,    ///< the server answered with another code
         delai,     ///< no answer in time: it may or may not have been done
-        perdu,     ///< the connection was lost first (statut says how): it may or may not have been done
+        perdu,     ///< the connection was lost first (statut says how), or memory lacked for the answer
+                   ///< (OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE): it may or may not have been done
         nonEnvoye, ///< it never left (statut says why): it was not done
         ferme      ///< the session was closed first: it may or may not have been done
     };
@@ -222,8 +223,8 @@ class MoteurSession;
 ///
 /// Requests: each ends exactly once, with a Resultat. One made while the session is not active ends at once
 /// as nonEnvoye; nothing is queued, and nothing is ever sent twice. When the connection is lost every pending
-/// request ends at once as perdu; when the session is closed, as ferme. The record given is only read, inside
-/// the call.
+/// request ends at once as perdu; when the session is closed, as ferme. A request whose call throws
+/// (std::bad_alloc) was not made, and has no end. The record given is only read, inside the call.
 ///
 /// Threads: every function may be called from any thread, from completions and observers too. Futures are
 /// fulfilled at once by whoever knows: the callback thread for answers and losses, the session's own thread
@@ -254,7 +255,8 @@ class ORIX_API Session : orix::INonCopiable
     ~Session(); ///< fermer()
 
     /// Starts the activation and returns. Throws Erreur, OXS_DEJA_CONNECTE, when this session or another one
-    /// of the process is open.
+    /// of the process is open; std::system_error or std::bad_alloc when there is no thread or no memory for
+    /// it: it is closed then. A fermer() that another thread calls meanwhile comes before or after it.
     void ouvrir(const Options& options = {});
     /// Waits until the session is active; false when the time has passed, or when it is perdue or closed.
     /// Throws std::logic_error inside a completion or an observer.
@@ -299,6 +301,7 @@ class ORIX_API Session : orix::INonCopiable
     /// @}
 
   private:
+    friend class MoteurSession;                    ///< puts itself there
     std::shared_ptr<MoteurSession> moteur() const; ///< null when never opened
 
     mutable std::shared_ptr<MoteurSession> _moteur; ///< through std::atomic_load and std::atomic_store

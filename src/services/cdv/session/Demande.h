@@ -1,12 +1,10 @@
 #ifndef CDV_DEMANDE_H
 #define CDV_DEMANDE_H
 
-#include "CdvSession.h"
-#include "Horloge.h"
+#include "Instant.h"
+#include "Livraisons.h"
 
-#include <condition_variable>
-#include <deque>
-#include <utility>
+#include <limits>
 
 namespace cdv {
 
@@ -19,118 +17,45 @@ enum class Genre : int
     lister
 };
 
-class Demande;
-
-/// The buffer between a listing and its reader. Guarded by the engine's lock.
-class Flux::Tampon
+/// What came for a request, as much of it as is kept.
+struct Notification
 {
-  public:
-    Tampon(std::shared_ptr<MoteurSession> moteur, std::size_t capacite)
-        : moteur(std::move(moteur)), capacite(capacite > 0 ? capacite : 1)
-    {}
-
-    const std::shared_ptr<MoteurSession>
-        moteur; ///< keeps the lock alive for a stream that outlives its session
-    const std::size_t capacite;
-    std::deque<Vol> vols;
-    std::weak_ptr<Demande> demande;
-    std::optional<Resultat> fin; ///< set: nothing more comes
-    std::condition_variable arrivee;
+    enum class Sorte
+    {
+        vol,   ///< a record of a listing
+        fin,   ///< the answer, with its record or without
+        perdue ///< either of them, for which memory lacked
+    };
+    Sorte sorte;
+    int code = 0;
+    std::optional<Vol> vol;
 };
 
-/// One request, from the call that makes it to its end. Except for livrer(), guarded by the engine's lock,
-/// under which no code of the application runs.
-class Demande : orix::INonCopiable
+/// One request, from the call that makes it to its end.
+class Demande : public Livrable
 {
   public:
-    virtual ~Demande() = default;
-
-    virtual void recevoir(Vol) {} ///< a record of a listing
+    virtual void recevoir(Vol) {} ///< a record of a listing; may throw std::bad_alloc
     /// Takes the result; true when livrer() has to be called for it.
-    virtual bool conclure(Resultat resultat) = 0;
-    /// Runs the application's completion. Without any lock.
-    virtual void livrer() {}
-    /// Where the records go when somebody reads them as they come; else null.
-    virtual Flux::Tampon* tampon() { return nullptr; }
+    virtual bool conclure(Resultat resultat) noexcept = 0;
+    /// Runs the application's completion.
+    void livrer() override {}
 
-    Genre genre = Genre::creer;
-    int idOp = 0; ///< 0 until the call has returned it
-    Duree delai{0};
-    Instant echeance = Horloge::JAMAIS;
-    bool finie = false;
-};
-
-/// R: Resultat or ResultatListe.
-template <class R>
-class DemandeRassemblee : public Demande
-{
-  public:
-    void recevoir([[maybe_unused]] Vol vol) override
-    {
-        if constexpr (std::is_same_v<R, ResultatListe>)
-            _resultat.vols.push_back(std::move(vol));
-    }
-
-  protected:
-    R& completer(Resultat resultat)
-    {
-        static_cast<Resultat&>(_resultat) = std::move(resultat);
-        return _resultat;
-    }
-    R _resultat;
-};
-
-template <class R>
-class DemandeFuture : public DemandeRassemblee<R>
-{
-  public:
-    std::future<R> future() { return _promesse.get_future(); }
-    bool conclure(Resultat resultat) override
-    {
-        _promesse.set_value(std::move(this->completer(std::move(resultat))));
-        return false;
-    }
+    /// @name Records that wait for their reader, and how many may
+    /// @{
+    virtual std::size_t enAttente() const noexcept { return 0; }
+    virtual std::size_t capacite() const noexcept { return std::numeric_limits<std::size_t>::max(); }
+    /// @}
 
   private:
-    std::promise<R> _promesse;
-};
-
-template <class R>
-class DemandeFonction : public DemandeRassemblee<R>
-{
-  public:
-    explicit DemandeFonction(std::function<void(R)> fin) : _fin(std::move(fin)) {}
-    bool conclure(Resultat resultat) override
-    {
-        this->completer(std::move(resultat));
-        return _fin != nullptr;
-    }
-    void livrer() override { _fin(std::move(this->_resultat)); }
-
-  private:
-    const std::function<void(R)> _fin;
-};
-
-class DemandeFlux : public Demande
-{
-  public:
-    explicit DemandeFlux(std::shared_ptr<Flux::Tampon> tampon) : _tampon(std::move(tampon)) {}
-    void recevoir(Vol vol) override
-    {
-        _tampon->vols.push_back(std::move(vol));
-        _tampon->arrivee.notify_all();
-    }
-    bool conclure(Resultat resultat) override
-    {
-        if (!_tampon->fin)
-            _tampon->fin = std::move(resultat);
-        _tampon->arrivee.notify_all();
-        return false;
-    }
-    Flux::Tampon* tampon() override { return _tampon.get(); }
-
-  private:
-    const std::shared_ptr<Flux::Tampon> _tampon;
+    friend class TableDemandes;
+    unsigned long long _rang = 0;
+    Genre _genre = Genre::creer;
+    int _idOp = 0; ///< 0 until the call has returned it
+    Duree _delai{0};
+    Instant _echeance = JAMAIS;
+    bool _retenue = false; ///< its next record waits for a place
+    bool _finie = false;
 };
 
 } // namespace cdv

@@ -1,41 +1,37 @@
 #ifndef CDV_MOTEURSESSION_H
 #define CDV_MOTEURSESSION_H
 
-#include "Demande.h"
+#include "FormesDemande.h"
+#include "Horloge.h"
+#include "Reconnexion.h"
+#include "TableDemandes.h"
 
-#include <map>
-#include <mutex>
-#include <random>
-#include <set>
+#include <string_view>
 #include <thread>
-#include <vector>
 
 namespace cdv {
 
-/// What stands behind an open session: the requests that wait, the connection, and two threads (one for
-/// time-outs and what is to be delivered, one for activations, whose call may take seconds).
+/// What stands behind an open session: a lock, two threads (one for time-outs and what is to be delivered,
+/// one for activations, whose call may take seconds), and the application's code that is to be run. It
+/// decides nothing: Reconnexion and TableDemandes do.
 ///
-/// One lock guards everything; it is never held while the facade or the application's code runs. Whoever may
-/// still call in shares the engine, so it outlives the session as long as needed.
+/// The lock guards everything; it is never held while the facade or the application's code runs. Whoever may
+/// still call in shares the engine, so it outlives the session as long as needed. Nothing but the beginning
+/// of a session or of a request needs memory; when it lacks for telling the observer of a change, a later
+/// change may be told in its place.
 class MoteurSession : public std::enable_shared_from_this<MoteurSession>, orix::INonCopiable
 {
   public:
-    /// The engine whose session is open in this process; may be null.
-    static std::shared_ptr<MoteurSession> actuel();
-    /// A new one, in the place; throws Erreur when it is taken. To be started, then closed.
-    static std::shared_ptr<MoteurSession> installer(const Options& options);
-    void demarrer();
-    /// The client of the process is about to be destroyed: the answer to an activation that a closed session
-    /// left behind, should one still come, calls nothing any more.
-    static void oublierActivation();
-
-    explicit MoteurSession(const Options& options);
-
+    /// Opens the session, with a new engine. Throws Erreur when another one is open, and what the beginning
+    /// of a thread may throw; nothing has changed then.
+    static void ouvrir(Session& session, const Options& options, std::shared_ptr<Horloge> horloge);
     void fermer();
+
     void activer();
     bool attendreActive(Duree delai);
     /// Waits for the outcome of the first try of each server.
     bool attendrePremierTour();
+    EtatSession etat() const;
     Evenement dernierEvenement() const;
     std::size_t nombreEnCours() const;
 
@@ -44,7 +40,7 @@ class MoteurSession : public std::enable_shared_from_this<MoteurSession>, orix::
 
     std::optional<Vol> suivant(Flux::Tampon& tampon);
     const Resultat& finDe(const Flux::Tampon& tampon) const;
-    void abandonner(Flux::Tampon& tampon);
+    void abandonner(Flux::Tampon& tampon) noexcept;
 
     /// @name From OXcdvCliCB, on the callback thread
     /// @{
@@ -55,56 +51,48 @@ class MoteurSession : public std::enable_shared_from_this<MoteurSession>, orix::
     void volListeCB(OXvol_completData* vol, int idOp);
     /// @}
 
-    /// Notifications that may wait for the call of their request to return. Beyond, the callback thread waits
-    /// for it.
-    static constexpr std::size_t MAX_DEPOTS = 1024;
+    /// Through ouvrir() only.
+    MoteurSession(const Options& options, std::shared_ptr<Horloge> horloge);
 
   private:
     using Verrou = std::unique_lock<std::mutex>;
-    using Clef = std::pair<Genre, int>; ///< a notification of another kind than its request's matches nothing
 
-    /// A notification, as much of it as is kept: a record of a listing, or an end.
-    struct Notification
+    /// An event for the observer.
+    class Annonce : public Livrable
     {
-        bool estFin;
-        int code;
-        std::optional<Vol> vol;
-    };
-    /// What came for a number that no call has returned yet.
-    struct Depot
-    {
-        std::vector<Notification> notifications;
-        unsigned long long appel = 0; ///< the last call that had begun when the last of them came
+      public:
+        Annonce(const std::function<void(const Evenement&)>& observateur, Evenement evenement)
+            : evenement(std::move(evenement)), _observateur(observateur)
+        {}
+        void livrer() override { _observateur(evenement); }
+        Evenement evenement;
+
+      private:
+        const std::function<void(const Evenement&)>& _observateur;
     };
 
-    void attendreCalme(Verrou& verrou);
-    Instant dans(Duree delai) const;
+    void demarrer();
+    void commencer();
     void minuter();
     void tenirConnexion();
+    void attendreCalme(Verrou& verrou);
     /// Throws std::logic_error in a completion or an observer.
-    void interdireDansRappel(const char* quoi) const;
+    void interdireDansRappel(std::string_view quoi) const;
     bool dansRappel() const { return _livreur == std::this_thread::get_id(); }
 
-    void surActivationLaissee();
-    bool surActivation(orix::OXstatut statut, const char* serveur, const char* machine);
-    void activationEchouee(orix::OXstatut statut);
-    void essayer(Duree delai);
-    void reessayerPlusTard(orix::OXstatut statut, bool perte);
-    void changerEtat(Evenement evenement);
-
-    void planifier(const std::shared_ptr<Demande>& demande); ///< its time-out starts now
-    void deplanifier(const std::shared_ptr<Demande>& demande);
-    void conclure(const std::shared_ptr<Demande>& demande, Resultat resultat);
-    void conclureToutes(Resultat::Etat etat, orix::OXstatut statut);
+    bool surReponse(orix::OXstatut statut, const char* serveur, const char* machine);
+    void surLibre();
     void notifier(Genre genre, int idOp, Notification notification);
-    bool ranger(Verrou& verrou, Clef clef, Notification& notification);
-    void appliquer(const std::shared_ptr<Demande>& demande, Notification notification);
-    void attendrePlace(Verrou& verrou, const std::shared_ptr<Demande>& demande);
-    void oublierDepots();
-    bool appelCommenceAvant(unsigned long long appel) const;
-    void livrer(Verrou& verrou);
+
+    void suivre(const Reconnexion::Action& action) noexcept;
+    void annoncer() noexcept;
+    void reveiller() noexcept;
+    bool aLivrer() const noexcept { return !_aLivrer.estVide() || _annonceDue; }
+    std::shared_ptr<Livrable> prochaineLivraison() noexcept;
+    void livrer(Verrou& verrou) noexcept;
 
     const Options _options;
+    std::string _service; ///< as the facade wants it
     const std::shared_ptr<Horloge> _horloge;
     mutable std::mutex _mutex;
     std::thread _minuterie;
@@ -114,32 +102,18 @@ class MoteurSession : public std::enable_shared_from_this<MoteurSession>, orix::
     std::condition_variable _changement; ///< of state, and of what fermer() waits for
     std::condition_variable _reprise;    ///< what the callback thread waits for
 
-    // Requests. Each one not ended is in _appels, while the call that sends it lasts, then in _attentes.
-    std::map<unsigned long long, std::shared_ptr<Demande>> _appels; ///< by rank of the call
-    unsigned long long _dernierAppel = 0;
-    std::map<Clef, std::shared_ptr<Demande>> _attentes;
-    std::set<std::pair<Instant, std::shared_ptr<Demande>>> _echeances;
-    Instant _reveilPrevu = Horloge::JAMAIS; ///< until when the time-out thread sleeps
-    std::size_t _enCours = 0;               ///< requests not ended
-    std::map<Clef, Depot> _depots;
-    std::size_t _nombreDepots = 0;
-
-    // Completions and events to be run, by one thread at a time.
-    std::deque<std::function<void()>> _aLivrer;
+    // What is to be run, by one thread at a time.
+    Livraisons _aLivrer;
     std::thread::id _livreur;
+    bool _annonceDue = false; ///< memory lacked for an announcement: the state is to be told, by the next one
+    const std::shared_ptr<Annonce> _annonceReservee;
 
-    // Connection.
-    Evenement _evenement;
-    bool _ferme = false;              ///< fermer() has begun
-    bool _fermeture = false;          ///< and ended
-    bool _activationAttendue = false; ///< an activeCB must come
-    bool _tourFini = false;           ///< since the opening, both servers were tried, or one accepted
-    int _essais = 0;                  ///< failed since the last delay
-    Duree _delaiReprise{0};           ///< the last one, without its random part
-    Instant _activeDepuis{};
-    Instant _prochainEssai = Horloge::JAMAIS;
-    Instant _finActivation = Horloge::JAMAIS;
-    std::minstd_rand _hasard{std::random_device{}()};
+    TableDemandes _demandes{_aLivrer};
+    Reconnexion _reconnexion;
+    Instant _essaiPrevu = Instant::min();  ///< until when the thread of the connection sleeps
+    Instant _reveilPrevu = Instant::min(); ///< and that of the time-outs
+    bool _ferme = false;                   ///< fermer() has begun
+    bool _fermeture = false;               ///< and ended
 };
 
 } // namespace cdv
