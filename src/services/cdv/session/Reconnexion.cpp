@@ -82,7 +82,7 @@ Reconnexion::Action Reconnexion::avancer(Instant maintenant, bool occupe) noexce
         return action;
     }
     _appel = std::exchange(_aVerifier, false) ? Appel::verification : Appel::activation;
-    _doute = false;
+    _contredite = false;
     _reponseAttendue = true; // it may overtake the return of the call
     action.connecter = true;
     return action;
@@ -116,8 +116,12 @@ Reconnexion::Action Reconnexion::appelRendu(OXstatut statut, Instant maintenant)
     _reponseAttendue = false;
     if (statut != orix::OXS_SERVICE_DEJA_ACTIVE)
         return echouer(statut, maintenant);
-    if (verification && !_doute)
+    if (verification && !_contredite) {
+        _doute = false;
         return devenirActive(maintenant);
+    }
+    if (verification)
+        return verifier(maintenant);
     // Active without our knowing: somebody else did it, or a deactivation was interrupted. An acceptance that
     // is under way is not to be believed any more.
     _appel = Appel::desactivation;
@@ -148,18 +152,14 @@ Reconnexion::Action Reconnexion::reponse(OXstatut statut, std::string serveur, s
         return {};
     _serveur = std::move(serveur);
     _machine = std::move(machine);
-    if (!_doute)
-        return devenirActive(maintenant);
-    _aVerifier = true;
-    _prochainEssai = maintenant;
-    return {};
+    return _doute ? verifier(maintenant) : devenirActive(maintenant);
 }
 
 Reconnexion::Action Reconnexion::deconnexion(OXstatut statut, Instant maintenant) noexcept
 {
     if (etat() == EtatSession::active)
         return perdre(statut, maintenant);
-    _doute = true;
+    _doute = _contredite = true;
     return {};
 }
 
@@ -183,6 +183,13 @@ Reconnexion::Action Reconnexion::passer(EtatSession etat, OXstatut statut) noexc
     Action action;
     action.annoncer = true;
     return action;
+}
+
+Reconnexion::Action Reconnexion::verifier(Instant maintenant) noexcept
+{
+    _aVerifier = true;
+    _prochainEssai = maintenant;
+    return {};
 }
 
 Reconnexion::Action Reconnexion::devenirActive(Instant maintenant) noexcept

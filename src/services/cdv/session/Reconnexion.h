@@ -74,6 +74,7 @@ class Reconnexion
     };
 
     Action passer(EtatSession etat, orix::OXstatut statut = orix::OXS_OK) noexcept;
+    Action verifier(Instant maintenant) noexcept;
     Action devenirActive(Instant maintenant) noexcept;
     Action perdre(orix::OXstatut statut, Instant maintenant) noexcept;
     Action echouer(orix::OXstatut statut, Instant maintenant) noexcept;
@@ -94,9 +95,10 @@ class Reconnexion
     Instant _finReponse = JAMAIS; ///< until when the answer is waited for, ours or the other session's
     Appel _appel = Appel::aucun;  ///< in progress
     bool _reponseAttendue = false;
-    bool _differee = false;  ///< it is the other session's answer that is waited for
-    bool _doute = false;     ///< since the last call of active() began there was a notice that ended nothing
-    bool _aVerifier = false; ///< an acceptance that is not believed, from the server below
+    bool _differee = false;   ///< it is the other session's answer that is waited for
+    bool _doute = false;      ///< the next acceptance may be over, or be that of a connection that is
+    bool _aVerifier = false;  ///< one that is not believed has come, from the server below
+    bool _contredite = false; ///< a notice that ended nothing has come since the last call of active() began
     std::string _serveur;
     std::string _machine;
     bool _fermee = false;
