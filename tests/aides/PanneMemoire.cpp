@@ -13,8 +13,10 @@
 
 namespace {
 
-thread_local int reste = 0;  // allocations until the one that fails; 0: none will
-thread_local long bilan = 0; // allocations less releases
+thread_local int reste = 0;         // allocations until the one that fails; 0: none will
+thread_local long bilan = 0;        // allocations less releases
+thread_local bool toujours = false; // all of them fail
+thread_local bool epargnee = false; // none does meanwhile
 thread_local bool epargnerORB = false;
 thread_local bool interne = false; // one operator may call another: counted once
 
@@ -65,7 +67,7 @@ void* allouer(void* (*operateur)(std::size_t), std::size_t taille)
 {
     if (interne)
         return operateur(taille);
-    if (reste > 0 && !(epargnerORB && estDansORB()) && --reste == 0)
+    if (!epargnee && (toujours || (reste > 0 && !(epargnerORB && estDansORB()) && --reste == 0)))
         throw std::bad_alloc();
     if (resteFils > 0 && estVise() && --resteFils == 0)
         throw std::bad_alloc();
@@ -153,5 +155,10 @@ PanneMemoireFils::~PanneMemoireFils()
 }
 
 bool PanneMemoireFils::survenue() const noexcept { return resteFils <= 0; }
+
+void manquerToujours() noexcept { toujours = true; }
+
+SansPanne::SansPanne() noexcept : _avant(epargnee) { epargnee = true; }
+SansPanne::~SansPanne() { epargnee = _avant; }
 
 } // namespace essais

@@ -41,6 +41,23 @@ class PanneMemoireFils
     bool survenue() const noexcept;
 };
 
+/// From now on no allocation of this thread succeeds.
+void manquerToujours() noexcept;
+
+/// While it lives, memory does not lack on this thread: for what the test itself does in the midst of a
+/// failure.
+class SansPanne
+{
+  public:
+    SansPanne() noexcept;
+    ~SansPanne();
+    SansPanne(const SansPanne&) = delete;
+    SansPanne& operator=(const SansPanne&) = delete;
+
+  private:
+    const bool _avant;
+};
+
 /// Runs the action once as it is, then with its first allocation failing, then its second, and so on until
 /// none is left to fail. Every failure must leave the action as std::bad_alloc and leave nothing allocated:
 /// else throws std::logic_error. Returns how many failures there were.

@@ -3,6 +3,7 @@
 #include "OXcdvCliArret.h"
 #include "OXcdvCliCB.h"
 #include "OXcdvCliConnexion.h"
+#include "PanneMemoire.h"
 #include "orix/OXchaine.h"
 
 #include <algorithm>
@@ -28,29 +29,98 @@ std::shared_ptr<OXvol_completData> unVol(const std::string& identifiant)
 }
 } // namespace
 
+template <class Suite>
+bool Facade::passer(Etat de, Etat a, Suite suite)
+{
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    if (_etat != de)
+        return false;
+    _etat = a;
+    suite();
+    return true;
+}
+
 Facade::Facade()
     : surActive([this] {
-          activer();
+          if (!passer(Etat::inactif, Etat::enCours, [] {}))
+              return estActif() ? orix::OXS_SERVICE_DEJA_ACTIVE : orix::OXS_ACTIVATION_EN_COURS;
+          if (accepte)
+              accepter();
           return orix::OXS_OK;
       }),
-      surDesactive([] { return orix::OXS_OK; }),
+      surDesactive([this] {
+          return passer(Etat::actif, Etat::inactif, [] {}) ? orix::OXS_OK : orix::OXS_SERVICE_NON_ACTIVE;
+      }),
       surRequete([](const Requete&) { return orix::OXS_OK; })
 {
     s_facade = this;
+    fil.executer = [this](const auto& appel) {
+        surPoint();
+        appel();
+        surPoint();
+    };
 }
 
 Facade::~Facade() { s_facade = nullptr; }
 
 Facade& Facade::instance() { return *s_facade; }
 
-void Facade::activer(orix::OXstatut statut, const std::string& serveur)
+namespace {
+void posterActivation(FilCallbacks& fil, orix::OXstatut statut, const std::string& serveur = "cdv1")
 {
     fil.poster([=] { OXcdvCliCB::activeCB(statut, serveur.c_str(), "machine"); });
+}
+void posterPerte(FilCallbacks& fil, orix::OXstatut statut)
+{
+    fil.poster([=] { OXcdvCliCB::deconnexionCB(statut); });
+}
+} // namespace
+
+void Facade::accepter()
+{
+    passer(Etat::enCours, Etat::actif, [this] { posterActivation(fil, orix::OXS_OK); });
+}
+
+void Facade::refuser()
+{
+    passer(Etat::enCours, Etat::inactif, [this] { posterActivation(fil, orix::OXS_NOK); });
+}
+
+void Facade::accepterTropTard()
+{
+    passer(Etat::enCours, Etat::inactif, [this] {
+        posterPerte(fil, orix::OXS_SERVICE_NON_ACTIVE);
+        posterActivation(fil, orix::OXS_OK);
+    });
+}
+
+bool Facade::estActif()
+{
+    return passer(Etat::actif, Etat::actif, [] {});
+}
+
+bool Facade::estEnCours()
+{
+    return passer(Etat::enCours, Etat::enCours, [] {});
+}
+
+void Facade::activer(orix::OXstatut statut, const std::string& serveur)
+{
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    _etat = statut == orix::OXS_OK ? Etat::actif : Etat::inactif;
+    posterActivation(fil, statut, serveur);
 }
 
 void Facade::perdre(orix::OXstatut statut)
 {
-    fil.poster([=] { OXcdvCliCB::deconnexionCB(statut); });
+    passer(Etat::actif, Etat::inactif, [&] { posterPerte(fil, statut); });
+}
+
+void Facade::repondreTout()
+{
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    for (const Requete& requete : _requetes)
+        repondre(requete);
 }
 
 void Facade::repondre(const std::string& operation, int idOp, int code)
@@ -87,30 +157,41 @@ std::size_t Facade::nombreRequetes()
     return _requetes.size();
 }
 
+orix::OXstatut Facade::entre(const std::function<orix::OXstatut()>& fonction)
+{
+    surPoint();
+    const orix::OXstatut statut = fonction();
+    surPoint();
+    return statut;
+}
+
 orix::OXstatut Facade::active()
 {
     ++_activations;
-    return surActive();
+    return entre(surActive);
 }
 
 orix::OXstatut Facade::desactive()
 {
     ++_desactivations;
-    return surDesactive();
+    return entre(surDesactive);
 }
 
 orix::OXstatut Facade::demander(const char* operation, OXvol_completData* vol, int& idOp)
 {
-    Requete requete;
-    {
-        const std::lock_guard<std::mutex> verrou(_mutex);
-        requete = {operation, vol->m_gidentifiant != nullptr ? vol->m_gidentifiant : "",
-                   static_cast<int>(_requetes.size()) + 1};
-        _requetes.push_back(requete);
-    }
-    const orix::OXstatut statut = surRequete(requete);
-    idOp = requete.idOp;
-    return statut;
+    return entre([&] {
+        Requete requete;
+        {
+            const std::lock_guard<std::mutex> verrou(_mutex);
+            if (_etat != Etat::actif)
+                return orix::OXS_SERVICE_NON_ACTIVE;
+            requete = {operation, vol->m_gidentifiant != nullptr ? vol->m_gidentifiant : "",
+                       static_cast<int>(_requetes.size()) + 1};
+            _requetes.push_back(requete);
+        }
+        idOp = requete.idOp;
+        return surRequete(requete);
+    });
 }
 
 cdv::Instant HorlogeManuelle::maintenant() const
@@ -165,14 +246,23 @@ void HorlogeManuelle::attendreSansEcheance(std::ptrdiff_t nombre)
 
 using essais::Facade;
 
-orix::OXstatut OXcdvCliItf::active(char*) noexcept { return Facade::instance().active(); }
-orix::OXstatut OXcdvCliItf::desactive() noexcept { return Facade::instance().desactive(); }
+orix::OXstatut OXcdvCliItf::active(char*) noexcept
+{
+    const essais::SansPanne portee;
+    return Facade::instance().active();
+}
+orix::OXstatut OXcdvCliItf::desactive() noexcept
+{
+    const essais::SansPanne portee;
+    return Facade::instance().desactive();
+}
 void orix::detruireOXcdvCliItfAdaptateur() {}
 orix::OXcdvCliConnexion orix::lireOXcdvCliConnexion() noexcept { return {}; }
 
 #define REQUETE(operation)                                                                                   \
     orix::OXstatut OXcdvCliItf::operation##_vol_complet(OXvol_completData* vol, int& idOp) noexcept          \
     {                                                                                                        \
+        const essais::SansPanne portee;                                                                      \
         return Facade::instance().demander(#operation, vol, idOp);                                           \
     }
 REQUETE(cree)
