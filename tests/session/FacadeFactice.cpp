@@ -230,18 +230,6 @@ void HorlogeManuelle::avancer(std::chrono::milliseconds duree)
     }
 }
 
-void HorlogeManuelle::attendreSansEcheance(std::ptrdiff_t nombre)
-{
-    const auto compter = [this] {
-        const std::lock_guard<std::mutex> verrou(_mutex);
-        return std::count_if(_attentes.begin(), _attentes.end(),
-                             [](const Attente& attente) { return *attente.fin == cdv::JAMAIS; });
-    };
-    do
-        avancer(std::chrono::milliseconds(0)); // each looks again for how long it has to wait
-    while (compter() != nombre);
-}
-
 } // namespace essais
 
 using essais::Facade;

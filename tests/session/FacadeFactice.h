@@ -124,15 +124,13 @@ class HorlogeManuelle : public cdv::Horloge
                   cdv::Instant fin) override;
 
     void avancer(std::chrono::milliseconds duree);
-    /// Comes back once so many threads wait for a time that never comes.
-    void attendreSansEcheance(std::ptrdiff_t nombre);
 
   private:
     struct Attente
     {
         std::condition_variable* condition;
         std::mutex* mutex;
-        const cdv::Instant* fin; ///< of the waiting call, which it also identifies
+        const cdv::Instant* fin; ///< of the waiting call, which it identifies
     };
     mutable std::mutex _mutex;
     cdv::Instant _maintenant{std::chrono::hours(1)};

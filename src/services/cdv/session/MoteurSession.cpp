@@ -228,11 +228,11 @@ void MoteurSession::surLibre()
     suivre(_reconnexion.libre(_horloge->maintenant()));
 }
 
-/// False when the session is closed.
+/// False when the session is closed, or not open yet.
 bool MoteurSession::surReponse(OXstatut statut, const char* serveur, const char* machine)
 {
     Verrou verrou(_mutex);
-    if (_ferme)
+    if (_reconnexion.etat() == EtatSession::fermee)
         return false;
     suivre(_reconnexion.reponse(statut, siPossible(serveur), siPossible(machine), _horloge->maintenant()));
     livrer(verrou);

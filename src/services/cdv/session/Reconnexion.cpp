@@ -144,7 +144,7 @@ Reconnexion::Action Reconnexion::reponse(OXstatut statut, std::string serveur, s
 {
     _reponseAttendue = _differee = false;
     _finReponse = JAMAIS;
-    if (_fermee)
+    if (etat() == EtatSession::fermee)
         return {};
     if (statut != orix::OXS_OK)
         return etat() == EtatSession::activation ? echouer(statut, maintenant) : Action{};
