@@ -536,7 +536,7 @@ TEST_F(SessionFactice, FilsMelesEtPertes)
     constexpr int FILS = 4;
     std::atomic<int> fins{0};
     std::atomic<int> dedans{0};
-    const auto fin = [&](Resultat resultat) {
+    const auto fin = [&](Resultat) {
         EXPECT_EQ(++dedans, 1);
         std::this_thread::yield();
         --dedans;
