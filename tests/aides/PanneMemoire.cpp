@@ -10,15 +10,24 @@
 #include <atomic>
 #include <cstddef>
 #include <cstring>
+#include <mutex>
 
 namespace {
 
-thread_local int reste = 0;         // allocations until the one that fails; 0: none will
+// The failure: set before the thread that it strikes.
+std::atomic<std::thread::id> victime;
+std::atomic<int> reste{0}; // allocations until the one that fails
+std::atomic<bool> epargnerORB{false};
+std::atomic<bool> desormais{false};
+
+std::mutex mutexTemoin; // guards the next; held during its calls
+std::function<void()> leTemoin;
+std::atomic<std::thread::id> observe;
+
 thread_local long bilan = 0;        // allocations less releases
 thread_local bool toujours = false; // all of them fail
 thread_local bool epargnee = false; // none does meanwhile
-thread_local bool epargnerORB = false;
-thread_local bool interne = false; // one operator may call another: counted once
+thread_local bool interne = false;  // one operator may call another: counted once
 
 /// The operator that this file hides. It still does the work: a sanitizer's goes on checking each delete
 /// against its new.
@@ -67,11 +76,19 @@ void* allouer(void* (*operateur)(std::size_t), std::size_t taille)
 {
     if (interne)
         return operateur(taille);
-    if (!epargnee && (toujours || (reste > 0 && !(epargnerORB && estDansORB()) && --reste == 0)))
+    const std::thread::id moi = std::this_thread::get_id();
+    const bool visee =
+        victime == moi && (reste > 0 || desormais) && !(epargnerORB && estDansORB()) && --reste <= 0;
+    if (!epargnee && (toujours || visee))
         throw std::bad_alloc();
     if (resteFils > 0 && estVise() && --resteFils == 0)
         throw std::bad_alloc();
     const Interne portee;
+    if (observe == moi) {
+        const std::lock_guard<std::mutex> verrou(mutexTemoin);
+        if (observe == moi)
+            leTemoin();
+    }
     ++bilan;
     return operateur(taille);
 }
@@ -132,15 +149,25 @@ namespace {
 
 long bilanMemoire() noexcept { return bilan; }
 
-PanneMemoire::PanneMemoire(int n, Ou ou) noexcept
+void observerAllocations(std::thread::id fil, std::function<void()> temoin)
+{
+    observe = std::thread::id();
+    const std::lock_guard<std::mutex> verrou(mutexTemoin);
+    leTemoin = std::move(temoin);
+    observe = fil;
+}
+
+PanneMemoire::PanneMemoire(int n, Ou ou, Duree duree, std::thread::id fil) noexcept
 {
     reste = n;
     epargnerORB = ou == HorsORB;
+    desormais = duree == Desormais;
+    victime = fil;
 }
 
-PanneMemoire::~PanneMemoire() { reste = 0; }
+PanneMemoire::~PanneMemoire() { victime = std::thread::id(); }
 
-bool PanneMemoire::survenue() const noexcept { return reste == 0; }
+bool PanneMemoire::survenue() const noexcept { return reste <= 0; }
 
 PanneMemoireFils::PanneMemoireFils(const char* nom, int n) noexcept
 {

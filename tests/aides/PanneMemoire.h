@@ -1,17 +1,22 @@
 #ifndef PANNEMEMOIRE_H
 #define PANNEMEMOIRE_H
 
+#include <functional>
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 namespace essais {
 
 /// Allocations less releases by operator new and delete on this thread so far.
 long bilanMemoire() noexcept;
 
-/// While it lives, the n-th operator new of this thread (1: the next) throws std::bad_alloc, once. One at a
-/// time.
+/// Calls the function before each operator new of that thread, what the function allocates excepted. Without
+/// thread: no more; a call that is going on is waited for.
+void observerAllocations(std::thread::id fil, std::function<void()> temoin);
+
+/// While it lives, the n-th operator new of a thread (1: the next) throws std::bad_alloc. One at a time.
 class PanneMemoire
 {
   public:
@@ -21,7 +26,13 @@ class PanneMemoire
         Partout,
         HorsORB
     };
-    explicit PanneMemoire(int n, Ou ou = Partout) noexcept;
+    enum Duree
+    {
+        UneFois,
+        Desormais ///< those after the n-th fail too
+    };
+    explicit PanneMemoire(int n, Ou ou = Partout, Duree duree = UneFois,
+                          std::thread::id fil = std::this_thread::get_id()) noexcept;
     ~PanneMemoire();
     PanneMemoire(const PanneMemoire&) = delete;
     PanneMemoire& operator=(const PanneMemoire&) = delete;

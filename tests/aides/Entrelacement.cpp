@@ -1,0 +1,124 @@
+#include "Entrelacement.h"
+
+#include "PanneMemoire.h"
+
+#include <dlfcn.h>
+#include <execinfo.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+#include <sstream>
+
+namespace essais {
+
+namespace {
+
+/// Whether every thread but the caller's sleeps, and none has run during the look.
+bool toutDort()
+{
+    const auto sommeils = [] {
+        rusage usage{};
+        getrusage(RUSAGE_SELF, &usage);
+        return usage.ru_nvcsw; // a thread that falls asleep adds one
+    };
+    const auto avant = sommeils();
+    const std::string moi = std::to_string(gettid());
+    for (const auto& fil : std::filesystem::directory_iterator("/proc/self/task")) {
+        if (fil.path().filename() == moi)
+            continue;
+        std::string etat;
+        std::getline(std::ifstream(fil.path() / "stat"), etat);
+        const std::size_t nom = etat.rfind(") ");
+        if (nom == std::string::npos || etat[nom + 2] == 'R') // none: it has just ended
+            return false;
+    }
+    return sommeils() == avant;
+}
+
+/// The bare name of the function that traced.
+std::string nomFonction(const orix::LigneTrace& ligne)
+{
+    const std::string signature = ligne.fonction.substr(0, ligne.fonction.find('('));
+    return signature.substr(signature.find_last_of(": ") + 1);
+}
+
+/// The innermost callers, for addr2line.
+std::string appelants()
+{
+    void* adresses[16];
+    const int nombre = backtrace(adresses, 16);
+    std::ostringstream texte;
+    for (int i = 4; i < nombre; ++i) {
+        Dl_info objet;
+        if (dladdr(adresses[i], &objet) != 0)
+            texte << std::filesystem::path(objet.dli_fname).filename().string() << "+0x" << std::hex
+                  << static_cast<char*>(adresses[i]) - static_cast<char*>(objet.dli_fbase) << ' ';
+    }
+    return texte.str();
+}
+
+} // namespace
+
+void attendreRepos()
+{
+    static std::mutex mutex; // one looks, the others sleep
+    const std::lock_guard<std::mutex> verrou(mutex);
+    while (!toutDort())
+        std::this_thread::yield();
+}
+
+Entrelacement::Entrelacement(const std::string& ouverture, Pas pas, int numero,
+                             std::function<void()> evenement)
+    : _ouverture(ouverture), _pas(pas), _restants(numero), _evenement(std::move(evenement))
+{
+    _ecoute.emplace([this](const orix::LigneTrace& ligne) { _recevoir(ligne); });
+    if (_ouverture.empty())
+        _observer();
+}
+
+const std::string& Entrelacement::attendre()
+{
+    observerAllocations({}, {});
+    _ecoute.reset();
+    if (_thread.joinable())
+        _thread.join();
+    return _lieu;
+}
+
+/// The calling thread is the operation's.
+void Entrelacement::_observer()
+{
+    _fil = std::this_thread::get_id();
+    if (_pas == Lignes)
+        return;
+    orix::Trace::definirSeuil(orix::NTO_AUCUN);
+    observerAllocations(_fil, [this] {
+        if (_restants == 0)
+            _avancer(appelants());
+        --_restants;
+    });
+}
+
+void Entrelacement::_recevoir(const orix::LigneTrace& ligne)
+{
+    if (_fil == std::thread::id() && nomFonction(ligne) == _ouverture)
+        _observer();
+    if (_pas != Lignes || _fil != std::this_thread::get_id() || _restants-- != 0)
+        return;
+    // The facility has one caller at a time, and this is it: nobody else may come to it meanwhile.
+    orix::Trace::definirSeuil(orix::NTO_AUCUN);
+    _avancer(nomFonction(ligne) + ": " + ligne.message);
+    orix::Trace::definirSeuil(orix::NTO_DETAIL);
+}
+
+void Entrelacement::_avancer(const std::string& lieu)
+{
+    _lieu = lieu;
+    _thread = std::thread(_evenement);
+    attendreRepos();
+}
+
+} // namespace essais
