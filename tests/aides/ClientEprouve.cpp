@@ -12,10 +12,6 @@ using namespace orix;
 
 namespace essais {
 
-namespace {
-char SERVICE[] = "cdv";
-}
-
 ClientEprouve::ClientEprouve()
 {
     reglages.niveauTrace = NTO_AUCUN;
@@ -41,9 +37,8 @@ void ClientEprouve::SetUp()
     callbacks.pendant = [this](const Appel& appel, OXvol_completData*) { _noter(appel); };
 }
 
-void ClientEprouve::active()
+void ClientEprouve::noterActive(OXstatut statut)
 {
-    const OXstatut statut = OXcdvCliItf::active(SERVICE);
     const std::lock_guard<std::mutex> verrou(_mutex);
     _exiger("active", statut,
             {OXS_OK, OXS_ACTIVATION_EN_COURS, OXS_SERVICE_DEJA_ACTIVE, OXS_NOYAU_NON_INITIALISE,
@@ -55,9 +50,8 @@ void ClientEprouve::active()
         ++_compte.bascules;
 }
 
-void ClientEprouve::desactive()
+void ClientEprouve::noterDesactive(OXstatut statut)
 {
-    const OXstatut statut = OXcdvCliItf::desactive();
     const std::lock_guard<std::mutex> verrou(_mutex);
     _exiger("desactive", statut,
             {OXS_OK, OXS_SERVICE_NON_ACTIVE, OXS_SERVICE_DEJA_DESACTIVE, OXS_NOYAU_NON_INITIALISE});

@@ -22,8 +22,8 @@ class ClientEprouve : public AvecNoyau
 {
   public:
     // What may happen, on any thread.
-    void active();
-    void desactive();
+    void active() { noterActive(OXcdvCliItf::active(SERVICE)); }
+    void desactive() { noterDesactive(OXcdvCliItf::desactive()); }
     void demander();
     void accepter() { _repondre(orix::OXS_OK); } ///< the answers that the servers keep back
     void refuser() { _repondre(REFUS); }
@@ -36,6 +36,10 @@ class ClientEprouve : public AvecNoyau
     void relancer(); ///< the middleware
 
   protected:
+    /// What came of a call of active() or desactive().
+    void noterActive(orix::OXstatut statut);
+    void noterDesactive(orix::OXstatut statut);
+
     enum Depart
     {
         Desactive,
@@ -50,8 +54,9 @@ class ClientEprouve : public AvecNoyau
         Tout         ///< an activation too
     };
 
+    static inline char SERVICE[] = "cdv";
     static constexpr auto PERIODE = std::chrono::milliseconds(5); ///< of the pings
-    static constexpr auto PATIENCE = std::chrono::seconds(1);    ///< less than the delays of the settings
+    static constexpr auto PATIENCE = std::chrono::seconds(1);     ///< less than the delays of the settings
 
     ClientEprouve();
     void SetUp() override;

@@ -1,17 +1,14 @@
 // Memory runs out: every single allocation of a request, of a notification, of an activation fails in turn.
 #include "CapteurTraces.h"
-#include "FileAttente.h"
+#include "ClientEprouve.h"
 #include "OXcdvCliItfAdaptateur.h"
 #include "PanneMemoire.h"
-#include "Porte.h"
-#include "ServeurEssai.h"
 #include "SessionReelle.h"
 #include "VolsEssai.h"
 
 #include <atomic>
 #include <functional>
 #include <iostream>
-#include <map>
 #include <optional>
 
 using essais::Appel;
@@ -25,26 +22,27 @@ namespace {
 class CompteurTrace
 {
   public:
-    explicit CompteurTrace(std::string texte) : _texte(std::move(texte)) {}
+    explicit CompteurTrace(std::string texte, int seuil = orix::NTO_NOTABLE)
+        : _texte(std::move(texte)),
+          _ecoute([this](const orix::LigneTrace& ligne) { _nombre += ligne.message == _texte; }, seuil)
+    {}
 
     int prendre() { return _nombre.exchange(0); }
 
   private:
     const std::string _texte;
     std::atomic<int> _nombre{0};
-    essais::EcouteTraces _ecoute{
-        [this](const orix::LigneTrace& ligne) { _nombre += ligne.message == _texte; }, orix::NTO_NOTABLE};
+    essais::EcouteTraces _ecoute;
 };
 
 /// Does it with its first allocation failing, then its second, and so on until none is left to fail; verifier
 /// is called after each failure. Returns how many there were.
-int chaquePanne(const std::function<void()>& action, const std::function<void(int n)>& verifier,
-                PanneMemoire::Ou ou = PanneMemoire::Partout)
+int chaquePanne(const std::function<void()>& action, const std::function<void(int n)>& verifier)
 {
     for (int n = 1;; ++n) {
         bool survenue = false;
         {
-            const PanneMemoire panne(n, ou);
+            const PanneMemoire panne(n);
             action();
             survenue = panne.survenue();
         }
@@ -136,32 +134,6 @@ TEST_F(MemoireSession, RequestSaysSoAndTheNextOneWorks)
     }
 }
 
-TEST_F(MemoireSession, ActivationSaysSoAndTheNextOneWorks)
-{
-    activer(); // what is made once is made
-    EXPECT_EQ(OXcdvCliItf::desactive(), orix::OXS_OK);
-    orix::OXstatut statut = orix::OXS_OK;
-    std::map<orix::OXstatut, int> statuts;
-    const int pannes =
-        chaquePanne([&] { statut = OXcdvCliItf::active(essais::SERVICE); },
-                    [&](int n) {
-                        SCOPED_TRACE(n);
-                        ++statuts[statut];
-                        if (statut != orix::OXS_OK || _callbacks.attendre("activeCB").statut != orix::OXS_OK)
-                            activerQuelquePart();
-                        verifierConsultation();
-                        EXPECT_EQ(OXcdvCliItf::desactive(), orix::OXS_OK);
-                    },
-                    PanneMemoire::HorsORB);
-    EXPECT_EQ(statut, orix::OXS_OK);
-    EXPECT_EQ(_callbacks.attendre().nom, "activeCB");
-    EXPECT_GT(statuts[orix::OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE] + statuts[orix::OXS_NOK], 0);
-    std::cout << pannes << " failures of an activation:";
-    for (const auto& [code, fois] : statuts)
-        std::cout << " " << fois << " gave " << orix::texteStatut(code);
-    std::cout << std::endl;
-}
-
 /// The failure strikes the ORB's thread, from the end of one notification to the middle of the next one.
 TEST_F(MemoireSession, ReceptionLosesAMessageAtMost)
 {
@@ -172,10 +144,9 @@ TEST_F(MemoireSession, ReceptionLosesAMessageAtMost)
     for (int n = 1; n <= PANNES && !HasFailure(); ++n) {
         SCOPED_TRACE(n);
         {
-            essais::SurTrace armement("Creation de l'objet OXcdvCliCB::consulte_vol_completCB.", [n] {
-                thread_local std::optional<PanneMemoire> panne;
-                panne.emplace(n);
-            });
+            std::optional<PanneMemoire> panne;
+            essais::SurTrace armement("Creation de l'objet OXcdvCliCB::consulte_vol_completCB.",
+                                      [&panne, n] { panne.emplace(n); });
             int idOp = 0;
             for (int i = 0; i < 2; ++i) // the second may meet what became of the connection
                 OXcdvCliItf::consulte_vol_complet(vol("personne").get(), idOp);
@@ -253,57 +224,210 @@ TEST_F(Memoire, NotificationIsDroppedWithATraceAndTheNextOneArrives)
     }
 }
 
-/// The answer of the server, handled on the test's thread while the real one is kept waiting.
-TEST_F(Memoire, AnswerToAnActivationLeavesNeitherHalfAConnectionNorAnApplicationThatWaits)
-{
-    essais::Porte porte;
-    premier.avantReponse = deuxieme.avantReponse = [&] { porte.passer(); };
-    orix::OXcdvCliItfAdaptateur& adaptateur = activer();
-    ASSERT_EQ(adaptateur.desactive(), orix::OXS_OK);
-    orix_corba::NiveauReference niveau;
-    niveau.majeur = 3;
-    niveau.mineur = niveau.correctif = niveau.construction = 0;
-    niveau.reference = premier.service._this();
+// ---- The life of the connection, with servers of the test's own
 
-    std::atomic<int> pannes{0};
-    essais::FileAttente<bool> tardives;
-    const essais::EcouteTraces ecoute(
-        [&](const orix::LigneTrace& ligne) {
-            pannes += ligne.message == "Exception non prévue.";
-            if (ligne.message.rfind("Réception d'un activeCB", 0) == 0)
-                tardives.poser(true);
-        },
-        orix::NTO_REFUS);
-    for (const int reponse : {orix::OXS_OK, orix::OXS_NOK}) {
-        SCOPED_TRACE(reponse);
-        bool finie = false;
-        int n = 0;
-        while (!finie && !HasFailure()) {
-            porte.fermerApres(0);
-            ASSERT_EQ(adaptateur.active("cdv"), orix::OXS_OK) << n;
-            {
-                const PanneMemoire panne(++n, PanneMemoire::HorsORB);
-                adaptateur.activeCB(reponse, "premier", "hote", niveau, 7);
-                finie = !panne.survenue();
+class MemoireConnexion : public essais::ClientEprouve
+{
+  public:
+    struct Chemin
+    {
+        const char* nom;
+        Depart depart;
+        void (MemoireConnexion::*acte)();
+        int seuil = orix::NTO_AUCUN;
+    };
+    static const Chemin CHEMINS[];
+
+    void construire()
+    {
+        detruire();
+        _sousPanne([] {
+            try {
+                orix::oxcdvCliItfAdaptateur();
+            } catch (const std::bad_alloc&) {
+                // Nobody has one then.
             }
-            // Told once, and in the state that it was told.
-            const Appel appel = callbacks.attendre();
-            EXPECT_EQ(appel.nom, "activeCB") << n;
-            EXPECT_EQ(appel.statut == orix::OXS_OK, adaptateur.estActive()) << n;
-            EXPECT_NE(adaptateur.lireEtat(), orix::OXcdvCliItfAdaptateur::DemandeActivation) << n;
-            if (appel.statut != reponse) {
-                EXPECT_EQ(appel.statut, orix::OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE) << n;
-                EXPECT_EQ(pannes.exchange(0), 1) << n;
-            }
-            porte.ouvrir(); // the real answer comes too late
-            EXPECT_TRUE(tardives.prendre(false)) << n;
-            if (appel.statut == orix::OXS_OK) {
-                EXPECT_EQ(adaptateur.desactive(), orix::OXS_OK) << n;
-            }
-            EXPECT_EQ(callbacks.nombre(), 0u) << n;
-        }
-        std::cout << n - 1 << " failures of the answer " << reponse << std::endl;
+        });
     }
+    void demanderActive()
+    {
+        orix::OXstatut statut = orix::OXS_NOK;
+        int textes = 0;
+        {
+            CompteurTrace compteur("Problème d'allocation mémoire", _seuil);
+            _sousPanne([&] { statut = OXcdvCliItf::active(SERVICE); });
+            textes = compteur.prendre();
+        }
+        if (_seuil >= orix::NTO_NOTABLE && _duree == PanneMemoire::UneFois) {
+            EXPECT_EQ(textes, statut == orix::OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE);
+        }
+        noterActive(statut);
+    }
+    void repondreOui() { _repondre(orix::OXS_OK); }
+    void repondreNon() { _repondre(orix::OXS_CLIENT_ID_INVALIDE); }
+    void annoncer23() { _annoncer(orix::OXS_SERVICE_NON_ACTIVE); }
+    void annoncer25() { _annoncer(orix::OXS_NOK); }
+    void partir()
+    {
+        orix::OXstatut statut = orix::OXS_NOK;
+        _sousPanne([&] { statut = OXcdvCliItf::desactive(); });
+        noterDesactive(statut);
+    }
+    /// On the monitor's thread.
+    void perdre()
+    {
+        std::optional<PanneMemoire> panne;
+        avantOubli = [&] {
+            if (!panne)
+                _armer(panne);
+        };
+        oublierClient();
+        EXPECT_TRUE(attendrePertes(1));
+        avantOubli = [] {};
+        _survenue = panne && panne->survenue();
+    }
+    /// Likewise: the departure that did not come about is ended.
+    void partirDUnMort()
+    {
+        tuerServeur();
+        std::optional<PanneMemoire> panne;
+        _armer(panne);
+        desactive();
+        EXPECT_TRUE(attendrePertes(1));
+        _survenue = panne->survenue();
+    }
+    /// On the kernel's thread.
+    void attendreEnVain()
+    {
+        std::optional<PanneMemoire> panne;
+        _armer(panne);
+        active();
+        EXPECT_TRUE(attendreReponses(1));
+        _survenue = panne->survenue();
+    }
+
+  protected:
+    MemoireConnexion() { statutsPermis = {orix::OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE}; }
+
+    /// Each allocation fails in turn, once or with all that follow. Returns how many there are.
+    int eprouver(const Chemin& chemin, PanneMemoire::Duree duree)
+    {
+        _seuil = chemin.seuil;
+        _duree = duree;
+        for (_numero = 1;; ++_numero) {
+            SCOPED_TRACE(std::string(chemin.nom) + ", allocation " + std::to_string(_numero) +
+                         (duree == PanneMemoire::Desormais ? " and all that follow" : ""));
+            const int echecsAvant = echecs();
+            preparer(chemin.depart);
+            (this->*chemin.acte)();
+            verifier();
+            if (echecs() != echecsAvant)
+                toutOublier();
+            if (!_survenue)
+                return _numero - 1;
+        }
+    }
+    /// The thread that traces a line of that beginning while this is done.
+    std::thread::id chercherFil(const std::string& debut, const std::function<void()>& faire)
+    {
+        std::thread::id fil;
+        {
+            const essais::SurTrace ecoute(
+                debut, [&] { fil = std::this_thread::get_id(); }, orix::NTO_REFUS);
+            faire();
+        }
+        EXPECT_NE(fil, std::thread::id());
+        return fil;
+    }
+
+    std::thread::id _victime; ///< of the failures that do not strike the test's own thread
+
+  private:
+    template <class Appel>
+    void _sousPanne(Appel appel)
+    {
+        const PanneMemoire panne(_numero, PanneMemoire::HorsORB, _duree);
+        appel();
+        _survenue = panne.survenue();
+    }
+    void _armer(std::optional<PanneMemoire>& panne)
+    {
+        panne.emplace(_numero, PanneMemoire::HorsORB, _duree, _victime);
+    }
+    /// As the kernel would, while the real answer is kept back.
+    void _repondre(int statut)
+    {
+        orix_corba::NiveauReference niveau;
+        niveau.majeur = 3;
+        niveau.mineur = niveau.correctif = niveau.construction = 0;
+        orix::OXcdvCliItfAdaptateur& adaptateur = *orix::oxcdvCliItfAdaptateur();
+        const bool estPremier = adaptateur.lireServeurCourant() == orix::OXroutage::PremierServeur;
+        niveau.reference = (estPremier ? premier : deuxieme).service._this();
+        _sousPanne(
+            [&] { adaptateur.activeCB(statut, estPremier ? "premier" : "deuxieme", "hote", niveau, 7); });
+    }
+    /// As the ORB would.
+    void _annoncer(int raison)
+    {
+        _sousPanne([&] { orix::oxcdvCliItfAdaptateur()->deconnexionCB(raison); });
+    }
+
+    int _seuil = 0;
+    PanneMemoire::Duree _duree = PanneMemoire::UneFois;
+    int _numero = 0;
+    bool _survenue = false;
+};
+
+const MemoireConnexion::Chemin MemoireConnexion::CHEMINS[] = {
+    {"construction", Desactive, &MemoireConnexion::construire},
+    {"active", Desactive, &MemoireConnexion::demanderActive, orix::NTO_AUCUN},
+    {"active with notable lines", Desactive, &MemoireConnexion::demanderActive, orix::NTO_NOTABLE},
+    {"active with progress", Desactive, &MemoireConnexion::demanderActive, orix::NTO_PROGRES},
+    {"active with details", Desactive, &MemoireConnexion::demanderActive, orix::NTO_DETAIL},
+    {"acceptance", Demande, &MemoireConnexion::repondreOui},
+    {"refusal", Demande, &MemoireConnexion::repondreNon},
+    {"notice of an end", Active, &MemoireConnexion::annoncer23},
+    {"notice of a failure", Active, &MemoireConnexion::annoncer25},
+    {"desactive", Active, &MemoireConnexion::partir},
+    {"loss", Active, &MemoireConnexion::perdre},
+    {"end of an interrupted desactive", Active, &MemoireConnexion::partirDUnMort},
+};
+
+TEST_F(MemoireConnexion, EveryFailureEndsWell)
+{
+    _victime = chercherFil("Serveur perdu", [this] {
+        preparer(Active);
+        oublierClient();
+        verifier();
+    });
+    for (const Chemin& chemin : CHEMINS) {
+        const int seule = eprouver(chemin, PanneMemoire::UneFois);
+        const int durable = eprouver(chemin, PanneMemoire::Desormais);
+        std::cout << chemin.nom << ": " << seule << " failures, " << durable << " lasting ones" << std::endl;
+    }
+}
+
+class MemoireDelaiCourt : public MemoireConnexion
+{
+  protected:
+    MemoireDelaiCourt()
+    {
+        reglages.delaiActivation = std::chrono::milliseconds(30);
+        statutsPermis.insert(orix::OXS_REPLY_ERROR);
+    }
+};
+
+TEST_F(MemoireDelaiCourt, EveryFailureEndsWell)
+{
+    const Chemin chemin{"time-out", Desactive, &MemoireConnexion::attendreEnVain};
+    _victime = chercherFil("Pas de réponse à la demande", [this] {
+        preparer(Desactive);
+        active();
+        attendreReponses(1);
+        verifier();
+    });
+    for (const auto duree : {PanneMemoire::UneFois, PanneMemoire::Desormais})
+        std::cout << chemin.nom << ": " << eprouver(chemin, duree) << " failures" << std::endl;
 }
 
 } // namespace
