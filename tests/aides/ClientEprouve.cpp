@@ -1,8 +1,8 @@
 #include "ClientEprouve.h"
 
 #include "Entrelacement.h"
-#include "orix/Echec.h"
-#include "orix/TableInformationsConnexions.h"
+#include "orix/interne/Echec.h"
+#include "orix/interne/TableInformationsConnexions.h"
 
 #include <gmock/gmock.h>
 
