@@ -33,7 +33,7 @@ class ClientEprouve : public AvecNoyau
     void tuerServeur();
     void arreterServeur();
     void detruire() { orix::detruireOXcdvCliItfAdaptateur(); }
-    void relancer(); ///< the middleware
+    void arreterNoyau(); ///< verifier() starts it again
 
   protected:
     /// What came of a call of active() or desactive().
@@ -98,6 +98,7 @@ class ClientEprouve : public AvecNoyau
         int pertes = 0;        ///< deconnexionCB
         int departs = 0;       ///< desactive() that succeeded
         int bascules = 0;      ///< what makes the client turn to the other server
+        bool arretee = false;  ///< active() found no kernel
         std::vector<std::string> anomalies;
     };
 
@@ -110,6 +111,7 @@ class ClientEprouve : public AvecNoyau
     void _annoncer(orix::OXstatut raison);
     bool _estEnregistree();
     void _verifierVie();
+    void _partir();
 
     std::mutex _mutex; // guards what follows
     std::condition_variable _nouvelle;

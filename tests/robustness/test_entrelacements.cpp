@@ -44,7 +44,8 @@ class Entrelacements : public essais::ClientEprouve
         const std::string lieu = entrelacement.attendre();
         SCOPED_TRACE(std::string(operation.nom) + ", " + evenement.nom + " at step " +
                      std::to_string(numero) + ", " + lieu);
-        verifier(operation.silence);
+        const bool arret = evenement.acte == &ClientEprouve::arreterNoyau;
+        verifier(operation.silence == Aucun && arret ? Deconnexion : operation.silence);
         return !lieu.empty();
     }
 };
@@ -61,8 +62,8 @@ const Entrelacements::Operation Entrelacements::OPERATIONS[] = {
     // No call of the application may be inside.
     {"destruction while active", Active, &ClientEprouve::detruire, "", Tout},
     {"destruction while pending", Demande, &ClientEprouve::detruire, "", Tout},
-    {"restart while active", Active, &ClientEprouve::relancer, "", Deconnexion},
-    {"restart while pending", Demande, &ClientEprouve::relancer, "", Deconnexion},
+    {"stop while active", Active, &ClientEprouve::arreterNoyau, "", Deconnexion},
+    {"stop while pending", Demande, &ClientEprouve::arreterNoyau, "", Deconnexion},
 };
 
 const Entrelacements::Evenement Entrelacements::EVENEMENTS[] = {
@@ -76,6 +77,7 @@ const Entrelacements::Evenement Entrelacements::EVENEMENTS[] = {
     {"active", &ClientEprouve::active, true},
     {"desactive", &ClientEprouve::desactive, true},
     {"request", &ClientEprouve::demander, true},
+    {"stop of the middleware", &ClientEprouve::arreterNoyau, true},
 };
 
 class TousLesPas
