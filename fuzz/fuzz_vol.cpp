@@ -2,10 +2,13 @@
 #include "OXvol_completData.h"
 
 #include "OXvol_completDataC.h"
+#include "Recu.h"
+#include "VueVolComplet.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -54,14 +57,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* octets, std::size_t ta
     OXvol_completData_v3_0_0 filaire;
     if (!lire(filaire, aligne.data(), taille))
         return 0;
-    const OXvol_completData recu(filaire);
-    const std::string texte = afficher(recu);
-    exiger(afficher(OXvol_completData(recu)) == texte);
+    // As a notification that came from another process: its texts are taken over.
+    const orix::orb::Service service(true);
+    const std::unique_ptr<const OXvol_completData> recu(recevoirVolComplet(filaire));
+    const std::string texte = afficher(*recu);
+    exiger(afficher(OXvol_completData(*recu)) == texte);
 
     // What goes back is a record again, and the same one.
     cdrMemoryStream retour;
-    const OXvol_completData_v3_0_0 rendu = recu.construireObjetSpecifique_v3_0_0();
-    rendu >>= retour;
+    VueVolComplet(*recu).lire() >>= retour;
     OXvol_completData_v3_0_0 relu;
     exiger(lire(relu, retour.bufPtr(), retour.bufSize()));
     exiger(afficher(OXvol_completData(relu)) == texte);

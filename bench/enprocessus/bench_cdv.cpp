@@ -6,6 +6,7 @@
 #include "Allocations.h"
 
 #include "OXcdvCliCBfoncteur.h"
+#include "Recu.h"
 #include "VueVolComplet.h"
 #include "orix/OXcci_rub_chgtData.h"
 #include "orix/OXcode_statData.h"
@@ -114,7 +115,7 @@ void versLeFil(State& state)
 }
 BENCHMARK(versLeFil)->Apply(variantes);
 
-/// What a request sends: the same struct, with the texts lent.
+/// What a request sends: the same, with the record's texts lent.
 void vuePourEnvoi(State& state)
 {
     const Vol source = vol(contenu(state));
@@ -125,11 +126,15 @@ void vuePourEnvoi(State& state)
 }
 BENCHMARK(vuePourEnvoi)->Apply(variantes);
 
+/// What a notification keeps: the record, with the texts taken over.
 void depuisLeFil(State& state)
 {
     const OXvol_completData_v3_0_0 source = bench::structure(contenu(state));
-    // On the heap and released at once, as a notification does.
-    mesurer(state, [&] { benchmark::DoNotOptimize(std::make_unique<OXvol_completData>(source)); });
+    const orix::orb::Service service(true);
+    using Notification = std::pair<OXvol_completData_v3_0_0, Vol>;
+    mesurerParLots(
+        state, [&] { return std::make_unique<Notification>(source, nullptr); },
+        [](auto& notification) { notification->second.reset(recevoirVolComplet(notification->first)); });
 }
 BENCHMARK(depuisLeFil)->Apply(variantes);
 
@@ -194,9 +199,7 @@ struct Textes
 Textes textes(const OXvol_completData& vol)
 {
     Textes textes;
-#define BENCH_CHAMP(nom) textes.compter(vol.m_##nom);
-    OXVOL_COMPLET_CHAMPS(BENCH_CHAMP, BENCH_CHAMP)
-#undef BENCH_CHAMP
+    pourChaqueChamp([&textes](const char*, const auto* champ) { textes.compter(champ); }, vol);
     for (int i = 0; i < vol.nombre_rub_chgt(); ++i)
         textes.compter(vol.lire_rub_chgt(i));
     for (int i = 0; i < vol.nombre_point(); ++i)

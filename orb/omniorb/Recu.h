@@ -8,9 +8,21 @@
 /// What a request brings to a servant, and what the servant may keep of it.
 namespace orix::orb {
 
-namespace interne {
-inline thread_local bool t_distant = false; // the request being served comes from another process
-}
+/// While it lives, the calling thread serves a request, which comes from another process or from this one.
+class Service
+{
+  public:
+    explicit Service(bool distant) noexcept : _avant(s_distant) { s_distant = distant; }
+    ~Service() { s_distant = _avant; }
+    Service(const Service&) = delete;
+    Service& operator=(const Service&) = delete;
+
+    static bool estDistant() noexcept { return s_distant; }
+
+  private:
+    static inline thread_local bool s_distant = false;
+    const bool _avant;
+};
 
 /// Base of a servant that keeps what it receives instead of copying it: the skeleton of its interface, which
 /// makes prenable() work.
@@ -20,12 +32,7 @@ class ServantPreneur : public Squelette
   public:
     _CORBA_Boolean _dispatch(omniCallHandle& appel) override
     {
-        struct Service
-        {
-            explicit Service(bool distant) : avant(interne::t_distant) { interne::t_distant = distant; }
-            ~Service() { interne::t_distant = avant; }
-            const bool avant;
-        } const service(appel.iop_s() != nullptr);
+        const Service service(appel.iop_s() != nullptr);
         return Squelette::_dispatch(appel);
     }
 };
@@ -35,7 +42,7 @@ class ServantPreneur : public Squelette
 template <class T>
 T* prenable(const T& argument) noexcept
 {
-    return interne::t_distant ? const_cast<T*>(&argument) : nullptr;
+    return Service::estDistant() ? const_cast<T*>(&argument) : nullptr;
 }
 
 /// Takes the text over: it is released with array delete. This ORB allocates its texts with array new, except

@@ -1,7 +1,3 @@
-#include "orix/Accesseurs.h"
-
-#undef ORIX_LECTEUR
-#define ORIX_LECTEUR ORIX_LECTEUR_EMIS
 #include "orix/OXcci_rub_chgtData.h"
 
 #include "OXcci_rub_chgtDataC.h"

@@ -1,7 +1,3 @@
-#include "orix/Accesseurs.h"
-
-#undef ORIX_LECTEUR
-#define ORIX_LECTEUR ORIX_LECTEUR_EMIS
 #include "orix/OXcode_statData.h"
 
 #include "OXcode_statDataC.h"

@@ -9,7 +9,7 @@
 
 namespace orix {
 
-std::atomic<int> SeuilTrace::s_seuil{NTO_AUCUN};
+std::atomic<int> Trace::s_seuil{NTO_AUCUN};
 
 namespace {
 
@@ -72,10 +72,12 @@ void Trace::tracer(int niveauApplicatif, NiveauTraceORIX niveau, const std::stri
         ecrire([&] { return LigneTrace{niveauApplicatif, niveau, fichier, fonction, ligne, message}; });
 }
 
-void Trace::tracer(NiveauTraceORIX niveau, const char* fichier, const char* fonction, int ligne,
+void Trace::tracer(NiveauTraceORIX niveau, std::string_view fichier, std::string_view fonction, int ligne,
                    const std::ostringstream& message)
 {
-    ecrire([&] { return LigneTrace{0, niveau, fichier, fonction, ligne, message.str()}; });
+    ecrire([&] {
+        return LigneTrace{0, niveau, std::string(fichier), std::string(fonction), ligne, message.str()};
+    });
 }
 
 void Trace::definirRecepteur(Recepteur recepteur)

@@ -151,9 +151,7 @@ Vol Vol::prendre(OXvol_completData& source)
 {
     Vol vol;
     Record& cible = vol.brut();
-#define CDV_CHAMP(nom) std::swap(cible.m_##nom, source.m_##nom);
-    OXVOL_COMPLET_CHAMPS(CDV_CHAMP, CDV_CHAMP)
-#undef CDV_CHAMP
+    pourChaqueChamp([](const char*, auto& pris, auto& laisse) { std::swap(pris, laisse); }, cible, source);
     std::swap(Listes::points(cible), Listes::points(source));
     std::swap(Listes::nombrePoints(cible), Listes::nombrePoints(source));
     std::swap(Listes::changements(cible), Listes::changements(source));

@@ -2,28 +2,18 @@
 
 #include "OXcdvCliCBfoncteur.h"
 #include "OXcdvCliItfAdaptateur.h"
-#include "OXvol_completData.h"
+#include "VueVolComplet.h"
 #include "orix/Trace.h"
 #include "orix/interne/Echec.h"
 #include "orix/interne/ExecuteurCB.h"
 
 #include <new>
-#include <utility>
 
 namespace {
 
 constexpr const char* FICHIER = "OXcdvServeurVersClientImplementation";
 
 #define SIGNALER(operation, texte) ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, FICHIER, operation, texte)
-
-/// The record of a notification: takes over what the ORB unmarshalled for it, copies what a caller in this
-/// process keeps.
-OXvol_completData* recevoir(const OXvol_completData_v3_0_0& vol)
-{
-    if (OXvol_completData_v3_0_0* const aPrendre = orix::orb::prenable(vol))
-        return new OXvol_completData(std::move(*aPrendre));
-    return new OXvol_completData(vol);
-}
 
 /// What every notification does: hands the deferred call, made by creer, to the executor, and gives the ORB
 /// its thread back.
@@ -59,7 +49,7 @@ void Implementation::cree_vol_complet(CORBA::Long nResuVarda, const OXvol_comple
                                       CORBA::Long nIdOp)
 {
     poster(__PRETTY_FUNCTION__, "cree_vol_complet", [&] {
-        return orix::creerOXcdvCliCB_cree_vol_complet(nResuVarda, recevoir(p_vol_complet), nIdOp);
+        return orix::creerOXcdvCliCB_cree_vol_complet(nResuVarda, recevoirVolComplet(p_vol_complet), nIdOp);
     });
 }
 
@@ -67,7 +57,8 @@ void Implementation::modifie_vol_complet(CORBA::Long nResuVarda,
                                          const OXvol_completData_v3_0_0& p_vol_complet, CORBA::Long nIdOp)
 {
     poster(__PRETTY_FUNCTION__, "modifie_vol_complet", [&] {
-        return orix::creerOXcdvCliCB_modifie_vol_complet(nResuVarda, recevoir(p_vol_complet), nIdOp);
+        return orix::creerOXcdvCliCB_modifie_vol_complet(nResuVarda, recevoirVolComplet(p_vol_complet),
+                                                         nIdOp);
     });
 }
 
@@ -81,14 +72,15 @@ void Implementation::consulte_vol_complet(CORBA::Long nResuVarda,
                                           const OXvol_completData_v3_0_0& p_vol_complet, CORBA::Long nIdOp)
 {
     poster(__PRETTY_FUNCTION__, "consulte_vol_complet", [&] {
-        return orix::creerOXcdvCliCB_consulte_vol_complet(nResuVarda, recevoir(p_vol_complet), nIdOp);
+        return orix::creerOXcdvCliCB_consulte_vol_complet(nResuVarda, recevoirVolComplet(p_vol_complet),
+                                                          nIdOp);
     });
 }
 
 void Implementation::liste_vol_complet(const OXvol_completData_v3_0_0& p_vol_complet, CORBA::Long nIdOp)
 {
     poster(__PRETTY_FUNCTION__, "liste_vol_complet",
-           [&] { return orix::creerOXcdvCliCB_liste_vol_complet(recevoir(p_vol_complet), nIdOp); });
+           [&] { return orix::creerOXcdvCliCB_liste_vol_complet(recevoirVolComplet(p_vol_complet), nIdOp); });
 }
 
 void Implementation::fin_liste_vol_complet(CORBA::Long nResuVarda, CORBA::Long nIdOp)

@@ -1,25 +1,29 @@
-#include "orix/OXcci_rub_chgtData.h"
-#include "orix/OXcode_statData.h"
-#include "orix/interne/ChampsEnregistrement.h"
-
-#undef ORIX_LECTEUR
-#define ORIX_LECTEUR ORIX_LECTEUR_EMIS
 #include "OXvol_completData.h"
+
+#include "orix/OXcci_rub_chgtData.h"
+#include "orix/OXchaine.h"
+#include "orix/OXcode_statData.h"
+#include "orix/Trace.h"
 
 #include <algorithm>
 #include <iostream>
 #include <new>
+#include <string>
 
-#define TRACER(niveau, fonction, texte) ORIX_TRACE(orix::niveau, "OXvol_completData", fonction, texte)
-#define DETAIL(texte) TRACER(NTO_DETAIL, __PRETTY_FUNCTION__, texte)
+// A trace never stops what it tells of: an accessor throws nothing, and a writer has taken the value.
+#define TRACER(niveau, fonction, texte)                                                                      \
+    ORIX_TRACE_SANS_ECHEC(orix::niveau, "OXvol_completData", fonction, texte)
+#define DETAIL(fonction, texte) TRACER(NTO_DETAIL, fonction, texte)
+
+// The signatures are part of the traces: written here, for compilers spell them each in its own way.
+#define METHODE(resultat, operation) resultat " OXvol_completData::" operation
+#define CONSTRUCTEUR(arguments) "OXvol_completData::OXvol_completData(" arguments ")"
 
 namespace {
 
 using orix::OXstatut;
-using orix::champ::ecrireLigne;
-using orix::champ::liberer;
 
-// One overload for each kind of field, so that one line stands for all of them.
+// One overload for each kind of field.
 
 char* dupliquer(const char* texte) { return OXdupliqueChaine(texte); }
 
@@ -29,70 +33,111 @@ T* dupliquer(const T* objet)
     return objet != nullptr ? new T(*objet) : nullptr;
 }
 
-void ecrireLigne(std::ostream& flux, const char* nom, const OXcode_statData* code)
+void liberer(const char* texte) noexcept { delete[] texte; }
+template <class T>
+void liberer(const T* objet) noexcept
 {
-    flux << "\t\t " << nom << " v3.0.0 : ";
-    if (code != nullptr)
-        flux << std::endl << *code << std::endl;
-    else
-        flux << "NULL" << std::endl;
+    delete objet;
 }
 
-// What the two lists do alike. They trace as their caller, whose signature is fonction.
+/// A field as the traces show it: a text itself, an object's address.
+const char* valeurTracee(const char* texte) noexcept { return texte != nullptr ? texte : ""; }
+const void* valeurTracee(const void* objet) noexcept { return objet; }
 
-/// Moves the entries of the array into the empty list and releases the array; returns how many there are.
-template <class T, int N>
-int adopter(T* (&liste)[N], T** tableau, int nombre) noexcept
+void declarerValide(char*) noexcept {}
+template <class T>
+void declarerValide(T* objet)
 {
-    if (tableau == nullptr)
-        return 0;
-    nombre = std::clamp(nombre, 0, N);
-    std::copy_n(tableau, nombre, liste);
-    delete[] tableau;
+    if (objet != nullptr)
+        objet->definirVersionValide_v3_0_0();
+}
+
+void ecrireValeur(std::ostream& flux, const char* texte) { flux << '<' << texte << '>'; }
+void ecrireValeur(std::ostream& flux, const OXcode_statData* code) { flux << std::endl << *code; }
+
+// ---- Accessors. They trace as the one that calls them, whose signature or name they are given.
+
+template <class T>
+const T* lire(const T* champ, OXstatut& statut, const char* nom, const char* signature)
+{
+    if (champ == nullptr) {
+        TRACER(NTO_NOTABLE, nom, "Sortie invalide, le champ est un pointeur nul.");
+        statut = orix::OXS_CHAMP_NON_INITIALISE;
+        return nullptr;
+    }
+    statut = orix::OXS_OK;
+    DETAIL(signature, "Valeur = " << valeurTracee(champ));
+    return champ;
+}
+
+template <class T>
+void ecrire(T*& champ, T* valeur, OXstatut& statut, const char* signature)
+{
+    TRACER(NTO_PROGRES, signature, "Entrée.");
+    TRACER(NTO_PROGRES, signature, "Valeur = " << valeurTracee(valeur));
+    if (champ != valeur) // its own value, given back to it, must survive
+        liberer(champ);
+    champ = valeur;
+    statut = orix::OXS_OK;
+    TRACER(NTO_PROGRES, signature, "Sortie.");
+}
+
+/// What each form without status begins with; gives the status that it drops.
+OXstatut sansStatut(const char* signature, const char* fin = "")
+{
+    DETAIL(signature, "Entrée/Sortie, version sans statut" << fin);
+    return orix::OXS_NOK;
+}
+
+// ---- Lists
+
+int compter(int nombre, OXstatut& statut, const char* signature)
+{
+    DETAIL(signature, "Entrée.");
+    statut = orix::OXS_OK;
+    DETAIL(signature, "Taille = " << nombre);
+    DETAIL(signature, "Sortie.");
     return nombre;
 }
 
-/// Says what was wrong with an array given to the constructor.
-void signalerTaille(bool nul, int nombre, int limite, const char* condition, const char* liste,
-                    const char* fonction)
-{
-    if (!nul && nombre > limite)
-        TRACER(NTO_NOTABLE, "OXvol_completData",
-               "Taille supérieure a la limite max pour le tableau " << liste << ".");
-    if (nul && nombre != 0) {
-        TRACER(NTO_NOTABLE, fonction, "Non Validé (" << condition << ")");
-        TRACER(NTO_NOTABLE, "OXvol_completData", "Taille non nulle pour le tableau nul " << liste << ".");
-    }
-}
-
+/// compteur: counts as the list's own operation, for it traces.
 template <class T, class Compteur>
-T* lire(T* const* liste, int nombre, int index, OXstatut& statut, const char* fonction, Compteur compteur)
+const T* lireEntree(T* const* liste, int nombre, int index, OXstatut& statut, const char* signature,
+                    Compteur compteur)
 {
-    TRACER(NTO_DETAIL, fonction, "Index = " << index);
+    DETAIL(signature, "Index = " << index);
     if (index < 0 || index >= nombre) {
-        TRACER(NTO_NOTABLE, fonction,
-               "Données non positionnées a l'index:" << index << " index maximum: " << compteur());
+        const int maximum = compteur();
+        TRACER(NTO_NOTABLE, signature,
+               "Données non positionnées a l'index:" << index << " index maximum: " << maximum);
         statut = orix::OXS_TABLEAU_INDEX_INVALIDE;
         return nullptr;
     }
     statut = orix::OXS_OK;
-    TRACER(NTO_DETAIL, fonction, "Resultat = " << orix::champ::valeurTracee(liste[index]));
+    DETAIL(signature, "Resultat = " << valeurTracee(liste[index]));
     return liste[index];
 }
 
-/// garder gives what the list keeps of elem, and null when memory lacks.
-template <class T, int N, class Garde>
-int ajouter(T* (&liste)[N], int& nombre, T* elem, OXstatut& statut, const char* fonction,
-            const char* nomCourt, Garde garder)
+/// What a list keeps of an element: a changed field itself, a copy of a point; null when memory lacks.
+OXcci_rub_chgtData* garder(OXcci_rub_chgtData* elem) noexcept { return elem; }
+char* garder(const char* elem) noexcept
+try {
+    return OXdupliqueChaine(elem);
+} catch (const std::bad_alloc&) {
+    return nullptr;
+}
+
+template <class T, int N>
+int ajouter(T* (&liste)[N], int& nombre, T* elem, OXstatut& statut, const char* nom, const char* signature)
 {
-    TRACER(NTO_DETAIL, fonction, "elem = " << static_cast<const void*>(elem));
+    DETAIL(signature, "elem = " << static_cast<const void*>(elem));
     if (elem == nullptr) {
-        TRACER(NTO_NOTABLE, nomCourt, "Tentative d'ajout d'un pointeur nul.");
+        TRACER(NTO_NOTABLE, nom, "Tentative d'ajout d'un pointeur nul.");
         statut = orix::OXS_PARAMETRE_INVALIDE;
         return -1;
     }
     if (nombre >= N) {
-        TRACER(NTO_NOTABLE, fonction, "Sortie sur tableau saturé. Index:" << nombre << " taille:" << N);
+        TRACER(NTO_NOTABLE, signature, "Sortie sur tableau saturé. Index:" << nombre << " taille:" << N);
         statut = orix::OXS_TABLEAU_DEBORDEMENT;
         return -1;
     }
@@ -103,16 +148,40 @@ int ajouter(T* (&liste)[N], int& nombre, T* elem, OXstatut& statut, const char* 
     }
     liste[nombre++] = garde;
     statut = orix::OXS_OK;
-    TRACER(NTO_DETAIL, fonction, "Nouvelle taille = " << nombre);
+    DETAIL(signature, "Nouvelle taille = " << nombre);
     return nombre;
 }
 
-std::vector<orix::OXversion> tracerVersions(std::vector<orix::OXversion> versions, const char* fonction)
+/// Moves the entries of the array, given to the constructor, into the empty list, and releases the array.
+/// Says what was wrong with it. Returns how many entries the list has.
+template <class T, int N>
+int adopter(T* (&liste)[N], T** tableau, int nombre, const char* nom, const char* condition,
+            const char* signature)
 {
+    if (tableau == nullptr) {
+        if (nombre != 0) {
+            TRACER(NTO_NOTABLE, signature, "Non Validé (" << condition << ")");
+            TRACER(NTO_NOTABLE, "OXvol_completData", "Taille non nulle pour le tableau nul " << nom << ".");
+        }
+        return 0;
+    }
+    if (nombre > N)
+        TRACER(NTO_NOTABLE, "OXvol_completData",
+               "Taille supérieure a la limite max pour le tableau " << nom << ".");
+    nombre = std::clamp(nombre, 0, N);
+    std::copy_n(tableau, nombre, liste);
+    delete[] tableau;
+    return nombre;
+}
+
+std::vector<orix::OXversion> tracerVersions(std::vector<orix::OXversion> versions, const char* signature)
+{
+    DETAIL(signature, "Entrée.");
     if (versions.size() == 2)
-        TRACER(NTO_DETAIL, fonction, "Version(s) " << versions[0] << " et " << versions[1]);
+        DETAIL(signature, "Version(s) " << versions[0] << " et " << versions[1]);
     else
-        TRACER(NTO_DETAIL, fonction, "Version(s) " << versions[0]);
+        DETAIL(signature, "Version(s) " << versions[0]);
+    DETAIL(signature, "Sortie.");
     return versions;
 }
 
@@ -130,146 +199,136 @@ OXvol_completData::OXvol_completData()
 #define CODE_STAT(nom) OXcode_statData *nom,
 OXvol_completData::OXvol_completData(OXVOL_COMPLET_CHAMPS(TEXTE, CODE_STAT) int nrub_chgt,
                                      OXcci_rub_chgtData** trub_chgt, int npoint, char** tpoint)
-    : OXvol_completData(Vide{})
 #undef TEXTE
 #undef CODE_STAT
 {
-    // Everything is taken before anything can throw: all of it is the record's whatever happens next.
+#define TEXTE(nom) "char*, "
+#define CODE_STAT(nom) "OXcode_statData*, "
+    static constexpr const char* SIGNATURE =
+        CONSTRUCTEUR(OXVOL_COMPLET_CHAMPS(TEXTE, CODE_STAT) "int, OXcci_rub_chgtData**, int, char**");
+#undef TEXTE
+#undef CODE_STAT
+    DETAIL(SIGNATURE, "Entrée Constructeur par defaut (v3.0.0).");
 #define CHAMP(nom) m_##nom = nom;
     OXVOL_COMPLET_CHAMPS(CHAMP, CHAMP)
 #undef CHAMP
-    const bool rubChgtNul = trub_chgt == nullptr;
-    const bool pointNul = tpoint == nullptr;
-    m_nrub_chgt = adopter(m_trub_chgt, trub_chgt, nrub_chgt);
-    m_npoint = adopter(m_tpoint, tpoint, npoint);
-
-    DETAIL("Entrée Constructeur par defaut (v3.0.0).");
-    signalerTaille(rubChgtNul, nrub_chgt, MAX_RUB_CHGT, "nrub_chgt == 0", "m_trub_chgt", __PRETTY_FUNCTION__);
-    signalerTaille(pointNul, npoint, MAX_POINT, "npoint == 0", "m_tpoint", __PRETTY_FUNCTION__);
-    DETAIL("Sortie Constructeur par defaut (v3.0.0).");
+    m_nrub_chgt = adopter(m_trub_chgt, trub_chgt, nrub_chgt, "m_trub_chgt", "nrub_chgt == 0", SIGNATURE);
+    m_npoint = adopter(m_tpoint, tpoint, npoint, "m_tpoint", "npoint == 0", SIGNATURE);
+    DETAIL(SIGNATURE, "Sortie Constructeur par defaut (v3.0.0).");
 }
 
 OXvol_completData::OXvol_completData(const OXvol_completData& source) : OXvol_completData(Vide{})
 {
-    DETAIL("Entrée.");
+    DETAIL(CONSTRUCTEUR("const OXvol_completData&"), "Entrée.");
     _versionValide = source._versionValide;
-#define CHAMP(nom) m_##nom = dupliquer(source.m_##nom);
-    OXVOL_COMPLET_CHAMPS(CHAMP, CHAMP)
-#undef CHAMP
+    pourChaqueChamp([](const char*, auto& copie, const auto* champ) { copie = dupliquer(champ); }, *this,
+                    source);
     for (; m_nrub_chgt < source.m_nrub_chgt; ++m_nrub_chgt)
         m_trub_chgt[m_nrub_chgt] = dupliquer(source.lire_rub_chgt(m_nrub_chgt));
     for (; m_npoint < source.m_npoint; ++m_npoint)
         m_tpoint[m_npoint] = dupliquer(source.lire_point(m_npoint));
-    DETAIL("Sortie.");
+    DETAIL(CONSTRUCTEUR("const OXvol_completData&"), "Sortie.");
 }
 
 OXvol_completData::~OXvol_completData()
 {
-    ORIX_TRACE_SANS_ECHEC(orix::NTO_DETAIL, "OXvol_completData", __PRETTY_FUNCTION__, "Entree.");
-#define CHAMP(nom) liberer(m_##nom);
-    OXVOL_COMPLET_CHAMPS(CHAMP, CHAMP)
-#undef CHAMP
+    DETAIL("OXvol_completData::~OXvol_completData()", "Entree.");
+    pourChaqueChamp([](const char*, const auto* champ) { liberer(champ); }, *this);
     std::for_each_n(m_trub_chgt, m_nrub_chgt, [](OXcci_rub_chgtData* entree) { liberer(entree); });
     std::for_each_n(m_tpoint, m_npoint, [](char* point) { liberer(point); });
-    ORIX_TRACE_SANS_ECHEC(orix::NTO_DETAIL, "OXvol_completData", __PRETTY_FUNCTION__, "Sortie.");
+    DETAIL("OXvol_completData::~OXvol_completData()", "Sortie.");
 }
 
-#define TEXTE(nom) ORIX_DEFINIR_ECRITURES(OXvol_completData, char, nom)
-#define CODE_STAT(nom) ORIX_DEFINIR_ECRITURES(OXvol_completData, OXcode_statData, nom)
+// The operations of each field and of each list differ by their names and types alone.
+
+#define ACCESSEURS(TYPE, nom)                                                                                \
+    const TYPE* OXvol_completData::lire_##nom(OXstatut& statut) const                                        \
+    {                                                                                                        \
+        return lire(m_##nom, statut, "lire_" #nom,                                                           \
+                    METHODE("const " #TYPE "*", "lire_" #nom "(orix::OXstatut&) const"));                    \
+    }                                                                                                        \
+    const TYPE* OXvol_completData::lire_##nom() const                                                        \
+    {                                                                                                        \
+        OXstatut statut = sansStatut(METHODE("const " #TYPE "*", "lire_" #nom "() const"));                  \
+        return lire_##nom(statut);                                                                           \
+    }                                                                                                        \
+    void OXvol_completData::ecrire_##nom(TYPE* valeur, OXstatut& statut)                                     \
+    {                                                                                                        \
+        ecrire(m_##nom, valeur, statut, METHODE("void", "ecrire_" #nom "(" #TYPE "*, orix::OXstatut&)"));    \
+    }                                                                                                        \
+    void OXvol_completData::ecrire_##nom(TYPE* valeur)                                                       \
+    {                                                                                                        \
+        OXstatut statut = sansStatut(METHODE("void", "ecrire_" #nom "(" #TYPE "*)"));                        \
+        ecrire_##nom(valeur, statut);                                                                        \
+    }
+#define TEXTE(nom) ACCESSEURS(char, nom)
+#define CODE_STAT(nom) ACCESSEURS(OXcode_statData, nom)
 OXVOL_COMPLET_CHAMPS(TEXTE, CODE_STAT)
 #undef TEXTE
 #undef CODE_STAT
+#undef ACCESSEURS
 
-void OXvol_completData::tracerNombre(int nombre, const char* fonction)
-{
-    TRACER(NTO_DETAIL, fonction, "Entrée.");
-    TRACER(NTO_DETAIL, fonction, "Taille = " << nombre);
-    TRACER(NTO_DETAIL, fonction, "Sortie.");
-}
-
-const OXcci_rub_chgtData* OXvol_completData::lireRare_rub_chgt(int index, OXstatut& statut,
-                                                               const char* fonction) const
-{
-    return lire(m_trub_chgt, m_nrub_chgt, index, statut, fonction, [this] { return nombre_rub_chgt(); });
-}
-
-const char* OXvol_completData::lireRare_point(int index, OXstatut& statut, const char* fonction) const
-{
-    return lire(m_tpoint, m_npoint, index, statut, fonction, [this] { return nombre_point(); });
-}
-
-int OXvol_completData::ajouter_rub_chgt(OXcci_rub_chgtData* elem, OXstatut& statut)
-{
-    return ajouter(m_trub_chgt, m_nrub_chgt, elem, statut, __PRETTY_FUNCTION__, "ajouter_rub_chgt",
-                   [](OXcci_rub_chgtData* adopte) { return adopte; });
-}
-
-int OXvol_completData::ajouter_rub_chgt(OXcci_rub_chgtData* elem)
-{
-    OXstatut statut = orix::OXS_NOK;
-    DETAIL("Entrée/Sortie, version sans statut");
-    return ajouter_rub_chgt(elem, statut);
-}
-
-int OXvol_completData::ajouter_point(char* elem, OXstatut& statut)
-{
-    return ajouter(m_tpoint, m_npoint, elem, statut, __PRETTY_FUNCTION__, "ajouter_point",
-                   [](const char* texte) {
-                       try {
-                           return OXdupliqueChaine(texte);
-                       } catch (const std::bad_alloc&) {
-                           return static_cast<char*>(nullptr);
-                       }
-                   });
-}
-
-int OXvol_completData::ajouter_point(char* elem)
-{
-    OXstatut statut = orix::OXS_NOK;
-    DETAIL("Entrée/Sortie, version sans statut");
-    return ajouter_point(elem, statut);
-}
+#define LISTE(TYPE, nom)                                                                                     \
+    int OXvol_completData::nombre_##nom(OXstatut& statut) const                                              \
+    {                                                                                                        \
+        return compter(m_n##nom, statut, METHODE("int", "nombre_" #nom "(orix::OXstatut&) const"));          \
+    }                                                                                                        \
+    int OXvol_completData::nombre_##nom() const                                                              \
+    {                                                                                                        \
+        OXstatut statut = sansStatut(METHODE("int", "nombre_" #nom "() const"));                             \
+        return nombre_##nom(statut);                                                                         \
+    }                                                                                                        \
+    const TYPE* OXvol_completData::lire_##nom(int index, OXstatut& statut) const                             \
+    {                                                                                                        \
+        return lireEntree(m_t##nom, m_n##nom, index, statut,                                                 \
+                          METHODE("const " #TYPE "*", "lire_" #nom "(int, orix::OXstatut&) const"),          \
+                          [this] { return nombre_##nom(); });                                                \
+    }                                                                                                        \
+    const TYPE* OXvol_completData::lire_##nom(int index) const                                               \
+    {                                                                                                        \
+        OXstatut statut = sansStatut(METHODE("const " #TYPE "*", "lire_" #nom "(int) const"), ".");          \
+        return lire_##nom(index, statut);                                                                    \
+    }                                                                                                        \
+    int OXvol_completData::ajouter_##nom(TYPE* elem, OXstatut& statut)                                       \
+    {                                                                                                        \
+        return ajouter(m_t##nom, m_n##nom, elem, statut, "ajouter_" #nom,                                    \
+                       METHODE("int", "ajouter_" #nom "(" #TYPE "*, orix::OXstatut&)"));                     \
+    }                                                                                                        \
+    int OXvol_completData::ajouter_##nom(TYPE* elem)                                                         \
+    {                                                                                                        \
+        OXstatut statut = sansStatut(METHODE("int", "ajouter_" #nom "(" #TYPE "*)"));                        \
+        return ajouter_##nom(elem, statut);                                                                  \
+    }
+LISTE(OXcci_rub_chgtData, rub_chgt)
+LISTE(char, point)
+#undef LISTE
 
 void OXvol_completData::definirVersionValide_v3_0_0()
 {
-    DETAIL("Entrée.");
+    DETAIL(METHODE("void", "definirVersionValide_v3_0_0()"), "Entrée.");
     _versionValide = _version1;
-#define TEXTE(nom)
-#define CODE_STAT(nom)                                                                                       \
-    if (m_##nom != nullptr)                                                                                  \
-        m_##nom->definirVersionValide_v3_0_0();
-    OXVOL_COMPLET_CHAMPS(TEXTE, CODE_STAT)
-#undef TEXTE
-#undef CODE_STAT
-    for (int i = 0; i < m_nrub_chgt; ++i) {
-        if (m_trub_chgt[i] != nullptr)
-            m_trub_chgt[i]->definirVersionValide_v3_0_0();
-    }
-    DETAIL("Sortie.");
+    pourChaqueChamp([](const char*, auto* champ) { declarerValide(champ); }, *this);
+    std::for_each_n(m_trub_chgt, m_nrub_chgt, [](OXcci_rub_chgtData* entree) { declarerValide(entree); });
+    DETAIL(METHODE("void", "definirVersionValide_v3_0_0()"), "Sortie.");
 }
 
 std::vector<orix::OXversion> OXvol_completData::lireVersion() const
 {
-    DETAIL("Entrée.");
-    std::vector<orix::OXversion> versions{_versionValide};
+    static constexpr const char* SIGNATURE = METHODE("std::vector<orix::OXversion>", "lireVersion() const");
     if (_versionValide == orix::VERSION_NULLE)
-        versions = {_version1, _version2};
-    versions = tracerVersions(std::move(versions), __PRETTY_FUNCTION__);
-    DETAIL("Sortie.");
-    return versions;
+        return tracerVersions({_version1, _version2}, SIGNATURE);
+    return tracerVersions({_versionValide}, SIGNATURE);
 }
 
 std::vector<orix::OXversion> OXvol_completData::lireVersionsConnues() const
 {
-    DETAIL("Entrée.");
-    std::vector<orix::OXversion> versions = tracerVersions({_version1}, __PRETTY_FUNCTION__);
-    DETAIL("Sortie.");
-    return versions;
+    return tracerVersions({_version1},
+                          METHODE("std::vector<orix::OXversion>", "lireVersionsConnues() const"));
 }
 
 const char* OXvol_completData::lireNomService() const
 {
-    DETAIL("Entrée/Retour cdv");
+    DETAIL(METHODE("const char*", "lireNomService() const"), "Entrée/Retour cdv");
     return "cdv";
 }
 
@@ -286,19 +345,27 @@ std::ostream& operator<<(std::ostream& flux, const OXvol_completData& vol)
     else
         flux << " Version : " << vol.lireVersion()[0] << std::endl;
 
-#define CHAMP(nom) ecrireLigne(flux, "m_" #nom, vol.m_##nom);
-    OXVOL_COMPLET_CHAMPS(CHAMP, CHAMP)
-#undef CHAMP
+    pourChaqueChamp(
+        [&flux](const char* nom, const auto* champ) {
+            flux << "\t\t " << nom << " v3.0.0 : ";
+            if (champ != nullptr)
+                ecrireValeur(flux, champ);
+            else
+                flux << "NULL";
+            flux << std::endl;
+        },
+        vol);
 
-    flux << "\t\t Tableau m_trub_chgt v3.0.0 Nb d'elements " << vol.m_nrub_chgt << std::endl;
+    // Numbers as texts: decimal, whatever the stream does with its own.
+    flux << "\t\t Tableau m_trub_chgt v3.0.0 Nb d'elements " << std::to_string(vol.m_nrub_chgt) << std::endl;
     for (int i = 0; i < vol.m_nrub_chgt; ++i) {
-        flux << "\t\t m_trub_chgt[" << i << "] = " << std::endl;
+        flux << "\t\t m_trub_chgt[" << std::to_string(i) << "] = " << std::endl;
         if (vol.m_trub_chgt[i] != nullptr)
             flux << *vol.m_trub_chgt[i];
         flux << std::endl;
     }
-    flux << "\t\t Tableau m_tpoint v3.0.0 Nb d'elements " << vol.m_npoint << std::endl;
+    flux << "\t\t Tableau m_tpoint v3.0.0 Nb d'elements " << std::to_string(vol.m_npoint) << std::endl;
     for (int i = 0; i < vol.m_npoint; ++i)
-        flux << "\t\t m_tpoint[" << i << "] = " << orix::champ::valeurTracee(vol.m_tpoint[i]) << std::endl;
+        flux << "\t\t m_tpoint[" << std::to_string(i) << "] = " << valeurTracee(vol.m_tpoint[i]) << std::endl;
     return flux << " --- Fin OXvol_completData" << std::endl;
 }

@@ -3,7 +3,6 @@
 
 #include "OXvol_completDataChamps.h"
 
-#include "orix/Accesseurs.h"
 #include "orix/Exportation.h"
 #include "orix/OXstatut.h"
 #include "orix/OXversion.h"
@@ -28,7 +27,9 @@ struct OXvol_completData_v3_0_0;
 ///
 /// Thread: a record belongs to one thread at a time; distinct records are independent.
 ///
-/// Errors: only the constructors and the conversions throw, std::bad_alloc; they leave nothing behind.
+/// Errors: only the copy, the conversions and the version readers throw, std::bad_alloc; they leave nothing
+/// behind. Everything else does its work whatever happens to its traces: a trace that cannot be written, for
+/// lack of memory or for what its receiver throws, is dropped whole.
 class ORIX_API OXvol_completData
 {
   public:
@@ -69,17 +70,28 @@ class ORIX_API OXvol_completData
     OXvol_completData(const OXvol_completData& source); ///< deep copy
     /// From the record as it travels: "__PtrNULL__" stands for a text that is not set.
     OXvol_completData(const OXvol_completData_v3_0_0& source);
-    OXvol_completData(OXvol_completData_v3_0_0&& source); ///< the same, taking its texts over
     ~OXvol_completData();
 
 /// @cond
-#define OXVOL_TEXTE(nom) ORIX_ACCESSEURS(OXvol_completData, char, nom)
-#define OXVOL_CODE_STAT(nom) ORIX_ACCESSEURS(OXvol_completData, OXcode_statData, nom)
+#define OXVOL_ACCESSEURS(TYPE, nom)                                                                          \
+    const TYPE* lire_##nom(orix::OXstatut& statut) const;                                                    \
+    const TYPE* lire_##nom() const;                                                                          \
+    void ecrire_##nom(TYPE* valeur, orix::OXstatut& statut);                                                 \
+    void ecrire_##nom(TYPE* valeur);
+#define OXVOL_TEXTE(nom) OXVOL_ACCESSEURS(char, nom)
+#define OXVOL_CODE_STAT(nom) OXVOL_ACCESSEURS(OXcode_statData, nom)
     /// @endcond
-    /// Four accessors for each field: see ORIX_ACCESSEURS.
+    /// Four accessors for each field; <nom> is its member's name without "m_".
+    ///
+    /// lire_<nom>(): the field, which stays the record's and dies with it or at the next ecrire_<nom>(); null
+    /// and OXS_CHAMP_NON_INITIALISE when it is not set.
+    /// ecrire_<nom>(): the record takes ownership of the value (a text must come from array new) and releases
+    /// the former one; null clears the field. Always OXS_OK.
+    /// The forms without status drop it.
     OXVOL_COMPLET_CHAMPS(OXVOL_TEXTE, OXVOL_CODE_STAT)
 #undef OXVOL_TEXTE
 #undef OXVOL_CODE_STAT
+#undef OXVOL_ACCESSEURS
 
     /// @name Changed fields
     /// The forms without status drop it.
@@ -133,71 +145,25 @@ class ORIX_API OXvol_completData
 
   private:
     friend class VueVolComplet;
-    template <class Maniere>
-    void verser(OXvol_completData_v3_0_0& objet) const;
-    template <class Maniere, class Fil>
-    ORIX_INTERNE void extraire(Fil& source);
+    friend OXvol_completData* recevoirVolComplet(const OXvol_completData_v3_0_0& recu);
 
+    /// Empty and untraced. The constructors that may throw start from it: from then on the destructor
+    /// releases what they have gathered.
     struct Vide
     {
     };
-    /// Without content and untraced. The constructors start from it: from then on the destructor releases
-    /// what they have gathered when they throw.
     explicit OXvol_completData(Vide) noexcept {}
+    /// Takes the texts over: the source is left fit for destruction only.
+    OXvol_completData(OXvol_completData_v3_0_0&& source, Vide);
 
     OXvol_completData& operator=(const OXvol_completData&);
     bool operator==(const OXvol_completData&) const;
     bool operator!=(const OXvol_completData&) const;
 
-    // The list readers, when something is to be traced or refused; they trace as fonction.
-    [[gnu::cold]] static void tracerNombre(int nombre, const char* fonction);
-    [[gnu::cold]] const OXcci_rub_chgtData* lireRare_rub_chgt(int index, orix::OXstatut& statut,
-                                                              const char* fonction) const;
-    [[gnu::cold]] const char* lireRare_point(int index, orix::OXstatut& statut, const char* fonction) const;
-
     static constexpr orix::OXversion _version1{3, 0, 0, 0};
     static constexpr orix::OXversion _version2 = orix::VERSION_NULLE;
     orix::OXversion _versionValide = _version1;
 };
-
-/// @cond
-// Out of the class for the table's sake only: as inline as the readers of the fields.
-#define OXVOL_LISTE(TYPE, nom)                                                                               \
-    ORIX_LECTEUR int OXvol_completData::nombre_##nom(orix::OXstatut& statut) const                           \
-    {                                                                                                        \
-        if (orix::SeuilTrace::estActif(orix::NTO_DETAIL))                                                    \
-            tracerNombre(m_n##nom, __PRETTY_FUNCTION__);                                                     \
-        statut = orix::OXS_OK;                                                                               \
-        return m_n##nom;                                                                                     \
-    }                                                                                                        \
-    ORIX_LECTEUR int OXvol_completData::nombre_##nom() const                                                 \
-    {                                                                                                        \
-        if (orix::SeuilTrace::estActif(orix::NTO_DETAIL)) {                                                  \
-            orix::OXstatut statut = orix::OXS_NOK;                                                           \
-            orix::champ::tracerSansStatut("OXvol_completData", __PRETTY_FUNCTION__, __LINE__);               \
-            nombre_##nom(statut);                                                                            \
-        }                                                                                                    \
-        return m_n##nom;                                                                                     \
-    }                                                                                                        \
-    ORIX_LECTEUR const TYPE* OXvol_completData::lire_##nom(int index, orix::OXstatut& statut) const          \
-    {                                                                                                        \
-        if (index < 0 || index >= m_n##nom || orix::SeuilTrace::estActif(orix::NTO_DETAIL))                  \
-            return lireRare_##nom(index, statut, __PRETTY_FUNCTION__);                                       \
-        statut = orix::OXS_OK;                                                                               \
-        return m_t##nom[index];                                                                              \
-    }                                                                                                        \
-    ORIX_LECTEUR const TYPE* OXvol_completData::lire_##nom(int index) const                                  \
-    {                                                                                                        \
-        orix::OXstatut statut = orix::OXS_NOK;                                                               \
-        if (orix::SeuilTrace::estActif(orix::NTO_DETAIL))                                                    \
-            orix::champ::tracerSansStatut("OXvol_completData", __PRETTY_FUNCTION__, __LINE__,                \
-                                          "Entrée/Sortie, version sans statut.");                            \
-        return lire_##nom(index, statut);                                                                    \
-    }
-OXVOL_LISTE(OXcci_rub_chgtData, rub_chgt)
-OXVOL_LISTE(char, point)
-#undef OXVOL_LISTE
-/// @endcond
 
 ORIX_API std::ostream& operator<<(std::ostream& flux, const OXvol_completData& vol);
 

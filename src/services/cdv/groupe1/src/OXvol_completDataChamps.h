@@ -64,4 +64,16 @@
     TEXTE(gdate_reelle_mvt_dep) \
     TEXTE(gadresse_mode_S)
 
+/// Calls action for each scalar field, in wire order, with the name of its member and that member of each of the
+/// objects: records, or whatever has members of the same names.
+template <class Action, class... Objets>
+void pourChaqueChamp(Action action, Objets&... objets)
+{
+/// @cond
+#define OXVOL_CHAMP(nom) action("m_" #nom, objets.m_##nom...);
+    /// @endcond
+    OXVOL_COMPLET_CHAMPS(OXVOL_CHAMP, OXVOL_CHAMP)
+#undef OXVOL_CHAMP
+}
+
 #endif

@@ -1,169 +1,118 @@
-// The record and its form on the wire, both ways.
+// The record and its form on the wire, both ways: texts are lent on the way out, taken over on the way in.
 #include "OXvol_completData.h"
 #include "VueVolComplet.h"
 
+#include "Recu.h"
 #include "orix/OXcci_rub_chgtData.h"
 #include "orix/OXcode_statData.h"
-#include "orix/interne/ChampsEnregistrement.h"
-#include "orix/interne/DepuisFil.h"
+#include "orix/Trace.h"
 
-#define DETAIL(fonction, texte) ORIX_TRACE(orix::NTO_DETAIL, "OXvol_completData", fonction, texte)
+#include <cstring>
+#include <utility>
+
+#define DETAIL(signature, texte)                                                                             \
+    ORIX_TRACE_SANS_ECHEC(orix::NTO_DETAIL, "OXvol_completData", signature, texte)
 
 namespace {
 
-using orix::champ::versFil;
+constexpr const char* VERS_FIL =
+    "OXvol_completData_v3_0_0 OXvol_completData::construireObjetSpecifique_v3_0_0() const";
+constexpr const char* DEPUIS_FIL = "OXvol_completData::OXvol_completData(const OXvol_completData_v3_0_0&)";
 
-/// Gives the wire form copies of its own.
-struct Copie
-{
-    static char* texte(const char* texte) { return CORBA::string_dup(texte); }
-    template <class Objet, class Fil>
-    static void objet(const Objet& source, Fil& fil)
-    {
-        fil = source.construireObjetSpecifique_v3_0_0();
-    }
-};
+/// Stands on the wire for a text that is not set: no string is null there.
+constexpr char MARQUEUR_NUL[] = "__PtrNULL__";
 
-/// Lends the wire form what the record has, until rendre().
-struct Pret
+/// Assigned rather than constructed: where memory lacks half-way, what the sequences of this ORB have copied
+/// in their constructors is lost.
+OXvol_completData_v3_0_0 copier(const OXvol_completData_v3_0_0& source)
 {
-    static char* texte(const char* texte) noexcept { return const_cast<char*>(texte); }
-    template <class Objet, class Fil>
-    static void objet(const Objet& source, Fil& fil)
-    {
-        source.preter_v3_0_0(fil);
-    }
-};
-
-template <class Sequence, class Entree>
-void rendreObjets(Sequence& sequence)
-{
-    for (CORBA::ULong i = 0; i < sequence.length(); ++i)
-        Entree::rendre_v3_0_0(sequence[i]);
-    sequence.length(0);
+    OXvol_completData_v3_0_0 copie;
+    copie = source;
+    return copie;
 }
 
-/// Takes back all that Pret has lent to the object, which may have been stopped half-way. The buffers stay.
-void rendre(OXvol_completData_v3_0_0& objet) noexcept
+// One overload for each kind of field.
+
+void prendre(char*& champ, CORBA::String_member& fil)
 {
-#define TEXTE(nom) objet.m_##nom._retn();
-#define CODE_STAT(nom) rendreObjets<SeqOXcode_statData_v3_0_0, OXcode_statData>(objet.m_##nom);
-    OXVOL_COMPLET_CHAMPS(TEXTE, CODE_STAT)
-#undef TEXTE
-#undef CODE_STAT
-    rendreObjets<SeqTabOXvol_completData_m_trub_chgt_v3_0_0, OXcci_rub_chgtData>(objet.m_trub_chgt);
-    for (CORBA::ULong i = 0; i < objet.m_tpoint.length(); ++i)
-        objet.m_tpoint[i]._retn();
-    objet.m_tpoint.length(0);
+    if (std::strcmp(fil, MARQUEUR_NUL) != 0)
+        champ = orix::orb::prendre(fil);
 }
 
-/// The object of this thread that loans go to, so that its buffers serve again; taken while a loan lasts.
-struct Reserve
+void prendre(OXcode_statData*& champ, const SeqOXcode_statData_v3_0_0& fil)
 {
-    OXvol_completData_v3_0_0 objet;
-    bool prise = false;
-};
-thread_local Reserve t_reserve;
+    if (fil.length() != 0)
+        champ = new OXcode_statData(fil[0]);
+}
+
+void rendre(CORBA::String_member& fil) noexcept { fil._retn(); }
+void rendre(const SeqOXcode_statData_v3_0_0&) noexcept {} // borrowed nothing
+
+/// For a sequence that does not own what it shows: no text is written through it.
+char* montrable(const char* texte) noexcept { return const_cast<char*>(texte); }
 
 } // namespace
 
-OXvol_completData::OXvol_completData(const OXvol_completData_v3_0_0& source) : OXvol_completData(Vide{})
+OXvol_completData::OXvol_completData(OXvol_completData_v3_0_0&& source, Vide) : OXvol_completData(Vide{})
 {
-    extraire<orix::champ::ParCopie>(source);
-}
-
-OXvol_completData::OXvol_completData(OXvol_completData_v3_0_0&& source) : OXvol_completData(Vide{})
-{
-    extraire<orix::champ::ParReprise>(source);
-}
-
-/// Fills in this record, without content yet, in the given manner.
-template <class Maniere, class Fil>
-void OXvol_completData::extraire(Fil& source)
-{
-    // Taken over or copied, it is the same conversion to whoever reads the traces.
-    static constexpr const char* SIGNATURE =
-        "OXvol_completData::OXvol_completData(const OXvol_completData_v3_0_0&)";
-    DETAIL(SIGNATURE, "Entrée constructeur de conversion v3.0.0");
-#define TEXTE(nom)                                                                                           \
-    if (!orix::champ::estMarqueurNul(source.m_##nom))                                                        \
-        m_##nom = Maniere::texte(source.m_##nom);
-#define CODE_STAT(nom)                                                                                       \
-    if (source.m_##nom.length() != 0)                                                                        \
-        m_##nom = Maniere::template objet<OXcode_statData>(source.m_##nom[0]);
-    OXVOL_COMPLET_CHAMPS(TEXTE, CODE_STAT)
-#undef TEXTE
-#undef CODE_STAT
+    DETAIL(DEPUIS_FIL, "Entrée constructeur de conversion v3.0.0");
+    pourChaqueChamp([](const char*, auto& champ, auto& fil) { prendre(champ, fil); }, *this, source);
     const int nombreRubChgt = static_cast<int>(source.m_trub_chgt.length());
     for (; m_nrub_chgt < nombreRubChgt; ++m_nrub_chgt)
-        m_trub_chgt[m_nrub_chgt] =
-            Maniere::template objet<OXcci_rub_chgtData>(source.m_trub_chgt[m_nrub_chgt]);
+        m_trub_chgt[m_nrub_chgt] = new OXcci_rub_chgtData(source.m_trub_chgt[m_nrub_chgt]);
     const int nombrePoint = static_cast<int>(source.m_tpoint.length());
     for (; m_npoint < nombrePoint; ++m_npoint)
-        m_tpoint[m_npoint] = Maniere::texte(source.m_tpoint[m_npoint]);
-    DETAIL(SIGNATURE, "Sortie constructeur de conversion v3.0.0");
+        m_tpoint[m_npoint] = orix::orb::prendre(source.m_tpoint[m_npoint]);
+    DETAIL(DEPUIS_FIL, "Sortie constructeur de conversion v3.0.0");
 }
 
-/// Fills in the object, whose texts and sequences are empty, in the given manner.
-template <class Maniere>
-void OXvol_completData::verser(OXvol_completData_v3_0_0& objet) const
+OXvol_completData::OXvol_completData(const OXvol_completData_v3_0_0& source)
+    : OXvol_completData(copier(source), Vide{})
+{}
+
+OXvol_completData* recevoirVolComplet(const OXvol_completData_v3_0_0& recu)
 {
-    // Lent or copied, it is the same conversion to whoever reads the traces.
-    static constexpr const char* SIGNATURE =
-        "OXvol_completData_v3_0_0 OXvol_completData::construireObjetSpecifique_v3_0_0() const";
-    DETAIL(SIGNATURE, "Entrée.");
-#define TEXTE(nom) objet.m_##nom = Maniere::texte(versFil(m_##nom));
-#define CODE_STAT(nom)                                                                                       \
-    if (m_##nom != nullptr) {                                                                                \
-        objet.m_##nom.length(1);                                                                             \
-        Maniere::objet(*m_##nom, objet.m_##nom[0]);                                                          \
-    }
-    OXVOL_COMPLET_CHAMPS(TEXTE, CODE_STAT)
-#undef TEXTE
-#undef CODE_STAT
-    // An array given to the constructor may hold null entries: they go as changed fields without content.
-    static const OXcci_rub_chgtData vide;
-    objet.m_trub_chgt.length(m_nrub_chgt);
-    for (int i = 0; i < m_nrub_chgt; ++i)
-        Maniere::objet(m_trub_chgt[i] != nullptr ? *m_trub_chgt[i] : vide, objet.m_trub_chgt[i]);
-    objet.m_tpoint.length(m_npoint);
-    for (int i = 0; i < m_npoint; ++i) {
-        const char* const point = m_tpoint[i];
-        if (point == nullptr)
-            DETAIL(SIGNATURE, "Element " << i << " NULL dans m_tpoint");
-        objet.m_tpoint[i] = Maniere::texte(point != nullptr ? point : "");
-    }
-    DETAIL(SIGNATURE, "Sortie.");
+    if (OXvol_completData_v3_0_0* const aPrendre = orix::orb::prenable(recu))
+        return new OXvol_completData(std::move(*aPrendre), OXvol_completData::Vide{});
+    return new OXvol_completData(recu);
 }
 
 OXvol_completData_v3_0_0 OXvol_completData::construireObjetSpecifique_v3_0_0() const
 {
-    OXvol_completData_v3_0_0 objet;
-    verser<Copie>(objet);
-    return objet;
+    return copier(VueVolComplet(*this).lire());
 }
 
-VueVolComplet::VueVolComplet(const OXvol_completData& vol)
+// Made empty first: the destructor then gives back what a failure has left half lent.
+VueVolComplet::VueVolComplet(const OXvol_completData& vol) : VueVolComplet()
 {
-    if (t_reserve.prise)
-        _propre = std::make_unique<OXvol_completData_v3_0_0>();
-    _objet = _propre ? _propre.get() : &t_reserve.objet;
-    // Before the traces of the conversion: whoever receives them may send too.
-    if (!_propre)
-        t_reserve.prise = true;
-    try {
-        vol.verser<Pret>(*_objet);
-    } catch (...) {
-        _rendre();
-        throw;
+    DETAIL(VERS_FIL, "Entrée.");
+    pourChaqueChamp([this](const char*, const auto* champ, auto& fil) { _emprunter(champ, fil); }, vol,
+                    _objet);
+    // An array given to the constructor may hold null entries: they go as changed fields with empty texts.
+    for (int i = 0; i < vol.m_nrub_chgt; ++i)
+        _changements.ajouter(vol.m_trub_chgt[i]);
+    _objet.m_trub_chgt.replace(vol.m_nrub_chgt, _changements.debut());
+    for (int i = 0; i < vol.m_npoint; ++i) {
+        if (vol.m_tpoint[i] == nullptr)
+            DETAIL(VERS_FIL, "Element " << i << " NULL dans m_tpoint");
+        _points[i] = montrable(vol.m_tpoint[i] != nullptr ? vol.m_tpoint[i] : "");
     }
+    _objet.m_tpoint.replace(vol.m_npoint, _points);
+    DETAIL(VERS_FIL, "Sortie.");
 }
 
-VueVolComplet::~VueVolComplet() { _rendre(); }
-
-void VueVolComplet::_rendre() noexcept
+VueVolComplet::~VueVolComplet()
 {
-    rendre(*_objet);
-    if (!_propre)
-        t_reserve.prise = false;
+    pourChaqueChamp([](const char*, auto& fil) { rendre(fil); }, _objet);
+}
+
+void VueVolComplet::_emprunter(const char* texte, CORBA::String_member& fil) noexcept
+{
+    fil = montrable(texte != nullptr ? texte : MARQUEUR_NUL);
+}
+
+void VueVolComplet::_emprunter(const OXcode_statData* code, SeqOXcode_statData_v3_0_0& fil)
+{
+    if (code != nullptr)
+        fil.replace(1, _codes.ajouter(code));
 }

@@ -3,31 +3,63 @@
 
 #include "OXvol_completDataC.h"
 
+#include "OXvol_completData.h"
 #include "orix/INonCopiable.h"
 
 #include <memory>
+#include <new>
 
-class OXvol_completData;
+/// Room for at most N wire objects, each made in place by the conversion of its record.
+template <class Fil, int N>
+class ObjetsFil : orix::INonCopiable
+{
+  public:
+    ObjetsFil() = default;
+    ~ObjetsFil() { std::destroy_n(debut(), _nombre); }
+
+    /// The new object. Null makes one with empty texts.
+    template <class Objet>
+    Fil* ajouter(const Objet* objet)
+    {
+        void* const place = _place + sizeof(Fil) * _nombre;
+        Fil* const fil = objet != nullptr ? ::new (place) Fil(objet->construireObjetSpecifique_v3_0_0())
+                                          : ::new (place) Fil();
+        ++_nombre;
+        return fil;
+    }
+    Fil* debut() noexcept { return reinterpret_cast<Fil*>(_place); }
+
+  private:
+    alignas(Fil) unsigned char _place[sizeof(Fil) * N];
+    int _nombre = 0;
+};
 
 /// The wire form of a record for as long as a send takes: it borrows the record's texts instead of copying
-/// them, and gives them back at its end, also when the send throws. What travels, and what is traced, is the
-/// same as with OXvol_completData::construireObjetSpecifique_v3_0_0().
-///
-/// The record must outlive it and not change meanwhile. Thread: created and destroyed on the same one, in the
-/// reverse order of creation when there are several. Throws std::bad_alloc.
+/// them, and gives them back at its end, also when the send throws. What its status codes and changed fields
+/// say is copied. The record must outlive it and not change meanwhile. Throws std::bad_alloc.
 class VueVolComplet : orix::INonCopiable
 {
   public:
     explicit VueVolComplet(const OXvol_completData& vol);
     ~VueVolComplet();
 
-    const OXvol_completData_v3_0_0& lire() const { return *_objet; }
+    const OXvol_completData_v3_0_0& lire() const { return _objet; }
 
   private:
-    void _rendre() noexcept;
+    VueVolComplet() = default;
 
-    std::unique_ptr<OXvol_completData_v3_0_0> _propre; ///< null: the object is the thread's own
-    OXvol_completData_v3_0_0* _objet = nullptr;
+    void _emprunter(const char* texte, CORBA::String_member& fil) noexcept;
+    void _emprunter(const OXcode_statData* code, SeqOXcode_statData_v3_0_0& fil);
+
+    OXvol_completData_v3_0_0 _objet;
+    // What the sequences of the object show without owning it.
+    ObjetsFil<OXcode_statData_v3_0_0, 2> _codes;
+    ObjetsFil<OXcci_rub_chgtData_v3_0_0, OXvol_completData::MAX_RUB_CHGT> _changements;
+    char* _points[OXvol_completData::MAX_POINT];
 };
+
+/// The record of a notification; the caller's. Takes over what the ORB has made for the notification alone,
+/// copies what a caller in this process keeps. Throws std::bad_alloc.
+OXvol_completData* recevoirVolComplet(const OXvol_completData_v3_0_0& recu);
 
 #endif
