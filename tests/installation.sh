@@ -41,6 +41,26 @@ exemple() { # NAME LIBRARY...
     c++ -std=c++17 "${options[@]}" $(pkgconfig --cflags oxcdvcli) "$sources/exemples/$1.cpp" -o "$dossier/$1" \
         $(pkgconfig --libs oxcdvcli) "${@:2}"
 }
+# A program that reads a record, and no more, needs no other library of ours. (The library's own callbacks are the
+# application's to define.)
+cat >"$dossier/lecture.cpp" <<'FIN'
+#include "OXvol_completData.h"
+
+#include <iostream>
+
+int main()
+{
+    OXvol_completData vol;
+    orix::OXstatut statut = orix::OXS_NOK;
+    const bool lu = vol.lire_gparking(statut) != nullptr && vol.lire_point(0) != nullptr && vol.nombre_rub_chgt() != 0;
+    std::cout << vol;
+    return lu || vol.lireVersion().front() == orix::VERSION_NULLE;
+}
+FIN
+# shellcheck disable=SC2046 # several options
+c++ -std=c++17 "${options[@]}" $(pkgconfig --cflags oxcdvcli) "$dossier/lecture.cpp" -o "$dossier/lecture" \
+    -L"$(dirname "$bibliotheque")" -lOXcdvCli -Wl,--unresolved-symbols=ignore-in-shared-libs ||
+    echec "a program that reads a record needs more than libOXcdvCli"
 exemple session_cdv
 exemple parkings -lOXcdvSession
 export LD_LIBRARY_PATH=$(dirname "$bibliotheque")

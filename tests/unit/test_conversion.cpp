@@ -110,39 +110,32 @@ TEST_F(Fil, UnEnregistrementPleinTraverseInchange)
 
 TEST_F(Fil, UnAnyRendLEnregistrementSousSonTypeCode)
 {
-    const OXvol_completData_v3_0_0 envoye = volComplet()->construireObjetSpecifique_v3_0_0();
-    CORBA::Any parCopie;
-    parCopie <<= envoye;
-    CORBA::Any parAdoption;
-    parAdoption <<= new OXvol_completData_v3_0_0(envoye);
-    for (const CORBA::Any* any : {&parCopie, &parAdoption}) {
-        const CORBA::Any recu = aTraversLeFil(*any);
+    SeqOXvol_completData_v3_0_0 envoyes;
+    envoyes.length(1);
+    envoyes[0] = volComplet()->construireObjetSpecifique_v3_0_0();
+    CORBA::Any parCopie, parAdoption, enSequence;
+    parCopie <<= envoyes[0];
+    parAdoption <<= new OXvol_completData_v3_0_0(envoyes[0]);
+    enSequence <<= envoyes;
+    const auto extraire = [](const CORBA::Any& any) {
         const OXvol_completData_v3_0_0* extrait = nullptr;
-        ASSERT_TRUE(recu >>= extrait);
-        EXPECT_EQ(dump(OXvol_completData(*extrait)), dump(OXvol_completData(envoye)));
-        const CORBA::TypeCode_var type = recu.type();
-        EXPECT_STREQ(type->id(), "IDL:OXvol_completData_v3_0_0:1.0");
-    }
+        const SeqOXvol_completData_v3_0_0* suite = nullptr;
+        if (!(any >>= extrait) && (any >>= suite))
+            extrait = &(*suite)[0];
+        return extrait != nullptr ? dump(OXvol_completData(*extrait)) : "nothing";
+    };
+    for (const CORBA::Any* any : {&parCopie, &parAdoption, &enSequence})
+        EXPECT_EQ(extraire(aTraversLeFil(*any)), dump(OXvol_completData(envoyes[0])));
 
-    SeqOXvol_completData_v3_0_0 sequence;
-    sequence.length(1);
-    sequence[0] = envoye;
-    CORBA::Any any;
-    any <<= sequence;
-    const SeqOXvol_completData_v3_0_0* extraite = nullptr;
-    ASSERT_TRUE(any >>= extraite);
-    EXPECT_STREQ((*extraite)[0].m_gidentifiant, "gidentifiant");
-
-    const std::pair<CORBA::TypeCode_ptr, const char*> types[] = {
-        {_tc_OXvol_completData_v3_0_0, "IDL:OXvol_completData_v3_0_0:1.0"},
-        {_tc_SeqOXvol_completData_v3_0_0, "IDL:SeqOXvol_completData_v3_0_0:1.0"},
-        {_tc_SeqTabOXvol_completData_m_trub_chgt_v3_0_0,
-         "IDL:SeqTabOXvol_completData_m_trub_chgt_v3_0_0:1.0"},
-        {_tc_SeqTabOXvol_completData_m_tpoint, "IDL:SeqTabOXvol_completData_m_tpoint:1.0"},
-        {_tc_SeqOXcode_statData_v3_0_0, "IDL:SeqOXcode_statData_v3_0_0:1.0"},
-        {_tc_OXcci_rub_chgtData_v3_0_0, "IDL:OXcci_rub_chgtData_v3_0_0:1.0"}};
-    for (const auto& [type, identifiant] : types)
-        EXPECT_STREQ(type->id(), identifiant);
+    const std::pair<CORBA::TypeCode_ptr, std::string> types[] = {
+        {_tc_OXvol_completData_v3_0_0, "OXvol_completData_v3_0_0"},
+        {_tc_SeqOXvol_completData_v3_0_0, "SeqOXvol_completData_v3_0_0"},
+        {_tc_SeqTabOXvol_completData_m_trub_chgt_v3_0_0, "SeqTabOXvol_completData_m_trub_chgt_v3_0_0"},
+        {_tc_SeqTabOXvol_completData_m_tpoint, "SeqTabOXvol_completData_m_tpoint"},
+        {_tc_SeqOXcode_statData_v3_0_0, "SeqOXcode_statData_v3_0_0"},
+        {_tc_OXcci_rub_chgtData_v3_0_0, "OXcci_rub_chgtData_v3_0_0"}};
+    for (const auto& [type, nom] : types)
+        EXPECT_EQ(type->id(), "IDL:" + nom + ":1.0");
     EXPECT_EQ(_tc_OXvol_completData_v3_0_0->member_count(), 59u);
     EXPECT_EQ(_tc_SeqTabOXvol_completData_m_tpoint->kind(), CORBA::tk_alias);
 }
@@ -218,14 +211,16 @@ TEST_F(Fil, LesEntreesNullesDUnTableauNArretentRien)
 TEST_F(Fil, TracesDesConversions)
 {
     const OXvol_completData vol;
-    CapteurTraces capteur;
-    const OXvol_completData_v3_0_0 fil = vol.construireObjetSpecifique_v3_0_0();
     const std::string construire = "900 OXvol_completData: OXvol_completData_v3_0_0 "
                                    "OXvol_completData::construireObjetSpecifique_v3_0_0() const: ";
-    EXPECT_THAT(lignes(capteur), ElementsAre(construire + "Entrée.", construire + "Sortie."));
-    const OXvol_completData recu(fil);
     const std::string convertir = "900 OXvol_completData: "
                                   "OXvol_completData::OXvol_completData(const OXvol_completData_v3_0_0&): ";
+    CapteurTraces capteur;
+    const OXvol_completData_v3_0_0 fil = vol.construireObjetSpecifique_v3_0_0();
+    const VueVolComplet vue(vol); // lent or copied, it is the same conversion
+    EXPECT_THAT(lignes(capteur), ElementsAre(construire + "Entrée.", construire + "Sortie.",
+                                             construire + "Entrée.", construire + "Sortie."));
+    const OXvol_completData recu(fil);
     EXPECT_THAT(lignes(capteur), ElementsAre(convertir + "Entrée constructeur de conversion v3.0.0",
                                              convertir + "Sortie constructeur de conversion v3.0.0"));
 }
@@ -270,12 +265,6 @@ TEST_F(Fil, UneVueSEnvoieCommeLObjetPuisRendTout)
     }
     EXPECT_EQ(essais::chaquePanne([&] { const VueVolComplet vue(partiel); }), 0) << "texts are lent";
     EXPECT_EQ(dump(*plein), avant);
-
-    CapteurTraces capteur;
-    plein->construireObjetSpecifique_v3_0_0();
-    const std::vector<std::string> attendues = lignes(capteur);
-    const VueVolComplet vue(*plein);
-    EXPECT_EQ(lignes(capteur), attendues);
 }
 
 TEST(Dump, EnregistrementPartiel)

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <numeric>
 
 using essais::CapteurTraces;
 using essais::chaquePanne;
@@ -18,32 +19,23 @@ using essais::rubChgt;
 using essais::volComplet;
 using orix::OXstatut;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::IsSubsetOf;
 using Textes = std::vector<std::string>;
 using Vol = OXvol_completData;
 
 namespace {
 
-/// A field, its accessors and a value for it.
-template <class T>
-struct Champ
-{
-    std::string nom, type;
-    T* Vol::*membre;
-    const T* (Vol::*lire)() const;
-    const T* (Vol::*lireStatut)(OXstatut&) const;
-    void (Vol::*ecrire)(T*);
-    void (Vol::*ecrireStatut)(T*, OXstatut&);
-    T* (*creer)();
-};
+#define APPEL(operation)                                                                                     \
+    [](auto& vol, auto&&... arguments) -> decltype(auto) { return vol.operation(arguments...); }
 
+/// Calls action for each field: its name, its type, what makes a value for it, its member and its accessors.
 template <class Action>
-void pourChaque(Action action)
+void pourChaqueAcces(Action action)
 {
 #define CHAMP(TYPE, nom, valeur)                                                                             \
-    action(Champ<TYPE>{#nom, #TYPE, &Vol::m_##nom, &Vol::lire_##nom, &Vol::lire_##nom, &Vol::ecrire_##nom,   \
-                       &Vol::ecrire_##nom, [] { return valeur; }});
+    action(                                                                                                  \
+        std::string(#nom), std::string(#TYPE), [] { return valeur; },                                        \
+        [](auto& vol) -> auto& { return vol.m_##nom; }, APPEL(lire_##nom), APPEL(ecrire_##nom));
 #define TEXTE(nom) CHAMP(char, nom, OXdupliqueChaine(#nom))
 #define CODE_STAT(nom) CHAMP(OXcode_statData, nom, codeStat(#nom))
     OXVOL_COMPLET_CHAMPS(TEXTE, CODE_STAT)
@@ -52,34 +44,29 @@ void pourChaque(Action action)
 #undef CHAMP
 }
 
-/// A list, its operations and an entry for it.
-template <class T>
-struct Liste
-{
-    std::string nom, type;
-    int limite;
-    bool copie; ///< keeps a copy of what is added
-    int (Vol::*nombre)() const;
-    int (Vol::*nombreStatut)(OXstatut&) const;
-    const T* (Vol::*lire)(int) const;
-    const T* (Vol::*lireStatut)(int, OXstatut&) const;
-    int (Vol::*ajouter)(T*);
-    int (Vol::*ajouterStatut)(T*, OXstatut&);
-    T* (*creer)();
-};
-
 char g_point[] = "AGEN";
 
+/// Calls action for each list: its name, the type of its entries, its limit, what makes an entry, its
+/// operations.
 template <class Action>
 void pourChaqueListe(Action action)
 {
-#define LISTE(TYPE, nom, limite, copie, elem)                                                                \
-    action(Liste<TYPE>{#nom, #TYPE, limite, copie, &Vol::nombre_##nom, &Vol::nombre_##nom, &Vol::lire_##nom, \
-                       &Vol::lire_##nom, &Vol::ajouter_##nom, &Vol::ajouter_##nom, [] { return elem; }});
-    LISTE(OXcci_rub_chgtData, rub_chgt, 6, false, rubChgt("piste"))
-    LISTE(char, point, 10, true, g_point)
+#define LISTE(TYPE, nom, limite, elem)                                                                       \
+    action(                                                                                                  \
+        std::string(#nom), std::string(#TYPE), limite, [] { return elem; }, APPEL(nombre_##nom),             \
+        APPEL(lire_##nom), APPEL(ajouter_##nom));
+    LISTE(OXcci_rub_chgtData, rub_chgt, 6, rubChgt("piste"))
+    LISTE(char, point, 10, g_point)
 #undef LISTE
 }
+
+/// Of the constructor from values.
+#define TEXTE(nom) "char*, "
+#define CODE_STAT(nom) "OXcode_statData*, "
+const std::string g_arguments =
+    OXVOL_COMPLET_CHAMPS(TEXTE, CODE_STAT) "int, OXcci_rub_chgtData**, int, char**";
+#undef TEXTE
+#undef CODE_STAT
 
 template <class T>
 std::string ecrit(const T& objet)
@@ -92,47 +79,30 @@ std::string ecrit(const T& objet)
 /// As the traces show it.
 std::string valeur(const char* texte) { return texte; }
 std::string valeur(const void* objet) { return ecrit(objet); }
-/// What codeStat() and OXdupliqueChaine() were given.
-std::string cle(const char* texte) { return texte; }
-std::string cle(const OXcode_statData* code) { return code->m_gcode; }
 
 /// "level function: message" of each line of the record's own source so far.
 Textes lignes(CapteurTraces& capteur)
 {
     Textes textes;
-    for (const orix::LigneTrace& ligne : capteur.prendre()) {
+    for (const orix::LigneTrace& ligne : capteur.prendre())
         if (ligne.fichier == "OXvol_completData")
-            textes.push_back(std::to_string(ligne.niveau) + " " + ligne.fonction + ": " + ligne.message);
-    }
+            textes.push_back(std::to_string(ligne.niveau) + " " + ligne.fonction + ": " + ligne.message +
+                             "\n");
     return textes;
 }
 
-/// What is written at 100 while the value constructor runs.
-Textes plaintesDuConstructeur(int nrub, OXcci_rub_chgtData** rubs, int npoint, char** points, int nrubAttendu,
-                              int npointAttendu)
+std::string transcrire(CapteurTraces& capteur)
 {
-    CapteurTraces capteur(orix::NTO_NOTABLE);
-#define NUL(nom) nullptr,
-    const Vol vol(OXVOL_COMPLET_CHAMPS(NUL, NUL) nrub, rubs, npoint, points);
-#undef NUL
-    Textes plaintes;
-    for (const orix::LigneTrace& ligne : capteur.prendre()) {
-        const bool signature =
-            ligne.fonction.rfind("OXvol_completData::OXvol_completData(char*, char*, ", 0) == 0;
-        EXPECT_TRUE(signature || ligne.fonction == "OXvol_completData") << ligne.fonction;
-        plaintes.push_back((signature ? "signature: " : "") + ligne.message);
-    }
-    EXPECT_EQ(vol.nombre_rub_chgt(), nrubAttendu);
-    EXPECT_EQ(vol.nombre_point(), npointAttendu);
-    return plaintes;
+    const Textes textes = lignes(capteur);
+    return std::accumulate(textes.begin(), textes.end(), std::string());
 }
 
-template <class T, class Creer>
-T** tableau(int nombre, Creer creer)
+std::string remplir(std::string modele, const std::vector<std::pair<std::string, std::string>>& valeurs)
 {
-    T** const elements = new T*[nombre];
-    std::generate_n(elements, nombre, creer);
-    return elements;
+    for (const auto& [mot, texte] : valeurs)
+        for (std::size_t i = 0; (i = modele.find(mot, i)) != std::string::npos; i += texte.size())
+            modele.replace(i, mot.size(), texte);
+    return modele;
 }
 
 /// Plays the operation on copies of the record: as it is, then with each of its allocations failing in turn,
@@ -182,107 +152,106 @@ int eprouver(const Vol& modele, const std::function<long(Vol&, OXstatut&)>& oper
 
 TEST(Enregistrement, ChaqueChampSeLitEtSEcritSousSonNom)
 {
-    const auto construit = volComplet();
+    const std::string construit = ecrit(*volComplet());
     Vol vol;
     CapteurTraces capteur;
-    pourChaque([&](const auto& champ) {
-        EXPECT_EQ(cle((*construit).*champ.membre), champ.nom) << "the constructor's argument went elsewhere";
-        const std::string lire = "const " + champ.type + "* OXvol_completData::lire_" + champ.nom;
-        const std::string ecrire = "void OXvol_completData::ecrire_" + champ.nom + "(" + champ.type + "*";
-        const std::string absent =
-            "100 lire_" + champ.nom + ": Sortie invalide, le champ est un pointeur nul.";
+    pourChaqueAcces([&](auto nom, auto type, auto creer, auto membre, auto lire, auto ecrire) {
+        EXPECT_NE(construit.find(nom + ">"), std::string::npos)
+            << "the constructor's argument went elsewhere";
         OXstatut statut = orix::OXS_NOK;
-        lignes(capteur);
-        EXPECT_EQ((vol.*champ.lireStatut)(statut), nullptr);
+        capteur.prendre();
+        EXPECT_EQ(lire(vol, statut), nullptr);
         EXPECT_EQ(statut, orix::OXS_CHAMP_NON_INITIALISE);
-        EXPECT_EQ((vol.*champ.lire)(), nullptr);
-        EXPECT_THAT(
-            lignes(capteur),
-            ElementsAre(absent, "900 " + lire + "() const: Entrée/Sortie, version sans statut", absent));
-
-        auto* const pose = champ.creer();
-        (vol.*champ.ecrire)(pose);
-        const std::string debut = "700 " + ecrire + ", orix::OXstatut&): ";
-        EXPECT_THAT(lignes(capteur),
-                    ElementsAre("900 " + ecrire + "): Entrée/Sortie, version sans statut", debut + "Entrée.",
-                                debut + "Valeur = " + valeur(pose), debut + "Sortie."));
-        EXPECT_EQ((vol.*champ.lireStatut)(statut), pose);
+        EXPECT_EQ(lire(vol), nullptr);
+        auto* const pose = creer();
+        ecrire(vol, pose);
+        EXPECT_EQ(membre(vol), pose);
+        EXPECT_EQ(lire(vol, statut), pose);
         EXPECT_EQ(statut, orix::OXS_OK);
-        EXPECT_THAT(lignes(capteur),
-                    ElementsAre("900 " + lire + "(orix::OXstatut&) const: Valeur = " + valeur(pose)));
+        EXPECT_EQ(transcrire(capteur), remplir(R"(100 lire_NOM: Sortie invalide, le champ est un pointeur nul.
+900 const TYPE* OXvol_completData::lire_NOM() const: Entrée/Sortie, version sans statut
+100 lire_NOM: Sortie invalide, le champ est un pointeur nul.
+900 void OXvol_completData::ecrire_NOM(TYPE*): Entrée/Sortie, version sans statut
+700 void OXvol_completData::ecrire_NOM(TYPE*, orix::OXstatut&): Entrée.
+700 void OXvol_completData::ecrire_NOM(TYPE*, orix::OXstatut&): Valeur = VALEUR
+700 void OXvol_completData::ecrire_NOM(TYPE*, orix::OXstatut&): Sortie.
+900 const TYPE* OXvol_completData::lire_NOM(orix::OXstatut&) const: Valeur = VALEUR
+)",
+                                               {{"NOM", nom}, {"TYPE", type}, {"VALEUR", valeur(pose)}}));
     });
 }
 
 TEST(Enregistrement, EcrireRemplaceEtNulEfface)
 {
     const auto vol = volComplet();
-    pourChaque([&](const auto& champ) {
+    pourChaqueAcces([&](auto nom, auto, auto creer, auto membre, auto, auto ecrire) {
         const long plein = essais::bilanMemoire();
-        ((*vol).*champ.ecrire)(champ.creer());
-        ((*vol).*champ.ecrire)((*vol).*champ.membre); // its own: must survive
-        EXPECT_EQ(essais::bilanMemoire(), plein) << champ.nom << ": the former value is released once";
-        EXPECT_EQ(cle((*vol).*champ.membre), champ.nom);
+        ecrire(*vol, creer());
+        ecrire(*vol, membre(*vol)); // its own: must survive
+        EXPECT_EQ(essais::bilanMemoire(), plein) << nom << ": the former value is released once";
+        EXPECT_NE(ecrit(*vol).find(nom + ">"), std::string::npos);
         OXstatut statut = orix::OXS_NOK;
-        ((*vol).*champ.ecrireStatut)(nullptr, statut);
+        ecrire(*vol, nullptr, statut);
         EXPECT_EQ(statut, orix::OXS_OK);
-        EXPECT_EQ((*vol).*champ.membre, nullptr);
-        EXPECT_LT(essais::bilanMemoire(), plein) << champ.nom;
+        EXPECT_EQ(membre(*vol), nullptr);
+        EXPECT_LT(essais::bilanMemoire(), plein) << nom;
     });
 }
 
 TEST(Enregistrement, ChaqueListeSeRemplitJusquASaLimite)
 {
-    pourChaqueListe([](const auto& liste) {
-        const std::string ajouter = "int OXvol_completData::ajouter_" + liste.nom + "(" + liste.type + "*";
-        const std::string ajouterStatut = ajouter + ", orix::OXstatut&): ";
-        const std::string lire = "const " + liste.type + "* OXvol_completData::lire_" + liste.nom + "(int";
-        const std::string lireStatut = lire + ", orix::OXstatut&) const: ";
-        const std::string limite = std::to_string(liste.limite);
-        const auto comptage = [&](const std::string& nombre) {
-            const std::string compter = "900 int OXvol_completData::nombre_" + liste.nom + "(";
-            const std::string statut = compter + "orix::OXstatut&) const: ";
-            return Textes{compter + ") const: Entrée/Sortie, version sans statut", statut + "Entrée.",
-                          statut + "Taille = " + nombre, statut + "Sortie."};
-        };
+    pourChaqueListe([](auto nom, auto type, int limite, auto creer, auto nombre, auto lire, auto ajouter) {
         Vol vol;
         OXstatut statut = orix::OXS_NOK;
-        CapteurTraces capteur;
-
-        auto* const premier = liste.creer();
-        EXPECT_EQ((vol.*liste.ajouter)(premier), 1);
-        EXPECT_THAT(lignes(capteur), ElementsAre("900 " + ajouter + "): Entrée/Sortie, version sans statut",
-                                                 "900 " + ajouterStatut + "elem = " + ecrit<void*>(premier),
-                                                 "900 " + ajouterStatut + "Nouvelle taille = 1"));
-        const auto* const garde = (vol.*liste.lire)(0);
-        EXPECT_EQ(garde != premier, liste.copie);
-        EXPECT_THAT(lignes(capteur),
-                    ElementsAre("900 " + lire + ") const: Entrée/Sortie, version sans statut.",
-                                "900 " + lireStatut + "Index = 0",
-                                "900 " + lireStatut + "Resultat = " + valeur(garde)));
-        EXPECT_EQ((vol.*liste.nombre)(), 1);
-        EXPECT_EQ(lignes(capteur), comptage("1"));
-
-        EXPECT_EQ((vol.*liste.ajouterStatut)(nullptr, statut), -1);
-        EXPECT_EQ(statut, orix::OXS_PARAMETRE_INVALIDE);
-        EXPECT_EQ(lignes(capteur).back(),
-                  "100 ajouter_" + liste.nom + ": Tentative d'ajout d'un pointeur nul.");
-        for (int n = 2; n <= liste.limite; ++n)
-            EXPECT_EQ((vol.*liste.ajouterStatut)(liste.creer(), statut), n);
+        auto* const premier = creer();
+        for (int n = 1; n < limite; ++n)
+            EXPECT_EQ(ajouter(vol, n == 1 ? premier : creer(), statut), n);
         EXPECT_EQ(statut, orix::OXS_OK);
-        EXPECT_EQ((vol.*liste.ajouterStatut)(premier, statut), -1) << "taken, it would be released twice";
-        EXPECT_EQ(statut, orix::OXS_TABLEAU_DEBORDEMENT);
-        EXPECT_EQ(lignes(capteur).back(), "100 " + ajouterStatut + "Sortie sur tableau saturé. Index:" +
-                                              limite + " taille:" + limite);
+        const auto* const garde = lire(vol, 0, statut);
+        EXPECT_EQ(statut, orix::OXS_OK);
+        EXPECT_EQ(garde != premier, type == "char") << "points are copied, changed fields kept";
 
-        for (const int index : {liste.limite, -1}) {
-            EXPECT_EQ((vol.*liste.lireStatut)(index, statut), nullptr);
-            EXPECT_EQ(statut, orix::OXS_TABLEAU_INDEX_INVALIDE);
-            Textes attendues = comptage(limite);
-            attendues.insert(attendues.begin(), "900 " + lireStatut + "Index = " + std::to_string(index));
-            attendues.push_back("100 " + lireStatut + "Données non positionnées a l'index:" +
-                                std::to_string(index) + " index maximum: " + limite);
-            EXPECT_EQ(lignes(capteur), attendues);
-        }
+        CapteurTraces capteur;
+        EXPECT_EQ(ajouter(vol, nullptr, statut), -1);
+        EXPECT_EQ(statut, orix::OXS_PARAMETRE_INVALIDE);
+        auto* const dernier = creer();
+        EXPECT_EQ(ajouter(vol, dernier), limite);
+        EXPECT_EQ(ajouter(vol, premier, statut), -1) << "taken, it would be released twice";
+        EXPECT_EQ(statut, orix::OXS_TABLEAU_DEBORDEMENT);
+        EXPECT_EQ(nombre(vol), limite);
+        EXPECT_EQ(lire(vol, 0), garde);
+        EXPECT_EQ(lire(vol, limite, statut), nullptr);
+        EXPECT_EQ(statut, orix::OXS_TABLEAU_INDEX_INVALIDE);
+        EXPECT_EQ(transcrire(capteur),
+                  remplir(R"(900 int OXvol_completData::ajouter_NOM(TYPE*, orix::OXstatut&): elem = 0
+100 ajouter_NOM: Tentative d'ajout d'un pointeur nul.
+900 int OXvol_completData::ajouter_NOM(TYPE*): Entrée/Sortie, version sans statut
+900 int OXvol_completData::ajouter_NOM(TYPE*, orix::OXstatut&): elem = DERNIER
+900 int OXvol_completData::ajouter_NOM(TYPE*, orix::OXstatut&): Nouvelle taille = LIMITE
+900 int OXvol_completData::ajouter_NOM(TYPE*, orix::OXstatut&): elem = PREMIER
+100 int OXvol_completData::ajouter_NOM(TYPE*, orix::OXstatut&): Sortie sur tableau saturé. Index:LIMITE taille:LIMITE
+900 int OXvol_completData::nombre_NOM() const: Entrée/Sortie, version sans statut
+900 int OXvol_completData::nombre_NOM(orix::OXstatut&) const: Entrée.
+900 int OXvol_completData::nombre_NOM(orix::OXstatut&) const: Taille = LIMITE
+900 int OXvol_completData::nombre_NOM(orix::OXstatut&) const: Sortie.
+900 const TYPE* OXvol_completData::lire_NOM(int) const: Entrée/Sortie, version sans statut.
+900 const TYPE* OXvol_completData::lire_NOM(int, orix::OXstatut&) const: Index = 0
+900 const TYPE* OXvol_completData::lire_NOM(int, orix::OXstatut&) const: Resultat = VALEUR
+900 const TYPE* OXvol_completData::lire_NOM(int, orix::OXstatut&) const: Index = LIMITE
+900 int OXvol_completData::nombre_NOM() const: Entrée/Sortie, version sans statut
+900 int OXvol_completData::nombre_NOM(orix::OXstatut&) const: Entrée.
+900 int OXvol_completData::nombre_NOM(orix::OXstatut&) const: Taille = LIMITE
+900 int OXvol_completData::nombre_NOM(orix::OXstatut&) const: Sortie.
+100 const TYPE* OXvol_completData::lire_NOM(int, orix::OXstatut&) const: Données non positionnées a l'index:LIMITE index maximum: LIMITE
+)",
+                          {{"NOM", nom},
+                           {"TYPE", type},
+                           {"DERNIER", ecrit<void*>(dernier)},
+                           {"PREMIER", ecrit<void*>(premier)},
+                           {"LIMITE", std::to_string(limite)},
+                           {"VALEUR", valeur(garde)}}));
+        EXPECT_EQ(lire(vol, -1, statut), nullptr);
+        EXPECT_EQ(statut, orix::OXS_TABLEAU_INDEX_INVALIDE);
     });
 }
 
@@ -291,20 +260,19 @@ TEST(Enregistrement, AucunAccesseurNeDependDeSesTraces)
     const auto vol = volComplet();
     vol->ecrire_gpiste(nullptr);
     int pannes = 0;
-    pourChaque([&](const auto& champ) {
-        SCOPED_TRACE(champ.nom);
-        pannes += eprouver(*vol, [&](Vol& v, OXstatut& s) { return (v.*champ.lireStatut)(s) != nullptr; });
-        pannes += eprouver(*vol, [&](Vol& v, auto&) { return (v.*champ.lire)() != nullptr; });
-        pannes += eprouver(*vol, [&](Vol& v, OXstatut& s) { return (v.*champ.ecrireStatut)(nullptr, s), 0; });
-        pannes += eprouver(*vol, [&](Vol& v, auto&) { return (v.*champ.ecrire)(nullptr), 0; });
+    pourChaqueAcces([&](auto nom, auto, auto, auto, auto lire, auto ecrire) {
+        SCOPED_TRACE(nom);
+        pannes += eprouver(*vol, [&](Vol& v, OXstatut& s) { return lire(v, s) != nullptr; });
+        pannes += eprouver(*vol, [&](Vol& v, auto&) { return lire(v) != nullptr; });
+        pannes += eprouver(*vol, [&](Vol& v, OXstatut& s) { return ecrire(v, nullptr, s), 0; });
+        pannes += eprouver(*vol, [&](Vol& v, auto&) { return ecrire(v, nullptr), 0; });
     });
-    pourChaqueListe([&](const auto& liste) {
-        SCOPED_TRACE(liste.nom);
-        pannes += eprouver(*vol, [&](Vol& v, auto&) { return (v.*liste.nombre)(); });
+    pourChaqueListe([&](auto nom, auto, auto, auto, auto nombre, auto lire, auto ajouter) {
+        SCOPED_TRACE(nom);
+        pannes += eprouver(*vol, [&](Vol& v, auto&) { return nombre(v); });
         for (const int index : {1, 7})
-            pannes += eprouver(
-                *vol, [&](Vol& v, OXstatut& s) { return (v.*liste.lireStatut)(index, s) != nullptr; });
-        pannes += eprouver(*vol, [&](Vol& v, OXstatut& s) { return (v.*liste.ajouterStatut)(nullptr, s); });
+            pannes += eprouver(*vol, [&](Vol& v, OXstatut& s) { return lire(v, index, s) != nullptr; });
+        pannes += eprouver(*vol, [&](Vol& v, OXstatut& s) { return ajouter(v, nullptr, s); });
     });
     pannes += eprouver(
         *vol, [&](Vol& v, OXstatut& s) { return v.ajouter_point(g_point, s); },
@@ -314,32 +282,41 @@ TEST(Enregistrement, AucunAccesseurNeDependDeSesTraces)
 
 TEST(Enregistrement, LeConstructeurCorrigeLesListesEtLeDit)
 {
-    const auto rub = [] { return rubChgt("piste"); };
-    const auto point = [] { return OXdupliqueChaine("AGEN"); };
-    const long avant = essais::bilanMemoire();
+    const std::string nuls = R"(100 OXvol_completData::OXvol_completData(...): Non Validé (nrub_chgt == 0)
+100 OXvol_completData: Taille non nulle pour le tableau nul m_trub_chgt.
+100 OXvol_completData::OXvol_completData(...): Non Validé (npoint == 0)
+100 OXvol_completData: Taille non nulle pour le tableau nul m_tpoint.
+)";
+    const std::string longs =
+        R"(100 OXvol_completData: Taille supérieure a la limite max pour le tableau m_trub_chgt.
+100 OXvol_completData: Taille supérieure a la limite max pour le tableau m_tpoint.
+)";
+    const std::tuple<int, int, bool, std::string> CAS[] = {
+        {6, 10, false, ""}, {0, 0, true, ""}, {-2, -1, false, ""}, {3, 4, true, nuls}, {7, 11, false, longs}};
+    for (const auto& [nrub, npoint, sansTableaux, plaintes] : CAS) {
+        auto** const rubs = new OXcci_rub_chgtData*[7];
+        auto** const points = new char*[11];
+        std::generate(rubs, rubs + 7, [] { return rubChgt("piste"); });
+        std::generate(points, points + 11, [] { return OXdupliqueChaine("AGEN"); });
+        // What is not kept is not released.
+        const int rubsGardes = sansTableaux ? 0 : std::clamp(nrub, 0, 6);
+        const int pointsGardes = sansTableaux ? 0 : std::clamp(npoint, 0, 10);
+        std::vector<std::unique_ptr<OXcci_rub_chgtData>> autresRubs(rubs + rubsGardes, rubs + 7);
+        std::vector<std::unique_ptr<char[]>> autresPoints(points + pointsGardes, points + 11);
 
-    EXPECT_THAT(
-        plaintesDuConstructeur(6, tableau<OXcci_rub_chgtData>(6, rub), 10, tableau<char>(10, point), 6, 10),
-        IsEmpty());
-    EXPECT_THAT(plaintesDuConstructeur(0, nullptr, 0, nullptr, 0, 0), IsEmpty());
-    EXPECT_THAT(plaintesDuConstructeur(3, nullptr, 4, nullptr, 0, 0),
-                ElementsAre("signature: Non Validé (nrub_chgt == 0)",
-                            "Taille non nulle pour le tableau nul m_trub_chgt.",
-                            "signature: Non Validé (npoint == 0)",
-                            "Taille non nulle pour le tableau nul m_tpoint."));
-    EXPECT_THAT(
-        plaintesDuConstructeur(-2, tableau<OXcci_rub_chgtData>(0, rub), -1, tableau<char>(0, point), 0, 0),
-        IsEmpty());
-
-    // What exceeds the limit is neither kept nor released: it stays to be released here.
-    OXcci_rub_chgtData** const rubs = tableau<OXcci_rub_chgtData>(7, rub);
-    char** const points = tableau<char>(11, point);
-    const std::unique_ptr<OXcci_rub_chgtData> septieme(rubs[6]);
-    const std::unique_ptr<char[]> onzieme(points[10]);
-    EXPECT_THAT(plaintesDuConstructeur(7, rubs, 11, points, 6, 10),
-                ElementsAre("Taille supérieure a la limite max pour le tableau m_trub_chgt.",
-                            "Taille supérieure a la limite max pour le tableau m_tpoint."));
-    EXPECT_EQ(essais::bilanMemoire(), avant + 5) << "the seventh with its three texts, and the eleventh";
+        CapteurTraces capteur(orix::NTO_NOTABLE);
+#define NUL(nom) nullptr,
+        const Vol vol(OXVOL_COMPLET_CHAMPS(NUL, NUL) nrub, sansTableaux ? nullptr : rubs, npoint,
+                      sansTableaux ? nullptr : points);
+#undef NUL
+        EXPECT_EQ(transcrire(capteur), remplir(plaintes, {{"...", g_arguments}}));
+        EXPECT_EQ(vol.nombre_rub_chgt(), rubsGardes);
+        EXPECT_EQ(vol.nombre_point(), pointsGardes);
+        if (sansTableaux) {
+            delete[] rubs;
+            delete[] points;
+        }
+    }
 }
 
 TEST(Enregistrement, TracesDeLaVieDUnEnregistrement)
@@ -347,27 +324,29 @@ TEST(Enregistrement, TracesDeLaVieDUnEnregistrement)
     CapteurTraces capteur;
     {
         const Vol vol;
-        EXPECT_THAT(capteur.prendreTextes(), ElementsAre("900 Entrée Constructeur par defaut (v3.0.0).",
-                                                         "900 Sortie Constructeur par defaut (v3.0.0)."));
-
         const Vol copie(vol);
-        const std::string copier = "900 OXvol_completData::OXvol_completData(const OXvol_completData&): ";
-        EXPECT_THAT(lignes(capteur), ElementsAre(copier + "Entrée.", copier + "Sortie."));
         EXPECT_STREQ(vol.lireNomService(), "cdv");
-        EXPECT_THAT(
-            lignes(capteur),
-            ElementsAre("900 const char* OXvol_completData::lireNomService() const: Entrée/Retour cdv"));
         EXPECT_THAT(copie.lireVersion(), ElementsAre(orix::OXversion(3, 0, 0, 0)));
         EXPECT_THAT(copie.lireVersionsConnues(), ElementsAre(orix::OXversion(3, 0, 0, 0)));
-        Textes attendues;
-        for (const std::string nom : {"lireVersion", "lireVersionsConnues"})
-            for (const std::string message : {"Entrée.", "Version(s) 3.0.0.0", "Sortie."})
-                attendues.push_back("900 std::vector<orix::OXversion> OXvol_completData::" + nom +
-                                    "() const: " + message);
-        EXPECT_EQ(lignes(capteur), attendues);
     }
-    EXPECT_THAT(capteur.prendreTextes(),
-                ElementsAre("900 Entree.", "900 Sortie.", "900 Entree.", "900 Sortie."));
+    EXPECT_EQ(transcrire(capteur),
+              remplir(R"(900 VOL::OXvol_completData(...): Entrée Constructeur par defaut (v3.0.0).
+900 VOL::OXvol_completData(...): Sortie Constructeur par defaut (v3.0.0).
+900 VOL::OXvol_completData(const OXvol_completData&): Entrée.
+900 VOL::OXvol_completData(const OXvol_completData&): Sortie.
+900 const char* VOL::lireNomService() const: Entrée/Retour cdv
+900 std::vector<orix::OXversion> VOL::lireVersion() const: Entrée.
+900 std::vector<orix::OXversion> VOL::lireVersion() const: Version(s) 3.0.0.0
+900 std::vector<orix::OXversion> VOL::lireVersion() const: Sortie.
+900 std::vector<orix::OXversion> VOL::lireVersionsConnues() const: Entrée.
+900 std::vector<orix::OXversion> VOL::lireVersionsConnues() const: Version(s) 3.0.0.0
+900 std::vector<orix::OXversion> VOL::lireVersionsConnues() const: Sortie.
+900 VOL::~OXvol_completData(): Entree.
+900 VOL::~OXvol_completData(): Sortie.
+900 VOL::~OXvol_completData(): Entree.
+900 VOL::~OXvol_completData(): Sortie.
+)",
+                      {{"VOL", "OXvol_completData"}, {"...", g_arguments}}));
 
     // The status codes and the changed fields are declared valid with their record.
     const auto vol = volComplet();
@@ -375,11 +354,9 @@ TEST(Enregistrement, TracesDeLaVieDUnEnregistrement)
     vol->definirVersionValide_v3_0_0();
     std::string classes;
     for (const orix::LigneTrace& ligne : capteur.prendre())
-        classes += ligne.fichier + " " + ligne.message + " ";
-    const std::string code = "OXcode_statData Entrée. OXcode_statData Sortie. ";
-    const std::string rubrique = "OXcci_rub_chgtData Entrée. OXcci_rub_chgtData Sortie. ";
-    EXPECT_EQ(classes, "OXvol_completData Entrée. " + code + code + rubrique + rubrique +
-                           "OXvol_completData Sortie. ");
+        classes += ligne.message == "Entrée." ? ligne.fichier + " " : "";
+    EXPECT_EQ(classes,
+              "OXvol_completData OXcode_statData OXcode_statData OXcci_rub_chgtData OXcci_rub_chgtData ");
 }
 
 TEST(Enregistrement, LaCopieEstProfondeOuNEstPas)
@@ -387,8 +364,8 @@ TEST(Enregistrement, LaCopieEstProfondeOuNEstPas)
     auto source = volComplet();
     source->ecrire_gpiste(nullptr);
     const Vol copie(*source);
-    pourChaque([&](const auto& champ) {
-        EXPECT_EQ(copie.*champ.membre == (*source).*champ.membre, champ.nom == "gpiste") << champ.nom;
+    pourChaqueAcces([&](auto nom, auto, auto, auto membre, auto, auto) {
+        EXPECT_EQ(membre(copie) == membre(*source), nom == "gpiste") << nom;
     });
     // 54 texts, two status codes of two texts, two changed fields of three, three points.
     EXPECT_EQ(chaquePanne([&] { const Vol autre(*source); }), 54 + 2 * 3 + 2 * 4 + 3);

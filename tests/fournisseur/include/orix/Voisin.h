@@ -1,0 +1,20 @@
+#ifndef ORIX_VOISIN_H
+#define ORIX_VOISIN_H
+
+#include <iosfwd>
+
+/// All that the library may ask of a sibling record.
+#define ORIX_VOISIN(CLASSE)                                                                                  \
+    struct CLASSE##_v3_0_0;                                                                                  \
+    class CLASSE                                                                                             \
+    {                                                                                                        \
+      public:                                                                                                \
+        CLASSE(const CLASSE&);                                                                               \
+        CLASSE(const CLASSE##_v3_0_0&);                                                                      \
+        ~CLASSE();                                                                                           \
+        CLASSE##_v3_0_0 construireObjetSpecifique_v3_0_0() const;                                            \
+        void definirVersionValide_v3_0_0();                                                                  \
+    };                                                                                                       \
+    std::ostream& operator<<(std::ostream&, const CLASSE&)
+
+#endif
