@@ -13,10 +13,9 @@ if [ -n "$mode" ] && [ "$mode" != --accepter ]; then
 fi
 
 # Of ours, what other objects link to. The stubs of the IDL are no interface, and what the compiler instantiates of the
-# standard library depends on its options. The inline functions that are there (W) are the readers of the records, which
-# programs built before they were inline call.
+# standard library depends on its options.
 symboles() {
-    nm -DC --defined-only "$1" | sed -nE 's/^[0-9a-f]+ [TDBRVW] //p' |
+    nm -DC --defined-only "$1" | sed -nE 's/^[0-9a-f]+ [TDBRV] //p' |
         grep -E '^((vtable|typeinfo) for )?(orix::|cdv::|OX[A-Za-z_]*(::|\())|^operator' |
         grep -vE '_v3_0_0|orix_corba' | sort -u
 }

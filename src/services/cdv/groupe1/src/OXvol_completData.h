@@ -154,7 +154,7 @@ class ORIX_API OXvol_completData
     };
     explicit OXvol_completData(Vide) noexcept {}
     /// Takes the texts over: the source is left fit for destruction only.
-    OXvol_completData(OXvol_completData_v3_0_0&& source, Vide);
+    ORIX_INTERNE OXvol_completData(OXvol_completData_v3_0_0&& source, Vide);
 
     OXvol_completData& operator=(const OXvol_completData&);
     bool operator==(const OXvol_completData&) const;

@@ -46,6 +46,12 @@ class VueVolComplet : orix::INonCopiable
     const OXvol_completData_v3_0_0& lire() const { return _objet; }
 
   private:
+#define TEXTE(nom)
+#define CODE_STAT(nom) +1
+    static constexpr int NOMBRE_CODES = OXVOL_COMPLET_CHAMPS(TEXTE, CODE_STAT);
+#undef TEXTE
+#undef CODE_STAT
+
     VueVolComplet() = default;
 
     void _emprunter(const char* texte, CORBA::String_member& fil) noexcept;
@@ -53,7 +59,7 @@ class VueVolComplet : orix::INonCopiable
 
     OXvol_completData_v3_0_0 _objet;
     // What the sequences of the object show without owning it.
-    ObjetsFil<OXcode_statData_v3_0_0, 2> _codes;
+    ObjetsFil<OXcode_statData_v3_0_0, NOMBRE_CODES> _codes;
     ObjetsFil<OXcci_rub_chgtData_v3_0_0, OXvol_completData::MAX_RUB_CHGT> _changements;
     char* _points[OXvol_completData::MAX_POINT];
 };

@@ -1,10 +1,10 @@
-#ifndef ORIX_VOISIN_H
-#define ORIX_VOISIN_H
+#ifndef VOISIN_H
+#define VOISIN_H
 
 #include <iosfwd>
 
 /// All that the library may ask of a sibling record.
-#define ORIX_VOISIN(CLASSE)                                                                                  \
+#define VOISIN(CLASSE)                                                                                       \
     struct CLASSE##_v3_0_0;                                                                                  \
     class CLASSE                                                                                             \
     {                                                                                                        \

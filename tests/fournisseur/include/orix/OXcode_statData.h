@@ -1,8 +1,0 @@
-#ifndef ORIX_OXCODE_STATDATA_H
-#define ORIX_OXCODE_STATDATA_H
-
-#include "orix/Voisin.h"
-
-ORIX_VOISIN(OXcode_statData);
-
-#endif
