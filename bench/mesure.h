@@ -84,7 +84,6 @@ inline long memoireMax() ///< KiB; the kernel brings the two counters up to date
 }
 
 // ---- Client
-// ------------------------------------------------------------------------------------------------------
 
 /// Durations, by classes of at most 0.4 %: whatever their number, the same memory.
 class Durees
@@ -202,7 +201,6 @@ class Envoyeur
 using FabriqueEnvoyeur = std::function<std::unique_ptr<Envoyeur>(const Options&, EnVol&)>;
 
 // ---- Server
-// ------------------------------------------------------------------------------------------------------
 
 class Reception
 {
@@ -228,7 +226,6 @@ class Reception
 using FabriqueServeur = std::function<std::shared_ptr<void>(const Options&, Reception&)>;
 
 // ---- Programs
-// ----------------------------------------------------------------------------------------------------
 
 namespace interne {
 

@@ -38,7 +38,6 @@ double secondsSince(Clock::time_point start)
 }
 
 // ---- What the callbacks leave for the main thread
-// ----------------------------------------------------------------
 
 struct Outcome
 {
@@ -93,7 +92,6 @@ Outcome awaitOutcome(const char* what, int idOp)
 } // namespace
 
 // ---- The application's side of the service
-// -------------------------------------------------------------------------
 
 void OXcdvCliCB::activeCB(orix::OXstatut statut, const char* serveur, const char* machine)
 {
@@ -138,7 +136,6 @@ void OXcdvCliCB::fin_liste_vol_completCB(int nResuVarda, int nIdOp) { finish(nId
 namespace {
 
 // ---- Flights from a CSV file
-// ---------------------------------------------------------------------------------------
 
 /// One flight: text fields by their name without "m_g". The value of an unset field is absent.
 using Flight = std::map<std::string, std::string>;
@@ -204,7 +201,6 @@ void fill(OXvol_completData& record, const Flight& flight)
 }
 
 // ---- The session
-// ---------------------------------------------------------------------------------------------------
 
 using Request = orix::OXstatut (*)(OXvol_completData*, int&);
 

@@ -25,7 +25,6 @@ using Arguments = std::vector<std::string>;
 constexpr std::chrono::seconds PATIENCE{300}; // a million notifications take their time
 
 // ---- What is compared
-// --------------------------------------------------------------------------------------------
 
 /// A way to send records: its two programs and what they are told.
 struct Systeme
@@ -198,7 +197,6 @@ const std::vector<Objectif>& objectifs()
 }
 
 // ---- One run
-// -----------------------------------------------------------------------------------------------------
 
 unsigned portLibre()
 {
@@ -286,7 +284,6 @@ json executer(const Mesure& mesure, const Systeme& systeme, int nombre)
 }
 
 // ---- Figures
-// -----------------------------------------------------------------------------------------------------
 
 double mediane(std::vector<double> valeurs)
 {
@@ -442,7 +439,6 @@ void ecrireObjectifs(const Resultats& resultats, const std::vector<Mesure>& mesu
 }
 
 // ---- The program
-// -------------------------------------------------------------------------------------------------
 
 struct Options
 {

@@ -106,7 +106,6 @@ void variantes(benchmark::internal::Benchmark* mesure)
 }
 
 // ---- Record
-// ------------------------------------------------------------------------------------------------------
 
 void versLeFil(State& state)
 {
@@ -236,7 +235,6 @@ void memoireAuRepos(State& state)
 BENCHMARK(memoireAuRepos)->Apply(variantes)->Iterations(20);
 
 // ---- Accessors
-// ---------------------------------------------------------------------------------------------------
 
 /// Reads a field of a record that the compiler knows nothing of.
 template <class Lecture>
@@ -301,7 +299,6 @@ void ajoutPoint(State& state)
 BENCHMARK(ajoutPoint);
 
 // ---- Wire
-// --------------------------------------------------------------------------------------------------------
 
 void emballage(State& state)
 {
@@ -329,7 +326,6 @@ void deballage(State& state)
 BENCHMARK(deballage)->Apply(variantes);
 
 // ---- Deferred calls
-// ----------------------------------------------------------------------------------------------
 
 void appelDiffere(State& state)
 {
@@ -388,7 +384,6 @@ void executeurAuRepos(State& state) { posterAppels(state, true); }
 BENCHMARK(executeurAuRepos)->UseRealTime();
 
 // ---- Traces
-// ------------------------------------------------------------------------------------------------------
 
 void tracer() { ORIX_TRACE(orix::NTO_NOTABLE, "bench_cdv", "tracer", "Envoi d'un message en version " << 3); }
 
