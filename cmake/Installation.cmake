@@ -17,7 +17,6 @@ set(objets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT bibliotheques N
 install(TARGETS OXcdvCli OXcdvSession EXPORT OXcdvCliTargets ${objets})
 install(TARGETS cdv-serveur RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT serveur)
 install(FILES ${PROJECT_SOURCE_DIR}/docs/cdv-serveur.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT serveur)
-install(FILES ${PROJECT_SOURCE_DIR}/docs/cdv-serveur.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT serveur)
 # The command, its manual and its completion.
 set_target_properties(cdv PROPERTIES INSTALL_RPATH $ORIGIN/../${CMAKE_INSTALL_LIBDIR})
 install(TARGETS cdv RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT outils)
@@ -34,16 +33,16 @@ if(OXCDV_FOURNISSEUR_ORIX STREQUAL plateforme)
   install(EXPORT orixTargets NAMESPACE orix:: DESTINATION ${paquet} COMPONENT developpement)
 endif()
 
-configure_package_config_file(cmake/OXcdvCliConfig.cmake.in ${CMAKE_BINARY_DIR}/OXcdvCliConfig.cmake
+configure_package_config_file(cmake/OXcdvCliConfig.cmake.in ${PROJECT_BINARY_DIR}/OXcdvCliConfig.cmake
                               INSTALL_DESTINATION ${paquet})
-write_basic_package_version_file(${CMAKE_BINARY_DIR}/OXcdvCliConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/OXcdvCliConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 # The file finds its own prefix: the tree may be moved, or installed into a package.
 file(RELATIVE_PATH CHEMIN_PREFIXE /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" CHEMIN_PREFIXE "${CHEMIN_PREFIXE}")
-configure_file(cmake/oxcdvcli.pc.in ${CMAKE_BINARY_DIR}/oxcdvcli.pc @ONLY)
-install(FILES ${CMAKE_BINARY_DIR}/OXcdvCliConfig.cmake ${CMAKE_BINARY_DIR}/OXcdvCliConfigVersion.cmake
+configure_file(cmake/oxcdvcli.pc.in ${PROJECT_BINARY_DIR}/oxcdvcli.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/OXcdvCliConfig.cmake ${PROJECT_BINARY_DIR}/OXcdvCliConfigVersion.cmake
         DESTINATION ${paquet} COMPONENT developpement)
-install(FILES ${CMAKE_BINARY_DIR}/oxcdvcli.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT developpement)
+install(FILES ${PROJECT_BINARY_DIR}/oxcdvcli.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT developpement)
 install(FILES ${PROJECT_SOURCE_DIR}/exemples/CMakeLists.txt ${PROJECT_SOURCE_DIR}/exemples/parkings.cpp
               ${PROJECT_SOURCE_DIR}/exemples/session_cdv.cpp ${PROJECT_SOURCE_DIR}/exemples/vols.csv
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/liboxcdvcli-dev/examples COMPONENT developpement)
