@@ -1,5 +1,5 @@
 # What "cmake --install" ships: the libraries, the programs, the public headers (none of which needs an ORB header), a
-# CMake package, a pkg-config file and the example. The components are those of the packages (cmake/Paquets.cmake).
+# CMake package, pkg-config files, the IDL and the examples. The components are those of the packages (cmake/Paquets.cmake).
 include_guard(GLOBAL)
 include(CMakePackageConfigHelpers)
 
@@ -36,13 +36,20 @@ endif()
 configure_package_config_file(cmake/OXcdvCliConfig.cmake.in ${PROJECT_BINARY_DIR}/OXcdvCliConfig.cmake
                               INSTALL_DESTINATION ${paquet})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/OXcdvCliConfigVersion.cmake COMPATIBILITY SameMajorVersion)
-# The file finds its own prefix: the tree may be moved, or installed into a package.
+# The files find their own prefix: the tree may be moved, or installed into a package.
 file(RELATIVE_PATH CHEMIN_PREFIXE /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" CHEMIN_PREFIXE "${CHEMIN_PREFIXE}")
-configure_file(cmake/oxcdvcli.pc.in ${PROJECT_BINARY_DIR}/oxcdvcli.pc @ONLY)
+foreach(nom IN ITEMS oxcdvcli oxcdvsession)
+  configure_file(cmake/${nom}.pc.in ${PROJECT_BINARY_DIR}/${nom}.pc @ONLY)
+endforeach()
 install(FILES ${PROJECT_BINARY_DIR}/OXcdvCliConfig.cmake ${PROJECT_BINARY_DIR}/OXcdvCliConfigVersion.cmake
         DESTINATION ${paquet} COMPONENT developpement)
-install(FILES ${PROJECT_BINARY_DIR}/oxcdvcli.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT developpement)
+install(FILES ${PROJECT_BINARY_DIR}/oxcdvcli.pc ${PROJECT_BINARY_DIR}/oxcdvsession.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT developpement)
+# For who speaks the protocol without the library (docs/protocole.md).
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/plateforme/idl/ ${PROJECT_SOURCE_DIR}/src/services/cdv/groupe1/src/
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/oxcdv/idl COMPONENT developpement
+        FILES_MATCHING PATTERN *.idl)
 install(FILES ${PROJECT_SOURCE_DIR}/exemples/CMakeLists.txt ${PROJECT_SOURCE_DIR}/exemples/parkings.cpp
               ${PROJECT_SOURCE_DIR}/exemples/session_cdv.cpp ${PROJECT_SOURCE_DIR}/exemples/vols.csv
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/liboxcdvcli-dev/examples COMPONENT developpement)

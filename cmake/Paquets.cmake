@@ -60,8 +60,8 @@ oxcdv_paquet(
   SECTION libdevel
   DEPENDS "${avec_bibliotheques}"
   DESCRIPTION "client library of the cdv service, development files
-Headers, CMake package, pkg-config file and a complete example for programs
-that use the cdv flight-record service. No ORB header is needed.")
+Headers, CMake package, pkg-config files, IDL and complete examples for
+programs that use the cdv flight-record service. No ORB header is needed.")
 oxcdv_paquet(
   outils cdv-outils
   SECTION utils

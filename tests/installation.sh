@@ -36,10 +36,10 @@ autres=$(nm -DC --defined-only "$bibliotheque" | cut -d' ' -f3- |
 
 export PKG_CONFIG_PATH=$(dirname "$(find "$dossier/prefixe" -name oxcdvcli.pc)")
 pkgconfig() { pkg-config --define-variable=prefix="$dossier/prefixe" "$@"; }
-exemple() { # NAME LIBRARY...
+exemple() { # NAME PKG-CONFIG
     # shellcheck disable=SC2046 # several options
-    c++ -std=c++17 "${options[@]}" $(pkgconfig --cflags oxcdvcli) "$sources/exemples/$1.cpp" -o "$dossier/$1" \
-        $(pkgconfig --libs oxcdvcli) "${@:2}"
+    c++ -std=c++17 "${options[@]}" $(pkgconfig --cflags "$2") "$sources/exemples/$1.cpp" -o "$dossier/$1" \
+        $(pkgconfig --libs "$2")
 }
 # A program that reads a record, and no more, needs no other library of ours. (The library's own callbacks are the
 # application's to define.)
@@ -61,8 +61,9 @@ FIN
 c++ -std=c++17 "${options[@]}" $(pkgconfig --cflags oxcdvcli) "$dossier/lecture.cpp" -o "$dossier/lecture" \
     -L"$(dirname "$bibliotheque")" -lOXcdvCli -Wl,--unresolved-symbols=ignore-in-shared-libs ||
     echec "a program that reads a record needs more than libOXcdvCli"
-exemple session_cdv
-exemple parkings -lOXcdvSession
+exemple session_cdv oxcdvcli
+exemple parkings oxcdvsession
+omniidl -bcxx -C"$dossier" "$dossier"/prefixe/share/oxcdv/idl/*.idl || echec "the installed IDL does not compile"
 export LD_LIBRARY_PATH=$(dirname "$bibliotheque")
 
 # The programs run against the installed libraries: a wrong file gives its line and its status.
