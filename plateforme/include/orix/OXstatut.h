@@ -3,6 +3,8 @@
 
 #include "orix/Exportation.h"
 
+#include <string>
+
 namespace orix {
 
 /// Status of every operation of the system. Names that share a value are aliases of one status.
@@ -66,6 +68,9 @@ inline const char* texteStatut(int code)
 {
     return code >= 0 && code < OXS_NB_ELEMENTS_STATUT ? OXstatus_int2code[code] : "?";
 }
+
+/// A status as the traces show it: "23 (OXS_SERVICE_NON_ACTIVE)".
+inline std::string codeEtTexte(int code) { return std::to_string(code) + " (" + texteStatut(code) + ")"; }
 
 } // namespace orix
 

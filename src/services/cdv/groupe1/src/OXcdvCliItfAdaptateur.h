@@ -205,9 +205,6 @@ class OXcdvCliItfAdaptateur : public virtual orb::ServantAttendu,
 
 OXcdvCliItfAdaptateur* oxcdvCliItfAdaptateur();
 
-/// A status as the traces show it: "23 (OXS_SERVICE_NON_ACTIVE)".
-inline std::string codeEtTexte(int code) { return std::to_string(code) + " (" + texteStatut(code) + ")"; }
-
 } // namespace orix
 
 #endif
