@@ -90,10 +90,10 @@ class Attente
 
     enum class Poussee
     {
-        Inutile, ///< nothing had come since the last time: no longer entrusted
-        Faite,
-        Occupee, ///< another thread is at it
-        Pleine   ///< the peer takes nothing
+        inutile, ///< nothing had come since the last time: no longer entrusted
+        faite,
+        occupee, ///< another thread is at it
+        pleine   ///< the peer takes nothing
     };
 
     /// For who was entrusted with it: sends what the peer takes at once. Never waits behind another thread.
@@ -101,12 +101,12 @@ class Attente
     {
         const std::unique_lock<std::mutex> verrou(_mutex, std::try_to_lock);
         if (!verrou)
-            return Poussee::Occupee;
+            return Poussee::occupee;
         if (_taille == 0 || _perdue) {
             _confiee = false;
-            return Poussee::Inutile;
+            return Poussee::inutile;
         }
-        return _vider(dans(DELAI_POUSSEE)) != 0 ? Poussee::Faite : Poussee::Pleine;
+        return _vider(dans(DELAI_POUSSEE)) != 0 ? Poussee::faite : Poussee::pleine;
     }
 
     /// What waits goes before what the caller does next, unless another thread is sending.
@@ -258,15 +258,15 @@ class Pousseur
         if (confiee.echeance > maintenant)
             return true;
         switch (confiee.attente->pousser()) {
-        case Attente::Poussee::Inutile:
+        case Attente::Poussee::inutile:
             return false;
-        case Attente::Poussee::Faite:
+        case Attente::Poussee::faite:
             confiee.repit = ATTENTE_MAX;
             break;
-        case Attente::Poussee::Occupee:
+        case Attente::Poussee::occupee:
             confiee.repit = REPIT_OCCUPE; // longer than it waits: a burst gains by being left alone
             break;
-        case Attente::Poussee::Pleine:
+        case Attente::Poussee::pleine:
             confiee.repit = std::min<microseconds>(2 * confiee.repit, REPIT_PLEIN);
             break;
         }

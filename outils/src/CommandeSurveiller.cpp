@@ -112,7 +112,7 @@ class Journal
                 objet["statut"] = orix::texteStatut(evenement.statut);
                 objet["perte"] = evenement.perte;
             }
-            ecrire(objet.dump());
+            _ecrire(objet.dump());
             return;
         }
         std::string texte = nom(evenement.etat);
@@ -129,7 +129,7 @@ class Journal
                          : ", nouvel essai dans " +
                                texteDuree(std::chrono::duration<double>(evenement.delai).count());
         // On a terminal a try gives its place to its outcome.
-        ecrireLigne(texte, _surPlace && evenement.etat == cdv::EtatSession::activation);
+        _ecrireLigne(texte, _surPlace && evenement.etat == cdv::EtatSession::activation);
     }
 
     void noter(const Ping& ping)
@@ -146,24 +146,24 @@ class Journal
             nlohmann::ordered_json objet{{"heure", maintenant()}, {"ping_ms", nullptr}};
             if (ping)
                 objet["ping_ms"] = *ping;
-            ecrire(objet.dump());
+            _ecrire(objet.dump());
             return;
         }
         std::string texte = "ping  " + (ping ? texteMs(*ping) : std::string("sans réponse"));
         if (_surPlace) // the only place where the past would not be seen
-            texte += bilan();
-        ecrireLigne(texte, _surPlace);
+            texte += _bilan();
+        _ecrireLigne(texte, _surPlace);
     }
 
     void finir()
     {
         if (_json)
             return;
-        ecrireLigne("fin " + bilan(), false); // over the last measure, which tells the same
+        _ecrireLigne("fin " + _bilan(), false); // over the last measure, which tells the same
     }
 
   private:
-    std::string bilan() const
+    std::string _bilan() const
     {
         std::string texte = "  " + compte(_reponses, "réponse") + ", " + compte(_manques, "manquée");
         if (_reponses != 0)
@@ -172,7 +172,7 @@ class Journal
         return texte;
     }
 
-    void ecrireLigne(const std::string& texte, bool provisoire)
+    void _ecrireLigne(const std::string& texte, bool provisoire)
     {
         const std::string ligne = maintenant().substr(11, 8) + "  " + texte;
         const std::size_t place = _colonnes.value_or(std::string::npos);
@@ -182,9 +182,9 @@ class Journal
         if (provisoire)
             (_flux << tronquer(ligne, place - std::min(place, RESERVE))).flush();
         else
-            ecrire(_surPlace ? replier(ligne, place, MARGE) : ligne);
+            _ecrire(_surPlace ? replier(ligne, place, MARGE) : ligne);
     }
-    void ecrire(const std::string& ligne) { (_flux << ligne << '\n').flush(); }
+    void _ecrire(const std::string& ligne) { (_flux << ligne << '\n').flush(); }
 
     static constexpr std::size_t MARGE = 10; ///< what the time takes
 

@@ -27,10 +27,10 @@ class EcrivainDump : public Ecrivain
 {
   public:
     explicit EcrivainDump(std::ostream& flux) : _flux(flux) {}
-    void ecrire(const cdv::Vol& vol) override { _flux << enUtf8(vol).brut(); }
+    void ecrire(const cdv::Vol& vol) override { _flux << _enUtf8(vol).brut(); }
 
   private:
-    static cdv::Vol enUtf8(const cdv::Vol& vol)
+    static cdv::Vol _enUtf8(const cdv::Vol& vol)
     {
         const auto convertir = [](std::optional<std::string_view> texte, std::string& utf8) {
             if (texte)

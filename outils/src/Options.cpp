@@ -127,7 +127,7 @@ class Analyseur
     {
         _application.footer(COMPLEMENT);
         _application.fallthrough();
-        francais(_application);
+        _francais(_application);
         _application.require_subcommand(0, 1);
         _application.add_option("--config", options.configuration, "fichier TOML de configuration")
             ->type_name("FICHIER");
@@ -150,10 +150,10 @@ class Analyseur
             ->check(entier(0, 900));
         _application.add_flag("--champs", options.champs, "donne les noms des champs, et finit");
 
-        CLI::App& creer = commande("creer", "crée un vol", EXPLICATION_EFFACER);
-        CLI::App& modifier = commande("modifier", "modifie un vol", EXPLICATION_MODIFIER);
+        CLI::App& creer = _commande("creer", "crée un vol", EXPLICATION_EFFACER);
+        CLI::App& modifier = _commande("modifier", "modifie un vol", EXPLICATION_MODIFIER);
         for (CLI::App* const ecriture : {&creer, &modifier}) {
-            champs(*ecriture, "identifiant et champs");
+            _champs(*ecriture, "identifiant et champs");
             ecriture->add_option("--point", options.points, "point de route ; 10 au plus")
                 ->type_name("POINT")
                 ->allow_extra_args(false);
@@ -170,19 +170,19 @@ class Analyseur
                              "part du vol que décrit ce fichier JSON ; « - » : l'entrée standard")
                 ->type_name("FICHIER");
         }
-        champs(commande("supprimer", "supprime un vol", ""), "identifiant");
-        champs(commande("consulter", "montre un vol en entier", ""), "identifiant");
+        _champs(_commande("supprimer", "supprime un vol", ""), "identifiant");
+        _champs(_commande("consulter", "montre un vol en entier", ""), "identifiant");
 
-        CLI::App& lister = commande("lister", "montre les vols, un par ligne", EXPLICATION_EXEMPLE);
-        champs(lister, "champs que les vols doivent avoir");
+        CLI::App& lister = _commande("lister", "montre les vols, un par ligne", EXPLICATION_EXEMPLE);
+        _champs(lister, "champs que les vols doivent avoir");
         lister.add_option("--limite", _limite, "s'arrête après tant de vols")
             ->type_name("N")
             ->check(entier(1, UN_MILLIARD));
 
-        CLI::App& importer = commande("importer", "crée les vols d'un fichier", EXPLICATION_IMPORT);
-        fichier(importer, "CSV, ou JSON par lignes ; « - » : l'entrée standard");
+        CLI::App& importer = _commande("importer", "crée les vols d'un fichier", EXPLICATION_IMPORT);
+        _fichier(importer, "CSV, ou JSON par lignes ; « - » : l'entrée standard");
         Importation::Reglages& importation = options.importation;
-        depuis(importer, "commence à cette ligne du fichier");
+        _depuis(importer, "commence à cette ligne du fichier");
         importer.add_option("--rejets", options.rejets, "fichier où vont les lignes rejetées")
             ->type_name("FICHIER");
         importer
@@ -195,22 +195,22 @@ class Analyseur
             ->check(entier(1, 10000));
         importer.add_flag("--stop", importation.arretAuRejet, "s'arrête à la première ligne rejetée");
 
-        CLI::App& exporter = commande("exporter", "écrit les vols dans un fichier", EXPLICATION_EXPORT);
-        fichier(exporter, "CSV, ou JSON par lignes ; « - » : la sortie standard");
-        champs(exporter, "champs que les vols doivent avoir");
-        depuis(exporter, "reprend au N-ième vol, à la suite de FICHIER.partiel");
+        CLI::App& exporter = _commande("exporter", "écrit les vols dans un fichier", EXPLICATION_EXPORT);
+        _fichier(exporter, "CSV, ou JSON par lignes ; « - » : la sortie standard");
+        _champs(exporter, "champs que les vols doivent avoir");
+        _depuis(exporter, "reprend au N-ième vol, à la suite de FICHIER.partiel");
 
         CLI::App& surveiller =
-            commande("surveiller", "montre l'état de la connexion et le temps de réponse, jusqu'à Ctrl-C",
-                     "Statut de sortie : 0 connecté à la fin, 3 jamais connecté, 4 connexion perdue.");
+            _commande("surveiller", "montre l'état de la connexion et le temps de réponse, jusqu'à Ctrl-C",
+                      "Statut de sortie : 0 connecté à la fin, 3 jamais connecté, 4 connexion perdue.");
         surveiller.add_option("--periode", _periode, "entre deux mesures, en ms (1000)")
             ->type_name("MS")
             ->check(entier(1, UNE_HEURE));
         surveiller.add_option("--nombre", _mesures, "s'arrête après tant de mesures")
             ->type_name("N")
             ->check(entier(1, UN_MILLIARD));
-        commande("etat", "montre chaque serveur : noyau, version, temps de réponse", "");
-        commande("versions", "donne les versions de la commande et de l'interface", "");
+        _commande("etat", "montre chaque serveur : noyau, version, temps de réponse", "");
+        _commande("versions", "donne les versions de la commande et de l'interface", "");
     }
 
     std::optional<int> lire(int argc, const char* const* argv)
@@ -221,29 +221,29 @@ class Analyseur
             std::cout << _application.help();
             return FAIT;
         } catch (const CLI::ParseError& erreur) {
-            return refuser(expliquer(erreur));
+            return _refuser(_expliquer(erreur));
         }
-        convertir();
+        _convertir();
         const auto choisies = _application.get_subcommands();
         if (!choisies.empty())
             _options.commande = choisies.front()->get_name();
         else if (!_options.champs)
-            return refuser("il faut une commande");
+            return _refuser("il faut une commande");
         if (_options.urls.size() > 2)
-            return refuser("--url : deux serveurs au plus");
+            return _refuser("--url : deux serveurs au plus");
         for (std::string& url : _options.urls) {
             url = urlNoyau(url);
             if (url.empty())
-                return refuser("--url : il faut HOTE:PORT, ou une URL corbaloc:, corbaname:, IOR:");
+                return _refuser("--url : il faut HOTE:PORT, ou une URL corbaloc:, corbaname:, IOR:");
         }
         const bool sansFichier = _options.fichier.empty();
         if (sansFichier && (_options.commande == "importer" || _options.commande == "exporter"))
-            return refuser("il faut un fichier, ou « - »");
+            return _refuser("il faut un fichier, ou « - »");
         return std::nullopt;
     }
 
   private:
-    static void francais(CLI::App& application)
+    static void _francais(CLI::App& application)
     {
         application.set_help_flag("-h,--help", "affiche cette aide");
         const auto formateur = std::make_shared<CLI::Formatter>();
@@ -255,30 +255,30 @@ class Analyseur
         application.formatter(formateur);
     }
 
-    CLI::App& commande(const char* nom, const char* description, const char* complement)
+    CLI::App& _commande(const char* nom, const char* description, const char* complement)
     {
         CLI::App& app = *_application.add_subcommand(nom, description);
         app.group("Commandes");
         app.footer(complement);
-        francais(app);
+        _francais(app);
         return app;
     }
-    void champs(CLI::App& app, const char* description)
+    void _champs(CLI::App& app, const char* description)
     {
         app.add_option("champs", _options.mots, description)->type_name("CHAMP=VALEUR");
     }
-    void fichier(CLI::App& app, const char* description)
+    void _fichier(CLI::App& app, const char* description)
     {
         app.add_option("fichier", _options.fichier, description)->type_name("FICHIER");
     }
-    void depuis(CLI::App& app, const char* description)
+    void _depuis(CLI::App& app, const char* description)
     {
         app.add_option("--depuis", _options.importation.depuis, description)
             ->type_name("N")
             ->check(entier(1, UN_MILLIARD));
     }
 
-    void convertir()
+    void _convertir()
     {
         if (!_format.empty())
             _options.format = FORMATS.at(_format);
@@ -293,7 +293,7 @@ class Analyseur
     }
 
     /// In French, what people get wrong; the parser's errors begin with "OPTION: ".
-    std::string expliquer(const CLI::ParseError& erreur) const
+    std::string _expliquer(const CLI::ParseError& erreur) const
     {
         const std::string texte = erreur.what();
         if (const auto restes = _application.remaining(true);
@@ -314,7 +314,7 @@ class Analyseur
         return option + (manque ? "il manque la valeur" : "donné plusieurs fois");
     }
 
-    int refuser(const std::string& pourquoi) const
+    int _refuser(const std::string& pourquoi) const
     {
         const auto choisies = _application.get_subcommands();
         const std::string commande = choisies.empty() ? "" : choisies.front()->get_name() + " ";

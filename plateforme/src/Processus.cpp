@@ -53,11 +53,11 @@ class Processus
     void _demarrer(int& argc, char** argv, const Configuration& configuration);
     enum class Callbacks
     {
-        Appeler,
-        Abandonner
+        appeler,
+        abandonner
     };
     bool _arreter(Callbacks callbacks, std::chrono::milliseconds delai);
-    bool _arreter() { return _arreter(Callbacks::Appeler, lireConfiguration()->delaiAppel); }
+    bool _arreter() { return _arreter(Callbacks::appeler, lireConfiguration()->delaiAppel); }
 
     /// A callback and a delivery must not wait for the end, which waits for them.
     static bool _estAppeleDIci() { return ExecuteurCBImplementation::estIci() || Livraison::estEnCoursIci(); }
@@ -141,14 +141,14 @@ bool Processus::_arreter(Callbacks callbacks, std::chrono::milliseconds delai)
     {
         // The requests that are being received post callbacks: none of them may wait for a place.
         const ExecuteurCB::AttenteLevee levee(&executeur);
-        if (callbacks == Callbacks::Abandonner) // first: the kernel tells the adapters of its end
+        if (callbacks == Callbacks::abandonner) // first: the kernel tells the adapters of its end
             attendre(executeur.abandonner(delai), "exécuteur");
         attendre(noyau.arreter(delai), "activations en attente");
         attendre(SurveillantConnexionsImplementation::instance().arreter(delai),
                  "surveillant des connexions");
         if (_courant != nullptr)
             attendre(_courant->arreterReception(delai), "requêtes reçues");
-        if (callbacks == Callbacks::Appeler)
+        if (callbacks == Callbacks::appeler)
             attendre(executeur.arreter(delai), "exécuteur");
     }
     noyau.oublierPointAcces();
@@ -181,7 +181,7 @@ void Processus::quitter()
 {
     const std::unique_lock<std::mutex> verrou(_mutex, std::try_to_lock);
     if (verrou.owns_lock() && _demarre && _pid == ::getpid())
-        _arreter(Callbacks::Abandonner, lireConfiguration()->delaiAppel);
+        _arreter(Callbacks::abandonner, lireConfiguration()->delaiAppel);
 }
 
 void quitterEnFin()

@@ -42,7 +42,7 @@ void RepondeurPing::envoyer(unsigned long numeroPing, orix_corba::InterfacePing_
     } catch (...) {
         ORIX_TRACE_SANS_ECHEC(NTO_REFUS, "RepondeurPing", "envoyer",
                               "Ping impossible : " << texteExceptionCourante());
-        _recepteur(numeroPing, ReponsePing::Echec);
+        _recepteur(numeroPing, ReponsePing::echec);
     }
 }
 
@@ -58,15 +58,15 @@ void RepondeurPing::_repondre(ReponsePing reponse)
         _recepteur(std::strtoul(texte.c_str() + PREFIXE.size(), nullptr, 10), reponse);
 }
 
-void RepondeurPing::testerConnexionServeur() { _repondre(ReponsePing::Vivant); }
+void RepondeurPing::testerConnexionServeur() { _repondre(ReponsePing::vivant); }
 
 void RepondeurPing::testerConnexionServeur_excep(Messaging::ExceptionHolder* exception)
 {
-    ReponsePing reponse = ReponsePing::Echec;
+    ReponsePing reponse = ReponsePing::echec;
     try {
         exception->raise_exception();
     } catch (const orix_corba::ClientDeconnecte&) {
-        reponse = ReponsePing::ClientInconnu;
+        reponse = ReponsePing::clientInconnu;
     } catch (...) {
         ORIX_TRACE_SANS_ECHEC(NTO_REFUS, "RepondeurPing", "testerConnexionServeur_excep",
                               "Ping en échec : " << texteExceptionCourante());

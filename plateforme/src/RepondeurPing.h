@@ -11,9 +11,9 @@ namespace orix {
 /// What came of a ping.
 enum class ReponsePing
 {
-    Vivant,
-    ClientInconnu, ///< the server does not hold this client any more
-    Echec
+    vivant,
+    clientInconnu, ///< the server does not hold this client any more
+    echec
 };
 
 /// Sends pings, and receives their answers. One servant, activated in the ORIX POA once per ping that is out,
@@ -27,7 +27,7 @@ class RepondeurPing final : public POA_orix_corba::AMI_InterfacePingHandler,
 
     RepondeurPing(CORBA::ORB_ptr orb, PortableServer::POA_ptr poaORIX, Recepteur recepteur);
 
-    /// Returns at once. A ping that cannot be sent is answered by Echec.
+    /// Returns at once. A ping that cannot be sent is answered by echec.
     void envoyer(unsigned long numeroPing, orix_corba::InterfacePing_ptr ping, CORBA::Long numeroClient);
     void retirer(unsigned long numeroPing) noexcept;
 

@@ -149,15 +149,15 @@ void SurveillantConnexionsImplementation::_repondre(unsigned long numeroPing, Re
         if (trouvee != _surveillances.end()) {
             Surveillance& surveillance = trouvee->second;
             switch (reponse) {
-            case ReponsePing::Vivant:
+            case ReponsePing::vivant:
                 surveillance.pingAttendu = 0;
                 surveillance.manques = 0;
                 break;
-            case ReponsePing::ClientInconnu:
+            case ReponsePing::clientInconnu:
                 surveillance.pingAttendu = 0;
                 surveillance.perdu = true;
                 break;
-            case ReponsePing::Echec:
+            case ReponsePing::echec:
                 _manquer(surveillance);
                 break;
             }
