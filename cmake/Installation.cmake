@@ -3,6 +3,9 @@
 include_guard(GLOBAL)
 include(CMakePackageConfigHelpers)
 
+# What the libraries say of their types is for tests/abi.sh.
+install(CODE "if(CMAKE_INSTALL_CONFIG_NAME STREQUAL Release)\n  set(CMAKE_INSTALL_DO_STRIP TRUE)\nendif()" ALL_COMPONENTS)
+
 set(paquet ${CMAKE_INSTALL_LIBDIR}/cmake/OXcdvCli)
 set(entetes ${CMAKE_INSTALL_INCLUDEDIR}/oxcdv)
 

@@ -17,7 +17,7 @@ paquets=(
 facultatifs=()
 for option in "$@"; do
     case $option in
-        --tests) paquets+=(binutils openssl iproute2 python3 dpkg-dev lintian doxygen clang libclang-rt-dev) ;;
+        --tests) paquets+=(binutils abigail-tools openssl iproute2 python3 dpkg-dev lintian doxygen clang libclang-rt-dev) ;;
         --analyse) paquets+=(clang-format-14 clang-tidy-14) ;;
         --couverture) paquets+=(gcovr) ;;
         --paquets) paquets+=(dpkg-dev lintian debootstrap) ;;
