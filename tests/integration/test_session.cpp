@@ -4,7 +4,6 @@
 
 #include <sstream>
 
-using essais::Appel;
 using essais::vol;
 
 using Session = essais::SessionReelle;
@@ -44,40 +43,4 @@ TEST_F(Session, VieCompleteDUnVol)
     EXPECT_EQ(OXcdvCliItf::cree_vol_complet(complet.get(), idOp), orix::OXS_SERVICE_NON_ACTIVE);
     EXPECT_EQ(idOp, -7);
     EXPECT_EQ(activer(), "cdv1"); // a voluntary end changes no server
-}
-
-TEST_F(Session, DixMilleCreationsNotifieesUneFoisDansLOrdre)
-{
-    constexpr int CREATIONS = 10000;
-    activer();
-    const auto debut = std::chrono::steady_clock::now();
-    std::vector<int> numeros;
-    for (int i = 0; i < CREATIONS; ++i)
-        numeros.push_back(envoyer(&OXcdvCliItf::cree_vol_complet, *vol("V" + std::to_string(i))));
-    for (int i = 0; i < CREATIONS; ++i) {
-        const Appel appel = _callbacks.attendre();
-        ASSERT_EQ(appel.nom, "cree_vol_completCB");
-        ASSERT_EQ(appel.idOp, numeros[i]);
-        ASSERT_EQ(appel.statut, 0);
-        ASSERT_EQ(appel.identifiant, "V" + std::to_string(i));
-        ASSERT_NE(appel.fil, std::this_thread::get_id());
-    }
-    const std::chrono::duration<double> duree = std::chrono::steady_clock::now() - debut;
-    std::cout << CREATIONS / duree.count() << " creations/s" << std::endl;
-    EXPECT_EQ(_callbacks.nombre(), 0u);
-    EXPECT_EQ(lister(*vol("*")).size(), std::size_t{CREATIONS});
-}
-
-TEST_F(Session, ServeurArreteProprementRestePremier)
-{
-    activer();
-    _premier->signaler(SIGTERM);
-    const Appel appel = _callbacks.attendre();
-    EXPECT_EQ(appel.nom, "deconnexionCB");
-    EXPECT_EQ(appel.statut, orix::OXS_SERVICE_NON_ACTIVE);
-    EXPECT_EQ(_premier->attendreFin(), 0);
-    // An orderly end does not switch: the next activation finds the first server gone, and only then
-    // switches.
-    EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_CONNEXION_IMPOSSIBLE);
-    EXPECT_EQ(activer(), "cdv2");
 }

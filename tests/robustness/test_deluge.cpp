@@ -91,13 +91,17 @@ TEST_F(Deluge, DeuxCentMilleNotificationsUneFoisEtDansLOrdre)
     _callbacks.pendant = [&controle](const Appel& appel, OXvol_completData*) { controle.recevoir(appel); };
     const std::string actif = activer();
     const std::string remplissage(OCTETS, 'x');
+    std::vector<int> creations;
     for (int i = 0; i < VOLS; ++i) {
         const auto donnees = vol(identifiant(i));
         donnees->ecrire_gtrtspec(OXdupliqueChaine(remplissage.c_str()));
-        envoyer(&OXcdvCliItf::cree_vol_complet, *donnees);
+        creations.push_back(envoyer(&OXcdvCliItf::cree_vol_complet, *donnees));
     }
-    for (int i = 0; i < VOLS; ++i)
-        ASSERT_EQ(_callbacks.attendre().statut, 0);
+    for (const int numero : creations) {
+        const Appel appel = _callbacks.attendre();
+        ASSERT_EQ(appel.idOp, numero);
+        ASSERT_EQ(appel.statut, 0);
+    }
 
     _callbacks.garder = false;
     controle.commencer();

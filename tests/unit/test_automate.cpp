@@ -68,15 +68,6 @@ TEST(Automate, RefusesWithTheLabelAndKeepsTheVertex)
     }
 }
 
-TEST(Automate, LastDestinationOfAnArcHolds)
-{
-    Machine machine(Repos);
-    machineEssai(machine);
-    machine.ajouterArc(Arc(Repos, Impasse, lancer));
-    machine.transition(lancer);
-    EXPECT_EQ(Impasse, machine.lireSommetCourant());
-}
-
 TEST(Automate, OneOfTwoConcurrentTransitionsWins)
 {
     constexpr int TOURS = 2000;

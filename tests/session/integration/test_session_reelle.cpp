@@ -1,15 +1,20 @@
 // Sessions against two real servers over one file, linked as an application links them.
 #include "CdvSession.h"
 #include "DossierTemporaire.h"
+#include "EtatProcessus.h"
 #include "FileAttente.h"
 #include "OXcdvCliConnexion.h"
 #include "ServeurReel.h"
 
-#include <csignal>
 #include <gmock/gmock.h>
+
+#include <atomic>
+#include <csignal>
+#include <iostream>
 #include <map>
-#include <mutex>
+#include <random>
 #include <set>
+#include <thread>
 
 namespace {
 
@@ -143,52 +148,102 @@ TEST_F(SessionDeuxServeurs, LaConnexionEstConnue)
     EXPECT_EQ(orix::lireOXcdvCliConnexion().numeroClient, 0);
 }
 
-TEST_F(SessionDeuxServeurs, MortDUnServeurEnPleinTrafic)
+/// Creations without end, and what became of them.
+class Charge
+{
+  public:
+    explicit Charge(Session& session) : _session(session) {}
+
+    void creer()
+    {
+        if (!_session.attendreActive(100ms) || _session.nombreEnCours() > 200)
+            return;
+        const std::string identifiant = "T" + std::to_string(_demandes++);
+        _session.creer(unVol(identifiant), [this, identifiant](const Resultat& resultat) {
+            _doubles += !_fins.emplace(identifiant, resultat.etat).second; // completions run one at a time
+        });
+    }
+    /// Once each has ended, and no other has been made meanwhile: how many ended in each way.
+    std::map<Etat, int> verifier(const std::set<std::string>& presents) const
+    {
+        EXPECT_EQ(_fins.size(), _demandes);
+        EXPECT_EQ(_doubles, 0);
+        std::map<Etat, int> nombres;
+        for (const auto& [identifiant, etat] : _fins) {
+            ++nombres[etat];
+            if (etat != Etat::perdu) {
+                EXPECT_EQ(presents.count(identifiant), etat == Etat::fait ? 1u : 0u) << identifiant;
+            }
+        }
+        return nombres;
+    }
+
+  private:
+    Session& _session;
+    std::size_t _demandes = 0;
+    std::map<std::string, Etat> _fins;
+    int _doubles = 0;
+};
+
+/// Both servers die and come back at random, under load: whatever was told as done is there, each request
+/// ends once, the session always finds a server again, and nothing is left behind.
+TEST_F(SessionDeuxServeurs, Tempete)
 {
     Session session{options()};
-    constexpr int NOMBRE = 3000;
-    std::mutex mutex;
-    std::condition_variable fin;
-    std::map<std::string, Etat> fins;
-    int doubles = 0;
-    const auto attendreFins = [&](std::size_t nombre) {
-        std::unique_lock<std::mutex> verrou(mutex);
-        fin.wait(verrou, [&] { return fins.size() >= nombre; });
+    Charge charge(session);
+    std::minstd_rand hasard{20};
+    const auto tuer = [this](int lesquels, const std::function<void()>& ensuite) {
+        for (const int rang : {1, 2})
+            if ((lesquels & rang) != 0)
+                _serveurs["cdv" + std::to_string(rang)]->signaler(SIGKILL);
+        ensuite();
+        for (const int rang : {1, 2})
+            if ((lesquels & rang) != 0) {
+                auto& serveur = _serveurs["cdv" + std::to_string(rang)];
+                serveur->attendreFin();
+                serveur = lancer("cdv" + std::to_string(rang), serveur->port());
+            }
     };
-    const auto creer = [&](int n) {
-        const std::string identifiant = "V" + std::to_string(n);
-        session.creer(unVol(identifiant), [&, identifiant](const Resultat& resultat) {
-            const std::lock_guard<std::mutex> verrou(mutex);
-            doubles += !fins.emplace(identifiant, resultat.etat).second;
-            if (fins.size() == NOMBRE / 10)
-                _serveurs["cdv1"]->signaler(SIGSTOP); // what is under way stays so until the death
-            fin.notify_all();
+    const auto pause = [&](int de, int a) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(std::uniform_int_distribution(de, a)(hasard)));
+    };
+    const auto subir = [&](std::chrono::seconds duree) {
+        std::atomic<bool> fini{false};
+        std::thread fil([&] {
+            for (; !fini; std::this_thread::sleep_for(500us))
+                charge.creer();
         });
+        for (const auto fin = std::chrono::steady_clock::now() + duree;
+             std::chrono::steady_clock::now() < fin;) {
+            pause(100, 1500);
+            tuer(std::uniform_int_distribution(1, 3)(hasard), [&] { pause(0, 500); });
+        }
+        fini = true;
+        fil.join();
+        // A known state: both servers new, active on one of them, nothing outstanding.
+        tuer(3, [] {});
+        for (Etat etat = Etat::perdu; etat != Etat::refuse;) {
+            session.attendreActive(1s);
+            std::promise<Etat> fin; // completions come in order, and this one after those of the load
+            session.consulter(unVol("personne"),
+                              [&](const Resultat& resultat) { fin.set_value(resultat.etat); });
+            etat = fin.get_future().get();
+        }
+        return essais::Ressources::attendreStables();
     };
-    for (int n = 0; n < NOMBRE; ++n) {
-        if (n == NOMBRE / 2) { // the others after the loss
-            attendreFins(NOMBRE / 10);
-            creer(NOMBRE);
-            _serveurs["cdv1"]->signaler(SIGKILL);
-            attendre(EtatSession::active);
-            EXPECT_TRUE(attendre(EtatSession::attente).perte);
-            EXPECT_EQ(attendre(EtatSession::active).serveur, "cdv2");
-        }
-        creer(n);
+    const essais::Ressources avant = subir(5s);
+    const long memoire = essais::memoire::residente();
+    subir(30s);
+    const essais::Ressources apres = essais::Ressources::attendre(avant, 20s);
+    EXPECT_LE(apres.fils, avant.fils);
+    EXPECT_LE(apres.descripteurs, avant.descripteurs);
+    if (essais::MEMOIRE_MESURABLE) {
+        EXPECT_LT(essais::memoire::residente() - memoire, 4 * 1024); // kB that an allocator keeps
     }
-    attendreFins(NOMBRE + 1);
-    EXPECT_EQ(doubles, 0);
-
-    const std::set<std::string> presents = toutLister(session);
-    std::map<Etat, int> nombres;
-    for (const auto& [identifiant, etat] : fins) {
-        ++nombres[etat];
-        if (etat != Etat::perdu) {
-            EXPECT_EQ(presents.count(identifiant), etat == Etat::fait ? 1u : 0u) << identifiant;
-        }
-    }
-    EXPECT_GE(nombres[Etat::fait], NOMBRE / 10 + NOMBRE / 2);
+    auto nombres = charge.verifier(toutLister(session));
     EXPECT_GT(nombres[Etat::perdu], 0);
+    std::cout << "storm: " << nombres[Etat::fait] << " creations, " << nombres[Etat::perdu]
+              << " of unknown outcome; before " << avant << ", after " << apres << std::endl;
 }
 
 TEST_F(SessionDeuxServeurs, LesDeuxServeursPuisUnSeulReviennent)
