@@ -15,6 +15,7 @@
 #include "orix/Processus.h"
 
 #include <chrono>
+#include <cmath>
 #include <condition_variable>
 #include <csignal>
 #include <fstream>
@@ -246,6 +247,7 @@ void createAll(const std::vector<Flight>& flights)
 {
     const auto start = Clock::now();
     std::vector<int> numbers;
+    numbers.reserve(flights.size());
     for (const Flight& flight : flights)
         numbers.push_back(send(&OXcdvCliItf::cree_vol_complet, flight));
     await("the creations", [&] { return s_finished >= static_cast<int>(flights.size()); });
@@ -253,7 +255,8 @@ void createAll(const std::vector<Flight>& flights)
     for (const int number : numbers)
         expect(awaitOutcome("a creation", number).code == 0, "a creation was not done");
     std::cout << "Created " << flights.size() << " flights in " << seconds << " s ("
-              << static_cast<long>(flights.size() / seconds) << " records/s), each acknowledged.\n";
+              << std::lround(static_cast<double>(flights.size()) / seconds)
+              << " records/s), each acknowledged.\n";
 }
 
 std::vector<std::string> list(const Flight& example)

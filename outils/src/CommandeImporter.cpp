@@ -26,7 +26,7 @@ std::optional<Format> formatEntree(const Options& options)
 class Rejets
 {
   public:
-    Rejets(const Options& options, std::string entete) : _nom(options.rejets)
+    Rejets(const Options& options, const std::string& entete) : _nom(options.rejets)
     {
         if (_nom.empty())
             return;

@@ -84,6 +84,7 @@ struct MotDePasse
         const int taille = static_cast<int>(motDePasse.texte.size());
         if (taille > capacite)
             return -1;
+        // NOLINTNEXTLINE(bugprone-not-null-terminated-result): its size goes back with it
         std::memcpy(place, motDePasse.texte.data(), motDePasse.texte.size());
         return taille;
     }

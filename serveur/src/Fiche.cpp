@@ -63,7 +63,7 @@ void Fiche::_ajouterListe(const Sequence& sequence, Ecriture ecrire)
 {
     if (sequence.length() == 0)
         return ajouter({});
-    ajouter({"", 0});
+    ajouter("");
     const std::size_t debut = _octets.size() - 1;
     _octets.pop_back();
     for (CORBA::ULong i = 0; i < sequence.length(); ++i)
@@ -139,6 +139,7 @@ void VolPrete::_reprendre() noexcept
         _vol.m_trub_chgt[i].m_gnouvelle_valeur._retn();
     }
     _vol.m_trub_chgt.length(0);
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): a sequence keeps its buffer
     for (CORBA::ULong i = 0; i < _vol.m_tpoint.length(); ++i)
         _vol.m_tpoint[i]._retn();
     _vol.m_tpoint.length(0);

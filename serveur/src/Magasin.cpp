@@ -82,7 +82,7 @@ std::string_view lireOctets(sqlite3_stmt* ordre, int colonne)
     if (octets != nullptr)
         return {octets, static_cast<std::size_t>(sqlite3_column_bytes(ordre, colonne))};
     // That is how SQLite gives no bytes at all, too.
-    return sqlite3_column_type(ordre, colonne) == SQLITE_NULL ? std::string_view() : std::string_view("", 0);
+    return sqlite3_column_type(ordre, colonne) == SQLITE_NULL ? std::string_view() : std::string_view("");
 }
 
 FichePartagee lireFiche(sqlite3_stmt* ordre)

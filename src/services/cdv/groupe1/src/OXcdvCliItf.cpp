@@ -83,6 +83,7 @@ OXstatut OXcdvCliItf::active(char* nomService) noexcept
     return executer(
         {__PRETTY_FUNCTION__, "active", false, nomService != nullptr ? nomService : ""},
         // std::string refuses a null name with an exception.
+        // NOLINTNEXTLINE(clang-analyzer-cplusplus.StringChecker)
         [&](OXcdvCliItfAdaptateur& adaptateur) { return adaptateur.active(std::string(nomService)); },
         statutTelQuel);
 }
