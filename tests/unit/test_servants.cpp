@@ -7,6 +7,10 @@
 
 #include <gmock/gmock.h>
 
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/lsan_interface.h>
+#endif
+
 #include <functional>
 #include <new>
 
@@ -150,6 +154,36 @@ TEST_F(Notifications, AListingKeepsItsOrderThroughTheORB)
     const essais::Appel fin = callbacks.attendre();
     EXPECT_EQ("fin_liste_vol_completCB", fin.nom);
     EXPECT_EQ(RESULTAT, fin.statut);
+}
+
+class NotificationsDelaiCourt : public Notifications
+{
+  protected:
+    NotificationsDelaiCourt() { reglages.delaiAppel = std::chrono::milliseconds(50); }
+};
+
+/// The client ends while a notification is inside, and stays there longer than a call may last.
+TEST_F(NotificationsDelaiCourt, TheServantOfOneThatStaysIsNotPulledFromUnderIt)
+{
+    {
+#ifdef __SANITIZE_ADDRESS__
+        const __lsan::ScopedDisabler abandon; // what is made here is left on purpose
+#endif
+        oxcdvCliItfAdaptateur();
+    }
+    activer();
+    std::vector<std::string> textes;
+    const essais::EcouteTraces ecoute(
+        [&](const LigneTrace& ligne) {
+            textes.push_back(ligne.message);
+            if (ligne.message.find("Creation de l'objet") == 0)
+                detruireOXcdvCliItfAdaptateur();
+        },
+        NTO_NOTABLE);
+    premier.notifications()->fin_liste_vol_complet(RESULTAT, ID_OP); // in this process: on this thread
+    EXPECT_THAT(textes,
+                testing::Contains("Une notification n'est pas terminée : son servant est abandonné."));
+    EXPECT_EQ("fin_liste_vol_completCB", callbacks.attendre().nom);
 }
 
 using Repondeur = POA_AMI_OXcdv_v3_0_0_ClientVersServeurHandlerImplementation;
