@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 
 #include <deque>
-#include <map>
 #include <sstream>
 #include <thread>
 
@@ -14,29 +13,25 @@ using testing::ElementsAre;
 
 namespace {
 
-cdv::Resultat resultat(Etat etat, int code = 0)
+cdv::Resultat resultat(Etat etat)
 {
     cdv::Resultat rendu;
     rendu.etat = etat;
-    rendu.code = code;
     return rendu;
 }
 
-/// An import of the identifiers given, from a server that the test plays.
+/// An import of the identifiers given, from a server that the test plays. What people see of imports, rejects
+/// and resumptions is in commande.sh.
 class Import : public testing::Test
 {
   protected:
     Importation::Reglages reglages;
     std::string entree = "identifiant\nA\nB\nC\nD\nE\n";
-    std::map<std::string, int> refus; ///< the codes of the creations that the server refuses
     /// What it answers to a creation, on the spot.
-    std::function<cdv::Resultat(const std::string&)> reponse = [this](const std::string& identifiant) {
-        const auto refuse = refus.find(identifiant);
-        return refuse == refus.end() ? resultat(Etat::fait) : resultat(Etat::refuse, refuse->second);
+    std::function<cdv::Resultat(const std::string&)> reponse = [](const std::string&) {
+        return resultat(Etat::fait);
     };
     std::vector<std::string> creations;
-    std::vector<std::string> modifications;
-    std::vector<std::string> rejets;
     std::unique_ptr<Importation> importation;
 
     void preparer()
@@ -45,13 +40,6 @@ class Import : public testing::Test
         importation->creer = [this](const cdv::Vol& vol, const cdv::Session::Fin& fin) {
             creations.emplace_back(*vol.lire("identifiant"));
             fin(reponse(creations.back()));
-        };
-        importation->modifier = [this](const cdv::Vol& vol, const cdv::Session::Fin& fin) {
-            modifications.emplace_back(*vol.lire("identifiant"));
-            fin(resultat(Etat::fait));
-        };
-        importation->surRejet = [this](const Entree& rejetee, const std::string& motif) {
-            rejets.push_back(std::to_string(rejetee.ligne) + " " + rejetee.texte + motif);
         };
         importation->surArret = [] {};
         importation->surAvancement = [](const Bilan&) {};
@@ -67,52 +55,6 @@ class Import : public testing::Test
 };
 
 } // namespace
-
-TEST_F(Import, ReprendALaLigne)
-{
-    reglages.depuis = 5;
-    EXPECT_EQ(2u, executer().crees);
-    EXPECT_THAT(creations, ElementsAre("D", "E"));
-}
-
-TEST_F(Import, ContinueApresUnRejet)
-{
-    entree = "identifiant\nA\nB,x\nC\nD\n";
-    refus = {{"C", 3}};
-    const Bilan bilan = executer();
-    EXPECT_EQ(2u, bilan.crees);
-    EXPECT_EQ(1u, bilan.refuses);
-    EXPECT_EQ(1u, bilan.illisibles);
-    EXPECT_EQ(0u, bilan.reprise);
-    EXPECT_THAT(rejets, ElementsAre("3 B,x\n2 cellules pour 1 colonne",
-                                    "4 C\nvol invalide : identifiant absent ou vide (code 3)"));
-}
-
-TEST_F(Import, SArreteAuRejetQuandOnLeDemande)
-{
-    reglages.arretAuRejet = true;
-    refus = {{"B", 4}};
-    const Bilan bilan = executer();
-    EXPECT_THAT(creations, ElementsAre("A", "B"));
-    EXPECT_EQ(3u, bilan.reprise);
-}
-
-TEST_F(Import, FaitCeQuOnVeutDesExistants)
-{
-    refus = {{"A", 1}, {"B", 1}};
-    reglages.existants = Existants::ignorer;
-    Bilan bilan = executer();
-    EXPECT_EQ(2u, bilan.ignores);
-    EXPECT_EQ(3u, bilan.crees);
-    EXPECT_THAT(modifications, ElementsAre());
-
-    importation.reset();
-    reglages.existants = Existants::modifier;
-    bilan = executer();
-    EXPECT_EQ(2u, bilan.modifies);
-    EXPECT_THAT(modifications, ElementsAre("A", "B"));
-    EXPECT_THAT(rejets, ElementsAre());
-}
 
 TEST_F(Import, SArreteQuandUneReponseManque)
 {
@@ -173,20 +115,6 @@ TEST_F(Import, NePassePasLaFenetreEtAttendLesReponses)
     EXPECT_EQ(500u, bilan.crees);
     EXPECT_EQ(0u, bilan.reprise);
     EXPECT_LE(maximum, reglages.fenetre + 1); // the one that is being answered counts twice for a moment
-}
-
-TEST_F(Import, InterrompueDitOuReprendre)
-{
-    preparer();
-    reponse = [this](const std::string& id) {
-        if (id == "C")
-            importation->interrompre();
-        return resultat(Etat::fait);
-    };
-    const Bilan bilan = executer();
-    EXPECT_TRUE(bilan.interrompu);
-    EXPECT_EQ(3u, bilan.crees);
-    EXPECT_EQ(5u, bilan.reprise);
 }
 
 /// The input stays open and gives no more: whatever ends the import ends the reading, and the half of a line

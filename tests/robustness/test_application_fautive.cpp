@@ -125,28 +125,6 @@ class FileCourte : public essais::SessionReelle
     FileCourte() : SessionReelle(reglagesVifs([](auto& r) { r.capaciteFileCB = 10; })) {}
 };
 
-TEST_F(FileCourte, ACallbackThatBlocksForSecondsDelaysTheOthersAndNothingElse)
-{
-    constexpr int REQUETES = 500;
-    constexpr std::chrono::seconds BLOCAGE(3); // many missed pings, and more than a call may last
-    bool bloque = false;
-    _callbacks.pendant = [&](const Appel& appel, OXvol_completData*) {
-        if (appel.nom == "cree_vol_completCB" && !std::exchange(bloque, true))
-            std::this_thread::sleep_for(BLOCAGE);
-    };
-    activer();
-    std::vector<int> numeros;
-    for (int i = 0; i < REQUETES; ++i)
-        numeros.push_back(envoyer(&OXcdvCliItf::cree_vol_complet, *vol("V" + std::to_string(i))));
-    EXPECT_EQ(OXcdvCliItf::lireVersion(), orix::OXversion(3, 0, 0, 0));
-    for (const int numero : numeros) {
-        const Appel appel = _callbacks.attendre();
-        ASSERT_EQ(appel.nom, "cree_vol_completCB"); // neither side took the other for lost
-        ASSERT_EQ(appel.idOp, numero);
-    }
-    EXPECT_EQ(demander(&OXcdvCliItf::consulte_vol_complet, *vol("V0")).statut, 0);
-}
-
 TEST_F(FileCourte, ACallbackThatStaysKeepsNothingElseFromEndingAndBeginningAgain)
 {
     essais::Porte porte;

@@ -137,16 +137,6 @@ class EnvoisGroupes : public testing::Test
 
 } // namespace
 
-/// Nothing follows the burst: what waits at its end leaves all the same.
-TEST_F(EnvoisGroupes, LaFinDUneRafalePartDElleMeme)
-{
-    envoyer(0, 500);
-    _pair.accepter();
-    auto lus = std::async(std::launch::async, [this] { return _pair.lire(500); });
-    ASSERT_EQ(lus.wait_for(PATIENCE), std::future_status::ready);
-    EXPECT_EQ(lus.get(), suite(500));
-}
-
 /// The end comes right behind a burst, on a connection that the peer has not begun to read.
 TEST_F(EnvoisGroupes, CeQuiAttendPartAvantLaFin)
 {

@@ -140,22 +140,6 @@ TEST_F(Notifications, FailuresAreTracedAndStayInside)
     EXPECT_EQ(0u, callbacks.nombre());
 }
 
-TEST_F(Notifications, AListingKeepsItsOrderThroughTheORB)
-{
-    activer();
-    const auto notifications = premier.notifications();
-    for (int i = 0; i < 50; ++i) {
-        vol.m_gidentifiant = CORBA::string_dup(std::to_string(i).c_str());
-        notifications->liste_vol_complet(vol, ID_OP);
-    }
-    notifications->fin_liste_vol_complet(RESULTAT, ID_OP);
-    for (int i = 0; i < 50; ++i)
-        EXPECT_EQ(std::to_string(i), callbacks.attendre().identifiant.value_or("none"));
-    const essais::Appel fin = callbacks.attendre();
-    EXPECT_EQ("fin_liste_vol_completCB", fin.nom);
-    EXPECT_EQ(RESULTAT, fin.statut);
-}
-
 class NotificationsDelaiCourt : public Notifications
 {
   protected:
