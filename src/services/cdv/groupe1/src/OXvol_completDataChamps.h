@@ -4,7 +4,8 @@
 /// The 57 scalar fields of a flight record, once, in wire order.
 ///
 /// TEXTE(nom) stands for a text field, CODE_STAT(nom) for a status code; nom is the member's name without its
-/// "m_" prefix. A new field is one line here and one in OXvol_completData.idl.
+/// "m_" prefix. A new field is one line here, which changes no other, and one in OXvol_completData.idl.
+// clang-format off
 #define OXVOL_COMPLET_CHAMPS(TEXTE, CODE_STAT) \
     TEXTE(gidentifiant) \
     TEXTE(grealisation) \
@@ -63,6 +64,7 @@
     TEXTE(gdate_reelle_mvt_arr) \
     TEXTE(gdate_reelle_mvt_dep) \
     TEXTE(gadresse_mode_S)
+// clang-format on
 
 /// Calls action for each scalar field, in wire order, with the name of its member and that member of each of the
 /// objects: records, or whatever has members of the same names.
