@@ -86,7 +86,9 @@ class Automate
     [[noreturn]] static void refuser(const char* fonction, int ligne, const char* texte, const Sommet& sommet,
                                      const Libelle& libelle)
     {
-        ORIX_TRACE_LIGNE(NTO_REFUS, "Automate", fonction, ligne, texte << static_cast<int>(libelle));
+        if (Trace::estActif(NTO_REFUS))
+            tracerTexte(NTO_REFUS, "Automate", fonction, ligne,
+                        [&](std::ostream& flux) { flux << texte << static_cast<int>(libelle); });
         throw TransitionImpossible(sommet, libelle);
     }
 
