@@ -118,9 +118,10 @@ TEST_F(Facade, RequestsCarryTheirNumberAndTheClients)
 
 TEST_F(Facade, RequestsThatCannotBeSent)
 {
-    int idOp = 0;
+    int idOp = -5;
     activer();
     EXPECT_EQ(OXS_NOK, OXcdvCliItf::cree_vol_complet(nullptr, idOp));
+    EXPECT_EQ(-5, idOp);
     EXPECT_TRUE(oxcdvCliItfAdaptateur()->estActive());
 
     premier.service.retirer();

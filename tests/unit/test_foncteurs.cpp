@@ -101,16 +101,15 @@ TEST(Foncteurs, ChaqueCallbackRecoitSesArgumentsPuisToutEstRendu)
             {orix::creerOXcdvCliCB_liste_vol_complet(vol("AF1234"), 42), "liste_vol_completCB", -1, 42},
             {orix::creerOXcdvCliCB_supprime_vol_complet(2, 43), "supprime_vol_completCB", 2, 43},
             {orix::creerOXcdvCliCB_fin_liste_vol_complet(0, 44), "fin_liste_vol_completCB", 0, 44},
-            {orix::creerOXcdvCliCB_deconnexion(orix::OXS_ECHEC_PING), "deconnexionCB", orix::OXS_ECHEC_PING,
-             -1}};
+            {::creerOXcdvCliCB_deconnexion(orix::OXS_ECHEC_PING), "deconnexionCB", orix::OXS_ECHEC_PING, -1}};
         for (const auto& [executable, nom, statut, idOp] : autres) {
             const Appel appel = executer(executable);
             EXPECT_EQ(appel.nom, nom);
             EXPECT_EQ(appel.statut, statut);
             EXPECT_EQ(appel.idOp, idOp);
         }
-        const Appel active = executer(orix::creerOXcdvCliCB_active(
-            orix::OXS_OK, OXdupliqueChaine("serveur_1"), OXdupliqueChaine("machine_1")));
+        const Appel active = executer(::creerOXcdvCliCB_active(orix::OXS_OK, OXdupliqueChaine("serveur_1"),
+                                                               OXdupliqueChaine("machine_1")));
         EXPECT_EQ(active.nom, "activeCB");
         EXPECT_EQ(active.serveur, "serveur_1");
         EXPECT_EQ(active.machine, "machine_1");

@@ -54,7 +54,7 @@ class ORIX_API OXcdvCliItf
     /// vol stays the application's: it is only read, and may be changed or deleted after the return.
     /// idOp receives the number of the operation, the one that the callback will give; the callback may run
     /// before this function has returned. It is not written when the status is OXS_NOYAU_NON_INITIALISE or
-    /// OXS_SERVICE_NON_ACTIVE.
+    /// OXS_SERVICE_NON_ACTIVE, nor for a null record.
     ///
     /// OXS_OK: the request left. OXS_SERVICE_NON_ACTIVE: there is no connection. OXS_NOYAU_NON_INITIALISE:
     /// before initialiser() or after terminer(). OXS_ERREUR_CORBA: the ORB could not send it. OXS_NOK: the

@@ -1,6 +1,7 @@
 // The line of events: activation, disconnection, fail-over.
 #include "OXcdvCliItfAdaptateur.h"
 
+#include "AppelSortant.h"
 #include "EnvoiSansReponse.h"
 #include "LiaisonORB.h"
 #include "OXcdvCliCBfoncteur.h"
@@ -487,16 +488,6 @@ void OXcdvCliItfAdaptateur::nettoyerConnexion()
         TRACER_SANS_ECHEC(NTO_REFUS, "nettoyerConnexion",
                           "Impossible de supprimer la connexion du service " << _nomService << ".");
     }
-    TRACER_SORTIE();
-}
-
-void OXcdvCliItfAdaptateur::detruire()
-{
-    TRACER_ENTREE();
-    oxNoyau()->oublierAdaptateur(this); // an answer that came after desactive() would connect nobody
-    desactive();
-    Singleton<OXcdvCliItfAdaptateur>::detruire();
-    // This object is gone.
     TRACER_SORTIE();
 }
 

@@ -69,6 +69,16 @@ OXcdvCliItfAdaptateur::~OXcdvCliItfAdaptateur()
         TRACER_SANS_ECHEC(NTO_NOTABLE, "~OXcdvCliItfAdaptateur", "Un appel du serveur n'est pas terminé.");
 }
 
+void OXcdvCliItfAdaptateur::detruire()
+{
+    TRACER_ENTREE();
+    oxNoyau()->oublierAdaptateur(this); // an answer that came after desactive() would connect nobody
+    desactive();
+    Singleton<OXcdvCliItfAdaptateur>::detruire();
+    // This object is gone.
+    TRACER_SORTIE();
+}
+
 void OXcdvCliItfAdaptateur::_construire()
 {
     if (_niveaux.length() != 0)
