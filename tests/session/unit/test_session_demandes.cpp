@@ -1,4 +1,5 @@
 // The requests of a session and what comes for them: who ends, how, and when.
+#include "PanneMemoire.h"
 #include "TableDemandes.h"
 
 #include <gmock/gmock.h>
@@ -102,6 +103,10 @@ TEST_F(Demandes, ChacuneALaSienne)
 TEST_F(Demandes, CeQuiDepasseSonAppel)
 {
     commencer("a", Genre::lister);
+    for (const int allocation : {1, 2}) {
+        const essais::PanneMemoire panne(allocation);
+        EXPECT_EQ(vol(41), Accueil::aRevoir);
+    }
     EXPECT_EQ(vol(41), Accueil::prise);
     EXPECT_EQ(fin(Genre::creer, 99), Accueil::prise); // nobody's, but who knows
     EXPECT_EQ(fin(Genre::lister, 41), Accueil::prise);

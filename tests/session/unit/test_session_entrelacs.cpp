@@ -164,6 +164,11 @@ class Monde
             EXPECT_TRUE(ordreQuelconque || seSuivent(_etats[n - 1], _etats[n]))
                 << texteEtat(_etats[n - 1]) << ", then " << texteEtat(_etats[n]);
     }
+    EtatSession dernierEtatDit()
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        return _etats.empty() ? EtatSession::fermee : _etats.back();
+    }
     Resultat::Etat derniereFin()
     {
         const std::lock_guard<std::mutex> verrou(_mutex);
@@ -291,7 +296,9 @@ TEST(EntrelacsSession, ChaqueOperationAChaquePointDeChaqueAutre)
                 attendre([&] { return monde.lance() || operation.consequence(monde); });
                 const bool intervenu = monde.intervenu();
                 monde.calmer(operation.nom + (", at point " + std::to_string(point)) + ": " + nomAutre);
-                if (!intervenu || HasFailure())
+                if (HasFailure())
+                    return;
+                if (!intervenu)
                     break;
                 ++nombre;
             }
@@ -343,8 +350,12 @@ TEST(EntrelacsSession, ChaqueAllocationManque)
                 survenue = panne.survenue();
             }
             survenue = monde.manquer(0) || survenue;
+            EXPECT_TRUE(attendre([&] { return monde.dernierEtatDit() == monde.session.etat(); }))
+                << "not told";
             monde.calmer(operation.nom + (", allocation " + std::to_string(n)));
-            if (!survenue || HasFailure())
+            if (HasFailure())
+                return;
+            if (!survenue)
                 break;
             ++nombre;
         }

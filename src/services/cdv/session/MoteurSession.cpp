@@ -90,8 +90,7 @@ void MoteurSession::demarrer()
 void MoteurSession::commencer()
 {
     const Verrou verrou(_mutex);
-    if (!_ferme)
-        suivre(_reconnexion.ouvrir(_horloge->maintenant()));
+    suivre(_reconnexion.ouvrir(_horloge->maintenant()));
 }
 
 void MoteurSession::fermer()
