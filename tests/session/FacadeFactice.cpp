@@ -61,7 +61,11 @@ Facade::Facade()
     };
 }
 
-Facade::~Facade() { s_facade = nullptr; }
+Facade::~Facade()
+{
+    fil.vider(); // what was posted still calls
+    s_facade = nullptr;
+}
 
 Facade& Facade::instance() { return *s_facade; }
 
