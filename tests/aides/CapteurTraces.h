@@ -77,6 +77,15 @@ class CapteurTraces
             textes.push_back(std::to_string(ligne.niveau) + " " + ligne.message);
         return textes;
     }
+    /// "700 function: message" for each line of that source so far, and forgets them all.
+    std::vector<std::string> prendreLignes(const std::string& fichier)
+    {
+        std::vector<std::string> textes;
+        for (const orix::LigneTrace& ligne : prendre())
+            if (ligne.fichier == fichier)
+                textes.push_back(std::to_string(ligne.niveau) + " " + ligne.fonction + ": " + ligne.message);
+        return textes;
+    }
     /// How many of the lines so far have that message.
     int compter(const std::string& message)
     {
