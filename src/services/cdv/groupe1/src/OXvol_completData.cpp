@@ -82,8 +82,9 @@ void ecrire(T*& champ, T* valeur, OXstatut& statut, const char* signature)
     TRACER(NTO_PROGRES, signature, "Sortie.");
 }
 
-/// What each form without status begins with; gives the status that it drops.
-OXstatut sansStatut(const char* signature, const char* fin = "")
+/// What each form without status begins with; gives the status that it drops. Inlined: it is half of a
+/// reading.
+[[gnu::always_inline]] inline OXstatut sansStatut(const char* signature, const char* fin = "")
 {
     DETAIL(signature, "Entrée/Sortie, version sans statut" << fin);
     return orix::OXS_NOK;
