@@ -19,15 +19,15 @@
 /// What the small records have alike, inside the class: CHAMPS(TEXTE) is the table of their fields, all of
 /// them texts, in wire order.
 ///
-/// Content: m_<nom>, each null while it is not set; to be changed through the writers, which keep the
+/// Content: m_NOM, each null while it is not set; to be changed through the writers, which keep the
 /// ownership right. Nothing is set at first.
 ///
 /// Ownership: the record owns its texts, which come from array new (OXdupliqueChaine() makes them). It may be
 /// copied (deeply), but neither assigned nor compared.
 ///
-/// lire_<nom>(): the field, which stays the record's and dies with it or at the next ecrire_<nom>(); null and
+/// lire_NOM(): the field, which stays the record's and dies with it or at the next ecrire_NOM(); null and
 /// OXS_CHAMP_NON_INITIALISE when it is not set.
-/// ecrire_<nom>(): the record takes ownership of the value and releases the former one; null clears the
+/// ecrire_NOM(): the record takes ownership of the value and releases the former one; null clears the
 /// field. Always OXS_OK. The forms without status drop it.
 ///
 /// construireObjetSpecifique_v3_0_0(), and the constructor from what it makes: the record as it travels, with

@@ -81,11 +81,11 @@ class ORIX_API OXvol_completData
 #define OXVOL_TEXTE(nom) OXVOL_ACCESSEURS(char, nom)
 #define OXVOL_CODE_STAT(nom) OXVOL_ACCESSEURS(OXcode_statData, nom)
     /// @endcond
-    /// Four accessors for each field; <nom> is its member's name without "m_".
+    /// Four accessors for each field; NOM is its member's name without "m_".
     ///
-    /// lire_<nom>(): the field, which stays the record's and dies with it or at the next ecrire_<nom>(); null
+    /// lire_NOM(): the field, which stays the record's and dies with it or at the next ecrire_NOM(); null
     /// and OXS_CHAMP_NON_INITIALISE when it is not set.
-    /// ecrire_<nom>(): the record takes ownership of the value (a text must come from array new) and releases
+    /// ecrire_NOM(): the record takes ownership of the value (a text must come from array new) and releases
     /// the former one; null clears the field. Always OXS_OK.
     /// The forms without status drop it.
     OXVOL_COMPLET_CHAMPS(OXVOL_TEXTE, OXVOL_CODE_STAT)
