@@ -37,6 +37,12 @@ void ClientEprouve::SetUp()
     callbacks.pendant = [this](const Appel& appel, OXvol_completData*) { _noter(appel); };
 }
 
+void ClientEprouve::TearDown()
+{
+    AvecNoyau::TearDown();
+    callbacks.garder = true;
+}
+
 void ClientEprouve::noterActive(OXstatut statut)
 {
     const std::lock_guard<std::mutex> verrou(_mutex);

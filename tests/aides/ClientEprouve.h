@@ -60,6 +60,7 @@ class ClientEprouve : public AvecNoyau
 
     ClientEprouve();
     void SetUp() override;
+    void TearDown() override;
 
     /// Brings the inactive client there, with nothing under way, and begins a new account.
     void preparer(Depart depart);
