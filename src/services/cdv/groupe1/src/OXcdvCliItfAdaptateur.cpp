@@ -260,9 +260,9 @@ void OXcdvCliItfAdaptateur::activeCB(int statut, const char* serveur, const char
         }
         TRACER(NTO_PROGRES, "activeCB", "Notification de l'activeCB à l'application.");
         _posterActiveCB(statutTraduit, serveur, machine);
-        // clang-format off: the condition is traced as it stands here.
-        VERIFIER(((statutTraduit == OXS_OK) && (_automate.lireSommetCourant() == Active_v3_0_0)) ||
-                     ((statutTraduit != OXS_OK) && (_automate.lireSommetCourant() == Desactive)),
+        // The condition is traced as it stands here.
+        // clang-format off
+        VERIFIER(( ( statutTraduit == OXS_OK ) && ( _automate.lireSommetCourant() == Active_v3_0_0 ) ) || ( ( statutTraduit != OXS_OK ) && ( _automate.lireSommetCourant() == Desactive ) ),
                  "activeCB");
         // clang-format on
     } catch (const Echec& e) {
