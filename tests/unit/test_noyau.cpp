@@ -265,6 +265,7 @@ TEST_F(Activation, OublierAttendLaLivraisonEnCoursDAutrui)
     liberation.set_value();
     EXPECT_TRUE(oubli.get());
     EXPECT_TRUE(suivante.get());
+    adaptateur.pendant = [](const std::string&) {}; // the stop of the kernel will tell that one of its end
 }
 
 TEST_F(Activation, UneLivraisonSansFinNeRetientPasLArret)
