@@ -51,6 +51,10 @@ CORBA::Object_ptr resoudre(CORBA::ORB_ptr orb, const std::string& url, std::chro
 /// response would be lost in it, and nobody told.
 bool repond(CORBA::Object_ptr objet);
 
+/// "iiop:HOST:PORT", or "ssliop:HOST:PORT" with TLS: where this process listens for the object, one of its
+/// own.
+std::string pointAcces(CORBA::Object_ptr objet);
+
 /// Activates the servant so that corbaloc:iiop:HOST:PORT/CLE reaches it.
 void publierSousCle(CORBA::ORB_ptr orb, const std::string& cle, PortableServer::Servant servant);
 

@@ -167,6 +167,20 @@ bool repond(CORBA::Object_ptr objet)
     return sonder(objet, [] {});
 }
 
+std::string pointAcces(CORBA::Object_ptr objet)
+{
+    const omniIOR_var ior = objet->_PR_getobj()->_getIOR();
+    for (const auto* point : ior->getIORInfo()->addresses()) {
+        const std::string_view adresse = point->address();
+        const std::size_t debut = adresse.find(':') + 1; // of "tcp:..." in "giop:tcp:HOST:PORT"
+        const std::size_t fin = adresse.find(':', debut);
+        if (adresse.substr(adresse.rfind(':')) != ":0") // what stands there when TLS alone listens
+            return (adresse.substr(debut, fin - debut) == "ssl" ? "ssliop" : "iiop") +
+                   std::string(adresse.substr(fin));
+    }
+    throw std::runtime_error("the ORB listens nowhere");
+}
+
 void publierSousCle(CORBA::ORB_ptr orb, const std::string& cle, PortableServer::Servant servant)
 {
     const CORBA::Object_var objet = orb->resolve_initial_references("omniINSPOA");

@@ -211,11 +211,7 @@ int surveiller(const Options& options, Interruption& interruption)
     reglages.reprise = true;
     reglages.observateur = [&nouvelles](const cdv::Evenement& evenement) { nouvelles.deposer(evenement); };
 
-    int argc = 1;
-    char nom[] = "cdv";
-    char* argv[] = {nom, nullptr};
-    std::unique_ptr<cdv::Processus> processus;
-    avecErreursClaires([&] { processus = std::make_unique<cdv::Processus>(argc, argv, configuration); });
+    const auto processus = avecErreursClaires([&] { return cdv::Processus(configuration); });
     cdv::Session session;
     const Interruption::Garde garde(interruption, [&nouvelles] { nouvelles.finir(); });
     avecErreursClaires([&] { session.ouvrir(reglages); });

@@ -89,13 +89,10 @@ int versions(const Options& options, Interruption&)
 {
     const Format format = formatSimple(options);
     // The client of the service lives in an initialised process, even for what needs no server.
-    int argc = 1;
-    char nom[] = "cdv";
-    char* argv[] = {nom, nullptr};
     const orix::Configuration configuration = configurer(options);
     std::vector<std::string> connues;
     avecErreursClaires([&] {
-        const cdv::Processus processus(argc, argv, configuration);
+        const cdv::Processus processus(configuration);
         for (const orix::OXversion& version : OXcdvCliItf::lireVersionsConnues())
             connues.push_back(texte(version));
     });

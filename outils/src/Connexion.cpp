@@ -71,7 +71,7 @@ Connexion::Connexion(const orix::Configuration& configuration, const Options& op
                      Interruption& interruption)
     : _interruption(interruption), _processus(avecErreursClaires([&] {
           orix::Trace::definirSeuil(configuration.niveauTrace);
-          return cdv::Processus(_argc, _argv, configuration);
+          return cdv::Processus(configuration);
       }))
 {
     const cdv::Options reglages = reglagesSession(options, configuration);

@@ -34,9 +34,6 @@ class Connexion
 
   private:
     Interruption& _interruption;
-    int _argc = 1;
-    char _nom[4] = "cdv";
-    char* _argv[2] = {_nom, nullptr};
     cdv::Processus _processus;
     cdv::Session _session;
     cdv::Evenement _serveur;

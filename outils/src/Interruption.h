@@ -1,6 +1,8 @@
 #ifndef INTERRUPTION_H
 #define INTERRUPTION_H
 
+#include "orix/INonCopiable.h"
+
 #include <atomic>
 #include <csignal>
 #include <functional>
@@ -14,26 +16,22 @@ namespace outils {
 ///
 /// To be made before any other thread: they all inherit the mask, and only the thread of this object receives
 /// these signals. SIGPIPE is ignored for good.
-class Interruption
+class Interruption : orix::INonCopiable
 {
   public:
     Interruption();
     ~Interruption();
-    Interruption(const Interruption&) = delete;
-    Interruption& operator=(const Interruption&) = delete;
 
     bool demandee() const noexcept { return _demandee.load(); }
 
     /// While it lives, and no younger one does, the function is called when the end is asked for: on a thread
     /// of its own, or in this constructor when it was asked for already. The destructor waits for a call in
     /// progress. The function may be called twice.
-    class Garde
+    class Garde : orix::INonCopiable
     {
       public:
         Garde(Interruption& interruption, std::function<void()> action);
         ~Garde();
-        Garde(const Garde&) = delete;
-        Garde& operator=(const Garde&) = delete;
 
       private:
         Interruption& _interruption;

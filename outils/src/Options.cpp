@@ -8,9 +8,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <iostream>
 #include <map>
-#include <regex>
 
 namespace outils {
 
@@ -372,6 +372,21 @@ void dire(const std::string& sujet, Action action)
     }
 }
 
+/// "HOST" or "HOST:PORT"; an IPv6 address has its brackets.
+bool estPointAcces(std::string_view texte)
+{
+    constexpr auto RIEN = std::string_view::npos;
+    const bool ipv6 = !texte.empty() && texte.front() == '[';
+    const std::size_t fin = std::min(ipv6 ? texte.find(']') + 1 : texte.find(':'), texte.size());
+    const std::string_view hote = texte.substr(0, fin);
+    const std::string_view port = texte.substr(fin);
+    const bool hoteValable =
+        ipv6 ? hote.size() > 2 && hote.find_first_not_of("0123456789abcdefABCDEF:.", 1) == fin - 1
+             : !hote.empty() && hote.size() < 256 && hote.find_first_of("[]/@,#") == RIEN;
+    return hoteValable && (port.empty() || (port.front() == ':' && port.size() > 1 && port.size() <= 6 &&
+                                            port.find_first_not_of("0123456789", 1) == RIEN));
+}
+
 } // namespace
 
 std::optional<int> lireOptions(int argc, const char* const* argv, Options& options)
@@ -384,10 +399,7 @@ std::string urlNoyau(const std::string& texte)
     for (const char* const debut : {"corbaloc:", "corbaname:", "IOR:"})
         if (texte.rfind(debut, 0) == 0)
             return texte;
-    // An IPv6 address has its brackets.
-    static const std::regex POINT_ACCES(R"(([^\[\]:/@,#]+|\[[0-9a-fA-F:.]+\])(:[0-9]{1,5})?)");
-    return texte.size() < 300 && std::regex_match(texte, POINT_ACCES) ? "corbaloc:iiop:" + texte + "/Noyau"
-                                                                      : "";
+    return estPointAcces(texte) ? "corbaloc:iiop:" + texte + "/Noyau" : "";
 }
 
 cdv::Vol composerVol(const Options& options, const std::string& json)

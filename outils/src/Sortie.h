@@ -3,6 +3,8 @@
 
 #include "TamponFd.h"
 
+#include "orix/INonCopiable.h"
+
 #include <ostream>
 #include <string>
 
@@ -25,14 +27,12 @@ class FluxFd : public std::ostream
 
 /// A file that only takes its name once it is complete: until then its content is in NAME.partiel. What is no
 /// regular file (a device, a pipe) and "-", the standard output, are written directly.
-class FichierSortie
+class FichierSortie : orix::INonCopiable
 {
   public:
     /// suite: goes on after what NAME.partiel holds. Throws Arret.
     FichierSortie(const std::string& nom, bool suite);
     ~FichierSortie();
-    FichierSortie(const FichierSortie&) = delete;
-    FichierSortie& operator=(const FichierSortie&) = delete;
 
     int descripteur() const { return _descripteur; }
     void achever();                                            ///< gives it its name; throws Arret
@@ -45,13 +45,11 @@ class FichierSortie
 };
 
 /// A bell: its descriptor is readable for ever once it has rung.
-class Sonnette
+class Sonnette : orix::INonCopiable
 {
   public:
     Sonnette(); ///< throws Arret
     ~Sonnette();
-    Sonnette(const Sonnette&) = delete;
-    Sonnette& operator=(const Sonnette&) = delete;
 
     int descripteur() const { return _descripteur; }
     void sonner() const noexcept; ///< from any thread
@@ -61,13 +59,11 @@ class Sonnette
 };
 
 /// Opens for reading; "-" is the standard input. Throws Arret.
-class FichierEntree
+class FichierEntree : orix::INonCopiable
 {
   public:
     explicit FichierEntree(const std::string& nom);
     ~FichierEntree();
-    FichierEntree(const FichierEntree&) = delete;
-    FichierEntree& operator=(const FichierEntree&) = delete;
 
     int descripteur() const { return _descripteur; }
     std::uint64_t taille() const; ///< 0 where it is not known

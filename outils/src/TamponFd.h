@@ -1,6 +1,8 @@
 #ifndef TAMPONFD_H
 #define TAMPONFD_H
 
+#include "orix/INonCopiable.h"
+
 #include <array>
 #include <cstdint>
 #include <exception>
@@ -25,14 +27,12 @@ class LectureInterrompue : public std::exception
 /// A stream over a file descriptor, for one direction. The stream above is to be given exceptions(badbit),
 /// else it keeps these for itself: LectureInterrompue, LecteurParti for a broken pipe, Arret with a line for
 /// the user for everything else.
-class TamponFd : public std::streambuf
+class TamponFd : public std::streambuf, orix::INonCopiable
 {
   public:
     /// The descriptor stays the caller's. reveil: once this descriptor is readable, reading is given up;
     /// -1: none.
     explicit TamponFd(int descripteur, int reveil = -1);
-    TamponFd(const TamponFd&) = delete;
-    TamponFd& operator=(const TamponFd&) = delete;
 
     std::uint64_t octetsLus() const { return _lus; }
 

@@ -1,5 +1,7 @@
 #include "Activite.h"
 
+#include "orix/interne/Perpetuel.h"
+
 #include <atomic>
 #include <map>
 #include <mutex>
@@ -17,7 +19,7 @@ struct Compteurs
 
 std::atomic<unsigned long>& compteur(const std::string& nomService)
 {
-    static auto* const compteurs = new Compteurs; // never destroyed: threads may outlive the static objects
+    static const Perpetuel<Compteurs> compteurs;
     {
         const std::shared_lock<std::shared_mutex> verrou(compteurs->mutex);
         const auto trouve = compteurs->parService.find(nomService);

@@ -1,6 +1,7 @@
 #include "JournalTrace.h"
 
 #include "orix/Trace.h"
+#include "orix/interne/Perpetuel.h"
 
 #include <spdlog/async_logger.h>
 #include <spdlog/details/thread_pool.h>
@@ -112,7 +113,7 @@ struct Courant
 
 Courant& courant()
 {
-    static auto* const courant = new Courant; // never destroyed: threads may outlive the static objects
+    static const Perpetuel<Courant> courant;
     return *courant;
 }
 

@@ -2,6 +2,7 @@
 
 #include "OXroutageImplementation.h"
 #include "orix/interne/Echec.h"
+#include "orix/interne/Perpetuel.h"
 
 #include <atomic>
 
@@ -32,7 +33,7 @@ class OXroutageImplementation final : public OXroutage
   private:
     const std::vector<std::string>& _urls(const std::string& nomService) const
     {
-        static const auto* const AUCUNE = new std::vector<std::string>;
+        static const Perpetuel<std::vector<std::string>> AUCUNE;
         const Table* courante = table.load();
         if (courante == nullptr)
             return *AUCUNE;
@@ -43,7 +44,7 @@ class OXroutageImplementation final : public OXroutage
 
 OXroutageImplementation& instance()
 {
-    static auto* const routage = new OXroutageImplementation; // never destroyed
+    static const Perpetuel<OXroutageImplementation> routage;
     return *routage;
 }
 

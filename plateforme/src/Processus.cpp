@@ -10,6 +10,7 @@
 #include "VerificationTLS.h"
 #include "orix/Trace.h"
 #include "orix/interne/Livraison.h"
+#include "orix/interne/Perpetuel.h"
 
 #include <unistd.h>
 
@@ -32,8 +33,7 @@ class Processus
   public:
     static Processus& instance()
     {
-        static auto* const processus =
-            new Processus; // never destroyed: threads may outlive the static objects
+        static const Perpetuel<Processus> processus;
         return *processus;
     }
 
@@ -44,6 +44,7 @@ class Processus
     void quitter();
 
   private:
+    friend class Perpetuel<Processus>;
     Processus()
     {
         _configurations.push_back(std::make_unique<const Configuration>());

@@ -1,6 +1,7 @@
 #include "orix/Trace.h"
 
 #include "JournalTrace.h"
+#include "orix/interne/Perpetuel.h"
 
 #include <memory>
 #include <mutex>
@@ -22,7 +23,7 @@ struct Etat
 
 Etat& etat()
 {
-    static auto* const etat = new Etat; // never destroyed: threads may outlive the static objects
+    static const Perpetuel<Etat> etat;
     return *etat;
 }
 
@@ -55,8 +56,8 @@ void ecrire(Composer composer)
 
 Trace* trace()
 {
-    static auto* const trace = new Trace; // never destroyed: threads may outlive the static objects
-    return trace;
+    static const Perpetuel<Trace> trace;
+    return &*trace;
 }
 
 void Trace::tracer(NiveauTraceORIX niveau, const std::string& fichier, const std::string& fonction, int ligne,

@@ -1,7 +1,6 @@
 #include "Serveur.h"
 
 #include "LiaisonORB.h"
-#include "PointAcces.h"
 
 #include "orix/Trace.h"
 #include "orix/interne/Noyau.h"
@@ -25,8 +24,7 @@ Serveur::Serveur(Magasin& magasin, const NomsServeur& noms, const Pings::Reglage
     orix::orb::suivreAppelants();
     const CORBA::ORB_ptr orb = orix::oxNoyau()->lirePointAcces()->lireORB();
     const orix_corba::OXcdv_v3_0_0_ClientVersServeur_var reference = _service->_this();
-    const CORBA::String_var ior = orb->object_to_string(reference);
-    _pointAcces = serveur::pointAcces(ior.in());
+    _pointAcces = orix::orb::pointAcces(reference);
     _pings = std::make_unique<Pings>(reglagesPings, noms, _clients);
     const PortableServer::Servant_var<FrontNoyau> front = new FrontNoyau(noms, _clients, reference);
     orix::orb::publierSousCle(orb, "Noyau", front.in());

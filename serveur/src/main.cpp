@@ -132,16 +132,17 @@ orix::Configuration configurer(const Options& options)
 
 /// Serves until a signal of the set comes. Throws std::exception with a line for the user, or
 /// CORBA::Exception.
-void servir(int& argc, char** argv, const Options& options, const sigset_t& signaux)
+void servir(const Options& options, const sigset_t& signaux)
 {
     const orix::Configuration configuration = configurer(options);
     serveur::Magasin magasin(options.base);
 
     // A refusal is told once: by main, not by a trace too.
+    int sansOptions = 0; // of its own the ORB has none here
     std::string message;
     std::exception_ptr cause;
     orix::trace()->definirRecepteur([](const orix::LigneTrace&) {});
-    const orix::OXstatut statut = orix::initialiser(argc, argv, configuration, &message, &cause);
+    const orix::OXstatut statut = orix::initialiser(sansOptions, nullptr, configuration, &message, &cause);
     orix::trace()->definirRecepteur({});
     if (cause != nullptr)
         std::rethrow_exception(cause);
@@ -179,9 +180,8 @@ int main(int argc, char** argv)
     Options options;
     if (const std::optional<int> statut = lireOptions(argc, argv, options))
         return *statut;
-    int argcORB = 1; // the ORB has no options of its own here
     try {
-        servir(argcORB, argv, options, signaux);
+        servir(options, signaux);
         return EXIT_SUCCESS;
     } catch (const orix::ErreurConfiguration& erreur) {
         std::cerr << "cdv-serveur : " << erreur.enFrancais() << std::endl;

@@ -46,6 +46,12 @@ Processus::Processus(int& argc, char** argv, const orix::Configuration& configur
     demarrer(argc, argv, configuration);
 }
 
+Processus::Processus(const orix::Configuration& configuration)
+{
+    int argc = 0;
+    demarrer(argc, nullptr, configuration);
+}
+
 Processus::~Processus()
 {
     ClientService::unique().clore();

@@ -56,6 +56,8 @@ class ORIX_API Processus : orix::INonCopiable
     Processus(int& argc, char** argv, const std::string& fichierConfiguration);
     /// The same, with settings that the program made itself; they are verified.
     Processus(int& argc, char** argv, const orix::Configuration& configuration);
+    /// The same, without options of the ORB.
+    explicit Processus(const orix::Configuration& configuration);
     ~Processus();
 };
 
