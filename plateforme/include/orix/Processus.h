@@ -24,16 +24,15 @@ ORIX_API OXstatut initialiser(int& argc, char** argv, const Configuration& confi
                               std::string* message = nullptr, std::exception_ptr* cause = nullptr);
 
 /// Stops the middleware: refuses new work, runs the callbacks that wait, stops the ORB and every thread it
-/// started. Deactivate the services first (and end their adapters): a connection that is still there ends with
-/// the middleware, without a callback, and an activation that is still pending is told by a callback with
-/// OXS_NOYAU_NON_INITIALISE. Nothing is called back after it returned.
-/// From a callback it is refused with OXS_NOK: the executor cannot wait for itself. A callback that does not
-/// return within delaiAppel is named in the trace and waited for no longer; those behind it are destroyed,
-/// and OXS_NOK is returned. The same for a peer that hangs, or a trace output that nobody reads: each is
-/// waited for delaiAppel at most. A thread that is inside the facade of a service gets
-/// OXS_ERREUR_CORBA or OXS_NOYAU_NON_INITIALISE, one that calls it later the second.
-/// Returns OXS_NOYAU_NON_INITIALISE when nothing runs. Afterwards initialiser() may be called again, even
-/// while such a callback is still inside.
+/// started. Deactivate the services first (and end their adapters): a connection that is still there ends
+/// with the middleware, without a callback, and an activation that is still pending is told by a callback
+/// with OXS_NOYAU_NON_INITIALISE. Nothing is called back after it returned. From a callback it is refused
+/// with OXS_NOK: the executor cannot wait for itself. A callback that does not return within delaiAppel is
+/// named in the trace and waited for no longer; those behind it are destroyed, and OXS_NOK is returned. The
+/// same for a peer that hangs, or a trace output that nobody reads: each is waited for delaiAppel at most. A
+/// thread that is inside the facade of a service gets OXS_ERREUR_CORBA or OXS_NOYAU_NON_INITIALISE, one that
+/// calls it later the second. Returns OXS_NOYAU_NON_INITIALISE when nothing runs. Afterwards initialiser()
+/// may be called again, even while such a callback is still inside.
 ///
 /// A process that exits without it (return from main, std::exit(), on whichever thread, from a callback too)
 /// is stopped the same way, except that the callbacks that wait are destroyed without being run: none runs

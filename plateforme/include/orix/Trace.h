@@ -35,8 +35,8 @@ struct LigneTrace
 };
 
 /// The trace facility of the process. Every operation may be called from any thread, before initialiser() and
-/// after terminer() too (lines then go to the standard error). A line for which memory lacks is lost: nothing is
-/// thrown for it.
+/// after terminer() too (lines then go to the standard error). A line for which memory lacks is lost: nothing
+/// is thrown for it.
 class ORIX_API Trace : INonCopiable
 {
   public:

@@ -8,8 +8,8 @@
 
 namespace orix {
 
-/// An object that is never destroyed, for a static variable: threads may outlive the static objects. In place:
-/// it takes no memory.
+/// An object that is never destroyed, for a static variable: threads may outlive the static objects. In
+/// place: it takes no memory.
 template <class T>
 class Perpetuel : INonCopiable
 {

@@ -14,9 +14,10 @@ class OXvol_completData;
 /// Start: orix::initialiser() first (orix/Processus.h), then active(), then the requests once
 /// OXcdvCliCB::activeCB said OXS_OK. The first call of any of these functions creates the client; end it with
 /// orix::detruireOXcdvCliItfAdaptateur() (OXcdvCliArret.h).
-/// Threads: every function may be called from any thread, from inside a callback too. A request is handed to the ORB and does not wait for
-/// an answer; it waits no longer than the call time-out of the configuration, when the server takes nothing
-/// in. Errors: nothing is thrown, ever. Every failure is traced and told by the status.
+/// Threads: every function may be called from any thread, from inside a callback too. A request is handed to
+/// the ORB and does not wait for an answer; it waits no longer than the call time-out of the configuration,
+/// when the server takes nothing in. Errors: nothing is thrown, ever. Every failure is traced and told by the
+/// status.
 class ORIX_API OXcdvCliItf
 {
   public:

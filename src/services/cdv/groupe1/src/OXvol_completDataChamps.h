@@ -66,8 +66,8 @@
     TEXTE(gadresse_mode_S)
 // clang-format on
 
-/// Calls action for each scalar field, in wire order, with the name of its member and that member of each of the
-/// objects: records, or whatever has members of the same names.
+/// Calls action for each scalar field, in wire order, with the name of its member and that member of each of
+/// the objects: records, or whatever has members of the same names.
 template <class Action, class... Objets>
 void pourChaqueChamp(Action action, Objets&... objets)
 {
