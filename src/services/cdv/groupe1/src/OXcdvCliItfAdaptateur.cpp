@@ -168,6 +168,7 @@ void OXcdvCliItfAdaptateur::_demanderActivation(Demande& demande)
     _completer();
     // What an earlier server still says is over before the next one is chosen.
     _retirerServants();
+    const orb::AppelSortant appel; // first: the references below end before the ORB
     const std::string url = oxRoutage()->lireURLnoyau(_nomService, lireServeurCourant());
     TRACER(NTO_NOTABLE, "active", "url du server: " << url);
     ORBthread* const pointAcces = oxNoyau()->lirePointAcces();
@@ -185,7 +186,6 @@ void OXcdvCliItfAdaptateur::_demanderActivation(Demande& demande)
 
     _inscrire(demande);
     const orix_corba::AMI_NoyauHandler_var repondeur = demande.transaction->prendreReference();
-    const orb::AppelSortant appel;
     noyau->sendc_activerService(repondeur, SERVICE, demande.niveaux, demande.client,
                                 pointAcces->lireNom().c_str(), configuration()->lireNomMachineHote().c_str());
     TRACER(NTO_PROGRES, "active", "Demande d'activation en cours");
