@@ -63,7 +63,9 @@ c++ -std=c++17 "${options[@]}" $(pkgconfig --cflags oxcdvcli) "$dossier/lecture.
     echec "a program that reads a record needs more than libOXcdvCli"
 exemple session_cdv oxcdvcli
 exemple parkings oxcdvsession
-omniidl -bcxx -C"$dossier" "$dossier"/prefixe/share/oxcdv/idl/*.idl || echec "the installed IDL does not compile"
+for idl in "$dossier"/prefixe/share/oxcdv/idl/*.idl; do
+    omniidl -bcxx -C"$dossier" "$idl" || echec "the installed ${idl##*/} does not compile"
+done
 export LD_LIBRARY_PATH=$(dirname "$bibliotheque")
 
 # The programs run against the installed libraries: a wrong file gives its line and its status.
