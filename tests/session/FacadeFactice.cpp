@@ -6,7 +6,6 @@
 #include "PanneMemoire.h"
 #include "orix/OXchaine.h"
 
-#include <algorithm>
 #include <future>
 
 namespace essais {
@@ -196,42 +195,6 @@ orix::OXstatut Facade::demander(const char* operation, OXvol_completData* vol, i
         idOp = requete.idOp;
         return surRequete(requete);
     });
-}
-
-cdv::Instant HorlogeManuelle::maintenant() const
-{
-    const std::lock_guard<std::mutex> verrou(_mutex);
-    return _maintenant;
-}
-
-void HorlogeManuelle::attendre(std::condition_variable& condition, std::unique_lock<std::mutex>& verrou,
-                               cdv::Instant fin)
-{
-    {
-        const std::lock_guard<std::mutex> verrouHorloge(_mutex);
-        if (_maintenant >= fin)
-            return;
-        _attentes.push_back({&condition, verrou.mutex(), &fin});
-    }
-    condition.wait(verrou);
-    const std::lock_guard<std::mutex> verrouHorloge(_mutex);
-    _attentes.erase(std::remove_if(_attentes.begin(), _attentes.end(),
-                                   [&](const Attente& attente) { return attente.fin == &fin; }),
-                    _attentes.end());
-}
-
-void HorlogeManuelle::avancer(std::chrono::milliseconds duree)
-{
-    std::vector<Attente> attentes;
-    {
-        const std::lock_guard<std::mutex> verrou(_mutex);
-        _maintenant += duree;
-        attentes = std::exchange(_attentes, {}); // those that go on waiting come back
-    }
-    for (const Attente& attente : attentes) {
-        const std::lock_guard<std::mutex> verrou(*attente.mutex);
-        attente.condition->notify_all();
-    }
 }
 
 } // namespace essais

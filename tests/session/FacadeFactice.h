@@ -2,7 +2,6 @@
 #define FACADEFACTICE_H
 
 #include "FileAttente.h"
-#include "Horloge.h"
 #include "OXcdvCliItf.h"
 #include "OXvol_completData.h"
 
@@ -113,28 +112,6 @@ class Facade
     std::vector<Requete> _requetes;
     std::atomic<int> _activations{0};
     std::atomic<int> _desactivations{0};
-};
-
-/// Time that passes only when the test says so.
-class HorlogeManuelle : public cdv::Horloge
-{
-  public:
-    cdv::Instant maintenant() const override;
-    void attendre(std::condition_variable& condition, std::unique_lock<std::mutex>& verrou,
-                  cdv::Instant fin) override;
-
-    void avancer(std::chrono::milliseconds duree);
-
-  private:
-    struct Attente
-    {
-        std::condition_variable* condition;
-        std::mutex* mutex;
-        const cdv::Instant* fin; ///< of the waiting call, which it identifies
-    };
-    mutable std::mutex _mutex;
-    cdv::Instant _maintenant{std::chrono::hours(1)};
-    std::vector<Attente> _attentes;
 };
 
 } // namespace essais

@@ -21,12 +21,7 @@ class Temoin : public cdv::Demande
     Temoin(std::string nom, std::string& journal, std::size_t capacite)
         : _nom(std::move(nom)), _journal(journal), _capacite(capacite)
     {}
-    void recevoir(cdv::Vol) override
-    {
-        if (manque)
-            throw std::bad_alloc();
-        ++recus;
-    }
+    void recevoir(cdv::Vol) override { ++recus; }
     bool conclure(cdv::Resultat resultat) noexcept override
     {
         constexpr const char* ETATS[] = {"done", "refused", "late", "lost", "unsent", "closed"};
@@ -37,7 +32,6 @@ class Temoin : public cdv::Demande
     std::size_t enAttente() const noexcept override { return _capacite > 0 ? recus : 0; }
     std::size_t capacite() const noexcept override { return _capacite > 0 ? _capacite : Demande::capacite(); }
     std::size_t recus = 0;
-    bool manque = false; ///< memory
 
   private:
     const std::string _nom;
@@ -120,40 +114,6 @@ TEST_F(Demandes, CeQuiDepasseSonAppel)
     EXPECT_EQ(table.accueillir(Genre::creer, 7, tardive, alors, T0), Accueil::inconnue);
 }
 
-TEST_F(Demandes, ElleFinitPendantSonAppel)
-{
-    commencer("a", Genre::creer);
-    commencer("b", Genre::creer, 0s);
-    table.expirer(T0 + 10s);
-    table.conclureToutes(cdv::Resultat::Etat::perdu, orix::OXS_ECHEC_PING);
-    EXPECT_EQ(fins(), "a:late b:lost ");
-    EXPECT_EQ(table.appels(), 2u);
-    table.partie(1, 41, T0);
-    table.nonPartie(2, orix::OXS_ERREUR_CORBA);
-    EXPECT_EQ(fin(Genre::creer, 41), Accueil::inconnue);
-    EXPECT_EQ(fins(), "");
-}
-
-TEST_F(Demandes, Delais)
-{
-    commencer("longue", Genre::creer, 60s);
-    commencer("courte", Genre::creer);
-    commencer("liste", Genre::lister);
-    commencer("toujours", Genre::creer, 0s);
-    for (const int rang : {1, 2, 3, 4})
-        table.partie(rang, 40 + rang, T0);
-    EXPECT_EQ(table.prochaineEcheance(), T0 + 10s);
-    vol(43, T0 + 9s); // late is a listing of which nothing comes
-    table.expirer(T0 + 10s - 1ms);
-    EXPECT_EQ(fins(), "");
-    table.expirer(T0 + 10s);
-    EXPECT_EQ(fins(), "courte:late ");
-    EXPECT_EQ(table.prochaineEcheance(), T0 + 19s);
-    table.expirer(T0 + 1000h);
-    EXPECT_EQ(fins(), "liste:late+1 longue:late ");
-    EXPECT_EQ(table.prochaineEcheance(), cdv::JAMAIS);
-}
-
 TEST_F(Demandes, FluxBorne)
 {
     const auto flux = commencer("flux", Genre::lister, 10s, 4);
@@ -176,17 +136,6 @@ TEST_F(Demandes, FluxBorne)
     table.partie(2, 42, T0);
     EXPECT_EQ(vol(41), Accueil::inconnue);
     EXPECT_EQ(fins(), "flux:closed+5 ");
-}
-
-TEST_F(Demandes, LaMemoireManquePourUnVol)
-{
-    const auto liste = commencer("liste", Genre::lister);
-    table.partie(1, 41, T0);
-    vol(41);
-    liste->manque = true;
-    EXPECT_EQ(vol(41), Accueil::prise);
-    EXPECT_EQ(fins(), "liste:lost+1 "); // not "done" without it
-    EXPECT_EQ(fin(Genre::lister, 41), Accueil::inconnue);
 }
 
 } // namespace

@@ -1,5 +1,4 @@
-// Sessions over a facade, a callback thread and, where time matters, a clock that the test holds in its
-// hands.
+// Sessions over a facade and a callback thread that the test holds in its hands.
 #include "CapteurTraces.h"
 #include "CdvSession.h"
 #include "FacadeFactice.h"
@@ -72,8 +71,8 @@ class Journal : public essais::FileAttente<Evenement>
     std::string texte()
     {
         const Evenement e = prendre({});
-        return std::string(cdv::texteEtat(e.etat)) + " " + std::to_string(e.statut) + " " +
-               std::to_string(e.delai.count()) + (e.perte ? " loss" : "") + e.serveur;
+        return std::string(cdv::texteEtat(e.etat)) + " " + std::to_string(e.statut) +
+               (e.perte ? " loss" : "") + e.serveur;
     }
 };
 
@@ -84,13 +83,6 @@ class SessionFactice : public ::testing::Test
     {
         options.observateur = [this](const Evenement& evenement) { journal.poser(evenement); };
     }
-    /// Opens it on the test's own time.
-    void ouvrir(Session& session, bool active = true)
-    {
-        cdv::MoteurSession::ouvrir(session, options, horloge);
-        EXPECT_TRUE(!active || session.attendreActive(1h));
-    }
-
     /// So many records of the listing that was asked for last.
     void envoyer(int nombre)
     {
@@ -107,19 +99,7 @@ class SessionFactice : public ::testing::Test
             return orix::OXS_OK;
         };
     }
-    /// Why a session cannot be opened.
-    static cdv::Erreur refus()
-    {
-        try {
-            const Session session{Options{}};
-        } catch (const cdv::Erreur& erreur) {
-            return erreur;
-        }
-        throw std::logic_error("it was opened");
-    }
-
     Facade facade;
-    const std::shared_ptr<essais::HorlogeManuelle> horloge = std::make_shared<essais::HorlogeManuelle>();
     Journal journal;
     Options options; ///< observed by the journal
 };
@@ -191,24 +171,6 @@ TEST_F(SessionFactice, LaNotificationDepasseLAppel)
 
 // ---- No answer
 
-TEST_F(SessionFactice, Delai)
-{
-    Session session;
-    ouvrir(session);
-    auto longue = session.creer(unVol(), 60s);
-    auto courte = session.creer(unVol());
-    horloge->avancer(9999ms);
-    EXPECT_FALSE(estPret(courte));
-    horloge->avancer(1ms);
-    EXPECT_EQ(courte.get().texte(), "no answer in time: it may or may not have been done");
-    facade.surRequete = [&](const Facade::Requete&) { // in the middle of the call
-        horloge->avancer(10s);
-        return orix::OXS_OK;
-    };
-    EXPECT_EQ(session.creer(unVol()).get().etat, Etat::delai);
-    EXPECT_FALSE(estPret(longue));
-}
-
 TEST_F(SessionFactice, Perte)
 {
     options.reprise = false;
@@ -218,34 +180,25 @@ TEST_F(SessionFactice, Perte)
     facade.envoyer(facade.derniere().idOp, "1");
     facade.perdre(orix::OXS_ECHEC_PING);
     EXPECT_THAT(creation.get().texte(), HasSubstr("(OXS_ECHEC_PING): it may or may not"));
-    EXPECT_EQ(flux.suivant()->lire("identifiant"), "1"); // what came before the loss
-    EXPECT_EQ(flux.suivant(), std::nullopt);
+    EXPECT_EQ(identifiants(flux), numeros(1)); // what came before the loss
     EXPECT_EQ(flux.resultat().etat, Etat::perdu);
-
     EXPECT_FALSE(session.attendreActive(1h));
     EXPECT_EQ(session.etat(), EtatSession::perdue);
     EXPECT_EQ(session.creer(unVol()).get().texte(), "not sent (OXS_ECHEC_PING)");
-    EXPECT_EQ(facade.nombreRequetes(), 2u);
+
+    // The notice of the loss is lost, or was passed by the acceptance: the request that finds out ends the
+    // others.
     session.activer();
     EXPECT_TRUE(session.attendreActive(1h));
-}
-
-// The notice of the loss is lost, or was passed by the acceptance: the request that finds out ends the
-// others.
-TEST_F(SessionFactice, UneRequeteApprendLaPerte)
-{
-    options.gigue = 0;
-    Session session;
-    ouvrir(session);
     auto enAttente = session.creer(unVol());
     facade.desactive(); // nobody tells
-    const Resultat refusee = session.creer(unVol()).get();
-    EXPECT_EQ(refusee.texte(), "not sent (OXS_SERVICE_NON_ACTIVE)");
+    EXPECT_EQ(session.creer(unVol()).get().texte(), "not sent (OXS_SERVICE_NON_ACTIVE)");
     EXPECT_EQ(enAttente.get().etat, Etat::perdu);
-    for (const char* evenement : {"activating 0 0", "active 0 0cdv1", "waiting to try again 23 250 loss"})
-        EXPECT_EQ(journal.texte(), evenement);
-    horloge->avancer(1s);
-    EXPECT_TRUE(session.attendreActive(1h));
+    EXPECT_EQ(facade.nombreRequetes(), 3u); // nothing was sent again
+    session.fermer();
+    for (const char* etat : {"activating 0", "active 0cdv1", "lost 21 loss", "activating 0", "active 0cdv1",
+                             "lost 23 loss", "closed 0"})
+        EXPECT_EQ(journal.texte(), etat);
 }
 
 // ---- End of a session
@@ -254,22 +207,14 @@ TEST_F(SessionFactice, LaSessionMeurtAvantLesReponses)
 {
     std::future<Resultat> creation;
     std::optional<cdv::Flux> flux;
-    int completions = 0;
     {
         Session session{Options{}};
         creation = session.creer(unVol());
         flux = session.parcourir(unVol());
-        session.consulter(unVol(), [&](Resultat resultat) { completions += resultat.etat == Etat::ferme; });
-        EXPECT_EQ(session.nombreEnCours(), 3u);
     }
-    EXPECT_EQ(completions, 1);
     EXPECT_EQ(creation.get().texte(), "closed before the answer: it may or may not have been done");
     EXPECT_EQ(flux->suivant(), std::nullopt);
     EXPECT_EQ(flux->resultat().etat, Etat::ferme);
-    EXPECT_FALSE(facade.estActif());
-    facade.repondreTout();
-    facade.fil.vider();
-    EXPECT_EQ(completions, 1);
 
     Session jamaisOuverte;
     EXPECT_EQ(jamaisOuverte.creer(unVol()).get().statut, orix::OXS_SERVICE_NON_ACTIVE);
@@ -394,74 +339,43 @@ TEST_F(SessionFactice, FluxBorne)
     EXPECT_EQ(flux.resultat().etat, Etat::fait);
 }
 
-TEST_F(SessionFactice, QuiLitUnFluxPeutAttendreAutreChose)
-{
-    Session session{Options{}};
-    repondreAussitot(50);
-    int nombre = 0;
-    for (const Vol& vol : session.parcourir(unVol(), 1)) {
-        EXPECT_TRUE(session.modifier(vol).get()); // its answer comes behind the records
-        ++nombre;
-    }
-    EXPECT_EQ(nombre, 50);
-}
-
 TEST_F(SessionFactice, FluxAbandonne)
 {
     Session session{Options{}};
-    const auto remplir = [&] {
+    for (const bool fermer : {false, true}) { // either releases the callback thread
+        cdv::Flux flux = session.parcourir(unVol(), 1);
         envoyer(10);
         facade.repondre(facade.derniere());
-    };
-    {
-        const cdv::Flux flux = session.parcourir(unVol(), 1);
-        remplir();
+        EXPECT_TRUE(flux.suivant());
+        fermer ? session.fermer() : flux.abandonner();
+        facade.fil.vider();
+        while (flux.suivant())
+            EXPECT_TRUE(fermer);
+        EXPECT_EQ(flux.resultat().etat, Etat::ferme);
     }
-    facade.fil.vider(); // the callback thread is free
-    cdv::Flux flux = session.parcourir(unVol(), 1);
-    remplir();
-    EXPECT_TRUE(flux.suivant());
-    flux.abandonner();
-    EXPECT_EQ(flux.suivant(), std::nullopt);
-    EXPECT_EQ(flux.resultat().etat, Etat::ferme);
-    facade.fil.vider();
-
-    flux = session.parcourir(unVol(), 1);
-    remplir();
-    session.fermer(); // releases the callback thread, too
-    facade.fil.vider();
-    EXPECT_EQ(session.nombreEnCours(), 0u);
 }
 
 // ---- Activation
 
-TEST_F(SessionFactice, UneSeuleSessionALaFois)
+TEST_F(SessionFactice, Refus)
 {
-    Session premiere{Options{}};
-    const cdv::Erreur erreur = refus();
-    EXPECT_EQ(erreur.statut(), orix::OXS_DEJA_CONNECTE);
-    EXPECT_STREQ(erreur.what(), "a cdv session is already open in this process");
-    EXPECT_THROW(premiere.ouvrir(), cdv::Erreur);
-    premiere.fermer();
-    premiere.ouvrir();
-    EXPECT_TRUE(premiere.attendreActive(1h));
-    EXPECT_TRUE(premiere.estActive());
-}
-
-TEST_F(SessionFactice, AucunServeurALOuverture)
-{
+    const auto refus = []() -> cdv::Erreur {
+        try {
+            const Session session{Options{}};
+        } catch (const cdv::Erreur& erreur) {
+            return erreur;
+        }
+        throw std::logic_error("it was opened");
+    };
+    {
+        Session premiere{Options{}};
+        EXPECT_STREQ(refus().what(), "a cdv session is already open in this process");
+        EXPECT_THROW(premiere.ouvrir(), cdv::Erreur);
+    }
     facade.surActive = [] { return orix::OXS_CONNEXION_IMPOSSIBLE; };
-    const cdv::Erreur erreur = refus();
-    EXPECT_EQ(erreur.statut(), orix::OXS_CONNEXION_IMPOSSIBLE);
-    EXPECT_THAT(erreur.what(), HasSubstr("no server of the service \"cdv\" accepts a session"));
-    EXPECT_EQ(facade.activations(), 2); // both servers
-
-    facade.surActive = [] { return orix::OXS_NOYAU_NON_INITIALISE; };
-    Session session; // no use insisting
-    session.ouvrir();
-    EXPECT_FALSE(session.attendreActive(1h));
-    EXPECT_EQ(session.etat(), EtatSession::perdue);
-    EXPECT_EQ(facade.activations(), 3);
+    EXPECT_EQ(refus().statut(), orix::OXS_CONNEXION_IMPOSSIBLE);
+    EXPECT_THAT(refus().what(), HasSubstr("no server of the service \"cdv\" accepts a session"));
+    EXPECT_EQ(facade.activations(), 5); // each time both servers
 }
 
 TEST_F(SessionFactice, DejaActiveSansElle)
@@ -485,47 +399,14 @@ TEST_F(SessionFactice, FermeePendantLActivation)
     session.fermer();
 
     // The next session does not take that answer for its own, and the server is let go.
-    ouvrir(session, false);
-    EXPECT_EQ(journal.texte(), "activating 0 0");
+    session.ouvrir(options);
+    EXPECT_EQ(journal.texte(), "activating 0");
     facade.accepter();
     while (facade.activations() == 1)
         std::this_thread::yield();
     EXPECT_EQ(session.etat(), EtatSession::activation);
     facade.activer(orix::OXS_OK, "cdv2");
-    EXPECT_EQ(journal.texte(), "active 0 0cdv2");
-}
-
-TEST_F(SessionFactice, Reprise)
-{
-    options.gigue = 0;
-    Session session;
-    ouvrir(session);
-    EXPECT_EQ(journal.texte(), "activating 0 0");
-    EXPECT_EQ(journal.texte(), "active 0 0cdv1");
-    const std::size_t requetes = facade.nombreRequetes();
-    horloge->avancer(1h);
-    facade.accepte = false;
-    auto perdue = session.creer(unVol());
-    facade.perdre(orix::OXS_ECHEC_PING);
-    EXPECT_EQ(journal.texte(), "waiting to try again 21 0 loss"); // at once
-    EXPECT_EQ(journal.texte(), "activating 0 0");
-    EXPECT_EQ(session.creer(unVol()).get().statut, orix::OXS_ACTIVATION_EN_COURS);
-    while (session.etat() == EtatSession::activation) // never answered: neither this server, nor the other
-        horloge->avancer(1s);
-    EXPECT_EQ(journal.texte(), "waiting to try again 14 250");
-    horloge->avancer(249ms);
-    EXPECT_EQ(session.etat(), EtatSession::attente);
-    horloge->avancer(1ms);
-    EXPECT_EQ(journal.texte(), "activating 0 0");
-    facade.accepte = true;
-    facade.accepter();
-    EXPECT_EQ(journal.texte(), "active 0 0cdv1");
-    EXPECT_EQ(perdue.get().etat, Etat::perdu);
-    EXPECT_EQ(facade.nombreRequetes(), requetes + 1); // nothing was sent again
-    session.fermer();
-    EXPECT_EQ(journal.texte(), "closed 0 0");
-    horloge->avancer(1h);
-    EXPECT_EQ(journal.nombre(), 0u);
+    EXPECT_EQ(journal.texte(), "active 0cdv2");
 }
 
 // ---- All at once
