@@ -13,39 +13,19 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <fstream>
 #include <future>
-#include <map>
 #include <memory>
+#include <regex>
+#include <sstream>
 #include <thread>
+#include <utility>
 
 using namespace orix;
-using testing::_;
 using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::StartsWith;
 using Etat = OXcdvCliItfAdaptateur;
 
 namespace {
-
-/// The function's bare name, whether the line names it so or by its full signature.
-std::string nomCourt(const LigneTrace& ligne)
-{
-    const std::string signature = ligne.fonction.substr(0, ligne.fonction.find('('));
-    return signature.substr(signature.find_last_of(": ") + 1);
-}
-
-/// What the adapter traced: "level function: text", with "()" for a function named by its full signature.
-std::vector<std::string> lignesAdaptateur(essais::CapteurTraces& traces, const std::string& fonction = "")
-{
-    std::vector<std::string> textes;
-    for (const LigneTrace& ligne : traces.prendre()) {
-        const bool complet = ligne.fonction.find('(') != std::string::npos;
-        if (ligne.fichier == "OXcdvCliItfAdaptateur" && (fonction.empty() || nomCourt(ligne) == fonction))
-            textes.push_back(std::to_string(ligne.niveau) + " " + nomCourt(ligne) + (complet ? "()" : "") +
-                             ": " + ligne.message);
-    }
-    return textes;
-}
 
 /// Calls it with 0, 1, 2... until the servant is gone.
 template <class Envoi>
@@ -58,327 +38,200 @@ void envoyerSansFin(Envoi envoyer)
     }
 }
 
-class Adaptateur : public essais::AvecNoyau
+using Adaptateur = essais::AvecNoyau;
+
+/// Writes down what the adapter does: the lines that it traces, the calling thread's first, what its
+/// functions return, what the application is told, and where that leaves the client.
+class Transcription : public essais::AvecNoyau
 {
   protected:
-    /// Keeps the answers of the first server back: what the kernel would deliver is the test's to give.
-    void retenirReponses()
-    {
-        premier.avantReponse = [attente = _liberation.get_future().share()] { attente.wait(); };
-    }
+    Transcription() { reglages.niveauTrace = NTO_AUCUN; }
+    // The first scene is without kernel.
+    void SetUp() override { callbacks.oublier(); }
     void TearDown() override
     {
         _liberation.set_value();
         AvecNoyau::TearDown();
     }
-    bool connexionEnregistree()
+
+    void scene(const std::string& titre, const std::function<void(Etat&)>& jouer)
     {
-        try {
-            oxNoyau()->lireTableConnexions()->lireInformation("cdv");
-            return true;
-        } catch (const Echec& e) {
-            EXPECT_EQ(OXS_SERVEUR_INEXISTANT, e.lireCode());
-            return false;
+        texte += "\n# " + titre + "\n";
+        std::string autresFils;
+        {
+            const essais::EcouteTraces ecoute([&, ici = std::this_thread::get_id()](const LigneTrace& ligne) {
+                if (ligne.fichier != "OXcdvCliItfAdaptateur" && ligne.fichier != "OXnoyau")
+                    return;
+                (ici == std::this_thread::get_id() ? texte : autresFils) += _transcrire(ligne);
+                if (ligne.message == panneA)
+                    throw CORBA::TRANSIENT();
+            });
+            Etat& adaptateur = *oxcdvCliItfAdaptateur();
+            jouer(adaptateur);
+            if (oxNoyau()->lireEtat() == NOYAU_INITIALISE)
+                attendreLivraison();
         }
+        texte += autresFils;
+        _finir(*oxcdvCliItfAdaptateur());
+    }
+    void rendre(OXstatut statut) { texte += std::string("-> ") + texteStatut(statut) + "\n"; }
+    void attendreCallback()
+    {
+        const essais::Appel appel = callbacks.attendre();
+        _dits += "application: " + appel.nom + " " + texteStatut(static_cast<OXstatut>(appel.statut)) +
+                 " \"" + appel.serveur + "\" \"" + appel.machine + "\"\n";
+    }
+    /// Keeps the answers of the servers back: what the kernel would deliver is the test's to give.
+    void retenirReponses()
+    {
+        premier.avantReponse = deuxieme.avantReponse = [attente = _attente] { attente.wait(); };
+    }
+    static orix_corba::NiveauReference niveau(int mineur)
+    {
+        orix_corba::NiveauReference niveau;
+        niveau.majeur = 3;
+        niveau.mineur = mineur;
+        niveau.correctif = niveau.construction = 0;
+        return niveau;
     }
 
+    std::string texte;
+    std::string panneA; ///< message of the line at which the ORB fails
+
   private:
+    static std::string _transcrire(const LigneTrace& ligne)
+    {
+        const std::size_t parenthese = ligne.fonction.find('(');
+        const std::string signature = ligne.fonction.substr(0, parenthese);
+        std::string resultat = std::to_string(ligne.niveau) + " " +
+                               signature.substr(signature.find_last_of(": ") + 1) +
+                               (parenthese == std::string::npos ? "" : "()") + ": " + ligne.message + "\n";
+        for (const char* variable : {"127.0.0.1:\\d+", "(resoudre l'url|le narrow): [^\n]+", "CORBA = \\d+"})
+            resultat = std::regex_replace(resultat, std::regex(variable), "...");
+        return resultat;
+    }
+    void _finir(const Etat& adaptateur)
+    {
+        texte += std::exchange(_dits, "");
+        EXPECT_EQ(0u, callbacks.nombre());
+        const char* const etats[] = {"inactive", "pending", "active"};
+        texte += std::string("client: ") + etats[adaptateur.lireEtat()] + ", server " +
+                 std::to_string(adaptateur.lireServeurCourant());
+        for (const auto& [service, urls] : reglages.routage)
+            try {
+                const auto connexion = oxNoyau()->lireTableConnexions()->lireInformation(service);
+                texte += ", " + service + " connected to " + connexion.lireServeur();
+            } catch (const Echec&) {
+                // There is no such connection.
+            }
+        texte += "\n";
+    }
+
+    std::string _dits;
     std::promise<void> _liberation;
+    std::shared_future<void> _attente = _liberation.get_future().share();
 };
 
-class AdaptateurSansNoyau : public essais::AvecNoyau
+TEST_F(Transcription, IsTheOneExpected)
 {
-  protected:
-    void SetUp() override { callbacks.oublier(); }
-};
-
-TEST_F(AdaptateurSansNoyau, IsConstructedAllTheSameAndCompletedLater)
-{
-    essais::CapteurTraces traces;
-    Etat& adaptateur = *oxcdvCliItfAdaptateur();
-    EXPECT_THAT(lignesAdaptateur(traces),
-                ElementsAre("700 OXcdvCliItfAdaptateur(): Entrée.", "700 _creerPOA(): Entrée.",
-                            "100 _creerPOA: Exception non prévue.", "700 _creerPOA(): Sortie.",
-                            "100 OXcdvCliItfAdaptateur: Exception Echec, code = 24 (OXS_NOT_INITIALIZED)"));
-    EXPECT_EQ(OXS_NOYAU_NON_INITIALISE, adaptateur.active("cdv"));
-    EXPECT_THAT(lignesAdaptateur(traces),
-                ElementsAre("700 active(): Entrée.", "700 active: NomService = cdv",
-                            "100 active: Le service ne peut pas être activé : OXS_NOYAU_NON_INITIALISE"));
-    EXPECT_EQ(OXS_NOYAU_NON_INITIALISE, adaptateur.desactive());
-    EXPECT_THAT(lignesAdaptateur(traces),
-                ElementsAre("700 desactive(): Entrée.",
-                            "100 desactive: Le service ne peut pas être desactivé : "
-                            "OXS_NOYAU_NON_INITIALISE"));
-    EXPECT_EQ(Etat::Desactive, adaptateur.lireEtat());
-
+    const auto active = [this](const char* service) {
+        return [this, service](Etat& a) { rendre(a.active(service)); };
+    };
+    const auto connecter = [this](const char* service) {
+        return [this, service](Etat& a) {
+            rendre(a.active(service));
+            attendreCallback();
+        };
+    };
+    const auto desactive = [this](Etat& a) { rendre(a.desactive()); };
+    const auto annoncer = [this](essais::ServeurEssai& serveur, OXstatut raison) {
+        return [this, &serveur, raison](Etat&) {
+            serveur.client->deconnexionCB(raison);
+            attendreCallback();
+        };
+    };
+    scene("construction and calls without kernel", [&](Etat& a) {
+        rendre(a.active("cdv"));
+        rendre(a.desactive());
+    });
     demarrer();
+    detruireOXcdvCliItfAdaptateur();
+    scene("construction, activation", connecter("cdv"));
+    scene("a second activation", active("cdv"));
+    scene("an answer that nobody waits for",
+          [&](Etat& a) { a.activeCB(OXS_NOK, "autre", "autre", niveau(0), 8); });
+    scene("pings", [&](Etat&) {
+        premier.client->testerConnexionClient("cdv", "premier", "hote", 7);
+        EXPECT_THROW(premier.client->testerConnexionClient("cdv", "premier", "hote", 8),
+                     orix_corba::ServeurDeconnecte);
+        premier.client->testerConnexionServeur(7);
+    });
+    scene("deactivation", desactive);
+    scene("a second deactivation, a notice and a ping of somebody inactive", [&](Etat& a) {
+        rendre(a.desactive());
+        a.deconnexionCB(OXS_NOK);
+        EXPECT_THROW(a.testerConnexionClient("", "", "", 7), orix_corba::ServeurDeconnecte);
+    });
     activer();
-    EXPECT_FALSE(CORBA::is_nil(premier.notifications()));
+    scene("orderly notice", annoncer(premier, OXS_SERVICE_NON_ACTIVE));
+    activer();
+    scene("notice of a failure", annoncer(premier, OXS_NOK));
+    deuxieme.statut = OXS_CLIENT_ID_INVALIDE;
+    scene("refused activation", connecter("cdv"));
+    premier.statut = OXS_NOK;
+    scene("refused activation of a service with one server", connecter("seul"));
+    premier.statut = deuxieme.statut = OXS_OK;
+    scene("server that cannot be reached", active("absent"));
+    scene("its second server", connecter("absent"));
+    scene("loss that the automaton was not told of", [&](Etat& a) {
+        a.notifierDeconnexionCB(OXS_ECHEC_PING);
+        attendreCallback();
+    });
+    scene("the end of that", [](Etat& a) { a.notifierAutomateDeconnexionCB(); });
+    activer();
+    scene("deactivation that cannot be told", [&](Etat&) {
+        premier.service.retirer();
+        rendre(oxcdvCliItfAdaptateur()->desactive());
+    });
+    scene("what the kernel does about it a little later", [&](Etat& a) {
+        a.notifierAutomateDeconnexionCB();
+        a.notifierDeconnexionCB(OXS_ECHEC_PING);
+        attendreCallback();
+    });
+    scene("unknown service", active("inconnu"));
+    retenirReponses();
+    panneA = "Demande d'activation en cours"; // the automaton has moved
+    scene("send that fails", active("cdv"));
+    panneA.clear();
+    scene("pending activation, that nothing but its answer ends", [&](Etat& a) {
+        rendre(a.active("cdv"));
+        rendre(a.active("cdv"));
+        rendre(a.desactive());
+        a.deconnexionCB(OXS_SERVICE_NON_ACTIVE);
+        EXPECT_ANY_THROW(a.notifierAutomateDeconnexionCB());
+    });
+    scene("server of another version", [&](Etat& a) { a.activeCB(OXS_OK, "premier", "hote", niveau(1), 9); });
+    scene("failure of the activation", [&](Etat& a) {
+        a.notifierEchecActivation(OXS_REPLY_ERROR);
+        attendreCallback();
+    });
+    std::ostringstream attendu;
+    attendu << std::ifstream(OXCDV_SOURCES "/tests/unit/adaptateur.txt").rdbuf();
+    EXPECT_EQ(attendu.str(), texte);
 }
 
-TEST_F(Adaptateur, ActivationAnnouncesTheClientAndConnects)
+/// What the server learns of its client.
+TEST_F(Adaptateur, AnnouncesTheClient)
 {
-    essais::CapteurTraces traces;
-    Etat& adaptateur = *oxcdvCliItfAdaptateur();
-    EXPECT_THAT(lignesAdaptateur(traces),
-                ElementsAre("700 OXcdvCliItfAdaptateur(): Entrée.", "700 _creerPOA(): Entrée.",
-                            "700 _creerPOA: Type référence 0 = "
-                            "IDL:orix_corba/OXcdv_v3_0_0_ServeurVersClient:1.0",
-                            "700 _creerPOA(): Sortie.", "700 OXcdvCliItfAdaptateur(): Sortie."));
-
-    activer();
-    const std::string url = reglages.routage["cdv"][0];
-    std::map<std::string, std::vector<std::string>> lignes;
-    for (const LigneTrace& ligne : traces.prendre())
-        lignes[nomCourt(ligne)].push_back(std::to_string(ligne.niveau) + " " + ligne.message);
-    EXPECT_THAT(lignes["active"],
-                ElementsAre("700 Entrée.", "700 NomService = cdv", "100 url du server: " + url,
-                            StartsWith("700 temps ecoulé pour resoudre l'url: "),
-                            StartsWith("700 temps ecoulé pour le narrow: "),
-                            "100 Connecté au noyau du serveur " + url, "700 Demande d'activation en cours",
-                            "700 Sortie."));
-    EXPECT_THAT(
-        lignes["creerReference"],
-        ElementsAre(StartsWith("700 Création de l'identifiant CORBA = "),
-                    "700 Le servant est activé avec l'identificateur auprès du POA ORIX.",
-                    "700 Création de la référence.",
-                    "700 Création de la référence d'objet qui sera passée dans les appels asynchrones "
-                    "et qui contient l'identificateur de l'objet."));
-    EXPECT_THAT(
-        lignes["activeCB"],
-        ElementsAre("700 Entrée.", "700 activeCB pour cdv, statut = 0 (OXS_OK)",
-                    "100 Connexion enregistrée pour cdv avec serveur premier sur hote, numéro client 7, "
-                    "version 3.0.0.0",
-                    "700 Notification de l'activeCB à l'application.", "700 Sortie."));
-
+    Etat& adaptateur = activer();
     EXPECT_THAT(premier.textesRecus, ElementsAre("cdv", oxNoyau()->lirePointAcces()->lireNom(), "machine"));
     ASSERT_EQ(1u, premier.niveauxRecus.length());
     const orix_corba::NiveauReference& niveau = premier.niveauxRecus[0];
     EXPECT_EQ(OXversion(3, 0, 0, 0),
               OXversion(niveau.majeur, niveau.mineur, niveau.correctif, niveau.construction));
-    EXPECT_FALSE(CORBA::is_nil(premier.notifications()));
     EXPECT_EQ(7, adaptateur.lireNumeroClient());
-    const InformationsServeur connexion = oxNoyau()->lireTableConnexions()->lireInformation("cdv");
-    EXPECT_EQ("premier", connexion.lireServeur());
-    EXPECT_EQ("hote", connexion.lireMachine());
-
-    traces.prendre();
-    EXPECT_EQ(OXS_SERVICE_DEJA_ACTIVE, adaptateur.active("cdv"));
-    EXPECT_EQ(1, traces.compter("Service déjà activé."));
-    adaptateur.activeCB(OXS_NOK, "autre", "autre", niveau, 8);
-    EXPECT_TRUE(adaptateur.estActive());
-    EXPECT_EQ(7, adaptateur.lireNumeroClient());
-    EXPECT_EQ(0u, callbacks.nombre());
-}
-
-TEST_F(Adaptateur, NothingButTheAnswerEndsAPendingActivation)
-{
-    retenirReponses();
-    Etat& adaptateur = *oxcdvCliItfAdaptateur();
-    const orix_corba::NiveauReference niveau{};
-    essais::CapteurTraces traces;
-    adaptateur.activeCB(OXS_OK, "s", "m", niveau, 8);
-    EXPECT_THAT(lignesAdaptateur(traces),
-                ElementsAre("700 activeCB(): Entrée.",
-                            "300 activeCB: Réception d'un activeCB alors que le client n'est pas dans l'état "
-                            "\"DemandeActivation\""));
-    ASSERT_EQ(OXS_OK, adaptateur.active("cdv"));
-    ASSERT_EQ(Etat::DemandeActivation, adaptateur.lireEtat());
-    traces.prendre();
-
-    EXPECT_EQ(OXS_ACTIVATION_EN_COURS, adaptateur.active("cdv"));
-    EXPECT_EQ(1, traces.compter("Impossible d'activer le service : activation en cours"));
-    EXPECT_EQ(OXS_SERVICE_NON_ACTIVE, adaptateur.desactive());
-    adaptateur.deconnexionCB(OXS_SERVICE_NON_ACTIVE);
-    EXPECT_EQ(Etat::DemandeActivation, adaptateur.lireEtat());
-    EXPECT_ANY_THROW(adaptateur.notifierAutomateDeconnexionCB());
-    EXPECT_EQ(Etat::DemandeActivation, adaptateur.lireEtat());
-
-    // A server of another version: the application hears nothing, and nothing else may be tried.
-    traces.prendre();
-    orix_corba::NiveauReference autre;
-    autre.majeur = 3;
-    autre.mineur = 1;
-    autre.correctif = autre.construction = 0;
-    adaptateur.activeCB(OXS_OK, "premier", "hote", autre, 9);
-    EXPECT_THAT(
-        lignesAdaptateur(traces),
-        ElementsAre("700 activeCB(): Entrée.", "700 activeCB: activeCB pour cdv, statut = 0 (OXS_OK)",
-                    "300 activeCB: Problème lors de l'enregistrement.serveur:premier version3.1.0.0"));
-    EXPECT_EQ(OXS_ACTIVATION_EN_COURS, adaptateur.active("cdv"));
-    EXPECT_EQ(0u, callbacks.nombre());
-
-    adaptateur.notifierEchecActivation(OXS_REPLY_ERROR);
-    EXPECT_EQ(Etat::Desactive, adaptateur.lireEtat());
-    EXPECT_EQ(OXroutage::DeuxiemeServeur, adaptateur.lireServeurCourant());
-    const essais::Appel appel = callbacks.attendre();
-    EXPECT_EQ("activeCB", appel.nom);
-    EXPECT_EQ(OXS_REPLY_ERROR, appel.statut);
-    EXPECT_EQ("", appel.serveur);
-    EXPECT_EQ("", appel.machine);
-}
-
-TEST_F(Adaptateur, FailedAnswersAlternateBetweenTheTwoServers)
-{
-    Etat& adaptateur = *oxcdvCliItfAdaptateur();
-    premier.statut = deuxieme.statut = OXS_CLIENT_ID_INVALIDE;
-    for (const char* attendu : {"premier", "deuxieme", "premier"}) {
-        ASSERT_EQ(OXS_OK, adaptateur.active("cdv"));
-        const essais::Appel appel = callbacks.attendre();
-        EXPECT_EQ("activeCB", appel.nom);
-        EXPECT_EQ(OXS_CLIENT_ID_INVALIDE, appel.statut);
-        EXPECT_EQ(attendu, appel.serveur);
-        EXPECT_EQ(Etat::Desactive, adaptateur.lireEtat());
-    }
-    deuxieme.statut = OXS_OK;
-    activer();
-    EXPECT_EQ(OXroutage::DeuxiemeServeur, adaptateur.lireServeurCourant());
-    // The choice outlives an orderly end.
     EXPECT_EQ(OXS_OK, adaptateur.desactive());
-    EXPECT_EQ(OXroutage::DeuxiemeServeur, adaptateur.lireServeurCourant());
-}
-
-TEST_F(Adaptateur, ASingleServerIsKept)
-{
-    Etat& adaptateur = *oxcdvCliItfAdaptateur();
-    premier.statut = OXS_NOK;
-    essais::CapteurTraces traces;
-    ASSERT_EQ(OXS_OK, adaptateur.active("seul"));
-    EXPECT_EQ(OXS_NOK, callbacks.attendre("activeCB").statut);
-    EXPECT_EQ(OXroutage::PremierServeur, adaptateur.lireServeurCourant());
-    EXPECT_EQ(1, traces.compter("Pas de possibilité de basculement sur un autre serveur"));
-}
-
-TEST_F(Adaptateur, RequestThatCannotBeSentSwitches)
-{
-    Etat& adaptateur = *oxcdvCliItfAdaptateur();
-    const std::string url = reglages.routage["absent"][0];
-    essais::CapteurTraces traces;
-    EXPECT_EQ(OXS_CONNEXION_IMPOSSIBLE, adaptateur.active("absent"));
-    EXPECT_EQ(Etat::Desactive, adaptateur.lireEtat());
-    const auto lignes = lignesAdaptateur(traces);
-    EXPECT_THAT(std::vector<std::string>(lignes.end() - 6, lignes.end()),
-                ElementsAre("300 active: Le Serveur: " + url + " est injoignable",
-                            "300 active: Le serveur " + url + " est injoignable",
-                            "700 basculerServeur(): Entrée.",
-                            "700 basculerServeur: Basculement de serveur effectué correctement",
-                            "700 basculerServeur(): Sortie.", "700 active(): Sortie."));
-    activer("absent");
-    EXPECT_EQ("deuxieme", oxNoyau()->lireTableConnexions()->lireInformation("absent").lireServeur());
-    EXPECT_EQ(OXS_OK, adaptateur.desactive());
-
-    traces.prendre();
-    EXPECT_EQ(OXS_SERVEUR_INEXISTANT, adaptateur.active("inconnu"));
-    EXPECT_EQ(1, traces.compter("Echec : code = 17 (OXS_SERVEUR_INEXISTANT)"));
-}
-
-TEST_F(Adaptateur, ASendThatFailsWithdrawsTheActivation)
-{
-    retenirReponses();
-    Etat& adaptateur = *oxcdvCliItfAdaptateur();
-    {
-        // After the automaton moved, in the middle of the sending.
-        const essais::SurTrace panne(
-            "Demande d'activation en cours", [] { throw CORBA::TRANSIENT(); }, NTO_DETAIL);
-        EXPECT_EQ(OXS_ERREUR_CORBA, adaptateur.active("cdv"));
-    }
-    EXPECT_EQ(Etat::Desactive, adaptateur.lireEtat());
-    EXPECT_EQ(OXroutage::DeuxiemeServeur, adaptateur.lireServeurCourant());
-    // The parameters went: the answer of that one finds nobody.
-    activer();
-    EXPECT_EQ(0u, callbacks.nombre());
-}
-
-TEST_F(Adaptateur, DeactivationTellsTheServerAndNotTheApplication)
-{
-    Etat& adaptateur = activer();
-    essais::CapteurTraces traces;
-    EXPECT_EQ(OXS_OK, adaptateur.desactive());
-    EXPECT_THAT(lignesAdaptateur(traces, "desactive"),
-                ElementsAre("700 desactive(): Entrée.",
-                            "100 desactive: Déconnexion volontaire du service cdv.",
-                            "700 desactive(): Sortie."));
     EXPECT_EQ((essais::Message{"desactiveCB", 0, 7, ""}), premier.service.attendre());
-    EXPECT_EQ(Etat::Desactive, adaptateur.lireEtat());
-    EXPECT_FALSE(connexionEnregistree());
-
-    traces.prendre();
-    EXPECT_EQ(OXS_SERVICE_NON_ACTIVE, adaptateur.desactive());
-    EXPECT_THAT(lignesAdaptateur(traces),
-                ElementsAre("700 desactive(): Entrée.", "700 verifierActivation(): Entrée.",
-                            "300 verifierActivation: Le service cdv n'est pas activé.",
-                            "100 desactive: Exception Echec sur demande de désactivation, code = 23 "
-                            "(OXS_SERVICE_NON_ACTIVE)"));
-    EXPECT_EQ(0u, callbacks.nombre());
-    activer();
-}
-
-TEST_F(Adaptateur, DeactivationInterruptedByADeadServerStaysActive)
-{
-    Etat& adaptateur = activer();
-    premier.service.retirer();
-    essais::CapteurTraces traces;
-    EXPECT_EQ(OXS_SERVICE_DEJA_DESACTIVE, adaptateur.desactive());
-    EXPECT_EQ(1, traces.compter("Service deja desactive."));
-    EXPECT_TRUE(adaptateur.estActive());
-    EXPECT_FALSE(connexionEnregistree());
-
-    // What the kernel does about it a little later.
-    adaptateur.notifierAutomateDeconnexionCB();
-    adaptateur.notifierDeconnexionCB(OXS_ECHEC_PING);
-    EXPECT_EQ(OXS_ECHEC_PING, callbacks.attendre("deconnexionCB").statut);
-    activer();
-    EXPECT_EQ(OXroutage::DeuxiemeServeur, adaptateur.lireServeurCourant());
-}
-
-TEST_F(Adaptateur, OrderlyDisconnectionByTheServer)
-{
-    Etat& adaptateur = activer();
-    essais::CapteurTraces traces;
-    premier.client->deconnexionCB(OXS_SERVICE_NON_ACTIVE);
-    EXPECT_EQ(Etat::Desactive, adaptateur.lireEtat());
-    EXPECT_EQ(OXroutage::PremierServeur, adaptateur.lireServeurCourant());
-    EXPECT_FALSE(connexionEnregistree());
-    EXPECT_EQ(0, traces.compter("Déconnexion anormale du service cdv"));
-    EXPECT_EQ(OXS_SERVICE_NON_ACTIVE, callbacks.attendre("deconnexionCB").statut);
-
-    // A second one finds nobody connected.
-    traces.prendre();
-    premier.client->deconnexionCB(OXS_NOK);
-    EXPECT_THAT(lignesAdaptateur(traces),
-                ElementsAre("700 deconnexionCB(): Entrée.", "700 verifierActivation(): Entrée.",
-                            "300 verifierActivation: Réception d'un \"deconnexionCB\" sans être activé.",
-                            "300 deconnexionCB: Code exception = 23 (OXS_SERVICE_NON_ACTIVE)",
-                            "700 deconnexionCB(): Sortie."));
-    EXPECT_EQ(0u, callbacks.nombre());
-}
-
-TEST_F(Adaptateur, AbnormalDisconnectionsSwitchAndRemoveTheConnectionOnce)
-{
-    Etat& adaptateur = activer();
-    essais::CapteurTraces traces;
-    premier.client->deconnexionCB(OXS_NOK);
-    EXPECT_EQ(Etat::Desactive, adaptateur.lireEtat());
-    EXPECT_EQ(OXroutage::DeuxiemeServeur, adaptateur.lireServeurCourant());
-    EXPECT_EQ(OXS_NOK, callbacks.attendre("deconnexionCB").statut);
-    EXPECT_EQ(1, traces.compter("Impossible de supprimer la connexion du service cdv."));
-    EXPECT_THAT(lignesAdaptateur(traces, "deconnexionCB"),
-                ElementsAre("700 deconnexionCB(): Entrée.", "100 deconnexionCB: Desactivation du client cdv",
-                            "100 deconnexionCB: Déconnexion du service cdv", "700 deconnexionCB(): Sortie."));
-
-    // Lost by the kernel, the automaton not told: reported, and the application told all the same.
-    activer();
-    traces.prendre();
-    adaptateur.notifierDeconnexionCB(OXS_ECHEC_PING);
-    EXPECT_THAT(lignesAdaptateur(traces),
-                ElementsAre("700 notifierDeconnexionCB(): Entrée.",
-                            "100 notifierDeconnexionCB: Déconnexion anormale du service cdv",
-                            "700 basculerServeur(): Entrée.",
-                            "100 basculerServeur: Non Validé (_automate.lireSommetCourant() == Desactive)",
-                            "700 basculerServeur: Basculement de serveur effectué correctement",
-                            "700 basculerServeur(): Sortie.", "700 notifierDeconnexionCB(): Sortie."));
-    EXPECT_FALSE(connexionEnregistree());
-    EXPECT_EQ(OXS_ECHEC_PING, callbacks.attendre("deconnexionCB").statut);
 }
 
 TEST_F(Adaptateur, CORBAExceptionInADisconnectionEndsTheProcess)
@@ -395,28 +248,6 @@ TEST_F(Adaptateur, CORBAExceptionInADisconnectionEndsTheProcess)
         adaptateur.deconnexionCB(OXS_SERVICE_NON_ACTIVE);
     };
     EXPECT_DEATH(deconnecter(), "reported; .*orix::Echec");
-}
-
-TEST_F(Adaptateur, AnswersPingsOfItsOwnServerOnly)
-{
-    Etat& adaptateur = activer();
-    essais::CapteurTraces traces;
-    EXPECT_NO_THROW(premier.client->testerConnexionClient("cdv", "premier", "hote", 7));
-    EXPECT_THROW(premier.client->testerConnexionClient("cdv", "premier", "hote", 8),
-                 orix_corba::ServeurDeconnecte);
-    EXPECT_EQ(1, traces.compter("Client 8non trouvé."));
-    premier.client->testerConnexionServeur(7);
-    EXPECT_EQ(1, traces.compter("Ne doit pas être appelé"));
-
-    EXPECT_EQ(OXS_OK, adaptateur.desactive());
-    traces.prendre();
-    EXPECT_THROW(premier.client->testerConnexionClient("cdv", "premier", "hote", 7),
-                 orix_corba::ServeurDeconnecte);
-    EXPECT_THAT(
-        lignesAdaptateur(traces),
-        ElementsAre("700 verifierActivation(): Entrée.",
-                    "300 verifierActivation: Opération non permise car le client n'est pas activé.",
-                    "100 testerConnexionClient: Exception Echec, code = 23 (OXS_SERVICE_NON_ACTIVE)"));
 }
 
 TEST_F(Adaptateur, EndsWhileNotificationsArriveAndBeginsAgain)
@@ -441,27 +272,6 @@ TEST_F(Adaptateur, EndsWhileNotificationsArriveAndBeginsAgain)
     EXPECT_EQ(OXroutage::PremierServeur, oxcdvCliItfAdaptateur()->lireServeurCourant());
     detruireOXcdvCliItfAdaptateur();
     detruireOXcdvCliItfAdaptateur();
-}
-
-TEST_F(Adaptateur, EndsWhileAnActivationIsPending)
-{
-    retenirReponses();
-    ASSERT_EQ(OXS_OK, oxcdvCliItfAdaptateur()->active("cdv"));
-    detruireOXcdvCliItfAdaptateur();
-    EXPECT_EQ(Etat::Desactive, oxcdvCliItfAdaptateur()->lireEtat());
-}
-
-TEST_F(Adaptateur, OutlivesARestartOfTheKernel)
-{
-    Etat& adaptateur = activer();
-    ASSERT_EQ(OXS_OK, terminer());
-    EXPECT_EQ(OXS_NOYAU_NON_INITIALISE, adaptateur.desactive());
-    demarrer();
-    EXPECT_EQ(&adaptateur, &activer());
-    premier.notifications()->fin_liste_vol_complet(0, 12);
-    EXPECT_EQ(12, callbacks.attendre("fin_liste_vol_completCB").idOp);
-    EXPECT_NO_THROW(premier.client->testerConnexionClient("cdv", "premier", "hote", 7));
-    EXPECT_EQ(OXS_OK, adaptateur.desactive());
 }
 
 class AdaptateurServeurMuet : public essais::AvecNoyau
