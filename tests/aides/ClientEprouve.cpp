@@ -183,6 +183,8 @@ void ClientEprouve::_noter(const Appel& appel)
         if (!std::exchange(_ouverte, false))
             _compte.anomalies.push_back("a loss before its connection");
     }
+    if (appel.nom == "fin_liste_vol_completCB")
+        _compte.derniereFin = appel.idOp;
     _nouvelle.notify_all();
 }
 
@@ -268,6 +270,11 @@ void ClientEprouve::_verifierVie()
     int idOp = 0;
     OXvol_completData vol;
     EXPECT_EQ(OXS_OK, OXcdvCliItf::cree_vol_complet(&vol, idOp));
+    const bool estPremier = oxcdvCliItfAdaptateur()->lireServeurCourant() == OXroutage::PremierServeur;
+    ServeurEssai& serveur = estPremier ? premier : deuxieme;
+    EXPECT_NO_THROW(serveur.client->testerConnexionClient(SERVICE, "", "", serveur.numeroClient));
+    serveur.notifications()->fin_liste_vol_complet(0, idOp);
+    EXPECT_TRUE(_attendre([&] { return _compte.derniereFin == idOp; }));
     _partir();
 }
 

@@ -99,6 +99,7 @@ class ClientEprouve : public AvecNoyau
         int pertes = 0;        ///< deconnexionCB
         int departs = 0;       ///< desactive() that succeeded
         int bascules = 0;      ///< what makes the client turn to the other server
+        int derniereFin = 0;   ///< operation of the last listing that ended
         bool arretee = false;  ///< active() found no kernel
         std::vector<std::string> anomalies;
     };
