@@ -14,7 +14,6 @@ using cdv::EtatSession;
 using cdv::Evenement;
 using cdv::Options;
 using cdv::Resultat;
-using cdv::ResultatListe;
 using cdv::Session;
 using cdv::Vol;
 using essais::Facade;
@@ -43,12 +42,6 @@ std::vector<std::string> numeros(int nombre)
     for (int i = 1; i <= nombre; ++i)
         liste.push_back(std::to_string(i));
     return liste;
-}
-
-template <class R>
-bool estPret(const std::future<R>& future)
-{
-    return future.wait_for(0s) == std::future_status::ready;
 }
 
 /// Something awaited: the test goes on when it comes.
@@ -83,6 +76,7 @@ class SessionFactice : public ::testing::Test
     {
         options.observateur = [this](const Evenement& evenement) { journal.poser(evenement); };
     }
+
     /// So many records of the listing that was asked for last.
     void envoyer(int nombre)
     {
@@ -99,6 +93,7 @@ class SessionFactice : public ::testing::Test
             return orix::OXS_OK;
         };
     }
+
     Facade facade;
     Journal journal;
     Options options; ///< observed by the journal
