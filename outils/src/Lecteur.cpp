@@ -19,6 +19,8 @@ bool Lignes::suivante(std::string& ligne)
             ligne += '\n';
         if (_numero == 0 && ligne.compare(0, 3, "\xEF\xBB\xBF") == 0)
             ligne.erase(0, 3);
+        if (ligne.empty()) // the mark, and nothing behind it
+            return false;
     }
     ++_numero;
     return true;
