@@ -301,6 +301,8 @@ void SurveillantConnexionsImplementation::demarrer(const ORBthread& pointAcces,
         _manquesMax = configuration.pingsManques;
         _repondeur = repondeur;
     }
+    // Where the ORB makes its nil objects it does not order their making before their use on another thread.
+    static_cast<void>(orix_corba::InterfacePing::_nil());
     _veilleur.demarrer([this] { return _passer(); });
 }
 

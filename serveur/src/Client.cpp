@@ -55,7 +55,7 @@ bool Client::_envoyerSuite() noexcept
 
 void Client::_envoyer(const Notification& n)
 {
-    const auto sansReponse = orix_corba::AMI_OXcdv_v3_0_0_ServeurVersClientHandler::_nil();
+    static const auto sansReponse = orix_corba::AMI_OXcdv_v3_0_0_ServeurVersClientHandler::_nil();
     const CORBA::Long resultat = n.resultat;
     const CORBA::Long idOp = n.idOp;
     const auto envoyer = [&](auto sendc, const char* operation, const auto&... arguments) {

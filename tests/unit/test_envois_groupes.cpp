@@ -116,9 +116,11 @@ class EnvoisGroupes : public testing::Test
     void envoyer(int premier, int nombre) { envoyer(_serveur, premier, nombre); }
     static void envoyer(orix_corba::Serveur_ptr serveur, int premier, int nombre)
     {
+        static const auto personne =
+            orix_corba::AMI_ServeurHandler::_nil(); // once, for the threads that send
         for (int numero = premier; numero < premier + nombre; ++numero)
             orix::orb::envoyer(serveur, &orix_corba::_objref_Serveur::sendc_desactiveCB, "desactiveCB",
-                               orix_corba::AMI_ServeurHandler::_nil(), CORBA::Long(numero));
+                               personne, CORBA::Long(numero));
     }
 
     static std::vector<int> suite(int nombre)

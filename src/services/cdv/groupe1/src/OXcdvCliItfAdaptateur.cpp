@@ -379,8 +379,9 @@ OXstatut OXcdvCliItfAdaptateur::desactive()
             return OXS_NOK;
         }
         using ProxyServeur = std::remove_pointer_t<orix_corba::Serveur_ptr>;
-        orb::envoyer(depart.serveur.in(), &ProxyServeur::sendc_desactiveCB, "desactiveCB",
-                     orix_corba::AMI_ServeurHandler::_nil(), CORBA::Long(depart.numeroClient));
+        static const auto sansRepondeur = orix_corba::AMI_ServeurHandler::_nil(); // once: see the requests
+        orb::envoyer(depart.serveur.in(), &ProxyServeur::sendc_desactiveCB, "desactiveCB", sansRepondeur,
+                     CORBA::Long(depart.numeroClient));
         const Livraison ligne(this);
         if (depart.serie != _serie.load())
             throw FinDUnAutre();
