@@ -43,7 +43,7 @@ CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres)
 void detruireORB(CORBA::ORB_ptr orb);
 
 /// Resolves the URL of a server's kernel, and gives nil when nobody answers there within the delay. Throws
-/// CORBA::BAD_PARAM for a wrong URL.
+/// CORBA::BAD_PARAM for a wrong URL, CORBA::BAD_INV_ORDER once the ORB is ending.
 CORBA::Object_ptr resoudre(CORBA::ORB_ptr orb, const std::string& url, std::chrono::milliseconds delai);
 
 /// Whether the object answers, within the call time-out. A connection that died unnoticed, because its server

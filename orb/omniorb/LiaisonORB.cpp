@@ -149,6 +149,7 @@ void detruireORB(CORBA::ORB_ptr orb)
 
 CORBA::Object_ptr resoudre(CORBA::ORB_ptr orb, const std::string& url, std::chrono::milliseconds delai)
 {
+    const AppelSortant appel; // the making of the reference too uses what the end of the ORB takes away
     const auto limite = std::chrono::steady_clock::now() + delai;
     CORBA::Object_var objet = orb->string_to_object(url.c_str());
     if (CORBA::is_nil(objet))
