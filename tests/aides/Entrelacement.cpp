@@ -74,6 +74,8 @@ Entrelacement::Entrelacement(const std::string& ouverture, Pas pas, int numero,
                              std::function<void()> evenement)
     : _ouverture(ouverture), _pas(pas), _restants(numero), _evenement(std::move(evenement))
 {
+    if (_ouverture.empty())
+        _fil = std::this_thread::get_id();
     _ecoute.emplace([this](const orix::LigneTrace& ligne) { _recevoir(ligne); });
     if (_ouverture.empty())
         _observer();
@@ -88,14 +90,13 @@ const std::string& Entrelacement::attendre()
     return _lieu;
 }
 
-/// The calling thread is the operation's.
+/// For the operation's thread.
 void Entrelacement::_observer()
 {
-    _fil = std::this_thread::get_id();
     if (_pas == Lignes)
         return;
     orix::Trace::definirSeuil(orix::NTO_AUCUN);
-    observerAllocations(_fil, [this] {
+    observerAllocations(std::this_thread::get_id(), [this] {
         if (_restants == 0)
             _avancer(appelants());
         --_restants;
@@ -104,8 +105,10 @@ void Entrelacement::_observer()
 
 void Entrelacement::_recevoir(const orix::LigneTrace& ligne)
 {
-    if (_fil == std::thread::id() && nomFonction(ligne) == _ouverture)
+    if (_fil == std::thread::id() && nomFonction(ligne) == _ouverture) {
+        _fil = std::this_thread::get_id();
         _observer();
+    }
     if (_pas != Lignes || _fil != std::this_thread::get_id() || _restants-- != 0)
         return;
     // The facility has one caller at a time, and this is it: nobody else may come to it meanwhile.

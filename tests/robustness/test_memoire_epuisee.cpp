@@ -1,6 +1,7 @@
 // Memory runs out: every single allocation of a request, of a notification, of an activation fails in turn.
 #include "CapteurTraces.h"
 #include "ClientEprouve.h"
+#include "Entrelacement.h"
 #include "OXcdvCliItfAdaptateur.h"
 #include "PanneMemoire.h"
 #include "SessionReelle.h"
@@ -283,6 +284,7 @@ class MemoireConnexion : public essais::ClientEprouve
         };
         oublierClient();
         EXPECT_TRUE(attendrePertes(1));
+        essais::attendreRepos(); // no ping is being refused any more
         avantOubli = [] {};
         _survenue = panne && panne->survenue();
     }
