@@ -79,7 +79,7 @@ void ClientEprouve::oublierClient()
     const int avant = _pingsRefuses;
     _inscrit = 0;
     // Whoever is supervised is pinged once a period.
-    const auto fin = std::chrono::steady_clock::now() + 4 * PERIODE;
+    const auto fin = std::chrono::steady_clock::now() + 2 * PERIODE;
     while (_pingsRefuses == avant && std::chrono::steady_clock::now() < fin)
         std::this_thread::yield();
 }

@@ -55,8 +55,8 @@ class ClientEprouve : public AvecNoyau
     };
 
     static inline char SERVICE[] = "cdv";
-    static constexpr auto PERIODE = std::chrono::milliseconds(5); ///< of the pings
-    static constexpr auto PATIENCE = std::chrono::seconds(10);    ///< less than the delays of the settings
+    static constexpr auto PERIODE = std::chrono::milliseconds(20); ///< of the pings: nobody rests meanwhile
+    static constexpr auto PATIENCE = std::chrono::seconds(10);     ///< less than the delays of the settings
 
     ClientEprouve();
     void SetUp() override;
