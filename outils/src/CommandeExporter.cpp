@@ -114,7 +114,9 @@ int exporter(const Options& options, Interruption& interruption)
     std::cerr << message("cdv : exportation incomplète, " + ecoulement.echec->texte) << '\n';
     if (!fichier.provisoire().empty())
         std::cerr << "Ce qui est venu est dans " << fichier.provisoire() << '\n';
-    std::cerr << "Pour reprendre : --depuis " << passes + ecoulement.ecrits + 1 << '\n';
+    // By rank: a flight created or deleted before it would be missed, or come twice.
+    std::cerr << "Pour reprendre, si aucun vol n'a été créé ni supprimé : --depuis "
+              << passes + ecoulement.ecrits + 1 << '\n';
     return ecoulement.echec->statut;
 }
 

@@ -60,7 +60,7 @@ class Rejets
     std::ofstream _flux;
 };
 
-void resumer(const Bilan& bilan, double secondes)
+void resumer(const Bilan& bilan, Existants existants, double secondes)
 {
     std::string ligne = compte(bilan.crees, "vol créé");
     if (bilan.modifies != 0)
@@ -76,9 +76,8 @@ void resumer(const Bilan& bilan, double secondes)
         std::cerr << message("cdv : " + bilan.perte->texte) << '\n';
     else if (bilan.interrompu && bilan.reprise != 0)
         std::cerr << "cdv : interrompu\n";
-    if (bilan.reprise != 0)
-        std::cerr << "Pour reprendre : --depuis " << bilan.reprise
-                  << (bilan.perte ? " --existants ignorer" : "") << '\n';
+    if (const std::string suite = optionsReprise(bilan, existants); !suite.empty())
+        std::cerr << "Pour reprendre : " << suite << '\n';
 }
 
 } // namespace
@@ -129,7 +128,7 @@ int importer(const Options& options, Interruption& interruption)
         bilan = importation.executer(*lecteur);
         secondes = progression.secondes();
     }
-    resumer(bilan, secondes);
+    resumer(bilan, options.importation.existants, secondes);
     rejets.verifier();
     if (bilan.perte)
         return bilan.perte->statut;

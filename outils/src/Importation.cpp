@@ -18,6 +18,18 @@ std::size_t lignes(const std::string& texte)
 
 } // namespace
 
+std::string optionsReprise(const Bilan& bilan, Existants existants)
+{
+    if (bilan.reprise == 0)
+        return {};
+    const std::string depuis = "--depuis " + std::to_string(bilan.reprise);
+    if (existants == Existants::modifier)
+        return depuis + " --existants modifier";
+    // Requests overtake one another: lines after the one to begin again with may be at the server.
+    const bool recouvre = bilan.perte || bilan.derniere > bilan.reprise;
+    return depuis + (recouvre || existants == Existants::ignorer ? " --existants ignorer" : "");
+}
+
 Bilan Importation::executer(Lecteur& lecteur)
 {
     // The ends of the requests use this object: whatever happens, none is left behind.
@@ -96,6 +108,7 @@ void Importation::_finir(const std::shared_ptr<Entree>& entree, cdv::Resultat re
     }
     if (resultat) {
         ++(modification ? _bilan.modifies : _bilan.crees);
+        _bilan.derniere = std::max(_bilan.derniere, entree->ligne);
     } else if (existe && _reglages.existants == Existants::ignorer) {
         ++_bilan.ignores;
     } else if (resultat.etat == cdv::Resultat::Etat::refuse) {

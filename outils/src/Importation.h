@@ -33,12 +33,18 @@ struct Bilan
     std::uint64_t refuses = 0;    ///< by the server
     std::uint64_t illisibles = 0; ///< lines that make no record
     std::size_t reprise = 0;      ///< 0: everything was done; else the line to begin again with
+    std::size_t derniere = 0;     ///< the last line whose request was answered by "done"
     std::optional<Issue> perte;   ///< the first answer that did not come
     bool interrompu = false;
 
     std::uint64_t faits() const { return crees + modifies + ignores; }
     std::uint64_t rejets() const { return refuses + illisibles; }
 };
+
+/// The options that go on with an import that ended early, so that the same records end up at the server as
+/// if it had not: what may have been done already is done again, or passed over, as it was done. Empty when
+/// nothing is left.
+std::string optionsReprise(const Bilan& bilan, Existants existants);
 
 /// Creates the records of a reader at the server, with a bounded number of requests unanswered.
 ///

@@ -70,7 +70,8 @@ constexpr const char* EXPLICATION_IMPORT =
 JSON : un objet par ligne, comme « cdv lister --format json » les écrit.
 Une ligne fautive est dite avec son numéro et la raison, et l'importation continue. Les lignes
 rejetées vont telles quelles dans le fichier de rejets, qui peut être corrigé et importé.
-Ctrl-C attend les réponses en cours, puis dit où reprendre ; un second Ctrl-C abandonne.
+Ctrl-C attend les réponses en cours, puis dit avec quelles options reprendre ; un second Ctrl-C
+abandonne.
 
 Exemples :
   cdv importer vols.csv --rejets rejets.csv

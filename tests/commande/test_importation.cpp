@@ -42,6 +42,7 @@ class Import : public testing::Test
             fin(reponse(creations.back()));
         };
         importation->surArret = [] {};
+        importation->surRejet = [](const Entree&, const std::string&) {};
         importation->surAvancement = [](const Bilan&) {};
     }
     Bilan executer()
@@ -69,6 +70,47 @@ TEST_F(Import, SArreteQuandUneReponseManque)
         EXPECT_EQ(etat == Etat::ferme ? INTERROMPU : PERDU, bilan.perte->statut);
         EXPECT_EQ(0u, bilan.rejets()) << "what may have been done is no reject";
     }
+}
+
+/// What was done before the end is neither undone nor refused by what the command advises: the server of the
+/// second run has all that the first one may have left there.
+TEST_F(Import, CeQuiEstConseilleReprendSansRienDefaire)
+{
+    struct Cas
+    {
+        Existants existants;
+        Etat etat; ///< of line 4's request, the second to be answered: line 5's has been done
+        std::string conseil;
+    };
+    const Cas cas[] = {
+        {Existants::modifier, Etat::perdu, "--depuis 4 --existants modifier"},
+        {Existants::modifier, Etat::fait, "--depuis 6 --existants modifier"},
+        {Existants::ignorer, Etat::perdu, "--depuis 4 --existants ignorer"},
+        {Existants::ignorer, Etat::fait, "--depuis 6 --existants ignorer"},
+        {Existants::rejeter, Etat::perdu, "--depuis 4 --existants ignorer"},
+        {Existants::rejeter, Etat::refuse, "--depuis 4 --existants ignorer"}, // --stop
+        {Existants::rejeter, Etat::fait, "--depuis 6"},
+    };
+    for (const Cas& c : cas) {
+        reglages.existants = c.existants;
+        reglages.arretAuRejet = true;
+        preparer();
+        cdv::Session::Fin attente;
+        importation->creer = [&](const cdv::Vol& vol, const cdv::Session::Fin& fin) {
+            const auto id = *vol.lire("identifiant");
+            if (id == "C") {
+                attente = fin;
+                return;
+            }
+            fin(resultat(Etat::fait));
+            if (id == "D") {
+                attente(resultat(c.etat));
+                importation->interrompre();
+            }
+        };
+        EXPECT_EQ(c.conseil, optionsReprise(executer(), c.existants));
+    }
+    EXPECT_EQ("", optionsReprise({}, Existants::modifier)) << "nothing is left";
 }
 
 /// The answers come later, from another thread, as they do.
