@@ -46,9 +46,13 @@ void lireListe(cdv::Vol& vol, std::string_view nom, const std::string& texte)
         return;
     json objet;
     try {
-        objet[std::string(nom)] = json::parse(texte);
+        objet[std::string(nom)] = json::parse(texte, [&](int profondeur, json::parse_event_t, const json&) {
+            if (profondeur > cdv::Vol::PROFONDEUR_JSON)
+                throw cdv::ErreurVol(std::string(nom) + ": imbrication trop profonde");
+            return true;
+        });
     } catch (const json::exception&) {
-        throw cdv::ErreurVol(std::string(nom) + " : ce n'est pas du JSON");
+        throw cdv::ErreurVol(std::string(nom) + ": ce n'est pas du JSON");
     }
     const cdv::Vol seule = cdv::Vol::depuisJson(objet.dump());
     for (const std::string_view point : seule.points())
@@ -159,59 +163,61 @@ LecteurCsv::Lecture LecteurCsv::_lire(Entree& entree, std::vector<Cellule>& cell
     } while (ligne == "\n" || ligne == "\r\n");
     entree.ligne = _lignes.numero();
     entree.texte = ligne;
+    cellules.clear();
     std::vector<std::string> suites;
-    while (!_decouper(entree.texte, cellules, entree.erreur)) {
-        const bool coupee = entree.erreur.empty();
-        if (coupee && entree.texte.size() < TAILLE_MAX && _lignes.suivante(ligne)) {
-            entree.texte += ligne;
-            suites.push_back(std::move(ligne));
-            continue;
-        }
-        if (coupee)
-            entree.erreur = "guillemet jamais refermé";
-        std::size_t taille = entree.texte.size();
-        for (; !suites.empty(); suites.pop_back()) {
-            taille -= suites.back().size();
-            _lignes.rendre(std::move(suites.back()));
-        }
-        entree.texte.resize(taille);
-        return Lecture::fausse;
+    Decoupage decoupage = _decouper(ligne, cellules, false);
+    while (decoupage == Decoupage::coupe && entree.texte.size() < TAILLE_MAX && _lignes.suivante(ligne)) {
+        decoupage = _decouper(ligne, cellules, true);
+        entree.texte += ligne;
+        suites.push_back(std::move(ligne));
     }
-    return Lecture::faite;
+    if (decoupage == Decoupage::complet)
+        return Lecture::faite;
+    entree.erreur = decoupage == Decoupage::coupe
+                        ? "guillemet jamais refermé"
+                        : "guillemet mal placé dans la cellule " + std::to_string(cellules.size());
+    std::size_t taille = entree.texte.size();
+    for (; !suites.empty(); suites.pop_back()) {
+        taille -= suites.back().size();
+        _lignes.rendre(std::move(suites.back()));
+    }
+    entree.texte.resize(taille);
+    return Lecture::fausse;
 }
 
-/// False with an error, or without one when the record goes on after the end of the text.
-bool LecteurCsv::_decouper(const std::string& texte, std::vector<Cellule>& cellules, std::string& erreur)
+/// Adds the cells of a line. suite: the line begins inside of the last cell's quotes.
+LecteurCsv::Decoupage LecteurCsv::_decouper(const std::string& ligne, std::vector<Cellule>& cellules,
+                                            bool suite)
 {
-    cellules.clear();
-    std::size_t fin = texte.size();
-    if (fin != 0 && texte[fin - 1] == '\n')
+    std::size_t fin = ligne.size();
+    if (fin != 0 && ligne[fin - 1] == '\n')
         --fin;
-    if (fin != 0 && texte[fin - 1] == '\r')
+    if (fin != 0 && ligne[fin - 1] == '\r')
         --fin;
-    std::size_t i = 0;
-    for (;; ++i) {
-        Cellule& cellule = cellules.emplace_back();
-        if (i < fin && texte[i] == '"') {
+    for (std::size_t i = 0;; ++i) {
+        Cellule& cellule = suite ? cellules.back() : cellules.emplace_back();
+        if (suite || (i < fin && ligne[i] == '"')) {
             cellule.guillemets = true;
-            for (++i;; ++i) {
-                if (i >= texte.size())
-                    return false;
-                if (texte[i] == '"' && (++i >= texte.size() || texte[i] != '"'))
+            for (i += suite ? 0 : 1;; ++i) {
+                const std::size_t guillemet = ligne.find('"', i);
+                cellule.texte.append(ligne, i, guillemet - i);
+                if (guillemet == std::string::npos)
+                    return Decoupage::coupe;
+                i = guillemet + 1;
+                if (i >= ligne.size() || ligne[i] != '"')
                     break;
-                cellule.texte += texte[i];
+                cellule.texte += '"';
             }
+            suite = false;
         } else {
             const std::size_t debut = i;
-            i = std::min(texte.find_first_of(",\"", i), fin);
-            cellule.texte.assign(texte, debut, i - debut);
+            i = std::min(ligne.find_first_of(",\"", i), fin);
+            cellule.texte.assign(ligne, debut, i - debut);
         }
         if (i >= fin)
-            return true;
-        if (texte[i] != ',') {
-            erreur = "guillemet mal placé dans la cellule " + std::to_string(cellules.size());
-            return false;
-        }
+            return Decoupage::complet;
+        if (ligne[i] != ',')
+            return Decoupage::faux;
     }
 }
 

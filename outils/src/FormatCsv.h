@@ -44,8 +44,14 @@ class LecteurCsv : public Lecteur
         faite,
         fausse
     };
+    enum class Decoupage
+    {
+        complet,
+        coupe, ///< inside of quotes: the record goes on with the next line
+        faux
+    };
     Lecture _lire(Entree& entree, std::vector<Cellule>& cellules);
-    static bool _decouper(const std::string& texte, std::vector<Cellule>& cellules, std::string& erreur);
+    static Decoupage _decouper(const std::string& ligne, std::vector<Cellule>& cellules, bool suite);
     cdv::Vol _construire(const std::vector<Cellule>& cellules) const;
 
     Lignes _lignes;

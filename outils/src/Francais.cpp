@@ -31,6 +31,7 @@ constexpr Phrase PHRASES[] = {
     {"an array of texts is expected", "", "un tableau de textes est attendu"},
     {"an array of objects is expected", "", "un tableau d'objets est attendu"},
     {"an object is expected", "", "un objet est attendu"},
+    {"nested deeper than ", " levels", "imbrication de plus de % niveaux"},
     {"a JSON object is expected", "", "un objet JSON est attendu"},
 };
 

@@ -1,5 +1,6 @@
 #include "orix/Configuration.h"
 
+#include "BornesTOML.h"
 #include "orix/Enumerer.h"
 
 #include <toml++/toml.h>
@@ -315,16 +316,17 @@ Configuration::Configuration() : nomMachineHote(nomHote()), pointsAcces{"127.0.0
 Configuration Configuration::lire(const std::string& fichier)
 {
     std::ifstream flux(fichier, std::ios::binary);
-    std::ostringstream texte;
-    if (flux && flux.peek() != std::ifstream::traits_type::eof()) // an empty file is one that can be read
-        texte << flux.rdbuf();
-    if (!flux.is_open() || flux.bad() || !texte)
+    std::string texte(TAILLE_TOML_MAX + 1, '\0'); // one byte more tells that there are too many
+    flux.read(&texte[0], static_cast<std::streamsize>(texte.size()));
+    if (!flux.is_open() || flux.bad())
         throw ErreurConfiguration(Motif::fichierIllisible, {fichier});
-    return analyser(texte.str(), fichier);
+    texte.resize(static_cast<std::size_t>(flux.gcount()));
+    return analyser(texte, fichier);
 }
 
 Configuration Configuration::analyser(const std::string& texte, const std::string& nom)
 {
+    verifierBornesTOML(texte, nom);
     Configuration configuration;
     try {
         Lecture(configuration, nom).lire(toml::parse(texte));

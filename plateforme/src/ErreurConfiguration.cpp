@@ -72,8 +72,10 @@ constexpr const char* PHRASES[][2] = {
      "%0 ; attendu : un certificat signé par l'autorité de %1"},
     {"got %0, expected a certificate and a key fit for TLS",
      "%0 ; attendu : un certificat et une clé que TLS accepte"},
+    {"got a longer or deeper text, expected at most %0 bytes and %1 nested levels",
+     "texte trop long ou trop imbriqué ; attendu : %0 octets et %1 niveaux au plus"},
 };
-static_assert(std::size(PHRASES) == static_cast<std::size_t>(ErreurConfiguration::Motif::inapte) + 1);
+static_assert(std::size(PHRASES) == static_cast<std::size_t>(ErreurConfiguration::Motif::demesure) + 1);
 
 /// One line, whatever the file holds.
 std::string enUneLigne(const std::string& texte)

@@ -131,6 +131,28 @@ TEST(Csv, UneLigneFautiveNeGateQuElle)
     EXPECT_EQ("\"B\n", entrees[1].texte) << "what a rejects file receives";
 }
 
+/// Time and stack in proportion to the file, whatever it holds: else this does not end within the test's
+/// time.
+TEST(Csv, CeQuiNeFinitPasNeCoutePasPlusQueSaTaille)
+{
+    constexpr int OUVERTS = 60;
+    std::string ouvert = "identifiant\n";
+    for (int i = 0; i < OUVERTS; ++i)
+        ouvert += '"' + std::string(70000, '\n');
+    const auto entrees = lire(ouvert);
+    ASSERT_EQ(OUVERTS, static_cast<int>(entrees.size()));
+    EXPECT_EQ("guillemet jamais refermé", entrees[0].erreur);
+
+    const std::string ouvrants(100000, '[');
+    const std::string fermants(100000, ']');
+    const auto profondes = lire("identifiant,points,changements\nA," + ouvrants + fermants + ",\nB,," +
+                                ouvrants + fermants + "\nC,[],[]\n");
+    ASSERT_EQ(3u, profondes.size());
+    EXPECT_EQ("points : imbrication trop profonde", profondes[0].erreur);
+    EXPECT_EQ("changements : imbrication trop profonde", profondes[1].erreur);
+    EXPECT_TRUE(profondes[2].vol);
+}
+
 TEST(Csv, EnteteSansSens)
 {
     for (const char* const texte : {"identifiant,prking\n", "parking,m_gparking\n", "\"identifiant\n"}) {

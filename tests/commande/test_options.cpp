@@ -95,6 +95,7 @@ TEST(Francais, CeQueLaBibliothequeRefuse)
         {"", "JSON incorrect, ligne 1, colonne 1"},
         {"{\"piste\":\"\xE9\"}", "JSON incorrect, ligne 1, colonne 12"},
         {"[]", "un objet JSON est attendu"},
+        {std::string(66, '['), "imbrication de plus de 64 niveaux"},
         {"{\"prking\":\"\"}", "prking : champ inconnu (voir cdv --champs)"},
         {"{\"piste\":3}", "piste : un texte est attendu"},
         {"{\"piste\":\"a\",\"piste\":\"b\"}", "« piste » est donné deux fois"},

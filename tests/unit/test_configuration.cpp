@@ -6,6 +6,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <fstream>
 
 using orix::Configuration;
@@ -116,6 +117,19 @@ TEST(Configuration, UneErreurTientEnUneLigneQuiDitOuEtQuoi)
         erreur("[tls]\ncertificat_autorite = \"/nulle/part.pem\"\n"),
         "essai.toml:2: [tls] certificat_autorite: got \"/nulle/part.pem\", expected the name of a readable "
         "file");
+    // What would take the parser's whole stack. A string is no nesting, whatever it holds.
+    std::string points;
+    for (int i = 0; i < 100000; ++i)
+        points += "a.";
+    const std::string tropProfond =
+        "got a longer or deeper text, expected at most 1048576 bytes and 64 nested levels";
+    for (const std::string& debut : {"", "[", "[[", "x = [\"\"\"\n]\"\"\"\"\", {", "x = ['\\', # ]'\"\n"}) {
+        const std::string texte = "[orb]\n" + debut + points + "b = 1\n";
+        const auto ligne = 2 + std::count(debut.begin(), debut.end(), '\n');
+        EXPECT_EQ(erreur(texte), "essai.toml:" + std::to_string(ligne) + ": " + tropProfond) << debut;
+    }
+    EXPECT_EQ(erreur(std::string(1 << 20, '\n') + "\n"), "essai.toml:1: " + tropProfond);
+    EXPECT_EQ(erreur("[processus] # " + points + "\nmachine = '" + points + "'\n"), "accepted");
     const std::string malforme = erreur("[orb]\ndelai_appel_ms = \n");
     EXPECT_EQ(malforme.find("essai.toml:2: malformed TOML: "), 0u) << malforme;
     EXPECT_EQ(malforme.find('\n'), std::string::npos) << malforme;

@@ -170,11 +170,14 @@ TEST(Vol, JsonSansPerte)
 
 TEST(Vol, JsonRefuse)
 {
+    const std::string profond(100000, '[');
     const struct
     {
-        const char* json;
+        std::string json;
         const char* message;
     } CAS[] = {
+        {profond, "nested deeper than 64 levels"},
+        {"{\"points\":" + profond, "nested deeper than 64 levels"},
         {"", "not JSON: parse error at line 1"},
         {"{\"piste\":\"32L\"", "not JSON"},
         {"{\"piste\":\"\xE9\"}", "not JSON"}, // ISO-8859-1 as it is

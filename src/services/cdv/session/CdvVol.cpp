@@ -416,11 +416,14 @@ constexpr std::pair<const char*, std::optional<std::string_view> Changement::*> 
 };
 
 /// Refuses a name given twice in an object: the parser itself would keep the last one and say nothing.
+/// Refuses also what is nested without end.
 class SansDoublon
 {
   public:
-    bool operator()(int, Json::parse_event_t evenement, const Json& valeur)
+    bool operator()(int profondeur, Json::parse_event_t evenement, const Json& valeur)
     {
+        if (profondeur > Vol::PROFONDEUR_JSON)
+            throw ErreurVol("nested deeper than " + std::to_string(Vol::PROFONDEUR_JSON) + " levels");
         if (evenement == Json::parse_event_t::object_start)
             _noms.emplace_back();
         else if (evenement == Json::parse_event_t::object_end)

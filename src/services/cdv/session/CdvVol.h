@@ -144,8 +144,10 @@ class ORIX_API Vol
     std::string
     versJson(int indentation = -1) const; ///< on one line, or indented by that many spaces a level
     /// Takes the names in every spelling, and null as "not set". Throws ErreurVol: not JSON, an unknown or
-    /// repeated name, a value that is no text, a character that ISO-8859-1 does not have, a list too long.
+    /// repeated name, a value that is no text, a character that ISO-8859-1 does not have, a list too long,
+    /// arrays and objects nested deeper than PROFONDEUR_JSON.
     static Vol depuisJson(std::string_view json);
+    static constexpr int PROFONDEUR_JSON = 64;
     /// @}
 
     /// The record itself, for a call of OXcdvCliItf or a dump; it stays the value's.
