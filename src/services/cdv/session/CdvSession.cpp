@@ -25,13 +25,14 @@ void demarrer(int& argc, char** argv, const Configuration& configuration)
     const orix::OXstatut statut = orix::initialiser(argc, argv, configuration, &message, &cause);
     if (statut == orix::OXS_OK)
         return;
-    const Erreur erreur(statut, message.empty() ? orix::texteStatut(statut) : message);
+    if (message.empty())
+        message = orix::texteStatut(statut);
     if (cause == nullptr)
-        throw erreur;
+        throw Erreur(statut, message);
     try {
         std::rethrow_exception(cause);
     } catch (...) {
-        std::throw_with_nested(erreur);
+        std::throw_with_nested(Erreur(statut, message));
     }
 }
 } // namespace
@@ -98,7 +99,7 @@ Session::Session() noexcept = default;
 Session::Session(const Options& options)
 {
     ouvrir(options);
-    const std::shared_ptr<MoteurSession> ouvert = moteur();
+    const std::shared_ptr<MoteurSession> ouvert = _lireMoteur();
     if (ouvert->attendrePremierTour())
         return;
     const orix::OXstatut statut = ouvert->dernierEvenement().statut;
@@ -109,7 +110,7 @@ Session::Session(const Options& options)
 
 Session::~Session() { fermer(); }
 
-std::shared_ptr<MoteurSession> Session::moteur() const { return std::atomic_load(&_moteur); }
+std::shared_ptr<MoteurSession> Session::_lireMoteur() const { return std::atomic_load(&_moteur); }
 
 void Session::ouvrir(const Options& options)
 {
@@ -118,31 +119,31 @@ void Session::ouvrir(const Options& options)
 
 bool Session::attendreActive(Duree delai)
 {
-    const auto ouvert = moteur();
+    const auto ouvert = _lireMoteur();
     return ouvert && ouvert->attendreActive(delai);
 }
 
 void Session::activer()
 {
-    if (const auto ouvert = moteur())
+    if (const auto ouvert = _lireMoteur())
         ouvert->activer();
 }
 
 void Session::fermer()
 {
-    if (const auto ouvert = moteur())
+    if (const auto ouvert = _lireMoteur())
         ouvert->fermer();
 }
 
 EtatSession Session::etat() const
 {
-    const auto ouvert = moteur();
+    const auto ouvert = _lireMoteur();
     return ouvert ? ouvert->etat() : EtatSession::fermee;
 }
 
 Evenement Session::dernierEvenement() const
 {
-    const auto ouvert = moteur();
+    const auto ouvert = _lireMoteur();
     return ouvert ? ouvert->dernierEvenement() : Evenement{};
 }
 
@@ -150,7 +151,7 @@ int Session::numeroClient() const { return estActive() ? orix::lireOXcdvCliConne
 
 std::size_t Session::nombreEnCours() const
 {
-    const auto ouvert = moteur();
+    const auto ouvert = _lireMoteur();
     return ouvert ? ouvert->nombreEnCours() : 0;
 }
 
@@ -189,11 +190,11 @@ void demanderFonction(const std::shared_ptr<MoteurSession>& moteur, Genre genre,
 #define CDV_REQUETE(nom, R, FONCTION)                                                                        \
     std::future<R> Session::nom(const Vol& vol, Delai delai)                                                 \
     {                                                                                                        \
-        return demanderFuture<R>(moteur(), Genre::nom, vol, delai);                                          \
+        return demanderFuture<R>(_lireMoteur(), Genre::nom, vol, delai);                                     \
     }                                                                                                        \
     void Session::nom(const Vol& vol, FONCTION fin, Delai delai)                                             \
     {                                                                                                        \
-        demanderFonction<R>(moteur(), Genre::nom, vol, std::move(fin), delai);                               \
+        demanderFonction<R>(_lireMoteur(), Genre::nom, vol, std::move(fin), delai);                          \
     }
 CDV_REQUETE(creer, Resultat, Fin)
 CDV_REQUETE(modifier, Resultat, Fin)
@@ -204,7 +205,7 @@ CDV_REQUETE(lister, ResultatListe, FinListe)
 
 Flux Session::parcourir(const Vol& exemple, std::size_t capacite, Delai delai)
 {
-    const auto ouvert = moteur();
+    const auto ouvert = _lireMoteur();
     const auto tampon = std::make_shared<Flux::Tampon>(ouvert, capacite);
     const auto demande = std::make_shared<DemandeFlux>(tampon);
     tampon->demande = demande;

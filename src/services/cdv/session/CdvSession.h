@@ -303,8 +303,8 @@ class ORIX_API Session : orix::INonCopiable
     /// @}
 
   private:
-    friend class MoteurSession;                    ///< puts itself there
-    std::shared_ptr<MoteurSession> moteur() const; ///< null when never opened
+    friend class MoteurSession;                         ///< puts itself there
+    std::shared_ptr<MoteurSession> _lireMoteur() const; ///< null when never opened
 
     mutable std::shared_ptr<MoteurSession> _moteur; ///< through std::atomic_load and std::atomic_store
 };

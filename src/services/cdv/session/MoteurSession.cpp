@@ -60,22 +60,22 @@ void MoteurSession::ouvrir(Session& session, const Options& options, std::shared
     const auto moteur = std::make_shared<MoteurSession>(options, std::move(horloge));
     client().installer(moteur);
     try {
-        moteur->demarrer();
+        moteur->_demarrer();
     } catch (...) {
         client().retirer();
         throw;
     }
     // Whoever sees the engine there may close it. An observer may call back before this function returns.
     std::atomic_store(&session._moteur, moteur);
-    moteur->commencer();
+    moteur->_commencer();
 }
 
-void MoteurSession::demarrer()
+void MoteurSession::_demarrer()
 {
     const std::shared_ptr<MoteurSession> moi = shared_from_this();
-    _connexion = std::thread([moi] { moi->tenirConnexion(); });
+    _connexion = std::thread([moi] { moi->_tenirConnexion(); });
     try {
-        _minuterie = std::thread([moi] { moi->minuter(); });
+        _minuterie = std::thread([moi] { moi->_minuter(); });
     } catch (...) { // no thread to be had
         {
             const Verrou verrou(_mutex);
@@ -87,24 +87,24 @@ void MoteurSession::demarrer()
     }
 }
 
-void MoteurSession::commencer()
+void MoteurSession::_commencer()
 {
     const Verrou verrou(_mutex);
-    suivre(_reconnexion.ouvrir(_horloge->maintenant()));
+    _suivre(_reconnexion.ouvrir(_horloge->maintenant()));
 }
 
 void MoteurSession::fermer()
 {
     Verrou verrou(_mutex);
     if (std::exchange(_ferme, true))
-        return attendreCalme(verrou);
-    const bool rappel = dansRappel();
+        return _attendreCalme(verrou);
+    const bool rappel = _dansRappel();
     const bool connectee = _reconnexion.peutEtreConnectee();
     const bool reponseDue = _reconnexion.reponseAttendue();
     if (reponseDue)
         client().laisser();
     _demandes.conclureToutes(Resultat::Etat::ferme);
-    suivre(_reconnexion.fermer());
+    _suivre(_reconnexion.fermer());
     _reveilConnexion.notify_all();
     verrou.unlock();
 
@@ -123,20 +123,20 @@ void MoteurSession::fermer()
     verrou.lock();
     _fermeture = true;
     _changement.notify_all();
-    attendreCalme(verrou);
+    _attendreCalme(verrou);
 }
 
 /// Until a closed session is really over; what runs on this thread does not wait for itself.
-void MoteurSession::attendreCalme(Verrou& verrou)
+void MoteurSession::_attendreCalme(Verrou& verrou)
 {
-    const bool rappel = dansRappel();
-    _changement.wait(verrou,
-                     [&] { return rappel || (_fermeture && !aLivrer() && _livreur == std::thread::id()); });
+    const bool rappel = _dansRappel();
+    _changement.wait(
+        verrou, [&] { return rappel || (_fermeture && !_resteALivrer() && _livreur == std::thread::id()); });
 }
 
-void MoteurSession::interdireDansRappel(std::string_view quoi) const
+void MoteurSession::_interdireDansRappel(std::string_view quoi) const
 {
-    if (dansRappel())
+    if (_dansRappel())
         throw std::logic_error(
             "cdv::" + std::string(quoi) +
             " would wait for its own thread: call it outside of completions and observers");
@@ -144,24 +144,24 @@ void MoteurSession::interdireDansRappel(std::string_view quoi) const
 
 // ---- Connection
 
-void MoteurSession::tenirConnexion()
+void MoteurSession::_tenirConnexion()
 {
     Verrou verrou(_mutex);
     while (!_ferme) {
         Reconnexion::Action action = _reconnexion.avancer(_horloge->maintenant(), client().occupe());
-        suivre(action);
+        _suivre(action);
         if (action.connecter) {
             verrou.unlock();
             const OXstatut statut = client().activer(_service.data());
             verrou.lock();
             action = _reconnexion.appelRendu(statut, _horloge->maintenant());
-            suivre(action);
+            _suivre(action);
         }
         if (action.desactiver) {
             verrou.unlock();
             client().desactiver();
             verrou.lock();
-            suivre(_reconnexion.desactivationRendue(_horloge->maintenant()));
+            _suivre(_reconnexion.desactivationRendue(_horloge->maintenant()));
         }
         if (_ferme)
             return;
@@ -172,7 +172,7 @@ void MoteurSession::tenirConnexion()
 }
 
 /// Under the lock.
-void MoteurSession::suivre(const Reconnexion::Action& action) noexcept
+void MoteurSession::_suivre(const Reconnexion::Action& action) noexcept
 {
     if (action.oublier)
         client().oublier();
@@ -180,14 +180,14 @@ void MoteurSession::suivre(const Reconnexion::Action& action) noexcept
         _demandes.conclureToutes(Resultat::Etat::perdu, _reconnexion.evenement().statut);
     if (action.annoncer) {
         _changement.notify_all();
-        annoncer();
+        _annoncer();
     }
     if (_reconnexion.echeance() < _essaiPrevu)
         _reveilConnexion.notify_all();
-    reveiller();
+    _reveiller();
 }
 
-void MoteurSession::annoncer() noexcept
+void MoteurSession::_annoncer() noexcept
 {
     if (!_options.observateur)
         return;
@@ -200,10 +200,10 @@ void MoteurSession::annoncer() noexcept
 }
 
 /// Whoever may wait for what has changed. Under the lock.
-void MoteurSession::reveiller() noexcept
+void MoteurSession::_reveiller() noexcept
 {
     _reprise.notify_all();
-    if (aLivrer() || _ferme || _demandes.prochaineEcheance() < _reveilPrevu)
+    if (_resteALivrer() || _ferme || _demandes.prochaineEcheance() < _reveilPrevu)
         _reveilMinuterie.notify_all();
 }
 
@@ -211,30 +211,30 @@ void MoteurSession::activeCB(OXstatut statut, const char* serveur, const char* m
 {
     std::shared_ptr<MoteurSession> moteur;
     while ((moteur = client().destinataire(moteur)))
-        if (moteur->surReponse(statut, serveur, machine))
+        if (moteur->_surReponse(statut, serveur, machine))
             return;
     // The answer to an activation whose session has been closed meanwhile.
     if (statut == orix::OXS_OK && client().aDesactiver())
         client().desactiver();
     client().oublier();
     if ((moteur = client().moteur()))
-        moteur->surLibre();
+        moteur->_surLibre();
 }
 
-void MoteurSession::surLibre()
+void MoteurSession::_surLibre()
 {
     const Verrou verrou(_mutex);
-    suivre(_reconnexion.libre(_horloge->maintenant()));
+    _suivre(_reconnexion.libre(_horloge->maintenant()));
 }
 
 /// False when the session is closed, or not open yet.
-bool MoteurSession::surReponse(OXstatut statut, const char* serveur, const char* machine)
+bool MoteurSession::_surReponse(OXstatut statut, const char* serveur, const char* machine)
 {
     Verrou verrou(_mutex);
     if (_reconnexion.etat() == EtatSession::fermee)
         return false;
-    suivre(_reconnexion.reponse(statut, siPossible(serveur), siPossible(machine), _horloge->maintenant()));
-    livrer(verrou);
+    _suivre(_reconnexion.reponse(statut, siPossible(serveur), siPossible(machine), _horloge->maintenant()));
+    _livrer(verrou);
     return true;
 }
 
@@ -243,20 +243,20 @@ void MoteurSession::deconnexionCB(OXstatut statut)
     Verrou verrou(_mutex);
     if (_ferme)
         return;
-    suivre(_reconnexion.deconnexion(statut, _horloge->maintenant()));
-    livrer(verrou);
+    _suivre(_reconnexion.deconnexion(statut, _horloge->maintenant()));
+    _livrer(verrou);
 }
 
 void MoteurSession::activer()
 {
     const Verrou verrou(_mutex);
-    suivre(_reconnexion.activer(_horloge->maintenant()));
+    _suivre(_reconnexion.activer(_horloge->maintenant()));
 }
 
 bool MoteurSession::attendreActive(Duree delai)
 {
     Verrou verrou(_mutex);
-    interdireDansRappel("Session::attendreActive()");
+    _interdireDansRappel("Session::attendreActive()");
     const Instant fin = apres(_horloge->maintenant(), delai);
     while (_reconnexion.etat() == EtatSession::activation || _reconnexion.etat() == EtatSession::attente) {
         if (_horloge->maintenant() >= fin)
@@ -301,7 +301,7 @@ void MoteurSession::demander(const std::shared_ptr<Demande>& demande, Genre genr
     if (_reconnexion.etat() != EtatSession::active) {
         Livraisons aucunFil;
         _demandes.refuser(demande, _reconnexion.refus(), _ferme ? aucunFil : _aLivrer);
-        reveiller();
+        _reveiller();
         verrou.unlock();
         if (!aucunFil.estVide())
             demande->livrer();
@@ -310,7 +310,7 @@ void MoteurSession::demander(const std::shared_ptr<Demande>& demande, Genre genr
     const unsigned long long connexion = _reconnexion.connexion();
     const TableDemandes::Rang rang =
         _demandes.commencer(demande, genre, delai.value_or(_options.delaiRequete), _horloge->maintenant());
-    reveiller();
+    _reveiller();
     verrou.unlock();
 
     int idOp = 0;
@@ -321,20 +321,20 @@ void MoteurSession::demander(const std::shared_ptr<Demande>& demande, Genre genr
         _demandes.partie(rang, idOp, _horloge->maintenant());
     else
         _demandes.nonPartie(rang, statut);
-    suivre(_reconnexion.requeteRefusee(statut, connexion, _horloge->maintenant()));
+    _suivre(_reconnexion.requeteRefusee(statut, connexion, _horloge->maintenant()));
 }
 
-void MoteurSession::minuter()
+void MoteurSession::_minuter()
 {
     Verrou verrou(_mutex);
     for (;;) {
         _demandes.expirer(_horloge->maintenant());
-        reveiller();
-        if (aLivrer() && _livreur == std::thread::id()) {
-            livrer(verrou);
+        _reveiller();
+        if (_resteALivrer() && _livreur == std::thread::id()) {
+            _livrer(verrou);
             continue;
         }
-        if (_ferme && !aLivrer())
+        if (_ferme && !_resteALivrer())
             return;
         _reveilPrevu = _demandes.prochaineEcheance();
         _horloge->attendre(_reveilMinuterie, verrou, _reveilPrevu);
@@ -342,7 +342,7 @@ void MoteurSession::minuter()
     }
 }
 
-std::shared_ptr<Livrable> MoteurSession::prochaineLivraison() noexcept
+std::shared_ptr<Livrable> MoteurSession::_prochaineLivraison() noexcept
 {
     if (!_aLivrer.estVide())
         return _aLivrer.prendre();
@@ -357,13 +357,13 @@ std::shared_ptr<Livrable> MoteurSession::prochaineLivraison() noexcept
 
 /// Runs what is there to be run, unless another thread is at it. No more than what is there: what it adds
 /// must not keep the callback thread from the next event.
-void MoteurSession::livrer(Verrou& verrou) noexcept
+void MoteurSession::_livrer(Verrou& verrou) noexcept
 {
     if (_livreur != std::thread::id())
         return;
     _livreur = std::this_thread::get_id();
-    for (std::size_t n = _aLivrer.nombre() + (_annonceDue ? 1 : 0); n > 0 && aLivrer(); --n) {
-        std::shared_ptr<Livrable> livrable = prochaineLivraison();
+    for (std::size_t n = _aLivrer.nombre() + (_annonceDue ? 1 : 0); n > 0 && _resteALivrer(); --n) {
+        std::shared_ptr<Livrable> livrable = _prochaineLivraison();
         verrou.unlock();
         const auto signaler = [](const char* raison) {
             ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "MoteurSession", "livrer",
@@ -381,7 +381,7 @@ void MoteurSession::livrer(Verrou& verrou) noexcept
     }
     _livreur = std::thread::id();
     _changement.notify_all();
-    if (aLivrer() || _ferme)
+    if (_resteALivrer() || _ferme)
         _reveilMinuterie.notify_all();
 }
 
@@ -389,16 +389,16 @@ void MoteurSession::livrer(Verrou& verrou) noexcept
 
 void MoteurSession::reponseCB(Genre genre, int code, OXvol_completData* vol, int idOp)
 {
-    notifier(genre, idOp, notification(Notification::Sorte::fin, code, vol));
+    _notifier(genre, idOp, notification(Notification::Sorte::fin, code, vol));
 }
 
 void MoteurSession::volListeCB(OXvol_completData* vol, int idOp)
 {
     if (vol != nullptr)
-        notifier(Genre::lister, idOp, notification(Notification::Sorte::vol, 0, vol));
+        _notifier(Genre::lister, idOp, notification(Notification::Sorte::vol, 0, vol));
 }
 
-void MoteurSession::notifier(Genre genre, int idOp, Notification notification)
+void MoteurSession::_notifier(Genre genre, int idOp, Notification notification)
 {
     using Accueil = TableDemandes::Accueil;
     Verrou verrou(_mutex);
@@ -410,8 +410,8 @@ void MoteurSession::notifier(Genre genre, int idOp, Notification notification)
             break;
         _reprise.wait(verrou);
     }
-    reveiller();
-    livrer(verrou);
+    _reveiller();
+    _livrer(verrou);
     verrou.unlock();
     if (accueil == Accueil::inconnue)
         ORIX_TRACE_SANS_ECHEC(orix::NTO_PROGRES, "MoteurSession", "notifier",
@@ -423,7 +423,7 @@ void MoteurSession::notifier(Genre genre, int idOp, Notification notification)
 std::optional<Vol> MoteurSession::suivant(Flux::Tampon& tampon)
 {
     Verrou verrou(_mutex);
-    interdireDansRappel("Flux::suivant()");
+    _interdireDansRappel("Flux::suivant()");
     tampon.arrivee.wait(verrou, [&] { return !tampon.vols.empty() || tampon.fin; });
     if (tampon.vols.empty())
         return std::nullopt;
@@ -449,7 +449,7 @@ void MoteurSession::abandonner(Flux::Tampon& tampon) noexcept
     vols.swap(tampon.vols);
     if (const std::shared_ptr<Demande> demande = tampon.demande.lock())
         _demandes.abandonner(demande);
-    reveiller();
+    _reveiller();
 }
 
 } // namespace cdv

@@ -71,25 +71,25 @@ class MoteurSession : public std::enable_shared_from_this<MoteurSession>, orix::
         const std::function<void(const Evenement&)>& _observateur;
     };
 
-    void demarrer();
-    void commencer();
-    void minuter();
-    void tenirConnexion();
-    void attendreCalme(Verrou& verrou);
+    void _demarrer();
+    void _commencer();
+    void _minuter();
+    void _tenirConnexion();
+    void _attendreCalme(Verrou& verrou);
     /// Throws std::logic_error in a completion or an observer.
-    void interdireDansRappel(std::string_view quoi) const;
-    bool dansRappel() const { return _livreur == std::this_thread::get_id(); }
+    void _interdireDansRappel(std::string_view quoi) const;
+    bool _dansRappel() const { return _livreur == std::this_thread::get_id(); }
 
-    bool surReponse(orix::OXstatut statut, const char* serveur, const char* machine);
-    void surLibre();
-    void notifier(Genre genre, int idOp, Notification notification);
+    bool _surReponse(orix::OXstatut statut, const char* serveur, const char* machine);
+    void _surLibre();
+    void _notifier(Genre genre, int idOp, Notification notification);
 
-    void suivre(const Reconnexion::Action& action) noexcept;
-    void annoncer() noexcept;
-    void reveiller() noexcept;
-    bool aLivrer() const noexcept { return !_aLivrer.estVide() || _annonceDue; }
-    std::shared_ptr<Livrable> prochaineLivraison() noexcept;
-    void livrer(Verrou& verrou) noexcept;
+    void _suivre(const Reconnexion::Action& action) noexcept;
+    void _annoncer() noexcept;
+    void _reveiller() noexcept;
+    bool _resteALivrer() const noexcept { return !_aLivrer.estVide() || _annonceDue; }
+    std::shared_ptr<Livrable> _prochaineLivraison() noexcept;
+    void _livrer(Verrou& verrou) noexcept;
 
     const Options _options;
     std::string _service; ///< as the facade wants it

@@ -22,7 +22,7 @@ Reconnexion::Action Reconnexion::ouvrir(Instant maintenant) noexcept
     if (_fermee)
         return {};
     _prochainEssai = maintenant;
-    return passer(EtatSession::activation);
+    return _passer(EtatSession::activation);
 }
 
 Reconnexion::Action Reconnexion::activer(Instant maintenant) noexcept
@@ -38,7 +38,7 @@ Reconnexion::Action Reconnexion::fermer() noexcept
 {
     _fermee = true;
     _prochainEssai = _finReponse = JAMAIS;
-    return etat() == EtatSession::fermee ? Action{} : passer(EtatSession::fermee);
+    return etat() == EtatSession::fermee ? Action{} : _passer(EtatSession::fermee);
 }
 
 bool Reconnexion::peutEtreConnectee() const noexcept
@@ -68,14 +68,14 @@ Reconnexion::Action Reconnexion::avancer(Instant maintenant, bool occupe) noexce
         _finReponse = JAMAIS;
         _reponseAttendue = false;
         const bool differee = std::exchange(_differee, false);
-        Action action = echouer(orix::OXS_CONNEXION_IMPOSSIBLE, maintenant);
+        Action action = _echouer(orix::OXS_CONNEXION_IMPOSSIBLE, maintenant);
         action.oublier = differee;
         return action;
     }
     _prochainEssai = JAMAIS;
     Action action;
     if (etat() != EtatSession::activation)
-        action = passer(EtatSession::activation);
+        action = _passer(EtatSession::activation);
     if (occupe) {
         _differee = true;
         _finReponse = apres(maintenant, _delaiActivation);
@@ -115,13 +115,13 @@ Reconnexion::Action Reconnexion::appelRendu(OXstatut statut, Instant maintenant)
         return {}; // what came meanwhile says more
     _reponseAttendue = false;
     if (statut != orix::OXS_SERVICE_DEJA_ACTIVE)
-        return echouer(statut, maintenant);
+        return _echouer(statut, maintenant);
     if (verification && !_contredite) {
         _doute = false;
-        return devenirActive(maintenant);
+        return _devenirActive(maintenant);
     }
     if (verification)
-        return verifier(maintenant);
+        return _verifier(maintenant);
     // Active without our knowing: somebody else did it, or a deactivation was interrupted. An acceptance that
     // is under way is not to be believed any more.
     _appel = Appel::desactivation;
@@ -136,7 +136,7 @@ Reconnexion::Action Reconnexion::desactivationRendue(Instant maintenant) noexcep
     _appel = Appel::aucun;
     if (etat() != EtatSession::activation || _aVerifier)
         return {};
-    return echouer(orix::OXS_SERVICE_DEJA_ACTIVE, maintenant);
+    return _echouer(orix::OXS_SERVICE_DEJA_ACTIVE, maintenant);
 }
 
 Reconnexion::Action Reconnexion::reponse(OXstatut statut, std::string serveur, std::string machine,
@@ -147,18 +147,18 @@ Reconnexion::Action Reconnexion::reponse(OXstatut statut, std::string serveur, s
     if (etat() == EtatSession::fermee)
         return {};
     if (statut != orix::OXS_OK)
-        return etat() == EtatSession::activation ? echouer(statut, maintenant) : Action{};
+        return etat() == EtatSession::activation ? _echouer(statut, maintenant) : Action{};
     if (etat() == EtatSession::active)
         return {};
     _serveur = std::move(serveur);
     _machine = std::move(machine);
-    return _doute ? verifier(maintenant) : devenirActive(maintenant);
+    return _doute ? _verifier(maintenant) : _devenirActive(maintenant);
 }
 
 Reconnexion::Action Reconnexion::deconnexion(OXstatut statut, Instant maintenant) noexcept
 {
     if (etat() == EtatSession::active)
-        return perdre(statut, maintenant);
+        return _perdre(statut, maintenant);
     _doute = _contredite = true;
     return {};
 }
@@ -170,12 +170,12 @@ Reconnexion::Action Reconnexion::requeteRefusee(OXstatut statut, unsigned long l
 {
     if (statut != orix::OXS_SERVICE_NON_ACTIVE || etat() != EtatSession::active || connexion != _connexion)
         return {};
-    return perdre(statut, maintenant);
+    return _perdre(statut, maintenant);
 }
 
 // ---- Changes of state
 
-Reconnexion::Action Reconnexion::passer(EtatSession etat, OXstatut statut) noexcept
+Reconnexion::Action Reconnexion::_passer(EtatSession etat, OXstatut statut) noexcept
 {
     _evenement = Evenement{};
     _evenement.etat = etat;
@@ -185,14 +185,14 @@ Reconnexion::Action Reconnexion::passer(EtatSession etat, OXstatut statut) noexc
     return action;
 }
 
-Reconnexion::Action Reconnexion::verifier(Instant maintenant) noexcept
+Reconnexion::Action Reconnexion::_verifier(Instant maintenant) noexcept
 {
     _aVerifier = true;
     _prochainEssai = maintenant;
     return {};
 }
 
-Reconnexion::Action Reconnexion::devenirActive(Instant maintenant) noexcept
+Reconnexion::Action Reconnexion::_devenirActive(Instant maintenant) noexcept
 {
     _prochainEssai = JAMAIS;
     _aVerifier = false;
@@ -200,20 +200,20 @@ Reconnexion::Action Reconnexion::devenirActive(Instant maintenant) noexcept
     _activeDepuis = maintenant;
     _tourFini = true;
     ++_connexion;
-    const Action action = passer(EtatSession::active);
+    const Action action = _passer(EtatSession::active);
     _evenement.serveur = std::move(_serveur);
     _evenement.machine = std::move(_machine);
     return action;
 }
 
-Reconnexion::Action Reconnexion::perdre(OXstatut statut, Instant maintenant) noexcept
+Reconnexion::Action Reconnexion::_perdre(OXstatut statut, Instant maintenant) noexcept
 {
-    Action action = reessayerPlusTard(statut, maintenant, true);
+    Action action = _reessayerPlusTard(statut, maintenant, true);
     action.perte = true;
     return action;
 }
 
-Reconnexion::Action Reconnexion::echouer(OXstatut statut, Instant maintenant) noexcept
+Reconnexion::Action Reconnexion::_echouer(OXstatut statut, Instant maintenant) noexcept
 {
     if (statut != orix::OXS_NOYAU_NON_INITIALISE && ++_essais == 1) {
         _prochainEssai = maintenant; // the client has turned to the other server
@@ -222,16 +222,16 @@ Reconnexion::Action Reconnexion::echouer(OXstatut statut, Instant maintenant) no
     _tourFini = true;
     if (statut == orix::OXS_NOYAU_NON_INITIALISE) { // no server has anything to do with it
         _prochainEssai = JAMAIS;
-        return passer(EtatSession::perdue, statut);
+        return _passer(EtatSession::perdue, statut);
     }
-    return reessayerPlusTard(statut, maintenant, false);
+    return _reessayerPlusTard(statut, maintenant, false);
 }
 
-Reconnexion::Action Reconnexion::reessayerPlusTard(OXstatut statut, Instant maintenant, bool perte) noexcept
+Reconnexion::Action Reconnexion::_reessayerPlusTard(OXstatut statut, Instant maintenant, bool perte) noexcept
 {
     _essais = 0;
     _prochainEssai = JAMAIS;
-    const Action action = passer(_reprise ? EtatSession::attente : EtatSession::perdue, statut);
+    const Action action = _passer(_reprise ? EtatSession::attente : EtatSession::perdue, statut);
     _evenement.perte = perte;
     if (!_reprise)
         return action;
@@ -239,12 +239,12 @@ Reconnexion::Action Reconnexion::reessayerPlusTard(OXstatut statut, Instant main
     if (perte && maintenant - _activeDepuis >= std::max(_delaiReprise, _premierDelai))
         _delaiReprise = Duree(0);
     else
-        _evenement.delai = prochainDelai();
+        _evenement.delai = _prochainDelai();
     _prochainEssai = apres(maintenant, _evenement.delai);
     return action;
 }
 
-Duree Reconnexion::prochainDelai() noexcept
+Duree Reconnexion::_prochainDelai() noexcept
 {
     _delaiReprise = std::min(_delaiReprise == Duree(0) ? _premierDelai : _delaiReprise * 2, _delaiMax);
     const double facteur = std::uniform_real_distribution<double>(1 - _gigue, 1 + _gigue)(_hasard);

@@ -73,13 +73,13 @@ class Reconnexion
         desactivation
     };
 
-    Action passer(EtatSession etat, orix::OXstatut statut = orix::OXS_OK) noexcept;
-    Action verifier(Instant maintenant) noexcept;
-    Action devenirActive(Instant maintenant) noexcept;
-    Action perdre(orix::OXstatut statut, Instant maintenant) noexcept;
-    Action echouer(orix::OXstatut statut, Instant maintenant) noexcept;
-    Action reessayerPlusTard(orix::OXstatut statut, Instant maintenant, bool perte) noexcept;
-    Duree prochainDelai() noexcept;
+    Action _passer(EtatSession etat, orix::OXstatut statut = orix::OXS_OK) noexcept;
+    Action _verifier(Instant maintenant) noexcept;
+    Action _devenirActive(Instant maintenant) noexcept;
+    Action _perdre(orix::OXstatut statut, Instant maintenant) noexcept;
+    Action _echouer(orix::OXstatut statut, Instant maintenant) noexcept;
+    Action _reessayerPlusTard(orix::OXstatut statut, Instant maintenant, bool perte) noexcept;
+    Duree _prochainDelai() noexcept;
 
     const bool _reprise;
     const Duree _delaiActivation;

@@ -25,7 +25,7 @@ TableDemandes::Rang TableDemandes::commencer(const std::shared_ptr<Demande>& dem
     const Instant echeance = delai > Duree(0) ? apres(maintenant, delai) : JAMAIS;
     const auto place = _echeances.emplace(std::pair(echeance, rang), demande).first;
     try {
-        _appels.emplace(clefAppel(rang), demande);
+        _appels.emplace(_clefAppel(rang), demande);
     } catch (...) {
         _echeances.erase(place);
         throw;
@@ -39,26 +39,26 @@ TableDemandes::Rang TableDemandes::commencer(const std::shared_ptr<Demande>& dem
 
 void TableDemandes::partie(Rang rang, int idOp, Instant maintenant) noexcept
 {
-    Table::node_type noeud = _appels.extract(clefAppel(rang));
+    Table::node_type noeud = _appels.extract(_clefAppel(rang));
     if (const std::shared_ptr<Demande> demande = noeud.mapped(); !demande->_finie) {
         demande->_idOp = idOp;
         noeud.key() = Clef{idOp, demande->_genre, rang};
         _attentes.insert(std::move(noeud));
         if (const auto depot = _depots.find({demande->_genre, idOp}); depot != _depots.end()) {
             for (Notification& notification : depot->second.notifications)
-                appliquer(demande, notification, maintenant);
+                _appliquer(demande, notification, maintenant);
             _nombreDepots -= depot->second.notifications.size();
             _depots.erase(depot);
         }
     }
-    oublierDepots();
+    _oublierDepots();
 }
 
 void TableDemandes::nonPartie(Rang rang, OXstatut statut) noexcept
 {
-    const Table::node_type noeud = _appels.extract(clefAppel(rang));
-    conclure(noeud.mapped(), resultat(Resultat::Etat::nonEnvoye, statut));
-    oublierDepots();
+    const Table::node_type noeud = _appels.extract(_clefAppel(rang));
+    _conclure(noeud.mapped(), resultat(Resultat::Etat::nonEnvoye, statut));
+    _oublierDepots();
 }
 
 void TableDemandes::refuser(const std::shared_ptr<Demande>& demande, OXstatut statut,
@@ -71,7 +71,7 @@ void TableDemandes::refuser(const std::shared_ptr<Demande>& demande, OXstatut st
 
 // ---- Ends
 
-void TableDemandes::conclure(const std::shared_ptr<Demande>& demande, Resultat resultat) noexcept
+void TableDemandes::_conclure(const std::shared_ptr<Demande>& demande, Resultat resultat) noexcept
 {
     if (std::exchange(demande->_finie, true))
         return;
@@ -84,20 +84,20 @@ void TableDemandes::conclure(const std::shared_ptr<Demande>& demande, Resultat r
 void TableDemandes::conclureToutes(Resultat::Etat etat, OXstatut statut) noexcept
 {
     while (!_attentes.empty())
-        conclure(std::shared_ptr<Demande>(_attentes.begin()->second), resultat(etat, statut));
+        _conclure(std::shared_ptr<Demande>(_attentes.begin()->second), resultat(etat, statut));
     for (const auto& [clef, demande] : _appels)
-        conclure(demande, resultat(etat, statut));
+        _conclure(demande, resultat(etat, statut));
 }
 
 void TableDemandes::abandonner(const std::shared_ptr<Demande>& demande) noexcept
 {
-    conclure(demande, resultat(Resultat::Etat::ferme));
+    _conclure(demande, resultat(Resultat::Etat::ferme));
 }
 
 void TableDemandes::expirer(Instant maintenant) noexcept
 {
     while (prochaineEcheance() <= maintenant)
-        conclure(std::shared_ptr<Demande>(_echeances.begin()->second), resultat(Resultat::Etat::delai));
+        _conclure(std::shared_ptr<Demande>(_echeances.begin()->second), resultat(Resultat::Etat::delai));
 }
 
 Instant TableDemandes::prochaineEcheance() const noexcept
@@ -105,7 +105,7 @@ Instant TableDemandes::prochaineEcheance() const noexcept
     return _echeances.empty() ? JAMAIS : _echeances.begin()->first.first;
 }
 
-void TableDemandes::replanifier(Demande& demande, Instant echeance) noexcept
+void TableDemandes::_replanifier(Demande& demande, Instant echeance) noexcept
 {
     auto noeud = _echeances.extract({demande._echeance, demande._rang});
     noeud.key().first = demande._echeance = echeance;
@@ -114,7 +114,7 @@ void TableDemandes::replanifier(Demande& demande, Instant echeance) noexcept
 
 // ---- Notifications
 
-TableDemandes::Table::iterator TableDemandes::chercher(Genre genre, int idOp) noexcept
+TableDemandes::Table::iterator TableDemandes::_chercher(Genre genre, int idOp) noexcept
 {
     const auto premiere = _attentes.lower_bound({idOp, genre, 0});
     const bool trouvee = premiere != _attentes.end() && std::get<int>(premiere->first) == idOp &&
@@ -125,19 +125,19 @@ TableDemandes::Table::iterator TableDemandes::chercher(Genre genre, int idOp) no
 TableDemandes::Accueil TableDemandes::accueillir(Genre genre, int idOp, Notification& notification,
                                                  Rang dernierAppel, Instant maintenant) noexcept
 {
-    if (const auto attente = chercher(genre, idOp); attente != _attentes.end()) {
+    if (const auto attente = _chercher(genre, idOp); attente != _attentes.end()) {
         const std::shared_ptr<Demande> demande = attente->second;
-        if (notification.sorte == Notification::Sorte::vol && doitAttendre(*demande))
+        if (notification.sorte == Notification::Sorte::vol && _doitAttendre(*demande))
             return Accueil::aRevoir;
-        appliquer(demande, notification, maintenant);
+        _appliquer(demande, notification, maintenant);
         return Accueil::prise;
     }
-    if (!appelCommenceAvant(dernierAppel))
+    if (!_appelCommenceAvant(dernierAppel))
         return Accueil::inconnue;
-    return deposer(genre, idOp, notification, dernierAppel) ? Accueil::prise : Accueil::aRevoir;
+    return _deposer(genre, idOp, notification, dernierAppel) ? Accueil::prise : Accueil::aRevoir;
 }
 
-bool TableDemandes::deposer(Genre genre, int idOp, Notification& notification, Rang dernierAppel) noexcept
+bool TableDemandes::_deposer(Genre genre, int idOp, Notification& notification, Rang dernierAppel) noexcept
 {
     if (_nombreDepots >= _maxDepots)
         return false;
@@ -152,17 +152,17 @@ bool TableDemandes::deposer(Genre genre, int idOp, Notification& notification, R
     return true;
 }
 
-bool TableDemandes::appelCommenceAvant(Rang rang) const noexcept
+bool TableDemandes::_appelCommenceAvant(Rang rang) const noexcept
 {
     return !_appels.empty() && std::get<Rang>(_appels.begin()->first) <= rang;
 }
 
 /// A notification that overtakes its call came while the call lasted: once all the calls that lasted then are
 /// over, nobody will ask for it.
-void TableDemandes::oublierDepots() noexcept
+void TableDemandes::_oublierDepots() noexcept
 {
     for (auto depot = _depots.begin(); depot != _depots.end();) {
-        if (appelCommenceAvant(depot->second.appel)) {
+        if (_appelCommenceAvant(depot->second.appel)) {
             ++depot;
         } else {
             _nombreDepots -= depot->second.notifications.size();
@@ -171,8 +171,8 @@ void TableDemandes::oublierDepots() noexcept
     }
 }
 
-void TableDemandes::appliquer(const std::shared_ptr<Demande>& demande, Notification& notification,
-                              Instant maintenant) noexcept
+void TableDemandes::_appliquer(const std::shared_ptr<Demande>& demande, Notification& notification,
+                               Instant maintenant) noexcept
 {
     if (demande->_finie)
         return;
@@ -180,29 +180,29 @@ void TableDemandes::appliquer(const std::shared_ptr<Demande>& demande, Notificat
         try {
             demande->recevoir(std::move(*notification.vol));
             if (demande->_delai > Duree(0))
-                replanifier(*demande, apres(maintenant, demande->_delai));
+                _replanifier(*demande, apres(maintenant, demande->_delai));
             return;
         } catch (const std::bad_alloc&) {
             notification.sorte = Notification::Sorte::perdue;
         }
     }
     if (notification.sorte == Notification::Sorte::perdue)
-        return conclure(demande, resultat(Resultat::Etat::perdu, orix::OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE));
+        return _conclure(demande, resultat(Resultat::Etat::perdu, orix::OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE));
     Resultat fin = resultat(notification.code == 0 ? Resultat::Etat::fait : Resultat::Etat::refuse);
     fin.code = notification.code;
     fin.vol = std::move(notification.vol);
-    conclure(demande, std::move(fin));
+    _conclure(demande, std::move(fin));
 }
 
 // ---- Streams
 
 /// Not while another request is unanswered: its answer comes behind the records.
-bool TableDemandes::doitAttendre(Demande& demande) noexcept
+bool TableDemandes::_doitAttendre(Demande& demande) noexcept
 {
     const std::size_t limite = demande._retenue ? demande.capacite() / 2 + 1 : demande.capacite();
     const bool attendre = enCours() == 1 && demande.enAttente() >= limite;
     if (attendre && !demande._retenue)
-        replanifier(demande, JAMAIS); // the reader takes its time, not the server
+        _replanifier(demande, JAMAIS); // the reader takes its time, not the server
     return demande._retenue = attendre;
 }
 

@@ -74,16 +74,16 @@ class TableDemandes : orix::INonCopiable
         Rang appel = 0; ///< the last call that had begun when the last of them came
     };
 
-    static Clef clefAppel(Rang rang) { return {0, Genre::creer, rang}; }
-    Table::iterator chercher(Genre genre, int idOp) noexcept;
-    bool appelCommenceAvant(Rang rang) const noexcept;
-    bool deposer(Genre genre, int idOp, Notification& notification, Rang dernierAppel) noexcept;
-    void oublierDepots() noexcept;
-    bool doitAttendre(Demande& demande) noexcept;
-    void appliquer(const std::shared_ptr<Demande>& demande, Notification& notification,
-                   Instant maintenant) noexcept;
-    void replanifier(Demande& demande, Instant echeance) noexcept;
-    void conclure(const std::shared_ptr<Demande>& demande, Resultat resultat) noexcept;
+    static Clef _clefAppel(Rang rang) { return {0, Genre::creer, rang}; }
+    Table::iterator _chercher(Genre genre, int idOp) noexcept;
+    bool _appelCommenceAvant(Rang rang) const noexcept;
+    bool _deposer(Genre genre, int idOp, Notification& notification, Rang dernierAppel) noexcept;
+    void _oublierDepots() noexcept;
+    bool _doitAttendre(Demande& demande) noexcept;
+    void _appliquer(const std::shared_ptr<Demande>& demande, Notification& notification,
+                    Instant maintenant) noexcept;
+    void _replanifier(Demande& demande, Instant echeance) noexcept;
+    void _conclure(const std::shared_ptr<Demande>& demande, Resultat resultat) noexcept;
 
     Livraisons& _fins;
     const std::size_t _maxDepots;
