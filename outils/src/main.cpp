@@ -8,10 +8,10 @@
 
 int main(int argc, char** argv)
 {
-    outils::Options options;
-    if (const std::optional<int> statut = outils::lireOptions(argc, argv, options))
-        return *statut;
     try {
+        outils::Options options;
+        if (const std::optional<int> statut = outils::lireOptions(argc, argv, options))
+            return *statut;
         outils::Interruption interruption;
         return outils::executer(options, interruption);
     } catch (const outils::LecteurParti&) {

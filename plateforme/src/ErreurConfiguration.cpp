@@ -12,10 +12,10 @@ struct ErreurConfiguration::Parties
     std::vector<std::string> sujets;
     std::string raison;
 
-    enum Langue
+    enum class Langue
     {
-        ANGLAIS,
-        FRANCAIS
+        anglais,
+        francais
     };
     std::string texte(Langue langue) const;
 };
@@ -96,14 +96,14 @@ std::string enUneLigne(const std::string& texte)
 
 std::string ErreurConfiguration::Parties::texte(Langue langue) const
 {
-    const char* const separation = langue == FRANCAIS ? " : " : ": ";
+    const char* const separation = langue == Langue::francais ? " : " : ": ";
     std::string ligne = endroit.fichier;
     if (endroit.ligne != 0)
         ligne += ":" + std::to_string(endroit.ligne);
     if (!endroit.cle.empty())
         ligne += (ligne.empty() ? "" : separation) + endroit.cle;
     ligne += separation;
-    for (const char* c = PHRASES[static_cast<int>(motif)][langue]; *c != '\0'; ++c) {
+    for (const char* c = PHRASES[static_cast<int>(motif)][static_cast<int>(langue)]; *c != '\0'; ++c) {
         if (*c == '%')
             ligne += sujets.at(static_cast<std::size_t>(*++c - '0'));
         else
@@ -121,7 +121,7 @@ ErreurConfiguration::ErreurConfiguration(Motif motif, Endroit endroit, std::vect
 {}
 
 ErreurConfiguration::ErreurConfiguration(std::shared_ptr<const Parties> parties)
-    : std::runtime_error(parties->texte(Parties::ANGLAIS)), _parties(std::move(parties))
+    : std::runtime_error(parties->texte(Parties::Langue::anglais)), _parties(std::move(parties))
 {}
 
 ErreurConfiguration::ErreurConfiguration(const ErreurConfiguration& autre) noexcept = default;
@@ -135,6 +135,6 @@ const ErreurConfiguration::Endroit& ErreurConfiguration::endroit() const noexcep
 const std::vector<std::string>& ErreurConfiguration::sujets() const noexcept { return _parties->sujets; }
 const std::string& ErreurConfiguration::raison() const noexcept { return _parties->raison; }
 
-std::string ErreurConfiguration::enFrancais() const { return _parties->texte(Parties::FRANCAIS); }
+std::string ErreurConfiguration::enFrancais() const { return _parties->texte(Parties::Langue::francais); }
 
 } // namespace orix

@@ -61,23 +61,23 @@ void Client::_envoyer(const Notification& n)
     const auto envoyer = [&](auto sendc, const char* operation, const auto&... arguments) {
         orix::orb::envoyer(_notifications.in(), sendc, operation, sansReponse, arguments...);
     };
-    if (n.genre == Notification::ELEMENT)
+    if (n.genre == Notification::Genre::element)
         return envoyer(&Proxy::sendc_liste_vol_complet, "liste_vol_complet", _prete.preter(*n.vol), idOp);
-    if (n.genre == Notification::FIN_LISTE)
+    if (n.genre == Notification::Genre::finListe)
         return envoyer(&Proxy::sendc_fin_liste_vol_complet, "fin_liste_vol_complet", resultat, idOp);
     switch (n.operation) {
-    case Operation::CREE:
+    case Operation::cree:
         return envoyer(&Proxy::sendc_cree_vol_complet, "cree_vol_complet", resultat, _prete.preter(*n.vol),
                        idOp);
-    case Operation::MODIFIE:
+    case Operation::modifie:
         return envoyer(&Proxy::sendc_modifie_vol_complet, "modifie_vol_complet", resultat,
                        _prete.preter(*n.vol), idOp);
-    case Operation::SUPPRIME:
+    case Operation::supprime:
         return envoyer(&Proxy::sendc_supprime_vol_complet, "supprime_vol_complet", resultat, idOp);
-    case Operation::CONSULTE:
+    case Operation::consulte:
         return envoyer(&Proxy::sendc_consulte_vol_complet, "consulte_vol_complet", resultat,
                        _prete.preter(*n.vol), idOp);
-    case Operation::LISTE:
+    case Operation::liste:
         break; // its notifications are of the other two kinds
     }
 }

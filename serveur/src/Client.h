@@ -17,11 +17,11 @@ namespace serveur {
 /// What the server tells a client of one of its requests.
 struct Notification
 {
-    enum Genre
+    enum class Genre
     {
-        RESULTAT, ///< of any operation but a listing
-        ELEMENT,  ///< one record of a listing
-        FIN_LISTE
+        resultat, ///< of any operation but a listing
+        element,  ///< one record of a listing
+        finListe
     };
 
     Genre genre;

@@ -57,9 +57,9 @@ std::vector<std::shared_ptr<Client>> Clients::tous() const
 bool Clients::notifier(Client& client, Notification notification)
 {
     const Depot depot = client.notifier(std::move(notification), _reglages.delaiFilePleine);
-    if (depot == Depot::PLEINE)
+    if (depot == Depot::pleine)
         abandonner(client.identite().numero, "il ne prend pas ses notifications");
-    return depot == Depot::FAIT;
+    return depot == Depot::fait;
 }
 
 void Clients::abandonner(int numero, const char* raison, const std::string& precision)

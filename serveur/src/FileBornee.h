@@ -13,9 +13,9 @@ namespace serveur {
 
 enum class Depot
 {
-    FAIT,
-    PLEINE, ///< no place came free in time
-    FERMEE
+    fait,
+    pleine, ///< no place came free in time
+    fermee
 };
 
 /// A bounded first-in first-out queue between threads. All its memory is taken at the construction: neither
@@ -34,12 +34,12 @@ class FileBornee
         if (!limite)
             _place.wait(verrou, possible);
         else if (!_place.wait_for(verrou, *limite, possible))
-            return Depot::PLEINE;
+            return Depot::pleine;
         if (_fermee)
-            return Depot::FERMEE;
+            return Depot::fermee;
         _places[(_premiere + _nombre++) % _places.size()] = std::move(valeur);
         _arrivee.notify_one();
-        return Depot::FAIT;
+        return Depot::fait;
     }
 
     /// Waits for values, and puts those that there are in the place of what the vector held, at most as many

@@ -287,7 +287,7 @@ void Magasin::_abandonner(Lot::const_iterator debut, Lot::const_iterator fin, co
 bool Magasin::_tenter(Lot::const_iterator debut, Lot::const_iterator fin)
 {
     const bool ecriture =
-        std::any_of(debut, fin, [](const Demande* d) { return d->operation != Operation::CONSULTE; });
+        std::any_of(debut, fin, [](const Demande* d) { return d->operation != Operation::consulte; });
     bool fait = Execution((ecriture ? _commencerEcriture : _commencerLecture).get()).achever();
     for (auto demande = debut; fait && demande != fin; ++demande) {
         (*demande)->resultat = _executer(**demande);
@@ -301,15 +301,15 @@ int Magasin::_executer(Demande& demande)
     if (demande.vol->identifiant() == nullptr)
         return VOL_INVALIDE;
     switch (demande.operation) {
-    case Operation::CREE:
+    case Operation::cree:
         return _cree(*demande.vol);
-    case Operation::SUPPRIME:
+    case Operation::supprime:
         return _supprime(*demande.vol);
-    case Operation::MODIFIE:
+    case Operation::modifie:
         return _rendre(_modification.get(), demande);
-    case Operation::CONSULTE:
+    case Operation::consulte:
         return _rendre(_consultation.get(), demande);
-    case Operation::LISTE:
+    case Operation::liste:
         break; // has its own way: liste()
     }
     return VOL_INVALIDE;

@@ -22,11 +22,11 @@ using namespace cdv::code;
 
 enum class Operation
 {
-    CREE,
-    MODIFIE,
-    SUPPRIME,
-    CONSULTE,
-    LISTE
+    cree,
+    modifie,
+    supprime,
+    consulte,
+    liste
 };
 
 /// A request to the store and, once executed, its outcome.

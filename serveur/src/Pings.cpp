@@ -27,7 +27,7 @@ class Reponses : public POA_orix_corba::AMI_InterfacePingHandler, public Portabl
     {
         const std::lock_guard<std::mutex> verrou(_mutex);
         const Action action = _vitalite.examiner(orix::Vitalite::Instant::clock::now(), _client->activite());
-        _sortis += action == Action::Pinger;
+        _sortis += action == Action::pinger;
         return action;
     }
 
@@ -163,13 +163,13 @@ void Pings::_faireTour()
             continue;
         }
         switch (suivi->reponses().examiner()) {
-        case Reponses::Action::Pinger:
+        case Reponses::Action::pinger:
             suivi->pinger(_noms);
             break;
-        case Reponses::Action::Perdu:
+        case Reponses::Action::perdu:
             _clients.abandonner(numero, suivi->reponses().motif());
             break;
-        case Reponses::Action::Attendre:
+        case Reponses::Action::attendre:
             break;
         }
     }

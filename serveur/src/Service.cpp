@@ -52,29 +52,29 @@ void Service::_recevoir(Operation operation, const Vol& vol, int idOp, int numer
     std::shared_ptr<Client> client = _reconnaitre(numeroClient);
     Requete requete{{operation, copier(vol)}, idOp, std::move(client)};
     // A full queue holds this client's connection, and by it the client.
-    if (_requetes.deposer(std::move(requete)) == Depot::FERMEE)
+    if (_requetes.deposer(std::move(requete)) == Depot::fermee)
         throw orix_corba::ClientDeconnecte();
 }
 
 void Service::cree_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient)
 {
-    _recevoir(Operation::CREE, vol, nIdOp, nIdClient);
+    _recevoir(Operation::cree, vol, nIdOp, nIdClient);
 }
 void Service::modifie_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient)
 {
-    _recevoir(Operation::MODIFIE, vol, nIdOp, nIdClient);
+    _recevoir(Operation::modifie, vol, nIdOp, nIdClient);
 }
 void Service::supprime_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient)
 {
-    _recevoir(Operation::SUPPRIME, vol, nIdOp, nIdClient);
+    _recevoir(Operation::supprime, vol, nIdOp, nIdClient);
 }
 void Service::consulte_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient)
 {
-    _recevoir(Operation::CONSULTE, vol, nIdOp, nIdClient);
+    _recevoir(Operation::consulte, vol, nIdOp, nIdClient);
 }
 void Service::liste_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient)
 {
-    _recevoir(Operation::LISTE, vol, nIdOp, nIdClient);
+    _recevoir(Operation::liste, vol, nIdOp, nIdClient);
 }
 
 void Service::desactiveCB(CORBA::Long numeroClient)

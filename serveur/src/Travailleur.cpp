@@ -31,7 +31,7 @@ bool Travailleur::_travailler()
     auto debut = _prises.begin();
     while (debut != _prises.end()) {
         const auto liste = std::find_if(debut, _prises.end(), [](const Requete& requete) {
-            return requete.operation == Operation::LISTE;
+            return requete.operation == Operation::liste;
         });
         if (liste != debut)
             _executerLot(debut, liste);
@@ -50,7 +50,7 @@ void Travailleur::_executerLot(Requetes::iterator debut, Requetes::iterator fin)
             _lot.push_back(&*requete);
     _magasin.executer(_lot);
     for (auto requete = debut; requete != fin; ++requete)
-        _repondre(Notification::RESULTAT, *requete, requete->resultat);
+        _repondre(Notification::Genre::resultat, *requete, requete->resultat);
 }
 
 void Travailleur::_lister(const Requete& requete)
@@ -58,10 +58,10 @@ void Travailleur::_lister(const Requete& requete)
     int resultat = ECHEC_MAGASIN;
     if (requete.vol != nullptr)
         resultat = _magasin.liste(*requete.vol, [&](FichePartagee vol) {
-            return _clients.notifier(*requete.client, {Notification::ELEMENT, Operation::LISTE, FAIT,
+            return _clients.notifier(*requete.client, {Notification::Genre::element, Operation::liste, FAIT,
                                                        std::move(vol), requete.idOp});
         });
-    _repondre(Notification::FIN_LISTE, requete, resultat);
+    _repondre(Notification::Genre::finListe, requete, resultat);
 }
 
 void Travailleur::_repondre(Notification::Genre genre, const Requete& requete, int resultat)

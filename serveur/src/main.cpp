@@ -177,10 +177,10 @@ int main(int argc, char** argv)
     pthread_sigmask(SIG_BLOCK, &signaux, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
 
-    Options options;
-    if (const std::optional<int> statut = lireOptions(argc, argv, options))
-        return *statut;
     try {
+        Options options;
+        if (const std::optional<int> statut = lireOptions(argc, argv, options))
+            return *statut;
         servir(options, signaux);
         return EXIT_SUCCESS;
     } catch (const orix::ErreurConfiguration& erreur) {

@@ -148,11 +148,11 @@ TEST_F(TestMagasin, CeQuiEntreRessortOctetPourOctetApresReouverture)
     {
         Magasin magasin(_fichier);
         for (const Vol* vol : std::initializer_list<const Vol*>{&plein, &nul, &vide})
-            EXPECT_EQ(FAIT, executer(magasin, Operation::CREE, *vol).resultat);
+            EXPECT_EQ(FAIT, executer(magasin, Operation::cree, *vol).resultat);
     }
     Magasin magasin(_fichier);
     for (const Vol* vol : std::initializer_list<const Vol*>{&plein, &nul, &vide}) {
-        const Issue issue = executer(magasin, Operation::CONSULTE, volNul(vol->m_gidentifiant));
+        const Issue issue = executer(magasin, Operation::consulte, volNul(vol->m_gidentifiant));
         EXPECT_EQ(FAIT, issue.resultat);
         EXPECT_EQ(contenu(*vol), contenu(*issue.vol));
     }
@@ -162,28 +162,28 @@ TEST_F(TestMagasin, ChaqueOperationRendSonCode)
 {
     Magasin magasin(_fichier);
     for (const Operation operation :
-         {Operation::CREE, Operation::MODIFIE, Operation::SUPPRIME, Operation::CONSULTE}) {
+         {Operation::cree, Operation::modifie, Operation::supprime, Operation::consulte}) {
         EXPECT_EQ(VOL_INVALIDE, executer(magasin, operation, volNul()).resultat);
         EXPECT_EQ(VOL_INVALIDE, executer(magasin, operation, volNul("")).resultat);
-        if (operation != Operation::CREE) {
+        if (operation != Operation::cree) {
             const Vol inconnu = volPlein("inconnu");
             const Issue issue = executer(magasin, operation, inconnu);
             EXPECT_EQ(INTROUVABLE, issue.resultat);
             EXPECT_EQ(contenu(inconnu), contenu(*issue.vol)); // given back as asked
         }
     }
-    EXPECT_EQ(FAIT, executer(magasin, Operation::CREE, volPlein("AF1")).resultat);
-    EXPECT_EQ(EXISTE_DEJA, executer(magasin, Operation::CREE, volNul("AF1")).resultat);
-    EXPECT_EQ(contenu(volPlein("AF1")), contenu(*executer(magasin, Operation::CONSULTE, volNul("AF1")).vol));
-    EXPECT_EQ(FAIT, executer(magasin, Operation::SUPPRIME, volNul("AF1")).resultat);
-    EXPECT_EQ(INTROUVABLE, executer(magasin, Operation::CONSULTE, volNul("AF1")).resultat);
+    EXPECT_EQ(FAIT, executer(magasin, Operation::cree, volPlein("AF1")).resultat);
+    EXPECT_EQ(EXISTE_DEJA, executer(magasin, Operation::cree, volNul("AF1")).resultat);
+    EXPECT_EQ(contenu(volPlein("AF1")), contenu(*executer(magasin, Operation::consulte, volNul("AF1")).vol));
+    EXPECT_EQ(FAIT, executer(magasin, Operation::supprime, volNul("AF1")).resultat);
+    EXPECT_EQ(INTROUVABLE, executer(magasin, Operation::consulte, volNul("AF1")).resultat);
 }
 
 TEST_F(TestMagasin, UneModificationNeToucheQueCeQuiEstRenseigne)
 {
     Magasin magasin(_fichier);
     Vol attendu = volPlein("AF1");
-    executer(magasin, Operation::CREE, attendu);
+    executer(magasin, Operation::cree, attendu);
 
     Vol modification = volNul("AF1");
     modification.m_gpiste = "27L";
@@ -197,10 +197,10 @@ TEST_F(TestMagasin, UneModificationNeToucheQueCeQuiEstRenseigne)
     attendu.m_pcode_stat_depart = modification.m_pcode_stat_depart;
     attendu.m_tpoint = modification.m_tpoint;
 
-    const Issue issue = executer(magasin, Operation::MODIFIE, modification);
+    const Issue issue = executer(magasin, Operation::modifie, modification);
     EXPECT_EQ(FAIT, issue.resultat);
     EXPECT_EQ(contenu(attendu), contenu(*issue.vol));
-    EXPECT_EQ(contenu(attendu), contenu(*executer(magasin, Operation::CONSULTE, volNul("AF1")).vol));
+    EXPECT_EQ(contenu(attendu), contenu(*executer(magasin, Operation::consulte, volNul("AF1")).vol));
 }
 
 TEST_F(TestMagasin, ListeParLExemple)
@@ -211,7 +211,7 @@ TEST_F(TestMagasin, ListeParLExemple)
         vol.m_gpiste = piste;
         if (code != nullptr)
             poser(vol.m_pcode_stat_depart, code, "", "");
-        EXPECT_EQ(FAIT, executer(magasin, Operation::CREE, vol).resultat);
+        EXPECT_EQ(FAIT, executer(magasin, Operation::cree, vol).resultat);
     };
     creer("AF2", "27L", "RET");
     creer("AF1", "27R", nullptr);
@@ -251,28 +251,28 @@ TEST_F(TestMagasin, UnLotEntierEchoueSiLaBaseNePeutPasLeGarder)
     Magasin::Reglages reglages;
     reglages.pagesMax = 20;
     Magasin magasin(_fichier, reglages);
-    EXPECT_EQ(FAIT, executer(magasin, Operation::CREE, volNul("avant")).resultat);
+    EXPECT_EQ(FAIT, executer(magasin, Operation::cree, volNul("avant")).resultat);
 
-    std::vector<Demande> demandes{{Operation::CONSULTE, std::make_shared<Fiche>(volNul("avant"))}};
+    std::vector<Demande> demandes{{Operation::consulte, std::make_shared<Fiche>(volNul("avant"))}};
     for (int i = 0; i < 200; ++i)
-        demandes.push_back({Operation::CREE, std::make_shared<Fiche>(volPlein("AF" + std::to_string(i)))});
+        demandes.push_back({Operation::cree, std::make_shared<Fiche>(volPlein("AF" + std::to_string(i)))});
     EXPECT_THAT(executer(magasin, demandes), testing::Each(ECHEC_MAGASIN));
     EXPECT_THAT(lister(magasin, volNul()), ElementsAre("avant"));
     EXPECT_EQ(
         FAIT,
-        executer(magasin, Operation::CREE, volNul("apres")).resultat); // small enough, and possible again
+        executer(magasin, Operation::cree, volNul("apres")).resultat); // small enough, and possible again
 }
 
 TEST_F(TestMagasin, LaMemoireQuiManqueNeLaisseRienAMoitieFait)
 {
     Magasin magasin(_fichier);
     Vol attendu = volNul("AF1");
-    executer(magasin, Operation::CREE, attendu);
+    executer(magasin, Operation::cree, attendu);
     int pannes = 0;
     for (bool survenue = true; survenue && !HasFailure();) {
         Vol modification = volNul("AF1");
         modification.m_gpiste = std::to_string(++pannes).c_str();
-        std::vector<Demande> demandes(3, {Operation::MODIFIE, std::make_shared<Fiche>(modification)});
+        std::vector<Demande> demandes(3, {Operation::modifie, std::make_shared<Fiche>(modification)});
         const Magasin::Lot seule{&demandes[0]};
         const Magasin::Lot ensemble{&demandes[0], &demandes[1], &demandes[2]};
         {
@@ -283,7 +283,7 @@ TEST_F(TestMagasin, LaMemoireQuiManqueNeLaisseRienAMoitieFait)
         EXPECT_EQ(demandes[0].resultat, survenue ? ECHEC_MAGASIN : FAIT);
         if (!survenue)
             attendu = modification;
-        EXPECT_EQ(contenu(attendu), contenu(*executer(magasin, Operation::CONSULTE, attendu).vol));
+        EXPECT_EQ(contenu(attendu), contenu(*executer(magasin, Operation::consulte, attendu).vol));
 
         const essais::PanneMemoire panne(pannes); // what fails among others is tried again
         magasin.executer(ensemble);
@@ -300,8 +300,8 @@ TEST_F(TestMagasin, UnLotSeVoitLuiMemeEtResteDansLOrdre)
     Vol modification = volNul("AF1");
     modification.m_gpiste = "27L";
     std::vector<Demande> demandes;
-    for (const Operation operation : {Operation::CREE, Operation::CREE, Operation::MODIFIE,
-                                      Operation::CONSULTE, Operation::SUPPRIME, Operation::SUPPRIME})
+    for (const Operation operation : {Operation::cree, Operation::cree, Operation::modifie,
+                                      Operation::consulte, Operation::supprime, Operation::supprime})
         demandes.push_back({operation, std::make_shared<Fiche>(modification)});
     EXPECT_THAT(executer(magasin, demandes), ElementsAre(FAIT, EXISTE_DEJA, FAIT, FAIT, FAIT, INTROUVABLE));
 }
@@ -314,7 +314,7 @@ TEST_F(TestMagasin, DeuxMagasinsPartagentUnFichierDesSaCreation)
         for (int i = 0; i < NOMBRE; ++i)
             EXPECT_EQ(
                 FAIT,
-                executer(magasin, Operation::CREE, volNul((prefixe + std::to_string(i)).c_str())).resultat);
+                executer(magasin, Operation::cree, volNul((prefixe + std::to_string(i)).c_str())).resultat);
     };
     std::thread autre(remplir, "B");
     remplir("A");
@@ -323,8 +323,8 @@ TEST_F(TestMagasin, DeuxMagasinsPartagentUnFichierDesSaCreation)
     Magasin un(_fichier);
     Magasin deux(_fichier);
     EXPECT_EQ(2u * NOMBRE, lister(un, volNul()).size());
-    EXPECT_EQ(FAIT, executer(un, Operation::SUPPRIME, volNul("A0")).resultat);
-    EXPECT_EQ(INTROUVABLE, executer(deux, Operation::CONSULTE, volNul("A0")).resultat);
+    EXPECT_EQ(FAIT, executer(un, Operation::supprime, volNul("A0")).resultat);
+    EXPECT_EQ(INTROUVABLE, executer(deux, Operation::consulte, volNul("A0")).resultat);
 }
 
 TEST_F(TestMagasin, UnVerrouQuiDureDonneUnEchecEtRienDAutre)
@@ -332,17 +332,17 @@ TEST_F(TestMagasin, UnVerrouQuiDureDonneUnEchecEtRienDAutre)
     Magasin::Reglages reglages;
     reglages.attenteVerrou = std::chrono::milliseconds(1);
     Magasin magasin(_fichier, reglages);
-    executer(magasin, Operation::CREE, volNul("AF1"));
+    executer(magasin, Operation::cree, volNul("AF1"));
 
     sqlite3* autre = nullptr;
     ASSERT_EQ(SQLITE_OK, sqlite3_open(_fichier.c_str(), &autre));
     ASSERT_EQ(SQLITE_OK, sqlite3_exec(autre, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr));
-    EXPECT_EQ(ECHEC_MAGASIN, executer(magasin, Operation::SUPPRIME, volNul("AF1")).resultat);
+    EXPECT_EQ(ECHEC_MAGASIN, executer(magasin, Operation::supprime, volNul("AF1")).resultat);
     EXPECT_EQ(FAIT,
-              executer(magasin, Operation::CONSULTE, volNul("AF1")).resultat); // reading needs no such lock
+              executer(magasin, Operation::consulte, volNul("AF1")).resultat); // reading needs no such lock
     sqlite3_exec(autre, "ROLLBACK", nullptr, nullptr, nullptr);
     sqlite3_close(autre);
-    EXPECT_EQ(FAIT, executer(magasin, Operation::SUPPRIME, volNul("AF1")).resultat);
+    EXPECT_EQ(FAIT, executer(magasin, Operation::supprime, volNul("AF1")).resultat);
 }
 
 TEST_F(TestMagasin, UneBaseInutilisableEstRefuseeEnUneLigne)

@@ -22,9 +22,9 @@ class Vitalite
 
     enum class Action
     {
-        Attendre, ///< until echeance()
-        Pinger,
-        Perdu
+        attendre, ///< until echeance()
+        pinger,
+        perdu
     };
 
     Vitalite(const Reglages& reglages, Instant premierPing) : _reglages(reglages), _prochain(premierPing) {}
@@ -36,14 +36,14 @@ class Vitalite
         if (maintenant >= _limite)
             manquer(activite);
         if (_estPerdue())
-            return Action::Perdu;
+            return Action::perdu;
         if (_attend || maintenant < _prochain)
-            return Action::Attendre;
+            return Action::attendre;
         _attend = true;
         _signe = false;
         _limite = maintenant + _reglages.delai;
         _prochain = maintenant + _reglages.periode;
-        return Action::Pinger;
+        return Action::pinger;
     }
 
     /// A ping was answered.
