@@ -44,21 +44,17 @@ void lireListe(cdv::Vol& vol, std::string_view nom, const std::string& texte)
 {
     if (texte.empty())
         return;
-    json objet;
     try {
-        objet[std::string(nom)] = json::parse(texte, [&](int profondeur, json::parse_event_t, const json&) {
-            if (profondeur > cdv::Vol::PROFONDEUR_JSON)
-                throw cdv::ErreurVol(std::string(nom) + ": imbrication trop profonde");
-            return true;
-        });
-    } catch (const json::exception&) {
-        throw cdv::ErreurVol(std::string(nom) + ": ce n'est pas du JSON");
+        if (!json::accept(texte)) // more than one value, and other fields would come with it
+            throw cdv::ErreurVol(cdv::ErreurVol::Motif::json);
+        const cdv::Vol seule = cdv::Vol::depuisJson("{\"" + std::string(nom) + "\":" + texte + "}");
+        for (const std::string_view point : seule.points())
+            vol.ajouterPoint(point);
+        for (const cdv::Changement& changement : seule.changements())
+            vol.ajouterChangement(changement);
+    } catch (const cdv::ErreurVol& erreur) {
+        throw cdv::ErreurVol(erreur, std::string(nom));
     }
-    const cdv::Vol seule = cdv::Vol::depuisJson(objet.dump());
-    for (const std::string_view point : seule.points())
-        vol.ajouterPoint(point);
-    for (const cdv::Changement& changement : seule.changements())
-        vol.ajouterChangement(changement);
 }
 
 } // namespace
@@ -143,10 +139,15 @@ std::optional<Entree> LecteurCsv::suivante()
     case Lecture::fausse:
         break;
     case Lecture::faite:
+        if (_cellules.size() != _colonnes.size()) {
+            entree.erreur =
+                compte(_cellules.size(), "cellule") + " pour " + compte(_colonnes.size(), "colonne");
+            break;
+        }
         try {
             entree.vol = _construire(_cellules);
         } catch (const cdv::ErreurVol& erreur) {
-            entree.erreur = enFrancais(erreur.what());
+            entree.erreur = enFrancais(erreur);
         }
         break;
     }
@@ -223,9 +224,6 @@ LecteurCsv::Decoupage LecteurCsv::_decouper(const std::string& ligne, std::vecto
 
 cdv::Vol LecteurCsv::_construire(const std::vector<Cellule>& cellules) const
 {
-    if (cellules.size() != _colonnes.size())
-        throw cdv::ErreurVol(compte(cellules.size(), "cellule") + " pour " +
-                             compte(_colonnes.size(), "colonne"));
     cdv::Vol vol;
     for (std::size_t i = 0; i < cellules.size(); ++i) {
         const auto& [texte, guillemets] = cellules[i];
@@ -239,7 +237,7 @@ cdv::Vol LecteurCsv::_construire(const std::vector<Cellule>& cellules) const
         try {
             vol.ecrire(champ, cdv::depuisUtf8(texte));
         } catch (const cdv::ErreurVol& erreur) {
-            throw cdv::ErreurVol(std::string(cdv::Vol::nom(champ)) + ": " + erreur.what());
+            throw cdv::ErreurVol(erreur, std::string(cdv::Vol::nom(champ)));
         }
     }
     return vol;

@@ -1,71 +1,46 @@
 #include "Francais.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <string_view>
+#include <iterator>
+#include <vector>
 
 namespace outils {
 
 namespace {
 
-/// Begins and ends like this in English; "%" stands for what is between.
-struct Phrase
-{
-    std::string_view debut;
-    std::string_view fin;
-    std::string_view francais;
+/// What is said of a reason, in the order of the reasons; "%" stands for the first subject.
+constexpr const char* PHRASES[] = {
+    "un champ ne peut pas contenir d'octet nul",
+    "ce n'est pas de l'UTF-8, à l'octet %",
+    "le caractère % n'existe pas en ISO-8859-1",
+    "champ inconnu (voir cdv --champs)",
+    "partie inconnue « % »",
+    "« % » est donné deux fois",
+    "donné deux fois",
+    "% points de route au plus",
+    "% rubriques changées au plus",
+    "JSON incorrect",
+    "imbrication de plus de % niveaux",
+    "un texte est attendu",
+    "un tableau de textes est attendu",
+    "un tableau d'objets est attendu",
+    "un objet est attendu",
+    "un objet JSON est attendu",
 };
-
-constexpr Phrase PHRASES[] = {
-    {"the character ", " does not exist in ISO-8859-1", "le caractère % n'existe pas en ISO-8859-1"},
-    {"the text is not UTF-8 at byte ", "", "ce n'est pas de l'UTF-8, à l'octet %"},
-    {"a null byte does not fit in a field", "", "un champ ne peut pas contenir d'octet nul"},
-    {"'", "' is not a field of a flight record", "champ inconnu (voir cdv --champs)"},
-    {"'", "' is not a part of a changed field", "partie inconnue « % »"},
-    {"'", "' is given twice", "« % » est donné deux fois"},
-    {"it is given twice", "", "donné deux fois"},
-    {"a flight record holds at most ", " route points", "% points de route au plus"},
-    {"a flight record holds at most ", " changed fields", "% rubriques changées au plus"},
-    {"a text is expected, not this ", "", "un texte est attendu"},
-    {"an array of texts is expected", "", "un tableau de textes est attendu"},
-    {"an array of objects is expected", "", "un tableau d'objets est attendu"},
-    {"an object is expected", "", "un objet est attendu"},
-    {"nested deeper than ", " levels", "imbrication de plus de % niveaux"},
-    {"a JSON object is expected", "", "un objet JSON est attendu"},
-};
-
-bool commence(std::string_view texte, std::string_view debut)
-{
-    return texte.substr(0, debut.size()) == debut;
-}
+static_assert(std::size(PHRASES) == static_cast<std::size_t>(cdv::ErreurVol::Motif::objetJson) + 1);
 
 } // namespace
 
-std::string enFrancais(const std::string& message)
+std::string enFrancais(const cdv::ErreurVol& erreur)
 {
-    if (commence(message, "not JSON")) { // the rest is the parser's own words
-        unsigned long ligne = 0;
-        unsigned long colonne = 0;
-        const int lus =
-            std::sscanf(message.c_str(), "not JSON: parse error at line %lu, column %lu", &ligne, &colonne);
-        return lus == 2
-                   ? "JSON incorrect, ligne " + std::to_string(ligne) + ", colonne " + std::to_string(colonne)
-                   : "JSON incorrect";
-    }
-    for (const auto& [debut, fin, francais] : PHRASES) {
-        const std::size_t cadre = debut.size() + fin.size();
-        if (message.size() < cadre || !commence(message, debut) ||
-            std::string_view(message).substr(message.size() - fin.size()) != fin)
-            continue;
-        std::string texte(francais);
-        if (const std::size_t place = texte.find('%'); place != std::string::npos)
-            texte.replace(place, 1, message, debut.size(), message.size() - cadre);
-        return texte;
-    }
-    if (const std::size_t place = message.find(": "); place != std::string::npos) // where, and what
-        return message.substr(0, place) + " : " + enFrancais(message.substr(place + 2));
-    return message;
+    const std::vector<std::string>& sujets = erreur.sujets();
+    std::string texte = PHRASES[static_cast<int>(erreur.motif())];
+    if (const std::size_t place = texte.find('%'); place != std::string::npos)
+        texte.replace(place, 1, sujets.at(0));
+    if (erreur.motif() == cdv::ErreurVol::Motif::json && sujets.size() == 2)
+        texte += ", ligne " + sujets[0] + ", colonne " + sujets[1];
+    return erreur.endroit().empty() ? texte : erreur.endroit() + " : " + texte;
 }
 
 std::string raisonSysteme(int erreur)

@@ -53,7 +53,7 @@ class LecteurJson : public Lecteur
         try {
             entree.vol = cdv::Vol::depuisJson(entree.texte);
         } catch (const cdv::ErreurVol& erreur) {
-            entree.erreur = enFrancais(erreur.what());
+            entree.erreur = enFrancais(erreur);
         }
         return entree;
     }

@@ -369,7 +369,7 @@ void dire(const std::string& sujet, Action action)
     try {
         action();
     } catch (const cdv::ErreurVol& erreur) {
-        throw Arret(USAGE, sujet + " : " + enFrancais(erreur.what()));
+        throw Arret(USAGE, sujet + " : " + enFrancais(erreur));
     }
 }
 

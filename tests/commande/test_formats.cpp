@@ -148,8 +148,8 @@ TEST(Csv, CeQuiNeFinitPasNeCoutePasPlusQueSaTaille)
     const auto profondes = lire("identifiant,points,changements\nA," + ouvrants + fermants + ",\nB,," +
                                 ouvrants + fermants + "\nC,[],[]\n");
     ASSERT_EQ(3u, profondes.size());
-    EXPECT_EQ("points : imbrication trop profonde", profondes[0].erreur);
-    EXPECT_EQ("changements : imbrication trop profonde", profondes[1].erreur);
+    EXPECT_EQ("points : imbrication de plus de 64 niveaux", profondes[0].erreur);
+    EXPECT_EQ("changements : imbrication de plus de 64 niveaux", profondes[1].erreur);
     EXPECT_TRUE(profondes[2].vol);
 }
 

@@ -1,13 +1,13 @@
 #ifndef CDVVOL_H
 #define CDVVOL_H
 
+#include "ErreurVol.h"
 #include "OXvol_completDataChamps.h"
 #include "orix/Exportation.h"
 
 #include <cstddef>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,15 +15,6 @@
 class OXvol_completData;
 
 namespace cdv {
-
-/// A value that a flight record cannot hold, or a text that describes none; what() is one line that says
-/// where and why.
-class ORIX_API ErreurVol : public std::invalid_argument
-{
-  public:
-    using std::invalid_argument::invalid_argument;
-    ~ErreurVol() override;
-};
 
 /// @cond
 #define CDV_TEXTE(nom) nom,
