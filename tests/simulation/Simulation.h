@@ -101,6 +101,7 @@ class Simulation
     int _aLivrer = 0;
     bool _finDouble = false;
     bool _troptot = false;
+    bool _fausse = false;
     bool _fermee = false;
     bool _perteTue = false; ///< the client has lost its connection without a notice
 
