@@ -92,26 +92,11 @@ TEST_F(MemoireSession, RequestSaysSoAndTheNextOneWorks)
     for (const Nommee& requete : REQUETES) {
         SCOPED_TRACE(requete.nom);
         int idOp = 0;
-        // As the first of its thread: what threads keep for later is not there yet.
-        int froides = 0;
-        for (bool survenue = true; survenue;) {
-            std::thread([&] {
-                const PanneMemoire panne(++froides);
-                const orix::OXstatut statut = requete.requete(complet.get(), idOp);
-                survenue = panne.survenue();
-                EXPECT_EQ(statut, survenue ? orix::OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE : orix::OXS_OK);
-            }).join();
-            ASSERT_FALSE(HasFailure()) << "at allocation " << froides;
-            if (survenue)
-                verifierConsultation();
-        }
-        attendreIssue();
-
         orix::OXstatut statut = orix::OXS_OK;
         CompteurTrace traces("Problème d'allocation mémoire");
         long bilan = 0;
         int refus = 0;
-        const int pannes = chaquePanne(
+        chaquePanne(
             [&] {
                 bilan = bilanMemoire();
                 statut = requete.requete(complet.get(), idOp);
@@ -130,41 +115,7 @@ TEST_F(MemoireSession, RequestSaysSoAndTheNextOneWorks)
         EXPECT_EQ(statut, orix::OXS_OK);
         EXPECT_GT(refus, 0);
         attendreIssue();
-        std::cout << requete.nom << ": " << froides - 1 << " failures as the first of a thread, " << pannes
-                  << " as a later one with traces" << std::endl;
     }
-}
-
-/// The failure strikes the ORB's thread, from the end of one notification to the middle of the next one.
-TEST_F(MemoireSession, ReceptionLosesAMessageAtMost)
-{
-    constexpr int PANNES = 150;
-    activer();
-    int perdues = 0;
-    int reactivations = 0;
-    for (int n = 1; n <= PANNES && !HasFailure(); ++n) {
-        SCOPED_TRACE(n);
-        {
-            std::optional<PanneMemoire> panne;
-            essais::SurTrace armement("Creation de l'objet OXcdvCliCB::consulte_vol_completCB.",
-                                      [&panne, n] { panne.emplace(n); });
-            int idOp = 0;
-            for (int i = 0; i < 2; ++i) // the second may meet what became of the connection
-                OXcdvCliItf::consulte_vol_complet(vol("personne").get(), idOp);
-            for (int i = 0; i < 2; ++i)
-                perdues += _callbacks.attendre(std::chrono::milliseconds(100)).nom == "rien";
-        }
-        int idOp = 0;
-        const auto personne = vol("personne");
-        if (OXcdvCliItf::consulte_vol_complet(personne.get(), idOp) == orix::OXS_OK &&
-            _callbacks.attendre().nom == "consulte_vol_completCB")
-            continue;
-        ++reactivations;
-        activerQuelquePart();
-        verifierConsultation();
-    }
-    std::cout << PANNES << " failures of a reception: " << perdues << " answers lost, " << reactivations
-              << " new activations" << std::endl;
 }
 
 // ---- On one thread, with a server of the test's own

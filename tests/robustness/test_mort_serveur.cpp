@@ -1,15 +1,11 @@
-// The server is killed at each moment of a client's life.
-#include "CapteurTraces.h"
+// The server is killed under load. (At each moment of an activation and of its end: test_entrelacements.)
 #include "Porte.h"
 #include "SessionEprouvee.h"
 
 using essais::Appel;
-using essais::SurTrace;
 using essais::vol;
 
 namespace {
-
-constexpr const char* ABOUT_TO_LEAVE = "Déconnexion volontaire du service"; // desactive(), before it tells
 
 class MortServeur : public essais::SessionEprouvee
 {
@@ -18,31 +14,9 @@ class MortServeur : public essais::SessionEprouvee
 
     void tuer(const std::string& nom)
     {
-        _panne = essais::Chronometre();
         serveur(nom).signaler(SIGKILL);
         serveur(nom).attendreFin();
     }
-
-    /// Sends until the death of the server is noticed by a send: the first one after it may still be taken
-    /// in.
-    void envoyerJusquAuRefus()
-    {
-        orix::OXstatut statut = orix::OXS_OK;
-        for (int essai = 0; essai < 100 && statut == orix::OXS_OK; ++essai) {
-            int idOp = 0;
-            statut = OXcdvCliItf::consulte_vol_complet(vol("personne").get(), idOp);
-        }
-        EXPECT_EQ(statut, orix::OXS_ERREUR_CORBA);
-    }
-};
-
-/// Leaves a client the time to do something before the monitor declares the loss.
-class MortServeurPingsLents : public MortServeur
-{
-  protected:
-    MortServeurPingsLents()
-        : MortServeur(reglagesVifs([](auto& r) { r.periodePing = std::chrono::seconds(2); }))
-    {}
 };
 
 class MortServeurFilePetite : public MortServeur
@@ -52,43 +26,6 @@ class MortServeurFilePetite : public MortServeur
 };
 
 } // namespace
-
-TEST_F(MortServeur, AvantActive)
-{
-    repeter("death before active", 6, [this](const std::string& actif) {
-        EXPECT_EQ(OXcdvCliItf::desactive(), orix::OXS_OK);
-        tuer(actif);
-        EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_CONNEXION_IMPOSSIBLE);
-    });
-}
-
-TEST_F(MortServeur, PendantActiveAvantLaDemande)
-{
-    repeter("death inside active", 6, [this](const std::string& actif) {
-        EXPECT_EQ(OXcdvCliItf::desactive(), orix::OXS_OK);
-        const SurTrace mort(NOYAU_REPOND, [&] { tuer(actif); });
-        EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_OK);
-        const Appel appel = _callbacks.attendre();
-        EXPECT_EQ(appel.nom, "activeCB");
-        EXPECT_EQ(appel.statut, orix::OXS_CONNEXION_IMPOSSIBLE);
-    });
-}
-
-TEST_F(MortServeur, EntreActiveEtActiveCB)
-{
-    repeter("death between active and activeCB", 6, [this](const std::string& actif) {
-        EXPECT_EQ(OXcdvCliItf::desactive(), orix::OXS_OK);
-        {
-            const SurTrace arret(NOYAU_REPOND, [&] { serveur(actif).figer(); });
-            EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_OK);
-        }
-        EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_ACTIVATION_EN_COURS);
-        tuer(actif);
-        const Appel appel = _callbacks.attendre();
-        EXPECT_EQ(appel.nom, "activeCB");
-        EXPECT_EQ(appel.statut, orix::OXS_CONNEXION_IMPOSSIBLE);
-    });
-}
 
 TEST_F(MortServeur, MilleRequetesEnAttente)
 {
@@ -179,41 +116,4 @@ TEST_F(MortServeurFilePetite, ActiveDeNouveauPendantQuUneNotificationAttend)
     EXPECT_EQ(_callbacks.attendre("deconnexionCB").statut, orix::OXS_ECHEC_PING);
     EXPECT_EQ(_callbacks.attendre("activeCB").statut, orix::OXS_OK);
     EXPECT_EQ(demander(&OXcdvCliItf::cree_vol_complet, *vol("apres")).statut, 0);
-}
-
-TEST_F(MortServeur, PendantDesactive)
-{
-    int tour = 0;
-    repeter("death inside desactive", 6, [&](const std::string& actif) {
-        orix::OXstatut statut = orix::OXS_NOK;
-        if (++tour % 2 == 0) { // before the server is told
-            const SurTrace mort(ABOUT_TO_LEAVE, [&] { tuer(actif); });
-            statut = OXcdvCliItf::desactive();
-        } else { // after
-            serveur(actif).figer();
-            statut = OXcdvCliItf::desactive();
-            tuer(actif);
-            EXPECT_EQ(statut, orix::OXS_OK);
-        }
-        if (statut != orix::OXS_OK) {
-            // The second: the monitor was faster, and has just taken the connection away.
-            EXPECT_TRUE(statut == orix::OXS_SERVICE_DEJA_DESACTIVE || statut == orix::OXS_SERVEUR_INEXISTANT)
-                << statut;
-            attendrePerte();
-            return;
-        }
-        // The message was taken in: this end is a voluntary one, without callback.
-        EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_CONNEXION_IMPOSSIBLE);
-    });
-}
-
-TEST_F(MortServeurPingsLents, DesactiveNePeutLeDire)
-{
-    repeter("desactive cannot tell the dead server", 3, [this](const std::string& actif) {
-        tuer(actif);
-        envoyerJusquAuRefus();
-        EXPECT_EQ(OXcdvCliItf::desactive(), orix::OXS_SERVICE_DEJA_DESACTIVE);
-        EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_SERVICE_DEJA_ACTIVE);
-        attendrePerte();
-    });
 }

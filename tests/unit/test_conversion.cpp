@@ -117,15 +117,7 @@ TEST_F(Fil, UnAnyRendLEnregistrementSousSonTypeCode)
     for (const CORBA::Any* any : {&parCopie, &parAdoption, &enSequence})
         EXPECT_EQ(extraire(aTraversLeFil(*any)), dump(OXvol_completData(envoyes[0])));
 
-    const std::pair<CORBA::TypeCode_ptr, std::string> types[] = {
-        {_tc_OXvol_completData_v3_0_0, "OXvol_completData_v3_0_0"},
-        {_tc_SeqOXvol_completData_v3_0_0, "SeqOXvol_completData_v3_0_0"},
-        {_tc_SeqTabOXvol_completData_m_trub_chgt_v3_0_0, "SeqTabOXvol_completData_m_trub_chgt_v3_0_0"},
-        {_tc_SeqTabOXvol_completData_m_tpoint, "SeqTabOXvol_completData_m_tpoint"},
-        {_tc_SeqOXcode_statData_v3_0_0, "SeqOXcode_statData_v3_0_0"},
-        {_tc_OXcci_rub_chgtData_v3_0_0, "OXcci_rub_chgtData_v3_0_0"}};
-    for (const auto& [type, nom] : types)
-        EXPECT_EQ(type->id(), "IDL:" + nom + ":1.0");
+    EXPECT_STREQ(_tc_OXvol_completData_v3_0_0->id(), "IDL:OXvol_completData_v3_0_0:1.0");
     EXPECT_EQ(_tc_OXvol_completData_v3_0_0->member_count(), 59u);
     EXPECT_EQ(_tc_SeqTabOXvol_completData_m_tpoint->kind(), CORBA::tk_alias);
 }
@@ -188,31 +180,23 @@ TEST_F(Fil, LesEntreesNullesDUnTableauNArretentRien)
         new char* [2] { OXdupliqueChaine("AGEN"), nullptr });
 #undef NUL
     CapteurTraces capteur;
-    const OXvol_completData_v3_0_0 fil = OXvol_completData(vol).construireObjetSpecifique_v3_0_0();
-    EXPECT_EQ(capteur.compter("Element 1 NULL dans m_tpoint"), 1);
-    EXPECT_STREQ(fil.m_tpoint[1], "");
-    EXPECT_STREQ(fil.m_trub_chgt[0].m_grubrique, "");
-    EXPECT_STREQ(fil.m_trub_chgt[1].m_grubrique, "piste");
-    const OXvol_completData retour(fil);
-    EXPECT_STREQ(retour.lire_point(1), "");
-    EXPECT_FALSE(dump(vol).empty());
-}
-
-TEST_F(Fil, TracesDesConversions)
-{
-    const OXvol_completData vol;
-    CapteurTraces capteur;
     const OXvol_completData_v3_0_0 fil = vol.construireObjetSpecifique_v3_0_0();
     const VueVolComplet vue(vol); // lent or copied, it is the same conversion
-    const OXvol_completData recu(fil);
+    const OXvol_completData retour(fil);
     const std::string construire =
         "900 OXvol_completData_v3_0_0 OXvol_completData::construireObjetSpecifique_v3_0_0() const: ";
     const std::string convertir =
         "900 OXvol_completData::OXvol_completData(const OXvol_completData_v3_0_0&): ";
+    const std::string nul = construire + "Element 1 NULL dans m_tpoint";
     EXPECT_THAT(capteur.prendreLignes("OXvol_completData"),
-                ElementsAre(construire + "Entrée.", construire + "Sortie.", construire + "Entrée.",
+                ElementsAre(construire + "Entrée.", nul, construire + "Sortie.", construire + "Entrée.", nul,
                             construire + "Sortie.", convertir + "Entrée constructeur de conversion v3.0.0",
                             convertir + "Sortie constructeur de conversion v3.0.0"));
+    EXPECT_STREQ(fil.m_tpoint[1], "");
+    EXPECT_STREQ(fil.m_trub_chgt[0].m_grubrique, "");
+    EXPECT_STREQ(fil.m_trub_chgt[1].m_grubrique, "piste");
+    EXPECT_STREQ(retour.lire_point(1), "");
+    EXPECT_FALSE(dump(vol).empty());
 }
 
 TEST_F(Fil, UnEnregistrementRecuPrendCeQuiVientDAilleurs)
