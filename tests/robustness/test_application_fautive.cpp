@@ -131,4 +131,28 @@ TEST_F(FileCourte, ACallbackThatStaysKeepsNothingElseFromEndingAndBeginningAgain
     EXPECT_EQ(_callbacks.nombre(), 0u);
 }
 
+TEST_F(FileCourte, ActiveDeNouveauPendantQuUneNotificationAttend)
+{
+    essais::Porte porte;
+    _callbacks.pendant = [&](const Appel& appel, OXvol_completData*) {
+        if (appel.nom == "cree_vol_completCB")
+            porte.passer();
+    };
+    const std::string actif = activer();
+    porte.fermerApres(1);
+    for (int i = 0; i < 100; ++i)
+        envoyer(&OXcdvCliItf::cree_vol_complet, *vol("V" + std::to_string(i)));
+    EXPECT_EQ(_callbacks.attendre().nom,
+              "cree_vol_completCB"); // the queue is filling: the ORB's thread will wait for a place
+    serveur(actif).signaler(SIGKILL);
+    while (OXcdvCliItf::lireVersion() !=
+           orix::VERSION_NULLE) // the callback that tells of the loss is held too
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_OK);
+    porte.ouvrir();
+    EXPECT_EQ(_callbacks.attendre("deconnexionCB").statut, orix::OXS_ECHEC_PING);
+    EXPECT_EQ(_callbacks.attendre("activeCB").statut, orix::OXS_OK);
+    EXPECT_EQ(demander(&OXcdvCliItf::cree_vol_complet, *vol("apres")).statut, 0);
+}
+
 } // namespace

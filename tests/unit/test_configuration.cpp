@@ -27,55 +27,6 @@ std::string erreur(const std::string& texte)
 
 } // namespace
 
-TEST(Configuration, ChaqueCleArriveASaPlace)
-{
-    const Configuration lue = Configuration::analyser(R"(
-[processus]
-machine = "poste7"
-[orb]
-points_acces = ["127.0.0.1:4000", "[::1]:0"]
-delai_connexion_ms = 11
-delai_appel_ms = 12
-taille_message_max = 10000
-grouper_envois = false
-[routage]
-cdv = ["corbaloc:iiop:a:1/Noyau", "corbaloc:iiop:b:1/Noyau"]
-autre = ["corbaloc:iiop:c:1/Noyau"]
-[noyau]
-delai_activation_ms = 13
-[surveillance]
-periode_ms = 14
-delai_ms = 15
-pings_manques = 3
-[executeur]
-capacite = 16
-guet_us = 17
-[trace]
-niveau = 700
-fichier = "essai.log"
-capacite = 64
-)",
-                                                      "essai.toml");
-    EXPECT_EQ(lue.lireNomMachineHote(), "poste7");
-    EXPECT_EQ(lue.pointsAcces, (std::vector<std::string>{"127.0.0.1:4000", "[::1]:0"}));
-    EXPECT_EQ(lue.delaiConnexion, milliseconds(11));
-    EXPECT_EQ(lue.delaiAppel, milliseconds(12));
-    EXPECT_EQ(lue.tailleMessageMax, 10000u);
-    EXPECT_FALSE(lue.grouperEnvois);
-    EXPECT_EQ(lue.routage.at("cdv").size(), 2u);
-    EXPECT_EQ(lue.routage.at("autre"), std::vector<std::string>{"corbaloc:iiop:c:1/Noyau"});
-    EXPECT_EQ(lue.delaiActivation, milliseconds(13));
-    EXPECT_EQ(lue.periodePing, milliseconds(14));
-    EXPECT_EQ(lue.delaiPing, milliseconds(15));
-    EXPECT_EQ(lue.pingsManques, 3);
-    EXPECT_EQ(lue.capaciteFileCB, 16u);
-    EXPECT_EQ(lue.guetFileCB, 17);
-    EXPECT_EQ(lue.niveauTrace, 700);
-    EXPECT_EQ(lue.fichierTrace, "essai.log");
-    EXPECT_EQ(lue.capaciteTrace, 64u);
-    EXPECT_FALSE(lue.tls.estActive());
-}
-
 TEST(Configuration, UneErreurTientEnUneLigneQuiDitOuEtQuoi)
 {
     const std::pair<const char*, const char*> cas[] = {

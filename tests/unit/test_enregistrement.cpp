@@ -142,7 +142,7 @@ TEST(Enregistrement, Transcription)
             ajouter(vol, nullptr, statut);
             scene("a list, null entry");
             capteur.prendre();
-            while (vol.nombre_point() < limite && ajouter(vol, creer(), statut) < limite)
+            while (ajouter(vol, creer(), statut) < limite)
                 capteur.prendre();
             scene("last entry");
             auto* const enTrop = creer();
