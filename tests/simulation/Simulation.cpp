@@ -74,6 +74,7 @@ Simulation::Simulation(Choix& choix)
       _options(reglages(choix)),
       _table(_fins, 4),
       _reconnexion(_options, 1 + choix.tirer(1 << 16)),
+      _plafond(choix.unSur(4) ? 1 : 12),
       _occupe(choix.unSur(4))
 {
     suivre(_reconnexion.ouvrir(_maintenant));
@@ -342,7 +343,7 @@ void Simulation::pas()
     case 0:
     case 1:
     case 2:
-        if (_essais.size() < 12)
+        if (_essais.size() < _plafond)
             demander();
         break;
     case 3:

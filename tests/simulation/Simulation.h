@@ -106,7 +106,8 @@ class Simulation
     bool _perteTue = false; ///< the client has lost its connection without a notice
 
     Client _client = Client::inactif;
-    bool _occupe; ///< it owes an answer to another session
+    const std::size_t _plafond; ///< of the requests at a time
+    bool _occupe;               ///< it owes an answer to another session
     Appel _appel = Appel::aucun;
     orix::OXstatut _statutAppel = orix::OXS_OK;
     bool _serveurSain = false; ///< accepts, always
