@@ -221,7 +221,6 @@ class ClientBrut
         while (recus.size() < nombre && std::get<0>(recus.back()) != "rien");
         return recus;
     }
-    std::size_t nombreRecus() { return _receptions.nombre(); }
     bool estConnu()
     {
         try {
