@@ -310,6 +310,21 @@ TEST_F(Surveillance, CeQueLeServeurEnvoieLeProuveVivant)
     EXPECT_EQ(pings, 12);
 }
 
+TEST_F(Surveillance, UnPingReponduEffaceLeManque)
+{
+    demarrerAvec(rapide());
+    std::promise<void> assez;
+    serveur.ping = [&, n = 0](int) mutable {
+        if (++n == 20)
+            assez.set_value();
+        if (n % 2 == 1)
+            throw CORBA::TRANSIENT();
+    };
+    surveiller(adaptateur);
+    assez.get_future().wait();
+    EXPECT_EQ(adaptateur.nombre(), 0u);
+}
+
 TEST_F(Surveillance, LAdaptateurQuiRefuseNEstPasRappele)
 {
     demarrerAvec(rapide());
@@ -358,6 +373,7 @@ TEST(Processus, RecommenceAutantDeFoisQuIlFaut)
         int argc = 4;
         EXPECT_EQ(oxNoyau()->lireEtat(), NOYAU_NON_INITIALISE);
         EXPECT_EQ(terminer(), OXS_NOYAU_NON_INITIALISE);
+        EXPECT_THROW(oxNoyau()->enregistrerParametres(new ParametresActivationService(nullptr)), Echec);
         Configuration configuration;
         configuration.routage["cdv"] = {"corbaloc:iiop:h" + std::to_string(cycle) + ":1/Noyau"};
         ASSERT_EQ(initialiser(argc, argv, configuration), OXS_OK);
