@@ -16,8 +16,8 @@ class Programme
 {
   public:
     using Duree = std::chrono::milliseconds;
-    static constexpr std::chrono::seconds PATIENCE{
-        100}; ///< on a machine that has a lot to do; less than a test may last
+    /// A loaded machine takes its time; less than a test may last.
+    static constexpr std::chrono::seconds PATIENCE{100};
 
     /// arguments: without the program's own name.
     Programme(const std::string& chemin, const std::vector<std::string>& arguments);
