@@ -130,20 +130,16 @@ if [ "$mode" = --vierge ]; then
         exec chroot "$1" bash /essai/paquets.sh --dedans /essai vierge' - "$racine"
     echo "paquets: installed by apt into a fresh Debian, used, purged: nothing is left"
 elif unshare -m --propagation private bash -euc '
-        mount -t tmpfs tmpfs "$1"
-        mkdir "$1/u" "$1/w" "$1/m"
-        mount -t overlay overlay -o "lowerdir=/,upperdir=$1/u,workdir=$1/w" "$1/m"
-        [ -x "$1/m/usr/bin/c++" ]' - "$dossier/haut" 2>/dev/null; then
-    unshare -m --propagation private bash -euc '
-        mount -t tmpfs tmpfs "$1"
-        mkdir "$1/u" "$1/w" "$1/m"
-        mount -t overlay overlay -o "lowerdir=/,upperdir=$1/u,workdir=$1/w" "$1/m"
+        { mount -t tmpfs tmpfs "$1" && mkdir "$1/u" "$1/w" "$1/m" &&
+            mount -t overlay overlay -o "lowerdir=/,upperdir=$1/u,workdir=$1/w" "$1/m" && [ -x "$1/m/usr/bin/c++" ]; } 2>/dev/null || exit 99
         mount -t tmpfs tmpfs "$1/m/tmp"; mount --rbind /proc "$1/m/proc"; mount --rbind /dev "$1/m/dev"
         mkdir "$1/m/essai"
         cp "$2" "${@:3}" "$1/m/essai"
         touch "$1/m/essai/debut"
-        exec chroot "$1/m" bash /essai/"${2##*/}" --dedans /essai couche' - "$dossier/haut" "$sources/tests/paquets.sh" "${paquets[@]}"
+        exec chroot "$1/m" bash /essai/"${2##*/}" --dedans /essai couche' - "$dossier/haut" "$sources/tests/paquets.sh" "${paquets[@]}"; then
     echo "paquets: installed by dpkg over a copy of this system, used, purged: nothing is left"
+elif [ $? -ne 99 ] && unshare -m true 2>/dev/null; then
+    exit 1
 else
     construire "$racine"
     export LD_LIBRARY_PATH=$racine/usr/lib/$arch

@@ -3,8 +3,6 @@
 #include "OXcdvCliCB.h"
 #include "OXvol_completData.h"
 
-#include <sstream>
-
 namespace essais {
 
 namespace {
@@ -31,11 +29,6 @@ void Callbacks::noter(Appel appel, OXvol_completData* vol)
     appel.fil = std::this_thread::get_id();
     if (vol != nullptr && vol->m_gidentifiant != nullptr)
         appel.identifiant = vol->m_gidentifiant;
-    if (vol != nullptr && dumps) {
-        std::ostringstream texte;
-        texte << *vol;
-        appel.dump = texte.str();
-    }
     const bool gardee = garder; // before pendant(), which may let the test go on and change it
     if (pendant)
         pendant(appel, vol);

@@ -23,7 +23,6 @@ struct Appel
     std::string serveur;
     std::string machine;
     std::optional<std::string> identifiant; ///< of the record, when there is one that has one
-    std::optional<std::string> dump;        ///< of the record, when dumps are asked for
     std::thread::id fil;
 };
 
@@ -43,7 +42,6 @@ class Callbacks
     void oublier() { _appels.vider(); }
 
     std::atomic<bool> garder{true}; ///< else they only go through `pendant`
-    bool dumps = false;             ///< keep the dump of every record
     /// Run inside each callback, before it is kept; may throw, block, or call the facade. Set it before
     /// traffic.
     std::function<void(const Appel&, OXvol_completData*)> pendant;

@@ -16,6 +16,8 @@ class Programme
 {
   public:
     using Duree = std::chrono::milliseconds;
+    /// A loaded machine takes its time; less than a test may last.
+    static constexpr std::chrono::seconds PATIENCE{100};
 
     /// arguments: without the program's own name.
     Programme(const std::string& chemin, const std::vector<std::string>& arguments);
@@ -33,8 +35,8 @@ class Programme
     std::string sortie();  ///< of the standard output, so far; all of it after attendreFin()
     std::string erreurs(); ///< of the standard error, likewise
     /// Waits until the text is there; false when the program ended or the delay passed without it.
-    bool attendreSortie(const std::string& texte, Duree delai = std::chrono::seconds(30));
-    bool attendreErreurs(const std::string& texte, Duree delai = std::chrono::seconds(30));
+    bool attendreSortie(const std::string& texte, Duree delai = PATIENCE);
+    bool attendreErreurs(const std::string& texte, Duree delai = PATIENCE);
 
   private:
     struct Flux

@@ -7,14 +7,10 @@ namespace essais {
 void SessionEprouvee::repeter(const char* nom, std::size_t fois, const Action& panne, const Action& retour)
 {
     Ressources reference;
-    double pireDetection = 0;
-    double pireReprise = 0;
     std::string actif = activerQuelquePart();
     for (std::size_t tour = 0; tour < fois; ++tour) {
         panne(actif);
-        pireDetection = std::max(pireDetection, _panne.secondes());
         const std::string autre = activer();
-        pireReprise = std::max(pireReprise, _panne.secondes());
         EXPECT_NE(autre, actif);
         creer("apres-" + std::to_string(tour));
         EXPECT_EQ(compterPerdus(), 0);
@@ -28,9 +24,7 @@ void SessionEprouvee::repeter(const char* nom, std::size_t fois, const Action& p
     const Ressources fin = Ressources::attendreStables();
     EXPECT_LT(fin.fils, reference.fils + fois);
     EXPECT_LT(fin.descripteurs, reference.descripteurs + fois);
-    std::cout << nom << ": " << fois << " times, known after " << pireDetection << " s, active again after "
-              << pireReprise << " s at worst; " << reference << " after the first, " << fin
-              << " after the last" << std::endl;
+    std::cout << nom << ": " << reference << " after the first, " << fin << " after the last" << std::endl;
 }
 
 void SessionEprouvee::creer(const std::string& identifiant)

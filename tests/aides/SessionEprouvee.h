@@ -19,8 +19,8 @@ class SessionEprouvee : public SessionReelle
 
     /// Does it again and again, on each server in turn: afterwards the client works on the other one, and has
     /// not gathered threads or descriptors. panne: called while the client is active on that server, with
-    /// nothing outstanding; resets _panne when the server fails, and returns once the client may activate
-    /// again. retour: called once the client is active on the other server; the one given serves again.
+    /// nothing outstanding; returns once the client may activate again. retour: called once the client is
+    /// active on the other server; the one given serves again.
     void repeter(const char* nom, std::size_t fois, const Action& panne, const Action& retour);
     void repeter(const char* nom, std::size_t fois, const Action& panne)
     {
@@ -35,7 +35,6 @@ class SessionEprouvee : public SessionReelle
     /// The creations that were told of and are no more.
     int compterPerdus();
 
-    Chronometre _panne;
     std::set<std::string> _crees; ///< those whose creation was notified
 };
 

@@ -34,19 +34,6 @@ inline std::unique_ptr<OXvol_completData> vol(const std::string& identifiant)
     return resultat;
 }
 
-/// Seconds since its making.
-class Chronometre
-{
-  public:
-    double secondes() const
-    {
-        return std::chrono::duration<double>(std::chrono::steady_clock::now() - _debut).count();
-    }
-
-  private:
-    std::chrono::steady_clock::time_point _debut = std::chrono::steady_clock::now();
-};
-
 /// Two servers over one file, and a client that knows both. The middleware of the process runs from the
 /// construction to the destruction, which must be clean.
 class SessionReelle : public testing::Test

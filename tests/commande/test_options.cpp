@@ -89,32 +89,46 @@ TEST(Composition, RefuseCeQuiNeVeutRienDire)
     }
 }
 
-TEST(Francais, CeQueLaBibliothequeRefuse)
+// What the library says of a record that it refuses, and what a user of the command reads.
+TEST(Refus, EnAnglaisEtEnFrancais)
 {
-    const std::vector<std::pair<std::string, std::string>> cas = {
-        {"", "JSON incorrect, ligne 1, colonne 1"},
-        {"{\"piste\":\"\xE9\"}", "JSON incorrect, ligne 1, colonne 12"},
-        {"[]", "un objet JSON est attendu"},
-        {std::string(66, '['), "imbrication de plus de 64 niveaux"},
-        {"{\"prking\":\"\"}", "prking : champ inconnu (voir cdv --champs)"},
-        {"{\"piste\":3}", "piste : un texte est attendu"},
-        {"{\"piste\":\"a\",\"piste\":\"b\"}", "« piste » est donné deux fois"},
-        {"{\"piste\":\"a\",\"gpiste\":\"b\"}", "gpiste : donné deux fois"},
-        {"{\"piste\":\"€\"}", "piste : le caractère U+20AC n'existe pas en ISO-8859-1"},
-        {"{\"piste\":\"\\u0000\"}", "piste : un champ ne peut pas contenir d'octet nul"},
-        {"{\"points\":{}}", "points : un tableau de textes est attendu"},
-        {"{\"points\":[\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\"]}",
+    const struct
+    {
+        std::string json;
+        const char* anglais; // part of it
+        const char* francais;
+    } cas[] = {
+        {"", "not JSON: parse error at line 1", "JSON incorrect, ligne 1, colonne 1"},
+        {"{\"piste\":\"\xE9\"}", "not JSON", "JSON incorrect, ligne 1, colonne 12"}, // ISO-8859-1 as it is
+        {"[]", "a JSON object is expected", "un objet JSON est attendu"},
+        {std::string(100000, '['), "nested deeper than 64 levels", "imbrication de plus de 64 niveaux"},
+        {"{\"points\":" + std::string(100000, '['), "nested deeper than 64 levels",
+         "imbrication de plus de 64 niveaux"},
+        {R"({"prking":""})", "prking: 'prking' is not a field", "prking : champ inconnu (voir cdv --champs)"},
+        {R"({"piste":3})", "piste: a text is expected, not this number", "piste : un texte est attendu"},
+        {R"({"piste":"a","piste":"b"})", "'piste' is given twice", "« piste » est donné deux fois"},
+        {R"({"piste":"a","gpiste":"b"})", "gpiste: it is given twice", "gpiste : donné deux fois"},
+        {R"({"piste":"€"})", "piste: the character U+20AC does not exist in ISO-8859-1",
+         "piste : le caractère U+20AC n'existe pas en ISO-8859-1"},
+        {R"({"piste":"\u0000"})", "piste: a null byte", "piste : un champ ne peut pas contenir d'octet nul"},
+        {R"({"points":{}})", "points: an array of texts is expected",
+         "points : un tableau de textes est attendu"},
+        {R"({"points":["","","","","","","","","","",""]})", "points: a flight record holds at most 10",
          "points : 10 points de route au plus"},
-        {"{\"changements\":[3]}", "changements : un tableau d'objets est attendu"},
-        {"{\"changements\":[{\"qui\":\"\"}]}", "changements : partie inconnue « qui »"},
-        {"{\"code_stat_depart\":\"OUV\"}", "code_stat_depart : un objet est attendu"},
+        {R"({"changements":[3]})", "changements: an array of objects is expected",
+         "changements : un tableau d'objets est attendu"},
+        {R"({"changements":[{"qui":""}]})", "changements: 'qui' is not a part",
+         "changements : partie inconnue « qui »"},
+        {R"({"code_stat_depart":"OUV"})", "code_stat_depart: an object is expected",
+         "code_stat_depart : un objet est attendu"},
     };
-    for (const auto& [json, francais] : cas) {
+    for (const auto& [json, anglais, francais] : cas) {
         try {
             cdv::Vol::depuisJson(json);
             ADD_FAILURE() << json;
         } catch (const cdv::ErreurVol& erreur) {
-            EXPECT_EQ(francais, enFrancais(erreur)) << erreur.what();
+            EXPECT_NE(std::string(erreur.what()).find(anglais), std::string::npos) << erreur.what();
+            EXPECT_EQ(francais, enFrancais(erreur));
         }
     }
 }

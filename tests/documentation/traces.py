@@ -27,29 +27,16 @@ LITTERAL = re.compile(r'"((?:[^"\\]|\\.)*)"')
 
 def arguments(texte, debut):
     """The arguments of the call whose parenthesis opens at debut, cut at the commas outside everything else."""
-    profondeur, courant, resultat, i = 0, "", [], debut
-    while i < len(texte):
-        c = texte[i]
-        if c == '"':
-            fin = LITTERAL.match(texte, i).end()
-            courant += texte[i:fin]
-            i = fin
-            continue
-        if c in "([{":
-            profondeur += 1
-            if profondeur == 1:
-                i += 1
-                continue
-        elif c in ")]}":
-            profondeur -= 1
-            if profondeur == 0:
-                return resultat + [courant]
+    profondeur, resultat = 0, [""]
+    for lexeme in re.compile(r'"(?:[^"\\]|\\.)*"|.', re.S).finditer(texte, debut):
+        c = lexeme.group()
+        profondeur += (c in "([{") - (c in ")]}")
+        if profondeur == 0:
+            return resultat
         if c == "," and profondeur == 1:
-            resultat.append(courant)
-            courant = ""
-        else:
-            courant += c
-        i += 1
+            resultat.append("")
+        elif lexeme.start() > debut:
+            resultat[-1] += c
     return []
 
 

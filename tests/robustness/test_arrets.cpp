@@ -47,11 +47,8 @@ class Arrets : public testing::TestWithParam<Maniere>
     /// Brings the program to its end; returns its exit status, 128 + SIGALRM when it hung.
     int finir(Programme& programme)
     {
-        const essais::Chronometre duree;
         programme.signaler(GetParam().signal);
-        const int statut = programme.attendreFin();
-        std::cout << GetParam() << ": ended after " << duree.secondes() << " s" << std::endl;
-        return statut;
+        return programme.attendreFin();
     }
 
     std::vector<std::string> arguments() const

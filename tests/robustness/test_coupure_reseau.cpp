@@ -7,11 +7,9 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <iostream>
 #include <map>
 #include <stdexcept>
 
-using essais::Appel;
 using essais::ServeurReel;
 using essais::vol;
 
@@ -87,11 +85,6 @@ class Reseau
     /// The bridge's end of the host's cable: nobody is told, neither host nor peer.
     static void couper(const std::string& hote) { _brancher(hote, "down"); }
     static void retablir(const std::string& hote) { _brancher(hote, "up"); }
-    /// False where the system cannot.
-    static bool ralentir(const std::string& hote, const std::string& defauts)
-    {
-        return lancer("ip netns exec " + espace(hote) + " tc qdisc add dev eth root netem " + defauts);
-    }
 
   private:
     static inline const std::map<std::string, std::string> ADRESSES{
@@ -151,12 +144,6 @@ class CoupureReseau : protected Hotes, public essais::SessionEprouvee
                             "to make them)";
     }
 
-    void couper(const std::string& hote)
-    {
-        Reseau::couper(hote);
-        _panne = essais::Chronometre();
-    }
-
     /// Requests leave until the loss is told.
     void emettreJusquALaPerte()
     {
@@ -178,7 +165,7 @@ TEST_F(CoupureReseau, LossIsSeenByPingsAndServersTakeTurns)
     repeter(
         "network cut", 4,
         [this](const std::string& actif) {
-            couper(actif);
+            Reseau::couper(actif);
             emettreJusquALaPerte();
         },
         [this](const std::string& ancien) {
@@ -188,55 +175,25 @@ TEST_F(CoupureReseau, LossIsSeenByPingsAndServersTakeTurns)
         });
 }
 
-TEST_F(CoupureReseau, IdleClientAndDesactivationUnderTheCut)
-{
-    EXPECT_EQ(activer(), "cdv1");
-    Reseau::couper("cdv1");
-    EXPECT_EQ(_callbacks.attendre().nom, "deconnexionCB"); // nothing was sent: only the pings can tell
-    EXPECT_EQ(activerQuelquePart(), "cdv2");
-
-    // The end is told to nobody, and holds nobody back; the server finds out by itself.
-    Reseau::couper("cdv2");
-    EXPECT_EQ(OXcdvCliItf::desactive(), orix::OXS_OK);
-    Reseau::retablir("cdv1");
-    Reseau::retablir("cdv2");
-    activerQuelquePart();
-    creer("apres");
-    EXPECT_EQ(compterPerdus(), 0);
-}
-
 TEST_F(CoupureReseau, ClientCutFromBothFindsThemAgain)
 {
     EXPECT_EQ(activer(), "cdv1");
     creer("avant");
+    Reseau::couper("cdv1");
+    EXPECT_EQ(_callbacks.attendre().nom, "deconnexionCB"); // nothing was sent: only the pings can tell
+    EXPECT_EQ(activerQuelquePart(), "cdv2");
+    Reseau::retablir("cdv1");
     Reseau::couper("client");
     emettreJusquALaPerte();
     for (int essai = 0; essai < 2; ++essai)
         EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_CONNEXION_IMPOSSIBLE);
     Reseau::retablir("client");
-    const essais::Chronometre retablissement;
-    activerQuelquePart();
-    std::cout << "active again " << retablissement.secondes() << " s after the network" << std::endl;
+    const std::string actif = activerQuelquePart();
     creer("apres");
-    EXPECT_EQ(compterPerdus(), 0);
-}
-
-TEST_F(CoupureReseau, LatencyAndLossChangeNothing)
-{
-    if (!Reseau::ralentir("client", "delay 20ms 5ms loss 2%"))
-        GTEST_SKIP() << "no latency and loss here (tc netem is not available)";
-    constexpr int CREATIONS = 500;
+    Reseau::couper(actif);
+    EXPECT_EQ(OXcdvCliItf::desactive(), orix::OXS_OK); // told to nobody, and held back by nobody
+    Reseau::retablir(actif);
     activerQuelquePart();
-    std::vector<int> numeros;
-    for (int i = 0; i < CREATIONS; ++i)
-        numeros.push_back(envoyer(&OXcdvCliItf::cree_vol_complet, *vol("V" + std::to_string(i))));
-    for (const int numero : numeros) {
-        const Appel appel = _callbacks.attendre();
-        ASSERT_EQ(appel.nom, "cree_vol_completCB");
-        ASSERT_EQ(appel.idOp, numero);
-        _crees.insert(appel.identifiant.value_or("?"));
-    }
-    EXPECT_EQ(_crees.size(), std::size_t{CREATIONS});
     EXPECT_EQ(compterPerdus(), 0);
 }
 

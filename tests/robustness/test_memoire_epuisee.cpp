@@ -1,4 +1,4 @@
-// Memory runs out: every single allocation of a request, of a notification, of an activation fails in turn.
+// Memory runs out: every single allocation of a request and of the life of a connection fails in turn.
 #include "CapteurTraces.h"
 #include "ClientEprouve.h"
 #include "Entrelacement.h"
@@ -36,39 +36,9 @@ class CompteurTrace
     essais::EcouteTraces _ecoute;
 };
 
-/// Does it with its first allocation failing, then its second, and so on until none is left to fail; verifier
-/// is called after each failure. Returns how many there were.
-int chaquePanne(const std::function<void()>& action, const std::function<void(int n)>& verifier)
-{
-    for (int n = 1;; ++n) {
-        bool survenue = false;
-        {
-            const PanneMemoire panne(n);
-            action();
-            survenue = panne.survenue();
-        }
-        if (!survenue)
-            return n - 1;
-        verifier(n);
-        if (testing::Test::HasFailure())
-            return n;
-    }
-}
-
 class MemoireSession : public essais::SessionReelle
 {
   protected:
-    struct Nommee
-    {
-        const char* nom;
-        essais::Requete requete;
-    };
-    static constexpr Nommee REQUETES[] = {
-        {"cree", &OXcdvCliItf::cree_vol_complet},         {"modifie", &OXcdvCliItf::modifie_vol_complet},
-        {"supprime", &OXcdvCliItf::supprime_vol_complet}, {"consulte", &OXcdvCliItf::consulte_vol_complet},
-        {"liste", &OXcdvCliItf::liste_vol_complet},
-    };
-
     /// Waits for the outcome of a request; the records of a listing come before it.
     void attendreIssue()
     {
@@ -89,139 +59,33 @@ TEST_F(MemoireSession, RequestSaysSoAndTheNextOneWorks)
     activer();
     verifierConsultation();
     const auto complet = essais::volComplet();
-    for (const Nommee& requete : REQUETES) {
-        SCOPED_TRACE(requete.nom);
+    const essais::Requete REQUETES[] = {&OXcdvCliItf::cree_vol_complet, &OXcdvCliItf::modifie_vol_complet,
+                                        &OXcdvCliItf::supprime_vol_complet,
+                                        &OXcdvCliItf::consulte_vol_complet, &OXcdvCliItf::liste_vol_complet};
+    for (const essais::Requete requete : REQUETES) {
         int idOp = 0;
-        // As the first of its thread: what threads keep for later is not there yet.
-        int froides = 0;
-        for (bool survenue = true; survenue;) {
-            std::thread([&] {
-                const PanneMemoire panne(++froides);
-                const orix::OXstatut statut = requete.requete(complet.get(), idOp);
-                survenue = panne.survenue();
-                EXPECT_EQ(statut, survenue ? orix::OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE : orix::OXS_OK);
-            }).join();
-            ASSERT_FALSE(HasFailure()) << "at allocation " << froides;
-            if (survenue)
-                verifierConsultation();
-        }
-        attendreIssue();
-
         orix::OXstatut statut = orix::OXS_OK;
         CompteurTrace traces("Problème d'allocation mémoire");
-        long bilan = 0;
         int refus = 0;
-        const int pannes = chaquePanne(
-            [&] {
-                bilan = bilanMemoire();
-                statut = requete.requete(complet.get(), idOp);
-            },
-            [&](int n) {
-                if (statut == orix::OXS_OK) { // a trace was cut short, no more
-                    attendreIssue();
-                    return;
-                }
-                ++refus;
-                EXPECT_EQ(statut, orix::OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE) << n;
-                EXPECT_EQ(bilanMemoire(), bilan) << "leak after failure " << n;
-                EXPECT_EQ(traces.prendre(), 1) << n;
-                verifierConsultation();
-            });
-        EXPECT_EQ(statut, orix::OXS_OK);
+        bool survenue = true;
+        for (int n = 1; survenue && !HasFailure(); ++n) {
+            const long bilan = bilanMemoire();
+            {
+                const PanneMemoire panne(n);
+                statut = requete(complet.get(), idOp);
+                survenue = panne.survenue();
+            }
+            if (statut == orix::OXS_OK) { // nothing failed, or a trace was cut short, no more
+                attendreIssue();
+                continue;
+            }
+            ++refus;
+            EXPECT_EQ(statut, orix::OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE) << n;
+            EXPECT_EQ(bilanMemoire(), bilan) << "leak after failure " << n;
+            EXPECT_EQ(traces.prendre(), 1) << n;
+            verifierConsultation();
+        }
         EXPECT_GT(refus, 0);
-        attendreIssue();
-        std::cout << requete.nom << ": " << froides - 1 << " failures as the first of a thread, " << pannes
-                  << " as a later one with traces" << std::endl;
-    }
-}
-
-/// The failure strikes the ORB's thread, from the end of one notification to the middle of the next one.
-TEST_F(MemoireSession, ReceptionLosesAMessageAtMost)
-{
-    constexpr int PANNES = 150;
-    activer();
-    int perdues = 0;
-    int reactivations = 0;
-    for (int n = 1; n <= PANNES && !HasFailure(); ++n) {
-        SCOPED_TRACE(n);
-        {
-            std::optional<PanneMemoire> panne;
-            essais::SurTrace armement("Creation de l'objet OXcdvCliCB::consulte_vol_completCB.",
-                                      [&panne, n] { panne.emplace(n); });
-            int idOp = 0;
-            for (int i = 0; i < 2; ++i) // the second may meet what became of the connection
-                OXcdvCliItf::consulte_vol_complet(vol("personne").get(), idOp);
-            for (int i = 0; i < 2; ++i)
-                perdues += _callbacks.attendre(std::chrono::milliseconds(100)).nom == "rien";
-        }
-        int idOp = 0;
-        const auto personne = vol("personne");
-        if (OXcdvCliItf::consulte_vol_complet(personne.get(), idOp) == orix::OXS_OK &&
-            _callbacks.attendre().nom == "consulte_vol_completCB")
-            continue;
-        ++reactivations;
-        activerQuelquePart();
-        verifierConsultation();
-    }
-    std::cout << PANNES << " failures of a reception: " << perdues << " answers lost, " << reactivations
-              << " new activations" << std::endl;
-}
-
-// ---- On one thread, with a server of the test's own
-
-class Memoire : public essais::AvecNoyau
-{
-  protected:
-    Memoire() { reglages.niveauTrace = 0; }
-};
-
-TEST_F(Memoire, NotificationIsDroppedWithATraceAndTheNextOneArrives)
-{
-    using Servant = POA_OXcdv_v3_0_0_ServeurVersClientImplementation;
-    const struct
-    {
-        const char* nom;
-        std::function<void(Servant&, const OXvol_completData_v3_0_0&, int)> envoyer;
-    } notifications[] = {
-        {"cree_vol_completCB", [](auto& s, auto& v, int id) { s.cree_vol_complet(0, v, id); }},
-        {"modifie_vol_completCB", [](auto& s, auto& v, int id) { s.modifie_vol_complet(0, v, id); }},
-        {"supprime_vol_completCB", [](auto& s, auto&, int id) { s.supprime_vol_complet(0, id); }},
-        {"consulte_vol_completCB", [](auto& s, auto& v, int id) { s.consulte_vol_complet(0, v, id); }},
-        {"liste_vol_completCB", [](auto& s, auto& v, int id) { s.liste_vol_complet(v, id); }},
-        {"fin_liste_vol_completCB", [](auto& s, auto&, int id) { s.fin_liste_vol_complet(0, id); }},
-    };
-    activer();
-    Servant servant; // called as the ORB would
-    const auto vol = essais::volComplet()->construireObjetSpecifique_v3_0_0();
-    CompteurTrace traces("Probleme d'allocation memoire lors de la reception d'un message");
-    for (const auto& notification : notifications) {
-        SCOPED_TRACE(notification.nom);
-        int id = 0;
-        long bilan = 0;
-        std::vector<int> arrivees;
-        const int pannes = chaquePanne(
-            [&] {
-                bilan = bilanMemoire();
-                notification.envoyer(servant, vol, ++id);
-            },
-            [&](int n) {
-                if (traces.prendre() == 0) {
-                    arrivees.push_back(id); // a trace was cut short, no more
-                    return;
-                }
-                EXPECT_EQ(bilanMemoire(), bilan) << "leak after failure " << n;
-            });
-        EXPECT_GT(pannes - static_cast<int>(arrivees.size()), 0);
-        arrivees.push_back(id);
-        for (const int arrivee : arrivees) {
-            const Appel appel = callbacks.attendre();
-            EXPECT_EQ(appel.nom, notification.nom);
-            EXPECT_EQ(appel.idOp, arrivee);
-        }
-        attendreLivraison();
-        EXPECT_EQ(callbacks.nombre(), 0u);
-        std::cout << notification.nom << ": " << pannes << " failures, "
-                  << id - static_cast<int>(arrivees.size()) << " dropped" << std::endl;
     }
 }
 

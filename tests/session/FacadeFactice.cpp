@@ -69,9 +69,9 @@ Facade::~Facade()
 Facade& Facade::instance() { return *s_facade; }
 
 namespace {
-void posterActivation(FilCallbacks& fil, orix::OXstatut statut, const std::string& serveur = "cdv1")
+void posterActivation(FilCallbacks& fil, orix::OXstatut statut)
 {
-    fil.poster([=] { OXcdvCliCB::activeCB(statut, serveur.c_str(), "machine"); });
+    fil.poster([=] { OXcdvCliCB::activeCB(statut, "cdv1", "machine"); });
 }
 void posterPerte(FilCallbacks& fil, orix::OXstatut statut)
 {
@@ -105,13 +105,6 @@ bool Facade::estActif()
 bool Facade::estEnCours()
 {
     return passer(Etat::enCours, Etat::enCours, [] {});
-}
-
-void Facade::activer(orix::OXstatut statut, const std::string& serveur)
-{
-    const std::lock_guard<std::mutex> verrou(_mutex);
-    _etat = statut == orix::OXS_OK ? Etat::actif : Etat::inactif;
-    posterActivation(fil, statut, serveur);
 }
 
 void Facade::perdre(orix::OXstatut statut)
@@ -174,11 +167,7 @@ orix::OXstatut Facade::active()
     return entre(surActive);
 }
 
-orix::OXstatut Facade::desactive()
-{
-    ++_desactivations;
-    return entre(surDesactive);
-}
+orix::OXstatut Facade::desactive() { return entre(surDesactive); }
 
 orix::OXstatut Facade::demander(const char* operation, OXvol_completData* vol, int& idOp)
 {

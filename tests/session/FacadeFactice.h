@@ -75,7 +75,6 @@ class Facade
 
     /// @name Callbacks, on the callback thread
     /// @{
-    void activer(orix::OXstatut statut = orix::OXS_OK, const std::string& serveur = "cdv1");
     void perdre(orix::OXstatut statut); ///< if there is a connection
     /// The answer to "cree", "modifie", "supprime", "consulte", or the end of a "liste".
     void repondre(const std::string& operation, int idOp, int code = 0);
@@ -88,7 +87,6 @@ class Facade
     Requete derniere();
     std::size_t nombreRequetes();
     int activations() const { return _activations; }
-    int desactivations() const { return _desactivations; }
 
     orix::OXstatut active();
     orix::OXstatut desactive();
@@ -111,7 +109,6 @@ class Facade
     Etat _etat = Etat::inactif;
     std::vector<Requete> _requetes;
     std::atomic<int> _activations{0};
-    std::atomic<int> _desactivations{0};
 };
 
 } // namespace essais

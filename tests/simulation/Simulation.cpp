@@ -9,6 +9,11 @@ using cdv::EtatSession;
 using cdv::Genre;
 using cdv::JAMAIS;
 
+namespace {
+/// What the server answers to that request, and to no other.
+int codeDe(Genre genre, int idOp) { return (idOp / 3 + static_cast<int>(genre)) % 3 == 0 ? 0 : idOp; }
+} // namespace
+
 struct Simulation::Essai : public cdv::Demande
 {
     Essai(Simulation& monde, bool flux, bool fonction) : monde(monde), flux(flux), fonction(fonction) {}
@@ -24,6 +29,9 @@ struct Simulation::Essai : public cdv::Demande
     {
         monde._troptot |= resultat.etat == cdv::Resultat::Etat::delai && monde._maintenant < echeance;
         monde._finDouble |= ++fins > 1;
+        const bool repondue = resultat.etat <= cdv::Resultat::Etat::refuse;
+        monde._fausse |= repondue && (resultat.code != codeDe(genre, idOp) ||
+                                      (resultat.etat == cdv::Resultat::Etat::fait) != (resultat.code == 0));
         --monde._nonFinis;
         monde._aLivrer += fonction;
         return fonction;
@@ -66,6 +74,7 @@ Simulation::Simulation(Choix& choix)
       _options(reglages(choix)),
       _table(_fins, 4),
       _reconnexion(_options, 1 + choix.tirer(1 << 16)),
+      _plafond(choix.unSur(4) ? 1 : 12),
       _occupe(choix.unSur(4))
 {
     suivre(_reconnexion.ouvrir(_maintenant));
@@ -86,6 +95,7 @@ void Simulation::verifier()
     exiger(_aLivrer == 0, "an end was delivered twice, or not at all");
     oublierFinis();
     exiger(!_finDouble, "a request ended twice");
+    exiger(!_fausse, "a request got the answer to another one");
     exiger(!_troptot, "a request was late before its time");
     exiger(_table.enCours() == static_cast<std::size_t>(_nonFinis),
            "requests in the table that ended, or the contrary");
@@ -291,9 +301,10 @@ void Simulation::livrerRappel()
     } else if (_fermee) {
         _retenu = false;
     } else {
-        if (!std::exchange(_retenu, true)) {
+        const bool attendait = std::exchange(_retenu, true);
+        if (!attendait) {
             _appelAlors = _table.dernierAppel();
-            _notification = {cdv::Notification::Sorte::fin, static_cast<int>(_choix.tirer(3)), std::nullopt};
+            _notification = {cdv::Notification::Sorte::fin, codeDe(rappel.genre, rappel.idOp), std::nullopt};
             if (rappel.sorte == Sorte::vol)
                 _notification = {cdv::Notification::Sorte::vol, 0, cdv::Vol()};
         }
@@ -304,6 +315,8 @@ void Simulation::livrerRappel()
                 _essais.front()->echeance = JAMAIS;
             return;
         }
+        exiger(!attendait || _nonFinis != 1 || _essais.front()->nonLus <= _essais.front()->capacite() / 2 + 1,
+               "a reader is given more before half of it is read");
     }
     _rappels.pop_front();
 }
@@ -330,7 +343,7 @@ void Simulation::pas()
     case 0:
     case 1:
     case 2:
-        if (_essais.size() < 12)
+        if (_essais.size() < _plafond)
             demander();
         break;
     case 3:

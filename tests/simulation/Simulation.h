@@ -101,11 +101,13 @@ class Simulation
     int _aLivrer = 0;
     bool _finDouble = false;
     bool _troptot = false;
+    bool _fausse = false;
     bool _fermee = false;
     bool _perteTue = false; ///< the client has lost its connection without a notice
 
     Client _client = Client::inactif;
-    bool _occupe; ///< it owes an answer to another session
+    const std::size_t _plafond; ///< of the requests at a time
+    bool _occupe;               ///< it owes an answer to another session
     Appel _appel = Appel::aucun;
     orix::OXstatut _statutAppel = orix::OXS_OK;
     bool _serveurSain = false; ///< accepts, always

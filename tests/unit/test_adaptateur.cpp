@@ -1,4 +1,9 @@
+// The adapter, the facade and the servants: what they trace, return and tell, as transcripts; and how they
+// end.
 #include "CapteurTraces.h"
+#include "OXcdvCliItf.h"
+#include "OXcdvClientVersServeurHandlerImplementation.h"
+#include "OXcdvServeurVersClientImplementation.h"
 #include "OXvol_completData.h"
 #include "ServeurEssai.h"
 #include "orix/OXchaine.h"
@@ -7,12 +12,10 @@
 
 #include <gmock/gmock.h>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/lsan_interface.h>
+#endif
 
-#include <atomic>
 #include <fstream>
 #include <future>
 #include <memory>
@@ -26,17 +29,6 @@ using testing::ElementsAre;
 using Etat = OXcdvCliItfAdaptateur;
 
 namespace {
-
-/// Calls it with 0, 1, 2... until the servant is gone.
-template <class Envoi>
-void envoyerSansFin(Envoi envoyer)
-{
-    try {
-        for (int i = 0;; ++i)
-            envoyer(i);
-    } catch (const CORBA::Exception&) {
-    }
-}
 
 using Adaptateur = essais::AvecNoyau;
 
@@ -60,11 +52,11 @@ class Transcription : public essais::AvecNoyau
         std::string autresFils;
         {
             const essais::EcouteTraces ecoute([&, ici = std::this_thread::get_id()](const LigneTrace& ligne) {
-                if (ligne.fichier != "OXcdvCliItfAdaptateur" && ligne.fichier != "OXnoyau")
+                static const std::regex TRANSCRITS("OXcdv.*|OXnoyau");
+                if (!std::regex_match(ligne.fichier, TRANSCRITS))
                     return;
                 (ici == std::this_thread::get_id() ? texte : autresFils) += _transcrire(ligne);
-                if (ligne.message == panneA)
-                    throw CORBA::TRANSIENT();
+                panne(ligne);
             });
             Etat& adaptateur = *oxcdvCliItfAdaptateur();
             jouer(adaptateur);
@@ -95,17 +87,28 @@ class Transcription : public essais::AvecNoyau
         return niveau;
     }
 
+    /// Compares all of it with that file of this folder.
+    void verifier(const std::string& nom) const
+    {
+        std::ostringstream attendu;
+        attendu << std::ifstream(OXCDV_SOURCES "/tests/unit/" + nom).rdbuf();
+        EXPECT_EQ(attendu.str(), texte);
+    }
+
     std::string texte;
-    std::string panneA; ///< message of the line at which the ORB fails
+    std::function<void(const LigneTrace&)> panne = [](const LigneTrace&) {}; ///< may fail at a line
 
   private:
     static std::string _transcrire(const LigneTrace& ligne)
     {
         const std::size_t parenthese = ligne.fonction.find('(');
-        const std::string signature = ligne.fonction.substr(0, parenthese);
-        std::string resultat = std::to_string(ligne.niveau) + " " +
-                               signature.substr(signature.find_last_of(": ") + 1) +
-                               (parenthese == std::string::npos ? "" : "()") + ": " + ligne.message + "\n";
+        std::string signature = ligne.fonction.substr(0, parenthese);
+        if (ligne.fichier == "OXcdvCliItfAdaptateur" || ligne.fichier == "OXnoyau")
+            signature = signature.substr(signature.find_last_of(": ") + 1) +
+                        (parenthese == std::string::npos ? "" : "()");
+        else
+            signature = ligne.fonction; // whole: what is traced for the application
+        std::string resultat = std::to_string(ligne.niveau) + " " + signature + ": " + ligne.message + "\n";
         for (const char* variable : {"127.0.0.1:\\d+", "(resoudre l'url|le narrow): [^\n]+", "CORBA = \\d+"})
             resultat = std::regex_replace(resultat, std::regex(variable), "...");
         return resultat;
@@ -132,7 +135,7 @@ class Transcription : public essais::AvecNoyau
     std::shared_future<void> _attente = _liberation.get_future().share();
 };
 
-TEST_F(Transcription, IsTheOneExpected)
+TEST_F(Transcription, OfTheAdapter)
 {
     const auto active = [this](const char* service) {
         return [this, service](Etat& a) { rendre(a.active(service)); };
@@ -200,9 +203,12 @@ TEST_F(Transcription, IsTheOneExpected)
     });
     scene("unknown service", active("inconnu"));
     retenirReponses();
-    panneA = "Demande d'activation en cours"; // the automaton has moved
+    panne = [](const LigneTrace& ligne) {
+        if (ligne.message == "Demande d'activation en cours") // the automaton has moved
+            throw CORBA::TRANSIENT();
+    };
     scene("send that fails", active("cdv"));
-    panneA.clear();
+    panne = [](const LigneTrace&) {};
     scene("pending activation, that nothing but its answer ends", [&](Etat& a) {
         rendre(a.active("cdv"));
         rendre(a.active("cdv"));
@@ -215,9 +221,169 @@ TEST_F(Transcription, IsTheOneExpected)
         a.notifierEchecActivation(OXS_REPLY_ERROR);
         attendreCallback();
     });
-    std::ostringstream attendu;
-    attendu << std::ifstream(OXCDV_SOURCES "/tests/unit/adaptateur.txt").rdbuf();
-    EXPECT_EQ(attendu.str(), texte);
+    verifier("adaptateur.txt");
+}
+
+struct Requete
+{
+    const char* nom;
+    OXstatut (*envoyer)(OXvol_completData*, int&) noexcept;
+};
+const Requete REQUETES[] = {{"cree_vol_complet", &OXcdvCliItf::cree_vol_complet},
+                            {"modifie_vol_complet", &OXcdvCliItf::modifie_vol_complet},
+                            {"supprime_vol_complet", &OXcdvCliItf::supprime_vol_complet},
+                            {"consulte_vol_complet", &OXcdvCliItf::consulte_vol_complet},
+                            {"liste_vol_complet", &OXcdvCliItf::liste_vol_complet}};
+
+using Servant = POA_OXcdv_v3_0_0_ServeurVersClientImplementation;
+using VolFilaire = OXvol_completData_v3_0_0;
+constexpr int RESULTAT = 3;
+constexpr int ID_OP = 51;
+void (*const NOTIFICATIONS[])(Servant&, const VolFilaire&) = {
+    [](auto& s, auto& v) { s.cree_vol_complet(RESULTAT, v, ID_OP); },
+    [](auto& s, auto& v) { s.modifie_vol_complet(RESULTAT, v, ID_OP); },
+    [](auto& s, auto&) { s.supprime_vol_complet(RESULTAT, ID_OP); },
+    [](auto& s, auto& v) { s.consulte_vol_complet(RESULTAT, v, ID_OP); },
+    [](auto& s, auto& v) { s.liste_vol_complet(v, ID_OP); },
+    [](auto& s, auto&) { s.fin_liste_vol_complet(RESULTAT, ID_OP); }};
+
+using Repondeur = POA_AMI_OXcdv_v3_0_0_ClientVersServeurHandlerImplementation;
+void (*const REPONSES[])(Repondeur&) = {
+    [](auto& r) { r.cree_vol_complet(), r.cree_vol_complet_excep(nullptr); },
+    [](auto& r) { r.modifie_vol_complet(), r.modifie_vol_complet_excep(nullptr); },
+    [](auto& r) { r.supprime_vol_complet(), r.supprime_vol_complet_excep(nullptr); },
+    [](auto& r) { r.consulte_vol_complet(), r.consulte_vol_complet_excep(nullptr); },
+    [](auto& r) { r.liste_vol_complet(), r.liste_vol_complet_excep(nullptr); }};
+
+/// The messages of the application and of the server, through the facade and the servants.
+class TranscriptionMessages : public Transcription
+{
+  protected:
+    TranscriptionMessages()
+    {
+        vol.ecrire_gidentifiant(OXdupliqueChaine("VOL-1"));
+        filaire = vol.construireObjetSpecifique_v3_0_0();
+        premier.numeroClient = 42;
+    }
+    void demander(const Requete& requete, OXvol_completData* donnees)
+    {
+        int idOp = -5;
+        rendre(requete.envoyer(donnees, idOp));
+        if (idOp != -5)
+            texte += idOp > _dernier ? "a new number\n" : "an old number\n";
+        _dernier = std::max(_dernier, idOp);
+    }
+    void demanderTout()
+    {
+        for (const Requete& requete : REQUETES)
+            demander(requete, &vol);
+    }
+    /// What the server received.
+    void attendreServeur()
+    {
+        const essais::Message m = premier.service.attendre();
+        texte += "server: " + m.operation + " " + m.identifiant + " of client " + std::to_string(m.idClient) +
+                 (m.idOp == _dernier ? "\n" : ", of another number\n");
+    }
+    void notifierTout()
+    {
+        for (const auto notifier : NOTIFICATIONS)
+            notifier(servant, filaire);
+    }
+    void lireVersions()
+    {
+        std::ostringstream versions;
+        versions << "version " << OXcdvCliItf::lireVersion() << ", "
+                 << OXcdvCliItf::lireVersionsConnues().size() << " known\n";
+        texte += versions.str();
+    }
+    void toutAppeler()
+    {
+        demanderTout();
+        rendre(OXcdvCliItf::active(service));
+        rendre(OXcdvCliItf::desactive());
+        lireVersions();
+    }
+
+    OXvol_completData vol;
+    VolFilaire filaire;
+    Servant servant; // called as the ORB would
+    char service[4] = "cdv";
+
+  private:
+    int _dernier = 0;
+};
+
+TEST_F(TranscriptionMessages, OfTheMessages)
+{
+    const std::pair<const char*, std::function<void()>> PANNES[] = {
+        {"Echec", [] { throw Echec(OXS_MAUVAISE_CONF); }},
+        {"exception of the ORB", [] { throw CORBA::TRANSIENT(); }},
+        {"lack of memory", [] { throw std::bad_alloc(); }},
+        {"other exception", [] { throw std::runtime_error("?"); }},
+        {"something thrown", [] { throw 1; }}};
+    const auto faire = [](auto action) { return [action](Etat&) { action(); }; };
+    const auto tomber = [this](const std::function<void()>& lever, const std::string& fichier,
+                               const std::string& message) {
+        panne = [=](const LigneTrace& ligne) {
+            if (ligne.fichier == fichier && ligne.message.find(message) == 0)
+                lever();
+        };
+    };
+    scene("everything without kernel", faire([&] { toutAppeler(); }));
+    notifierTout();
+    demarrer();
+    detruireOXcdvCliItfAdaptateur();
+    notifierTout();
+    EXPECT_EQ(nullptr, Singleton<OXcdvCliItfAdaptateur>::lireExistante()) << "brought into being";
+    scene("requests and notifications of somebody inactive", faire([&] { demanderTout(), notifierTout(); }));
+    activer();
+    scene("requests", faire([&] {
+              for (const Requete& requete : REQUETES) {
+                  demander(requete, &vol);
+                  attendreServeur();
+              }
+          }));
+    scene("notifications", faire([&] {
+              for (const auto notifier : NOTIFICATIONS) {
+                  notifier(servant, filaire);
+                  const essais::Appel appel = callbacks.attendre();
+                  texte += "application: " + appel.nom + " " + std::to_string(appel.statut) + " " +
+                           std::to_string(appel.idOp) + " " + appel.identifiant.value_or("-") + "\n";
+              }
+          }));
+    scene("a null record, a null name, versions", faire([&] {
+              demander(REQUETES[0], nullptr);
+              rendre(OXcdvCliItf::active(nullptr));
+              lireVersions();
+          }));
+    for (const auto& [quoi, lever] : PANNES) {
+        tomber(lever, "OXcdvCliItfAdaptateur", "Entrée.");
+        scene(std::string("facade, ") + quoi, faire([&] { toutAppeler(); }));
+        tomber(lever, "OXcdvServeurVersClientImplementation", "Creation de l'objet");
+        scene(std::string("notification, ") + quoi, faire([&] { notifierTout(); }));
+        tomber(lever, "OXcdvClientVersServeurHandlerImplementation", "Réponse AMI");
+        Repondeur repondeur;
+        scene(std::string("reply, ") + quoi, faire([&] { REPONSES[0](repondeur); }));
+    }
+    tomber([] { throw std::bad_alloc(); }, "OXcdvCliItf", "");
+    scene("the facade's own traces fail", faire([&] { demander(REQUETES[0], &vol); }));
+    panne = [](const LigneTrace&) {};
+    scene("replies", faire([] {
+              Repondeur repondeur;
+              for (const auto repondre : REPONSES)
+                  repondre(repondeur);
+          }));
+    premier.service.retirer();
+    scene("a server that is not there any more", faire([&] { demander(REQUETES[0], &vol); }));
+    detruireOXcdvCliItfAdaptateur();
+    premier.sansReference = true;
+    activer();
+    scene("a server without reference", faire([&] {
+              demanderTout();
+              rendre(OXcdvCliItf::desactive());
+          }));
+    verifier("messages.txt");
 }
 
 /// What the server learns of its client.
@@ -250,59 +416,6 @@ TEST_F(Adaptateur, CORBAExceptionInADisconnectionEndsTheProcess)
     EXPECT_DEATH(deconnecter(), "reported; .*orix::Echec");
 }
 
-TEST_F(Adaptateur, EndsWhileNotificationsArriveAndBeginsAgain)
-{
-    for (int tour = 0; tour < 10; ++tour) {
-        activer();
-        const OXvol_completData_v3_0_0 vol = OXvol_completData().construireObjetSpecifique_v3_0_0();
-        std::promise<void> lance;
-        std::thread serveur([&, notifications = premier.notifications()] {
-            envoyerSansFin([&](int i) {
-                notifications->liste_vol_complet(vol, i);
-                if (i == 0)
-                    lance.set_value();
-            });
-        });
-        lance.get_future().wait();
-        detruireOXcdvCliItfAdaptateur();
-        serveur.join();
-        EXPECT_EQ(nullptr, Singleton<OXcdvCliItfAdaptateur>::lireExistante());
-        EXPECT_EQ((essais::Message{"desactiveCB", 0, 7, ""}), premier.service.attendre());
-    }
-    EXPECT_EQ(OXroutage::PremierServeur, oxcdvCliItfAdaptateur()->lireServeurCourant());
-    detruireOXcdvCliItfAdaptateur();
-    detruireOXcdvCliItfAdaptateur();
-}
-
-class AdaptateurServeurMuet : public essais::AvecNoyau
-{
-  protected:
-    AdaptateurServeurMuet()
-    {
-        sockaddr_in adresse{};
-        adresse.sin_family = AF_INET;
-        adresse.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t taille = sizeof adresse;
-        auto* const generique = reinterpret_cast<sockaddr*>(&adresse);
-        EXPECT_EQ(0, bind(_prise, generique, taille));
-        EXPECT_EQ(0, listen(_prise, 8)); // the system takes the connections in, and nobody answers
-        EXPECT_EQ(0, getsockname(_prise, generique, &taille));
-        reglages.routage["muet"] = {"corbaloc:iiop:127.0.0.1:" + std::to_string(ntohs(adresse.sin_port)) +
-                                    "/Noyau"};
-        reglages.delaiConnexion = std::chrono::milliseconds(100);
-        reglages.delaiAppel = std::chrono::minutes(10); // longer than this test may take
-    }
-    ~AdaptateurServeurMuet() override { close(_prise); }
-
-  private:
-    const int _prise = socket(AF_INET, SOCK_STREAM, 0);
-};
-
-TEST_F(AdaptateurServeurMuet, IsKnownAfterTheConnectionTimeOut)
-{
-    EXPECT_EQ(OXS_CONNEXION_IMPOSSIBLE, oxcdvCliItfAdaptateur()->active("muet"));
-}
-
 class AdaptateurFileCourte : public essais::AvecNoyau
 {
   protected:
@@ -325,13 +438,53 @@ TEST_F(AdaptateurFileCourte, EndsWhileANotificationWaitsForAPlaceInTheQueue)
         }
     };
     std::thread serveur([notifications = premier.notifications()] {
-        envoyerSansFin([&](int i) { notifications->fin_liste_vol_complet(0, i); });
+        try {
+            for (int i = 0;; ++i)
+                notifications->fin_liste_vol_complet(0, i);
+        } catch (const CORBA::Exception&) {
+            // The servant is gone.
+        }
     });
     etapes->occupe.get_future().wait();
     detruireOXcdvCliItfAdaptateur();
     serveur.join();
     etapes->liberation.set_value();
     EXPECT_EQ(0, callbacks.attendre("fin_liste_vol_completCB").idOp);
+    EXPECT_EQ(nullptr, Singleton<OXcdvCliItfAdaptateur>::lireExistante());
+    EXPECT_EQ((essais::Message{"desactiveCB", 0, 7, ""}), premier.service.attendre());
+    EXPECT_EQ(OXroutage::PremierServeur, oxcdvCliItfAdaptateur()->lireServeurCourant());
+    detruireOXcdvCliItfAdaptateur();
+    detruireOXcdvCliItfAdaptateur();
+}
+
+class AdaptateurDelaiCourt : public essais::AvecNoyau
+{
+  protected:
+    AdaptateurDelaiCourt() { reglages.delaiAppel = std::chrono::milliseconds(50); }
+};
+
+/// The client ends while a notification is inside, and stays there longer than a call may last.
+TEST_F(AdaptateurDelaiCourt, TheServantOfOneThatStaysIsNotPulledFromUnderIt)
+{
+    {
+#ifdef __SANITIZE_ADDRESS__
+        const __lsan::ScopedDisabler abandon; // what is made here is left on purpose
+#endif
+        oxcdvCliItfAdaptateur();
+    }
+    activer();
+    std::vector<std::string> textes;
+    const essais::EcouteTraces ecoute(
+        [&](const LigneTrace& ligne) {
+            textes.push_back(ligne.message);
+            if (ligne.message.find("Creation de l'objet") == 0)
+                detruireOXcdvCliItfAdaptateur();
+        },
+        NTO_NOTABLE);
+    premier.notifications()->fin_liste_vol_complet(RESULTAT, ID_OP); // in this process: on this thread
+    EXPECT_THAT(textes,
+                testing::Contains("Une notification n'est pas terminée : son servant est abandonné."));
+    EXPECT_EQ("fin_liste_vol_completCB", callbacks.attendre().nom);
 }
 
 } // namespace

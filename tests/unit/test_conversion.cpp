@@ -11,8 +11,7 @@
 
 #include <gmock/gmock.h>
 
-#include <iostream>
-#include <map>
+#include <fstream>
 
 using essais::CapteurTraces;
 using essais::rubChgt;
@@ -103,19 +102,12 @@ TEST_F(Fil, UnAnyRendLEnregistrementSousSonTypeCode)
     SeqOXvol_completData_v3_0_0 envoyes;
     envoyes.length(1);
     envoyes[0] = volComplet()->construireObjetSpecifique_v3_0_0();
-    CORBA::Any parCopie, parAdoption, enSequence;
-    parCopie <<= envoyes[0];
-    parAdoption <<= new OXvol_completData_v3_0_0(envoyes[0]);
-    enSequence <<= envoyes;
-    const auto extraire = [](const CORBA::Any& any) {
-        const OXvol_completData_v3_0_0* extrait = nullptr;
-        const SeqOXvol_completData_v3_0_0* suite = nullptr;
-        if (!(any >>= extrait) && (any >>= suite))
-            extrait = &(*suite)[0];
-        return extrait != nullptr ? dump(OXvol_completData(*extrait)) : "nothing";
-    };
-    for (const CORBA::Any* any : {&parCopie, &parAdoption, &enSequence})
-        EXPECT_EQ(extraire(aTraversLeFil(*any)), dump(OXvol_completData(envoyes[0])));
+    CORBA::Any any;
+    any <<= envoyes;
+    const CORBA::Any recu = aTraversLeFil(any);
+    const SeqOXvol_completData_v3_0_0* extraits = nullptr;
+    ASSERT_TRUE(recu >>= extraits);
+    EXPECT_EQ(dump(OXvol_completData((*extraits)[0])), dump(OXvol_completData(envoyes[0])));
 
     const std::pair<CORBA::TypeCode_ptr, std::string> types[] = {
         {_tc_OXvol_completData_v3_0_0, "OXvol_completData_v3_0_0"},
@@ -127,7 +119,6 @@ TEST_F(Fil, UnAnyRendLEnregistrementSousSonTypeCode)
     for (const auto& [type, nom] : types)
         EXPECT_EQ(type->id(), "IDL:" + nom + ":1.0");
     EXPECT_EQ(_tc_OXvol_completData_v3_0_0->member_count(), 59u);
-    EXPECT_EQ(_tc_SeqTabOXvol_completData_m_tpoint->kind(), CORBA::tk_alias);
 }
 
 TEST_F(Fil, LesBornesSontTenues)
@@ -188,31 +179,23 @@ TEST_F(Fil, LesEntreesNullesDUnTableauNArretentRien)
         new char* [2] { OXdupliqueChaine("AGEN"), nullptr });
 #undef NUL
     CapteurTraces capteur;
-    const OXvol_completData_v3_0_0 fil = OXvol_completData(vol).construireObjetSpecifique_v3_0_0();
-    EXPECT_EQ(capteur.compter("Element 1 NULL dans m_tpoint"), 1);
-    EXPECT_STREQ(fil.m_tpoint[1], "");
-    EXPECT_STREQ(fil.m_trub_chgt[0].m_grubrique, "");
-    EXPECT_STREQ(fil.m_trub_chgt[1].m_grubrique, "piste");
-    const OXvol_completData retour(fil);
-    EXPECT_STREQ(retour.lire_point(1), "");
-    EXPECT_FALSE(dump(vol).empty());
-}
-
-TEST_F(Fil, TracesDesConversions)
-{
-    const OXvol_completData vol;
-    CapteurTraces capteur;
     const OXvol_completData_v3_0_0 fil = vol.construireObjetSpecifique_v3_0_0();
     const VueVolComplet vue(vol); // lent or copied, it is the same conversion
-    const OXvol_completData recu(fil);
+    const OXvol_completData retour(fil);
     const std::string construire =
         "900 OXvol_completData_v3_0_0 OXvol_completData::construireObjetSpecifique_v3_0_0() const: ";
     const std::string convertir =
         "900 OXvol_completData::OXvol_completData(const OXvol_completData_v3_0_0&): ";
+    const std::string nul = construire + "Element 1 NULL dans m_tpoint";
     EXPECT_THAT(capteur.prendreLignes("OXvol_completData"),
-                ElementsAre(construire + "Entrée.", construire + "Sortie.", construire + "Entrée.",
+                ElementsAre(construire + "Entrée.", nul, construire + "Sortie.", construire + "Entrée.", nul,
                             construire + "Sortie.", convertir + "Entrée constructeur de conversion v3.0.0",
                             convertir + "Sortie constructeur de conversion v3.0.0"));
+    EXPECT_STREQ(fil.m_tpoint[1], "");
+    EXPECT_STREQ(fil.m_trub_chgt[0].m_grubrique, "");
+    EXPECT_STREQ(fil.m_trub_chgt[1].m_grubrique, "piste");
+    EXPECT_STREQ(retour.lire_point(1), "");
+    EXPECT_FALSE(dump(vol).empty());
 }
 
 TEST_F(Fil, UnEnregistrementRecuPrendCeQuiVientDAilleurs)
@@ -241,20 +224,18 @@ TEST_F(Fil, UneVueSEnvoieCommeLObjetPuisRendTout)
     OXvol_completData partiel;
     partiel.ecrire_gpiste(OXdupliqueChaine(""));
     partiel.ajouter_point(const_cast<char*>("AGEN"));
-    const std::string avant = dump(*plein);
     for (OXvol_completData* const vol : {plein.get(), &partiel}) {
         const std::string attendu = lu(vol->construireObjetSpecifique_v3_0_0());
+        const std::string avant = dump(*vol);
         // Stopped half-way it gives back what it has: whatever were left would be freed twice.
         essais::chaquePanne([&] {
             const VueVolComplet vue(*vol);
             const VueVolComplet pendant(*vol);
         });
-        const long bilan = essais::bilanMemoire();
         EXPECT_EQ(lu(VueVolComplet(*vol).lire()), attendu);
-        EXPECT_EQ(essais::bilanMemoire(), bilan);
+        EXPECT_EQ(dump(*vol), avant);
     }
     EXPECT_EQ(essais::chaquePanne([&] { const VueVolComplet vue(partiel); }), 0) << "texts are lent";
-    EXPECT_EQ(dump(*plein), avant);
 }
 
 TEST(Dump, EnregistrementPartiel)
@@ -269,32 +250,15 @@ TEST(Dump, EnregistrementPartiel)
     vol.ajouter_point(const_cast<char*>("AGEN"));
     vol.ajouter_point(const_cast<char*>(""));
 
-    const std::map<std::string, std::string> remplis = {{"m_gidentifiant", "<AF1234>"},
-                                                        {"m_gpiste", "<>"},
-                                                        {"m_pcode_stat_arrivee",
-                                                         "\n --- Debut OXcode_statData Version : 3.0.0.0\n"
-                                                         "\t\t m_gcode v3.0.0 : <EST>\n"
-                                                         "\t\t m_glibelle v3.0.0 : NULL\n"
-                                                         "\t\t m_gheure_chgt v3.0.0 : <1012>\n"
-                                                         " --- Fin OXcode_statData\n"}};
-    std::string attendu = " --- Debut OXvol_completData Version : 3.0.0.0\n";
-    for (CORBA::ULong i = 0; i < 57; ++i) { // in wire order, whatever that of the table
-        const std::string nom = _tc_OXvol_completData_v3_0_0->member_name(i);
-        const auto rempli = remplis.find(nom);
-        attendu += "\t\t " + nom + " v3.0.0 : " + (rempli != remplis.end() ? rempli->second : "NULL") + "\n";
-    }
-    attendu += "\t\t Tableau m_trub_chgt v3.0.0 Nb d'elements 1\n"
-               "\t\t m_trub_chgt[0] = \n"
-               " --- Debut OXcci_rub_chgtData Version : 3.0.0.0\n"
-               "\t\t m_grubrique v3.0.0 : <parking>\n"
-               "\t\t m_gancienne_valeur v3.0.0 : NULL\n"
-               "\t\t m_gnouvelle_valeur v3.0.0 : <B7>\n"
-               " --- Fin OXcci_rub_chgtData\n"
-               "\n"
-               "\t\t Tableau m_tpoint v3.0.0 Nb d'elements 2\n"
-               "\t\t m_tpoint[0] = AGEN\n"
-               "\t\t m_tpoint[1] = \n"
-               " --- Fin OXvol_completData\n";
+    std::ostringstream lu;
+    lu << std::ifstream(OXCDV_SOURCES "/tests/unit/dump.txt").rdbuf();
+    const std::string attendu = lu.str();
+    std::size_t place = 0;
+    for (CORBA::ULong i = 0; i < 57; ++i) // in wire order, whatever that of the table
+        EXPECT_NE(place = attendu.find(
+                      _tc_OXvol_completData_v3_0_0->member_name(i) + std::string(" v3.0.0 : "), place),
+                  std::string::npos)
+            << i;
     std::ostringstream autre; // the numbers are the record's own, whatever the stream does with others
     autre << std::hex << std::showbase << std::showpos;
     const auto format = autre.flags();

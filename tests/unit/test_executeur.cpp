@@ -66,6 +66,7 @@ TEST_F(Executeur, DansLOrdreUneFoisEtMalgreLesExceptions)
             }
             fil = std::this_thread::get_id();
             ordre.push_back(i);
+            EXPECT_LE(Appel::vivants, 1000 - i); // each is destroyed before the next one runs
             if (i == 10)
                 throw std::runtime_error("panne");
             if (i == 20)
@@ -82,19 +83,6 @@ TEST_F(Executeur, DansLOrdreUneFoisEtMalgreLesExceptions)
     EXPECT_THAT(traces.prendreTextes(),
                 testing::ElementsAre(debut + "panne", debut + "Echec, code = 25 (OXS_NOK)",
                                      debut + "exception inconnue"));
-}
-
-TEST_F(Executeur, DetruitChaqueAppelAvantLeSuivant)
-{
-    demarrer(10000);
-    std::promise<void> poste;
-    poster([suite = poste.get_future().share()] { suite.wait(); });
-    std::vector<int> restants;
-    for (int i = 0; i < 3; ++i)
-        poster([&] { restants.push_back(Appel::vivants); });
-    poste.set_value();
-    EXPECT_EQ(terminer(), OXS_OK);
-    EXPECT_THAT(restants, testing::ElementsAre(3, 2, 1));
 }
 
 TEST_F(Executeur, LesPosteursAttendentUnePlace)
@@ -126,32 +114,26 @@ TEST_F(Executeur, LAttenteEstLevee)
 {
     demarrer(1);
     std::atomic<int> faits{0};
-    std::promise<void> imbrique;
-    poster([&] { // the executor's own thread
+    const auto posterDix = [&] {
         for (int i = 0; i < 10; ++i)
             poster([&] { ++faits; });
+    };
+    std::promise<void> imbrique, liberation;
+    poster([&, suite = liberation.get_future().share()] {
+        posterDix(); // the executor's own thread
         imbrique.set_value();
+        suite.wait();
     });
     imbrique.get_future().wait();
-
-    std::promise<void> liberation;
-    poster([&faits, suite = liberation.get_future().share()] {
-        suite.wait();
-        ++faits;
-    });
-    std::thread posteur([&] {
-        for (int i = 0; i < 10; ++i)
-            poster([&] { ++faits; });
-    });
+    std::thread posteur(posterDix);
     {
         const ExecuteurCB::AttenteLevee levee(objetCB());
         posteur.join(); // waiting already or not
-        for (int i = 0; i < 10; ++i)
-            poster([&] { ++faits; });
+        posterDix();
     }
     liberation.set_value();
     EXPECT_EQ(terminer(), OXS_OK);
-    EXPECT_EQ(faits, 31);
+    EXPECT_EQ(faits, 30);
 }
 
 /// What must be told is told without memory, whatever waits; what need not leaves it its places.
@@ -180,15 +162,11 @@ TEST_F(Executeur, LesPlacesReserveesNePrennentPasDeMemoire)
 
 TEST_F(Executeur, ArreteRefuseEtDetruit)
 {
-    for (int cycle = 0; cycle < 2; ++cycle) {
-        EXPECT_THROW(poster([] {}), Echec);
-        EXPECT_EQ(Appel::vivants, 0);
-        demarrer(10);
-        EXPECT_EQ(terminer(), OXS_OK);
-    }
     try {
         poster([] {});
+        FAIL() << "accepted";
     } catch (const Echec& echec) {
         EXPECT_EQ(echec.lireCode(), OXS_NOYAU_NON_INITIALISE);
     }
+    EXPECT_EQ(Appel::vivants, 0);
 }

@@ -126,6 +126,24 @@ std::string refus(const std::string& fichier)
     return "";
 }
 
+/// Somebody else who has the file open.
+class Autre
+{
+  public:
+    explicit Autre(const std::string& fichier)
+    {
+        EXPECT_EQ(SQLITE_OK, sqlite3_open(fichier.c_str(), &_base));
+    }
+    ~Autre() { sqlite3_close(_base); }
+    void executer(const char* ordre) const
+    {
+        EXPECT_EQ(SQLITE_OK, sqlite3_exec(_base, ordre, nullptr, nullptr, nullptr));
+    }
+
+  private:
+    sqlite3* _base = nullptr;
+};
+
 class TestMagasin : public testing::Test
 {
   protected:
@@ -163,8 +181,8 @@ TEST_F(TestMagasin, ChaqueOperationRendSonCode)
     Magasin magasin(_fichier);
     for (const Operation operation :
          {Operation::cree, Operation::modifie, Operation::supprime, Operation::consulte}) {
-        EXPECT_EQ(VOL_INVALIDE, executer(magasin, operation, volNul()).resultat);
-        EXPECT_EQ(VOL_INVALIDE, executer(magasin, operation, volNul("")).resultat);
+        for (const char* identifiant : {TEXTE_NUL, ""})
+            EXPECT_EQ(VOL_INVALIDE, executer(magasin, operation, volNul(identifiant)).resultat);
         if (operation != Operation::cree) {
             const Vol inconnu = volPlein("inconnu");
             const Issue issue = executer(magasin, operation, inconnu);
@@ -172,11 +190,16 @@ TEST_F(TestMagasin, ChaqueOperationRendSonCode)
             EXPECT_EQ(contenu(inconnu), contenu(*issue.vol)); // given back as asked
         }
     }
-    EXPECT_EQ(FAIT, executer(magasin, Operation::cree, volPlein("AF1")).resultat);
-    EXPECT_EQ(EXISTE_DEJA, executer(magasin, Operation::cree, volNul("AF1")).resultat);
-    EXPECT_EQ(contenu(volPlein("AF1")), contenu(*executer(magasin, Operation::consulte, volNul("AF1")).vol));
-    EXPECT_EQ(FAIT, executer(magasin, Operation::supprime, volNul("AF1")).resultat);
-    EXPECT_EQ(INTROUVABLE, executer(magasin, Operation::consulte, volNul("AF1")).resultat);
+    // A group sees itself, and stays in order.
+    const auto plein = std::make_shared<Fiche>(volPlein("AF1"));
+    std::vector<Demande> demandes{{Operation::cree, plein},
+                                  {Operation::cree, std::make_shared<Fiche>(volNul("AF1"))},
+                                  {Operation::modifie, std::make_shared<Fiche>(volNul("AF1"))},
+                                  {Operation::consulte, std::make_shared<Fiche>(volNul("AF1"))},
+                                  {Operation::supprime, plein},
+                                  {Operation::supprime, plein}};
+    EXPECT_THAT(executer(magasin, demandes), ElementsAre(FAIT, EXISTE_DEJA, FAIT, FAIT, FAIT, INTROUVABLE));
+    EXPECT_EQ(contenu(*plein), contenu(*demandes[3].vol));
 }
 
 TEST_F(TestMagasin, UneModificationNeToucheQueCeQuiEstRenseigne)
@@ -281,9 +304,8 @@ TEST_F(TestMagasin, LaMemoireQuiManqueNeLaisseRienAMoitieFait)
             survenue = panne.survenue();
         }
         EXPECT_EQ(demandes[0].resultat, survenue ? ECHEC_MAGASIN : FAIT);
-        if (!survenue)
-            attendu = modification;
-        EXPECT_EQ(contenu(attendu), contenu(*executer(magasin, Operation::consulte, attendu).vol));
+        EXPECT_EQ(contenu(survenue ? attendu : modification),
+                  contenu(*executer(magasin, Operation::consulte, attendu).vol));
 
         const essais::PanneMemoire panne(pannes); // what fails among others is tried again
         magasin.executer(ensemble);
@@ -294,37 +316,22 @@ TEST_F(TestMagasin, LaMemoireQuiManqueNeLaisseRienAMoitieFait)
     EXPECT_GT(pannes, 1);
 }
 
-TEST_F(TestMagasin, UnLotSeVoitLuiMemeEtResteDansLOrdre)
-{
-    Magasin magasin(_fichier);
-    Vol modification = volNul("AF1");
-    modification.m_gpiste = "27L";
-    std::vector<Demande> demandes;
-    for (const Operation operation : {Operation::cree, Operation::cree, Operation::modifie,
-                                      Operation::consulte, Operation::supprime, Operation::supprime})
-        demandes.push_back({operation, std::make_shared<Fiche>(modification)});
-    EXPECT_THAT(executer(magasin, demandes), ElementsAre(FAIT, EXISTE_DEJA, FAIT, FAIT, FAIT, INTROUVABLE));
-}
-
 TEST_F(TestMagasin, DeuxMagasinsPartagentUnFichierDesSaCreation)
 {
     constexpr int NOMBRE = 200;
-    const auto remplir = [&](const std::string& prefixe) {
-        Magasin magasin(_fichier);
-        for (int i = 0; i < NOMBRE; ++i)
-            EXPECT_EQ(
-                FAIT,
-                executer(magasin, Operation::cree, volNul((prefixe + std::to_string(i)).c_str())).resultat);
-    };
-    std::thread autre(remplir, "B");
-    remplir("A");
-    autre.join();
-
-    Magasin un(_fichier);
-    Magasin deux(_fichier);
-    EXPECT_EQ(2u * NOMBRE, lister(un, volNul()).size());
-    EXPECT_EQ(FAIT, executer(un, Operation::supprime, volNul("A0")).resultat);
-    EXPECT_EQ(INTROUVABLE, executer(deux, Operation::consulte, volNul("A0")).resultat);
+    std::vector<std::thread> fils;
+    for (const char* prefixe : {"A", "B"})
+        fils.emplace_back([this, prefixe] {
+            Magasin magasin(_fichier);
+            for (int i = 0; i < NOMBRE; ++i) {
+                const Vol vol = volNul((prefixe + std::to_string(i)).c_str());
+                EXPECT_EQ(FAIT, executer(magasin, Operation::cree, vol).resultat);
+            }
+        });
+    for (std::thread& fil : fils)
+        fil.join();
+    Magasin magasin(_fichier);
+    EXPECT_EQ(2u * NOMBRE, lister(magasin, volNul()).size());
 }
 
 TEST_F(TestMagasin, UnVerrouQuiDureDonneUnEchecEtRienDAutre)
@@ -333,28 +340,19 @@ TEST_F(TestMagasin, UnVerrouQuiDureDonneUnEchecEtRienDAutre)
     reglages.attenteVerrou = std::chrono::milliseconds(1);
     Magasin magasin(_fichier, reglages);
     executer(magasin, Operation::cree, volNul("AF1"));
-
-    sqlite3* autre = nullptr;
-    ASSERT_EQ(SQLITE_OK, sqlite3_open(_fichier.c_str(), &autre));
-    ASSERT_EQ(SQLITE_OK, sqlite3_exec(autre, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr));
-    EXPECT_EQ(ECHEC_MAGASIN, executer(magasin, Operation::supprime, volNul("AF1")).resultat);
-    EXPECT_EQ(FAIT,
-              executer(magasin, Operation::consulte, volNul("AF1")).resultat); // reading needs no such lock
-    sqlite3_exec(autre, "ROLLBACK", nullptr, nullptr, nullptr);
-    sqlite3_close(autre);
+    {
+        const Autre autre(_fichier);
+        autre.executer("BEGIN IMMEDIATE");
+        EXPECT_EQ(ECHEC_MAGASIN, executer(magasin, Operation::supprime, volNul("AF1")).resultat);
+        // Reading needs no such lock.
+        EXPECT_EQ(FAIT, executer(magasin, Operation::consulte, volNul("AF1")).resultat);
+    }
     EXPECT_EQ(FAIT, executer(magasin, Operation::supprime, volNul("AF1")).resultat);
 }
 
 TEST_F(TestMagasin, UneBaseInutilisableEstRefuseeEnUneLigne)
 {
-    const auto sql = [&](const char* ordre) {
-        sqlite3* base = nullptr;
-        ASSERT_EQ(SQLITE_OK, sqlite3_open(_fichier.c_str(), &base));
-        EXPECT_EQ(SQLITE_OK, sqlite3_exec(base, ordre, nullptr, nullptr, nullptr));
-        sqlite3_close(base);
-    };
-    EXPECT_THAT(refus(_dossier.fichier("absent/vols.db")), HasSubstr("ouverture impossible"));
-
+    const auto sql = [&](const char* ordre) { Autre(_fichier).executer(ordre); };
     sql("CREATE TABLE autre (x)");
     EXPECT_THAT(refus(_fichier), HasSubstr("ce n'est pas une base de vols"));
     std::filesystem::remove(_fichier);
@@ -367,9 +365,4 @@ TEST_F(TestMagasin, UneBaseInutilisableEstRefuseeEnUneLigne)
 
     std::filesystem::resize_file(_fichier, 4096); // its pages are lost
     EXPECT_THAT(refus(_fichier), HasSubstr("base inutilisable"));
-    std::ofstream(_fichier, std::ios::trunc) << std::string(8192, 'x');
-    const std::string message = refus(_fichier);
-    EXPECT_THAT(message, HasSubstr("ce n'est pas une base de vols"));
-    EXPECT_THAT(message, HasSubstr(_fichier));
-    EXPECT_THAT(message, testing::Not(HasSubstr("\n")));
 }

@@ -1,5 +1,4 @@
 #include "CapteurTraces.h"
-#include "DossierTemporaire.h"
 #include "FileAttente.h"
 #include "OXnoyau.h"
 #include "ServeurEssai.h"
@@ -11,14 +10,9 @@
 #include "orix/interne/OXroutage.h"
 #include "orix/interne/RepondeurNoyau.h"
 #include "orix/interne/SurveillantConnexions.h"
-#include "orix/interne/TableInformationsConnexions.h"
 
 #include <gmock/gmock.h>
 
-#include <sys/stat.h>
-
-#include <cstring>
-#include <fstream>
 #include <functional>
 #include <future>
 #include <thread>
@@ -165,28 +159,22 @@ TEST_F(Activation, LaReponseEstDonneeUneFois)
     repondeur = demander(adaptateur);
     demande.set_value();
     EXPECT_EQ(adaptateur.attendre(), "activeCB 0 cdv hote 3 7");
-    EXPECT_EQ(terminer(), OXS_OK);
-    EXPECT_EQ(adaptateur.nombre(), 0u);
-    EXPECT_THAT(traces.prendreTextes(),
-                Contains("300 Réponse ignorée : la demande d'activation 1 n'est plus en "
-                         "attente"));
-}
-
-TEST_F(Activation, ApresLaReponseLaReferenceEstRetiree)
-{
-    demarrerAvec({});
-    const orix_corba::AMI_NoyauHandler_var repondeur = demander(adaptateur);
-    EXPECT_EQ(adaptateur.attendre(), "activeCB 0 cdv hote 3 7");
     oxNoyau()->enregistrerParametres(new ParametresActivationService(&adaptateur)); // the delivery is over
     // The object leaves its adapter once the answer that is inside has returned.
     for (bool present = true; present;)
         try {
-            repondeur->activerService(OXS_OK, "encore", "m", orix_corba::NiveauReference(), 1);
+            repeter();
             std::this_thread::yield();
         } catch (const CORBA::OBJECT_NOT_EXIST&) {
             present = false;
         }
     EXPECT_EQ(adaptateur.nombre(), 0u);
+    adaptateur.pendant = [](const std::string&) {};
+    EXPECT_EQ(terminer(), OXS_OK);
+    EXPECT_EQ(adaptateur.attendre(), "echecActivation 24"); // of the one that was registered
+    EXPECT_THAT(traces.prendreTextes(),
+                Contains("300 Réponse ignorée : la demande d'activation 1 n'est plus en "
+                         "attente"));
 }
 
 TEST_F(Activation, UnEchecDuTransportSeDistingueDesAutres)
@@ -194,27 +182,12 @@ TEST_F(Activation, UnEchecDuTransportSeDistingueDesAutres)
     demarrerAvec({});
     const std::pair<std::function<void()>, const char*> echecs[] = {
         {[] { throw CORBA::TRANSIENT(); }, "echecActivation 14"},
-        {[] { throw CORBA::COMM_FAILURE(); }, "echecActivation 14"},
         {[] { throw CORBA::NO_IMPLEMENT(); }, "echecActivation 22"}};
     for (const auto& [echec, attendu] : echecs) {
         noyauServeur.avantReponse = echec;
         demander(adaptateur);
         EXPECT_EQ(adaptateur.attendre(), attendu);
     }
-}
-
-TEST_F(Activation, SansReponseElleEchoueEtLaReponseTardiveNeDitRien)
-{
-    Configuration configuration;
-    configuration.delaiActivation = milliseconds(20);
-    demarrerAvec(configuration);
-    std::promise<void> liberation;
-    noyauServeur.avantReponse = [suite = liberation.get_future().share()] { suite.wait(); };
-    demander(adaptateur);
-    EXPECT_EQ(adaptateur.attendre(), "echecActivation 10");
-    liberation.set_value();
-    EXPECT_EQ(terminer(), OXS_OK);
-    EXPECT_EQ(adaptateur.nombre(), 0u);
 }
 
 TEST_F(Activation, OublieeElleNeDitRienEtLArretLeDit)
@@ -320,40 +293,6 @@ TEST_F(Activation, PendantUneLivraisonLeNoyauRepondEtNulNAttend)
 // ------------------------------------------------------------------------------------------------------
 // supervision
 
-TEST_F(Surveillance, UnServeurMuetEstPerdu)
-{
-    Configuration configuration = rapide();
-    configuration.delaiPing = milliseconds(10);
-    demarrerAvec(configuration);
-    std::promise<void> liberation;
-    std::atomic<int> pings{0};
-    serveur.ping = [&, suite = liberation.get_future().share()](int) {
-        ++pings;
-        suite.wait();
-    };
-    desactiverALaPerte();
-    surveiller(adaptateur);
-    adaptateur.attendrePerte();
-    liberation.set_value(); // the answers come when nobody waits for them any more
-    EXPECT_EQ(terminer(), OXS_OK);
-    EXPECT_LE(pings, 2); // the last may not have arrived before the stop
-    EXPECT_EQ(adaptateur.nombre(), 0u);
-}
-
-TEST_F(Surveillance, UnServeurQuiNeConnaitPlusLeClientEstPerduAussitot)
-{
-    demarrerAvec(rapide());
-    std::atomic<int> pings{0};
-    serveur.ping = [&](int) {
-        ++pings;
-        throw orix_corba::ClientDeconnecte();
-    };
-    desactiverALaPerte();
-    surveiller(adaptateur);
-    adaptateur.attendrePerte();
-    EXPECT_EQ(pings, 1);
-}
-
 TEST_F(Surveillance, CeQueLeServeurEnvoieLeProuveVivant)
 {
     demarrerAvec(rapide());
@@ -423,28 +362,6 @@ TEST_F(Surveillance, UneDesactivationInterrompueSeTermineEnPerte)
     EXPECT_EQ(revenu.nombre(), 0u);
 }
 
-TEST_F(Surveillance, OublieOuRetireNEstPlusAppele)
-{
-    demarrerAvec(rapide());
-    std::promise<void> entree, liberation;
-    serveur.ping = [&, premier = true, suite = liberation.get_future().share()](int) mutable {
-        if (std::exchange(premier, false))
-            entree.set_value();
-        suite.wait();
-        throw orix_corba::ClientDeconnecte();
-    };
-    surveiller(adaptateur);
-    entree.get_future().wait();
-    oxNoyau()->oublierAdaptateur(&adaptateur);
-    const std::size_t avant = adaptateur.nombre();
-    liberation.set_value();
-    AdaptateurEspion autre;
-    surveiller(autre, "autre");
-    EXPECT_EQ(autre.attendre(), "automate");
-    EXPECT_EQ(terminer(), OXS_OK);
-    EXPECT_EQ(adaptateur.nombre(), avant);
-}
-
 // -------------------------------------------------------------------------------------------------------
 // start and stop
 
@@ -456,7 +373,6 @@ TEST(Processus, RecommenceAutantDeFoisQuIlFaut)
         int argc = 4;
         EXPECT_EQ(oxNoyau()->lireEtat(), NOYAU_NON_INITIALISE);
         EXPECT_EQ(terminer(), OXS_NOYAU_NON_INITIALISE);
-        EXPECT_THROW(oxNoyau()->lirePointAcces(), Echec);
         EXPECT_THROW(oxNoyau()->enregistrerParametres(new ParametresActivationService(nullptr)), Echec);
         Configuration configuration;
         configuration.routage["cdv"] = {"corbaloc:iiop:h" + std::to_string(cycle) + ":1/Noyau"};
@@ -470,8 +386,6 @@ TEST(Processus, RecommenceAutantDeFoisQuIlFaut)
         EXPECT_EQ(oxRoutage()->lireURLnoyau("cdv", OXroutage::PremierServeur),
                   "corbaloc:iiop:h" + std::to_string(cycle) + ":1/Noyau");
         EXPECT_THROW(oxRoutage()->lireURLnoyau("cdv", OXroutage::DeuxiemeServeur), Echec);
-        EXPECT_THROW(oxNoyau()->lireTableConnexions()->lireInformation("cdv"), Echec);
-        EXPECT_THROW(oxNoyau()->lireTableConnexions()->supprimerConnexion("cdv"), Echec);
         EXPECT_EQ(terminer(), OXS_OK);
     }
 }
@@ -537,118 +451,4 @@ TEST(Processus, UneRequeteQuiNeRevientPasNeRetientPasLArret)
     while (demarrer({}, &message) != OXS_OK)
         std::this_thread::yield();
     EXPECT_EQ(terminer(), OXS_OK);
-}
-
-TEST(Trace, LeFichierGardeLesLignesJusquAuSeuil)
-{
-    const essais::DossierTemporaire dossier;
-    Configuration configuration;
-    configuration.fichierTrace = dossier.fichier("trace.log");
-    configuration.niveauTrace = NTO_REFUS;
-    configuration.capaciteTrace = 0;
-    ASSERT_EQ(demarrer(configuration), OXS_OK);
-    trace()->tracer(NTO_NOTABLE, "Source", "fonction", 12, "notable é");
-    std::ostringstream tout;
-    tout << std::ifstream(configuration.fichierTrace).rdbuf(); // without waiting lines, it is there at once
-    EXPECT_THAT(tout.str(), HasSubstr(" 100 Source:12 fonction - notable é\n"));
-    trace()->tracer(5, NTO_REFUS, "Source", "fonction", 13, "refus");
-    trace()->tracer(NTO_PROGRES, "Source", "fonction", 14, "progrès");
-    EXPECT_EQ(terminer(), OXS_OK);
-    tout.str("");
-    tout << std::ifstream(configuration.fichierTrace).rdbuf();
-    EXPECT_THAT(tout.str(), HasSubstr(" 300/5 Source:13 fonction - refus\n"));
-    EXPECT_THAT(tout.str(), testing::Not(HasSubstr("progrès")));
-}
-
-TEST(Trace, UnDisquePleinNeFaitQuePerdreDesLignes)
-{
-    for (const std::size_t capacite : {0, 8192}) {
-        Configuration configuration;
-        configuration.fichierTrace = "/dev/full";
-        configuration.capaciteTrace = capacite;
-        configuration.niveauTrace = NTO_NOTABLE;
-        ASSERT_EQ(demarrer(configuration), OXS_OK);
-        for (int i = 0; i < 10; ++i)
-            EXPECT_NO_THROW(trace()->tracer(NTO_NOTABLE, "Source", "fonction", 1, std::string(5000, 'x')));
-        EXPECT_EQ(terminer(), OXS_OK);
-    }
-}
-
-/// A process that traces into a pipe that nobody reads for now.
-class SortieBloquee : public testing::Test
-{
-  protected:
-    void SetUp() override
-    {
-        configuration.fichierTrace = dossier.fichier("tuyau");
-        configuration.niveauTrace = NTO_NOTABLE;
-        ASSERT_EQ(mkfifo(configuration.fichierTrace.c_str(), 0600), 0);
-        tuyau.reset(fopen(configuration.fichierTrace.c_str(), "r+"));
-        ASSERT_NE(tuyau, nullptr);
-    }
-    void demarrerEtTracer(int lignes)
-    {
-        ASSERT_EQ(demarrer(configuration), OXS_OK);
-        for (int i = 0; i < lignes; ++i)
-            trace()->tracer(NTO_NOTABLE, "Source", "fonction", i, "ligne " + std::string(1000, 'x'));
-    }
-    std::string lire()
-    {
-        char ligne[2000] = "";
-        EXPECT_NE(fgets(ligne, sizeof ligne, tuyau.get()), nullptr);
-        return ligne;
-    }
-
-    const essais::DossierTemporaire dossier;
-    Configuration configuration;
-    std::unique_ptr<FILE, int (*)(FILE*)> tuyau{nullptr, &fclose};
-};
-
-TEST_F(SortieBloquee, NArretePersonneEtLesPertesSontDites)
-{
-    constexpr int LIGNES = 5000;
-    configuration.capaciteTrace = 100;
-    ASSERT_NO_FATAL_FAILURE(demarrerEtTracer(LIGNES));
-    std::thread arret([] { EXPECT_EQ(terminer(), OXS_OK); });
-    int ecrites = 0;
-    int perdues = 0;
-    while (ecrites + perdues < LIGNES && !HasFailure()) {
-        const std::string ligne = lire();
-        if (ligne.find("fonction - ligne ") != std::string::npos)
-            ++ecrites;
-        else if (const char* dit = strstr(ligne.c_str(), "ecrire - "))
-            perdues += atoi(dit + strlen("ecrire - "));
-    }
-    EXPECT_EQ(ecrites + perdues, LIGNES);
-    EXPECT_GT(perdues, 0);
-    arret.join();
-}
-
-TEST_F(SortieBloquee, NeRetientPasLArret)
-{
-    constexpr int LIGNES = 1000;
-    configuration.delaiAppel = milliseconds(20);
-    ASSERT_NO_FATAL_FAILURE(demarrerEtTracer(LIGNES));
-    EXPECT_EQ(terminer(), OXS_NOK);
-    // The lines that waited come once somebody reads.
-    const std::string derniere = "Source:" + std::to_string(LIGNES - 1) + " ";
-    while (lire().find(derniere) == std::string::npos && !HasFailure()) {
-    }
-}
-
-TEST(Trace, LeRecepteurPeutTracerEtSeRetirer)
-{
-    std::vector<std::string> lues;
-    const essais::EcouteTraces ecoute([&](const LigneTrace& ligne) {
-        lues.push_back(ligne.message);
-        if (ligne.message == "une")
-            trace()->tracer(NTO_NOTABLE, "Source", "fonction", 2, "autre");
-        else
-            trace()->definirRecepteur({});
-    });
-    trace()->tracer(NTO_NOTABLE, "Source", "fonction", 1, "une");
-    trace()->tracer(NTO_NOTABLE, "Source", "fonction", 1, "perdue");
-    EXPECT_THAT(lues, testing::ElementsAre("une", "autre"));
-    trace()->definirRecepteur([](const LigneTrace&) { throw 5; });
-    EXPECT_THROW(trace()->tracer(NTO_NOTABLE, "Source", "fonction", 1, "levée"), int);
 }

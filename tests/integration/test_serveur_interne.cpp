@@ -1,0 +1,209 @@
+// The server's parts in this process: what they do when memory lacks, and how many clients they take.
+#include "CapteurTraces.h"
+#include "ClientBrut.h"
+#include "DossierTemporaire.h"
+#include "PanneMemoire.h"
+#include "Serveur.h"
+#include "VolsEssai.h"
+
+#include "orix/interne/Echec.h"
+
+#include <gmock/gmock.h>
+
+#include <functional>
+#include <new>
+#include <optional>
+
+using namespace essais;
+
+namespace {
+
+/// Runs the action with n = 1, 2... until it says that no failure came; returns how many did.
+int chaquePanne(const std::function<bool(int n)>& action)
+{
+    int n = 1;
+    while (action(n) && !testing::Test::HasFailure())
+        ++n;
+    return n - 1;
+}
+
+/// The server's parts in this process, whose memory the test makes lack. What the ORB would call on threads
+/// of its own is called on the test's.
+class MemoireServeur : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        int argc = 0;
+        ASSERT_EQ(orix::OXS_OK, orix::initialiser(argc, nullptr, orix::Configuration()));
+        _magasin.emplace(_dossier.fichier("vols.db"));
+        _travailleur.emplace(*_magasin, _requetes, _clients);
+        _service = new serveur::Service(_clients, _requetes);
+        _front =
+            new serveur::FrontNoyau({"s", "m"}, _clients, orix_corba::OXcdv_v3_0_0_ClientVersServeur::_nil());
+    }
+    void TearDown() override
+    {
+        _travailleur.reset();
+        _clients.arreter(PATIENCE);
+        EXPECT_EQ(orix::OXS_OK, orix::terminer());
+    }
+
+    int activer(ClientBrut& client)
+    {
+        Activation a;
+        ClientBrut::demander(*_front.in(), "cdv", client.presenter(3, true), a);
+        EXPECT_EQ(orix::OXS_OK, a.statut);
+        return a.numero;
+    }
+
+    /// One request of each kind; their answers, but for the records of the listing. The last one says that
+    /// the client was let go, when it was.
+    std::vector<Recu> demanderTout(ClientBrut& client, int numero)
+    {
+        const SurTrace parti("Client " + std::to_string(numero) + " parti", [&] {
+            client.noter({"parti", 0, "", 0});
+        });
+        try {
+            _service->cree_vol_complet(_plein, 1, numero);
+            _service->modifie_vol_complet(_plein, 2, numero);
+            _service->consulte_vol_complet(_plein, 3, numero);
+            _service->liste_vol_complet(vol("g*"), 4, numero);
+            _service->supprime_vol_complet(_plein, 5, numero);
+        } catch (const orix_corba::ClientDeconnecte&) {
+            // Let go already, before the last of them.
+        }
+        std::vector<Recu> recus;
+        for (Recu recu = client.attendre();; recu = client.attendre()) {
+            const std::string& nom = std::get<0>(recu);
+            if (nom != "liste")
+                recus.push_back(recu);
+            if (nom == "supprime" || nom == "parti" || nom == "rien")
+                return recus;
+        }
+    }
+
+    const Vol _plein = volComplet()->construireObjetSpecifique_v3_0_0();
+    DossierTemporaire _dossier;
+    std::optional<serveur::Magasin> _magasin;
+    serveur::FileRequetes _requetes{100};
+    serveur::Clients _clients{serveur::Clients::Reglages{}};
+    std::optional<serveur::Travailleur> _travailleur;
+    PortableServer::Servant_var<serveur::Service> _service;
+    PortableServer::Servant_var<serveur::FrontNoyau> _front;
+};
+
+} // namespace
+
+TEST_F(MemoireServeur, ElleManqueAUnFilEtChaqueDemandeASaReponse)
+{
+    const std::string id = "gidentifiant";
+    const std::vector<Recu> attendus{{"cree", 0, id, 1},
+                                     {"modifie", 0, id, 2},
+                                     {"consulte", 0, id, 3},
+                                     {"fin_liste", 0, "", 4},
+                                     {"supprime", 0, "", 5}};
+    for (const char* fil : {"cdv-executions", "cdv-envois"}) {
+        const int pannes = chaquePanne([&](int n) {
+            ClientBrut client;
+            ClientBrut autre;
+            const int numero = activer(client);
+            const int numeroAutre = activer(autre);
+            std::vector<Recu> recus;
+            bool survenue = false;
+            {
+                const PanneMemoireFils panne(fil, n);
+                recus = demanderTout(client, numero);
+                survenue = panne.survenue();
+            }
+            // Of a client that was let go, nothing but the beginning.
+            const bool parti = recus.back() == Recu("parti", 0, "", 0);
+            if (parti)
+                recus.pop_back();
+            EXPECT_EQ(recus.size() == attendus.size(), !parti);
+            for (std::size_t i = 0; i < recus.size(); ++i) {
+                EXPECT_EQ(std::get<0>(recus[i]), std::get<0>(attendus[i]));
+                EXPECT_EQ(std::get<3>(recus[i]), std::get<3>(attendus[i]));
+            }
+            EXPECT_EQ(demanderTout(autre, numeroAutre), attendus) << "failure " << n;
+            _service->desactiveCB(numero);
+            _service->desactiveCB(numeroAutre);
+            return survenue;
+        });
+        EXPECT_GT(pannes, 0) << fil;
+    }
+}
+
+TEST_F(MemoireServeur, ElleManqueAUneActivationOuALArriveeDUneDemandeQuiEchoueASonTour)
+{
+    ClientBrut client;
+    const ClientBrut::Presentation presentation = client.presenter(3, true);
+    EXPECT_GT(chaquePanne([&](int n) {
+                  Activation a;
+                  const PanneMemoire panne(n, PanneMemoire::HorsORB);
+                  try {
+                      ClientBrut::demander(*_front.in(), "cdv", presentation, a);
+                  } catch (const std::bad_alloc&) {
+                      // The ORB answers with an exception of the system.
+                  }
+                  const bool survenue = panne.survenue();
+                  const SansPanne portee;
+                  EXPECT_EQ(_clients.tous().size(), a.statut == orix::OXS_OK ? 1u : 0u);
+                  EXPECT_THAT(a.statut, testing::AnyOf(-1, int(orix::OXS_OK),
+                                                       int(orix::OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE)));
+                  _clients.abandonner(a.numero, "essai");
+                  return survenue;
+              }),
+              4);
+    const int numero = activer(client);
+    EXPECT_GT(chaquePanne([&](int n) {
+                  bool survenue = false;
+                  {
+                      const PanneMemoire panne(n, PanneMemoire::HorsORB);
+                      _service->consulte_vol_complet(_plein, 1, numero);
+                      survenue = panne.survenue();
+                  }
+                  EXPECT_EQ(std::get<1>(client.attendre()),
+                            survenue ? serveur::ECHEC_MAGASIN : serveur::INTROUVABLE);
+                  return survenue;
+              }),
+              1);
+}
+
+TEST_F(MemoireServeur, ElleManqueAuxPingsQuiContinuent)
+{
+    constexpr int PANNES = 15; // more than a first round and a later one allocate
+    EXPECT_EQ(chaquePanne([&](int n) {
+                  ClientBrut client;
+                  const int numero = activer(client);
+                  const PanneMemoireFils panne("cdv-pings", n);
+                  const serveur::Pings pings({std::chrono::milliseconds(5), PATIENCE}, {"s", "m"}, _clients);
+                  do
+                      EXPECT_TRUE(client.face().pings.prendre(false, PATIENCE));
+                  while (!panne.survenue() && !HasFailure());
+                  EXPECT_TRUE(client.face().pings.prendre(false, PATIENCE));
+                  _service->desactiveCB(numero);
+                  return n < PANNES;
+              }),
+              PANNES - 1);
+}
+
+// Whoever reaches the kernel may activate itself: their number is bounded, and places become free again.
+TEST(Clients, PasPlusQueLeNombreMax)
+{
+    serveur::Clients::Reglages reglages;
+    reglages.nombreMax = 2;
+    serveur::Clients clients(reglages);
+    const auto ajouter = [&] {
+        return clients.ajouter("nom", "machine", "local", orix_corba::OXcdv_v3_0_0_ServeurVersClient::_nil(),
+                               orix_corba__Client::_nil());
+    };
+    const int premier = ajouter();
+    EXPECT_NE(premier, ajouter());
+    EXPECT_THROW(ajouter(), orix::Echec);
+    clients.abandonner(premier, "essai");
+    EXPECT_NE(ajouter(), premier);
+    EXPECT_EQ(clients.tous().size(), 2u);
+    for (const auto& client : clients.tous())
+        clients.abandonner(client->identite().numero, "essai");
+}
