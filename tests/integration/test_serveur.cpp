@@ -513,7 +513,8 @@ class MemoireServeur : public TestServeur
         _travailleur.emplace(*_magasin, _requetes, _clients);
         _service = new serveur::Service(_clients, _requetes);
         _front =
-            new serveur::FrontNoyau({"s", "m"}, _clients, orix_corba::OXcdv_v3_0_0_ClientVersServeur::_nil());
+            new serveur::FrontNoyau({"s", "m"}, _clients, orix_corba::OXcdv_v3_0_0_ClientVersServeur::_nil(),
+                                    /*ailleurs*/ true);
     }
     void TearDown() override
     {
