@@ -12,6 +12,8 @@
 /// build chooses one. Code outside uses only the standard C++ mapping and this header.
 namespace orix::orb {
 
+constexpr const char* APPELANT_LOCAL = "local"; ///< the address of a process of this machine, in an identity
+
 struct ParametresTLS
 {
     std::string certificatAutorite; ///< PEM; empty: no TLS
@@ -71,6 +73,14 @@ void suivreAppelants();
 /// processes of one machine differ only by their certificates. Only for a call that comes from another
 /// process; valid until it returns.
 const std::string& identiteAppelant();
+/// What an identity begins with: the address, or APPELANT_LOCAL.
+std::string adresse(const std::string& appelant);
+
+/// The octets that a reference holds: those of its type and of its profiles.
+std::size_t taille(CORBA::Object_ptr objet);
+/// Whether every address in the reference is the one that the caller of that identity has; for a local one,
+/// any that this machine has. Nothing is looked up: a name is no address, except "localhost".
+bool meneA(CORBA::Object_ptr objet, const std::string& appelant);
 
 /// What the exception says of itself, in one line.
 std::string information(const CORBA::Exception& exception);

@@ -18,6 +18,8 @@ namespace orix::orb {
 
 namespace {
 
+constexpr long long APPELS_DIFFERES_MAX = 4000;
+
 /// The options of ORB_init, as the pairs of C strings that it wants.
 class Options
 {
@@ -68,7 +70,7 @@ CORBA::Boolean noterAppelant(omni::omniInterceptors::serverReceiveRequest_T::inf
 {
     const std::string_view pair = hote(info.peeraddress());
     // A process of this machine has as many addresses as the machine, and takes the one that it calls.
-    t_appelant = pair == hote(info.myaddress()) ? std::string_view("local") : pair;
+    t_appelant = pair == hote(info.myaddress()) ? std::string_view(APPELANT_LOCAL) : pair;
     if (const char* certificat = info.peeridentity())
         t_appelant.append(1, '/').append(certificat);
     return true;
@@ -125,6 +127,9 @@ CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres)
     options.ajouter("maxGIOPConnectionPerServer", 1);
     options.ajouter("oneCallPerConnection", 0LL);
     options.ajouter("maxServerThreadPerConnection", 1);
+    // Each call whose answer comes to a handler takes a thread until then: peers that say nothing must not
+    // keep those of the others.
+    options.ajouter("maxClientThreadPoolSize", APPELS_DIFFERES_MAX);
     // The first use of a reference must not be a blocking question.
     options.ajouter("verifyObjectExistsAndType", 0LL);
     // A connection that the peer closed while idle is opened again; scan often enough to honour the

@@ -42,6 +42,7 @@ class Client : orix::INonCopiable
         std::string nom;
         std::string machine;
         std::string appelant; ///< who activated it, as the transport knows: nobody else may speak for it
+        std::string adresse;  ///< that of appelant
     };
     /// Called once on the sender's thread when it ends of itself, with the reason, in two parts. Throws
     /// nothing.
@@ -67,21 +68,31 @@ class Client : orix::INonCopiable
     bool aFini() const { return _fini; } ///< joining no longer waits
     void joindre() { _envoi.joindre(); }
 
-    /// A message of the client came in.
-    void noterActivite() { ++_activite; }
+    using Instant = std::chrono::steady_clock::time_point;
+    Instant naissance() const { return _naissance; } ///< of the activation
+
+    /// A message of the client came in. Returns whether it is the first.
+    bool noterActivite() { return _activite++ == 0; }
     unsigned long activite() const { return _activite; } ///< how many came
+
+    /// It answered a ping: behind the references that it gave there is a client. Returns whether it is the
+    /// first time.
+    bool confirmer() { return !_confirme.exchange(true); }
+    bool estConfirme() const { return _confirme; }
 
   private:
     bool _envoyerSuite() noexcept;
     void _envoyer(const Notification& notification);
 
     const Identite _identite;
+    const Instant _naissance = Instant::clock::now();
     const orix_corba::OXcdv_v3_0_0_ServeurVersClient_var _notifications;
     const orix_corba__Client_var _client;
     const SurFin _surFin;
     FileBornee<Notification> _file;
     std::atomic<bool> _abandon{false};
     std::atomic<unsigned long> _activite{0};
+    std::atomic<bool> _confirme{false};
     std::atomic<bool> _fini{false};
     // Of the thread:
     std::vector<Notification> _lot;

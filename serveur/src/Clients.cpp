@@ -1,5 +1,7 @@
 #include "Clients.h"
 
+#include "LiaisonORB.h"
+
 #include "orix/Trace.h"
 #include "orix/interne/Echec.h"
 
@@ -18,17 +20,21 @@ int Clients::ajouter(const std::string& nom, const std::string& machine, const s
                      orix_corba__Client_ptr face)
 {
     recueillir();
-    const std::lock_guard<std::mutex> verrou(_mutex);
+    const std::string adresse = orix::orb::adresse(appelant);
+    std::unique_lock<std::mutex> verrou(_mutex);
+    while (const int cede = _aCeder(adresse)) {
+        verrou.unlock();
+        abandonner(cede, "il cède sa place sans avoir répondu à un ping");
+        verrou.lock();
+    }
     if (_arret)
         throw orix::Echec(orix::OXS_SERVICE_NON_ACTIVE);
-    if (_clients.size() >= _reglages.nombreMax)
-        throw orix::Echec(orix::OXS_NOK);
     int numero = 0;
     while (numero == 0 || _clients.count(numero) != 0)
         numero = static_cast<int>(_prochain++ & 0x7FFFFFFFu);
     const auto client = std::make_shared<Client>(
-        Client::Identite{numero, nom, machine, appelant}, notifications, face, _reglages.capaciteFile,
-        [this](int parti, const char* raison, const std::string& precision) {
+        Client::Identite{numero, nom, machine, appelant, adresse}, notifications, face,
+        _reglages.capaciteFile, [this](int parti, const char* raison, const std::string& precision) {
             abandonner(parti, raison, precision);
         });
     _clients.emplace(numero, client);
@@ -36,6 +42,28 @@ int Clients::ajouter(const std::string& nom, const std::string& machine, const s
                           "Client " << numero << " activé : " << nom << " sur " << machine << " (" << appelant
                                     << ")");
     return numero;
+}
+
+int Clients::_aCeder(const std::string& adresse) const
+{
+    const auto estDeLa = [&](const auto& c) { return c.second->identite().adresse == adresse; };
+    const auto nombre = [&](const ParNumero& clients) {
+        return static_cast<std::size_t>(std::count_if(clients.begin(), clients.end(), estDeLa));
+    };
+    // Those that have gone hold a thread until their last send has ended.
+    if (_partis.size() >= _reglages.nombreMax || nombre(_partis) >= _reglages.parAdresse)
+        throw orix::Echec(orix::OXS_NOK);
+    const bool adressePleine = nombre(_clients) >= _reglages.parAdresse;
+    if (!adressePleine && _clients.size() < _reglages.nombreMax)
+        return 0;
+    const Client* ancien = nullptr;
+    for (const auto& c : _clients)
+        if (!c.second->estConfirme() && (!adressePleine || estDeLa(c)) &&
+            (ancien == nullptr || c.second->naissance() < ancien->naissance()))
+            ancien = c.second.get();
+    if (ancien == nullptr)
+        throw orix::Echec(orix::OXS_NOK);
+    return ancien->identite().numero;
 }
 
 std::shared_ptr<Client> Clients::trouver(int numero) const

@@ -2,6 +2,7 @@
 #define CLIENTS_H
 
 #include "Client.h"
+#include "Reveil.h"
 
 #include <map>
 
@@ -18,19 +19,23 @@ class Clients : orix::INonCopiable
         /// A client that leaves its queue full for so long is dropped: the others wait meanwhile.
         std::chrono::milliseconds delaiFilePleine{5000};
         std::size_t nombreMax = 1000; ///< each holds a thread: strangers must not make them without end
+        std::size_t parAdresse = 200; ///< nobody takes the places of all the others
     };
 
     explicit Clients(const Reglages& reglages);
     ~Clients();
 
     /// Returns the number given to the client: one that no other client of this server has or had, and that
-    /// another server or an earlier life of this one is unlikely to have given. Throws orix::Echec:
-    /// OXS_SERVICE_NON_ACTIVE during the stop, OXS_NOK when there are too many; std::bad_alloc,
-    /// std::system_error.
+    /// another server or an earlier life of this one is unlikely to have given. When there are too many, of
+    /// its address or in all, the oldest that has not answered a ping yet is let go for it. Throws
+    /// orix::Echec: OXS_SERVICE_NON_ACTIVE during the stop, OXS_NOK when there is no such one;
+    /// std::bad_alloc, std::system_error.
     int ajouter(const std::string& nom, const std::string& machine, const std::string& appelant,
                 orix_corba::OXcdv_v3_0_0_ServeurVersClient_ptr notifications, orix_corba__Client_ptr face);
     std::shared_ptr<Client> trouver(int numero) const; ///< null when there is none
     std::vector<std::shared_ptr<Client>> tous() const;
+    /// Rings for the pings: a client has shown for the first time that it knows its number.
+    Reveil& reveil() { return _reveil; }
 
     // An end allocates nothing: none of these throws.
 
@@ -48,11 +53,16 @@ class Clients : orix::INonCopiable
   private:
     using ParNumero = std::map<int, std::shared_ptr<Client>>;
 
+    /// The number of the client that is to make place for one from that address; 0: there is place. Throws
+    /// orix::Echec when none can.
+    int _aCeder(const std::string& adresse) const;
+
     const Reglages _reglages;
     mutable std::mutex _mutex;
     ParNumero _clients;
     ParNumero _partis; // their threads are to be joined
     std::condition_variable _depart;
+    Reveil _reveil;
     unsigned _prochain;
     bool _arret = false;
 };

@@ -6,6 +6,7 @@
 #include "orix/Trace.h"
 #include "orix/interne/Echec.h"
 
+#include <cstring>
 #include <new>
 #include <optional>
 #include <system_error>
@@ -15,6 +16,8 @@ namespace serveur {
 namespace {
 
 constexpr orix::OXversion VERSION_INTERFACE(3, 0, 0, 0);
+constexpr std::size_t TAILLE_NOM_MAX = 128;        // the rest is cut
+constexpr std::size_t TAILLE_REFERENCE_MAX = 4096; // ten times what an ORB gives
 
 std::optional<CORBA::ULong> trouverNiveau(const orix_corba::SequenceNiveauReference& niveaux)
 {
@@ -42,10 +45,12 @@ void FrontNoyau::activerService(const char* nomService, const orix_corba::Sequen
     reponse->construction = VERSION_INTERFACE.lireConstruction();
     serveur = CORBA::string_dup(_noms.serveur.c_str());
     machine = CORBA::string_dup(_noms.machine.c_str());
+    const std::string nom(nomORBthread, strnlen(nomORBthread, TAILLE_NOM_MAX));
+    const std::string hote(nomMachineHote, strnlen(nomMachineHote, TAILLE_NOM_MAX));
     statut = orix::OXS_OK;
     numeroClient = 0;
     try {
-        numeroClient = _activer(nomService, niveaux, client, nomORBthread, nomMachineHote);
+        numeroClient = _activer(nomService, niveaux, client, nom, hote);
         reponse->reference = CORBA::Object::_duplicate(_service.in());
     } catch (const orix::Echec& echec) {
         statut = echec.lireCode();
@@ -56,23 +61,31 @@ void FrontNoyau::activerService(const char* nomService, const orix_corba::Sequen
     }
     if (statut != orix::OXS_OK)
         ORIX_TRACE_SANS_ECHEC(orix::NTO_REFUS, "FrontNoyau", "activerService",
-                              "Activation refusée à " << nomORBthread << " sur " << nomMachineHote << " : "
-                                                      << statut << " (" << orix::texteStatut(statut) << ")");
+                              "Activation refusée à " << nom << " sur " << hote << " : " << statut << " ("
+                                                      << orix::texteStatut(statut) << ")");
     niveau = reponse.release();
 }
 
-int FrontNoyau::_activer(const std::string& nomService, const orix_corba::SequenceNiveauReference& niveaux,
+void FrontNoyau::_verifier(CORBA::Object_ptr reference) const
+{
+    if (CORBA::is_nil(reference) || orix::orb::taille(reference) > TAILLE_REFERENCE_MAX)
+        throw orix::Echec(orix::OXS_PARAMETRE_INVALIDE);
+    if (!_ailleurs && !orix::orb::meneA(reference, orix::orb::identiteAppelant()))
+        throw orix::Echec(orix::OXS_PARAMETRE_INVALIDE);
+}
+
+int FrontNoyau::_activer(const char* nomService, const orix_corba::SequenceNiveauReference& niveaux,
                          orix_corba__Client_ptr client, const std::string& nom, const std::string& machine)
 {
-    if (nomService != NOM_SERVICE)
+    if (std::strcmp(nomService, NOM_SERVICE) != 0)
         throw orix::Echec(orix::OXS_SERVEUR_INEXISTANT);
     const std::optional<CORBA::ULong> rang = trouverNiveau(niveaux);
     if (!rang)
         throw orix::Echec(orix::OXS_PROTOCOLE_INCOMPATIBLE);
+    _verifier(niveaux[*rang].reference);
+    _verifier(client);
     const orix_corba::OXcdv_v3_0_0_ServeurVersClient_var notifications =
         orix_corba::OXcdv_v3_0_0_ServeurVersClient::_unchecked_narrow(niveaux[*rang].reference);
-    if (CORBA::is_nil(notifications) || CORBA::is_nil(client))
-        throw orix::Echec(orix::OXS_PARAMETRE_INVALIDE);
     return _clients.ajouter(nom, machine, orix::orb::identiteAppelant(), notifications, client);
 }
 

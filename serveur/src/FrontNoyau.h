@@ -16,14 +16,18 @@ struct NomsServeur
 
 constexpr const char* NOM_SERVICE = "cdv";
 
-/// The kernel of this process as clients see it: activates them for the service.
+/// The kernel of this process as clients see it: activates them for the service. What it keeps of an
+/// activation is bounded, and leads nowhere but back to the caller.
 class FrontNoyau : public POA_orix_corba::Noyau, public PortableServer::RefCountServantBase
 {
   public:
-    /// clients outlives the servant's last request.
-    FrontNoyau(NomsServeur noms, Clients& clients, orix_corba::OXcdv_v3_0_0_ClientVersServeur_ptr service)
+    /// clients outlives the servant's last request. ailleurs: whether a client may be on another machine than
+    /// the process that activates it.
+    FrontNoyau(NomsServeur noms, Clients& clients, orix_corba::OXcdv_v3_0_0_ClientVersServeur_ptr service,
+               bool ailleurs)
         : _noms(std::move(noms)),
           _clients(clients),
+          _ailleurs(ailleurs),
           _service(orix_corba::OXcdv_v3_0_0_ClientVersServeur::_duplicate(service))
     {}
 
@@ -35,11 +39,15 @@ class FrontNoyau : public POA_orix_corba::Noyau, public PortableServer::RefCount
   private:
     /// The new client's number; throws orix::Echec with the status of a refusal, std::bad_alloc,
     /// std::system_error.
-    int _activer(const std::string& nomService, const orix_corba::SequenceNiveauReference& niveaux,
+    int _activer(const char* nomService, const orix_corba::SequenceNiveauReference& niveaux,
                  orix_corba__Client_ptr client, const std::string& nom, const std::string& machine);
+
+    /// Throws orix::Echec for a reference that a client does not give.
+    void _verifier(CORBA::Object_ptr reference) const;
 
     const NomsServeur _noms;
     Clients& _clients;
+    const bool _ailleurs;
     const orix_corba::OXcdv_v3_0_0_ClientVersServeur_var _service;
 };
 

@@ -8,9 +8,10 @@
 
 namespace serveur {
 
-/// Pings every client, on a connection of its own so that a ping does not queue behind notifications. A
-/// client is dropped when it answers that this server is not its own, or after two misses in a row; whatever
-/// it sends meanwhile proves it alive. A round that fails is traced, and the next one comes.
+/// Pings every client, on a connection of its own so that a ping does not queue behind notifications: for the
+/// first time once it has shown that it knows the answer to its activation, or when it has had a period for
+/// that. A client is dropped when it answers that this server is not its own, or after two misses in a row;
+/// whatever it sends meanwhile proves it alive. A round that fails is traced, and the next one comes.
 class Pings : orix::INonCopiable
 {
   public:
@@ -22,17 +23,18 @@ class Pings : orix::INonCopiable
 
   private:
     class Suivi;
+    class Premiers;
 
     bool _tourner();
-    void _faireTour();
+    void _faireTour(Client::Instant maintenant);
+    void _examiner(const std::shared_ptr<Client>& client, Client::Instant maintenant, Premiers& premiers);
 
     const Reglages _reglages;
     const NomsServeur _noms;
     Clients& _clients;
     std::map<int, std::unique_ptr<Suivi>> _suivis; // used by the thread only
-    std::mutex _mutex;
-    std::condition_variable _reveil;
-    bool _arret = false;
+    Client::Instant _prochainTour;                 // of the thread too
+    std::atomic<bool> _arret{false};
     Fil _fil; // last: it uses everything above
 };
 

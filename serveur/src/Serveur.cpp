@@ -15,9 +15,9 @@ constexpr std::size_t CAPACITE_REQUETES = 10000;
 constexpr std::chrono::seconds DELAI_ARRET{5}; // for clients that are slow to take what they are sent
 } // namespace
 
-Serveur::Serveur(Magasin& magasin, const NomsServeur& noms, const Pings::Reglages& reglagesPings)
+Serveur::Serveur(Magasin& magasin, const Reglages& reglages)
     : _requetes(CAPACITE_REQUETES),
-      _clients(Clients::Reglages{}),
+      _clients(reglages.clients),
       _travailleur(magasin, _requetes, _clients),
       _service(new Service(_clients, _requetes))
 {
@@ -25,8 +25,9 @@ Serveur::Serveur(Magasin& magasin, const NomsServeur& noms, const Pings::Reglage
     const CORBA::ORB_ptr orb = orix::oxNoyau()->lirePointAcces()->lireORB();
     const orix_corba::OXcdv_v3_0_0_ClientVersServeur_var reference = _service->_this();
     _pointAcces = orix::orb::pointAcces(reference);
-    _pings = std::make_unique<Pings>(reglagesPings, noms, _clients);
-    const PortableServer::Servant_var<FrontNoyau> front = new FrontNoyau(noms, _clients, reference);
+    _pings = std::make_unique<Pings>(reglages.pings, reglages.noms, _clients);
+    const PortableServer::Servant_var<FrontNoyau> front =
+        new FrontNoyau(reglages.noms, _clients, reference, reglages.clientsAilleurs);
     orix::orb::publierSousCle(orb, "Noyau", front.in());
 }
 

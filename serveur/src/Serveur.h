@@ -11,8 +11,16 @@ namespace serveur {
 class Serveur
 {
   public:
+    struct Reglages
+    {
+        NomsServeur noms;
+        Pings::Reglages pings;
+        Clients::Reglages clients;
+        bool clientsAilleurs = false; ///< see FrontNoyau
+    };
+
     /// The store outlives this object, and this object the middleware. Clients can come from the return on.
-    Serveur(Magasin& magasin, const NomsServeur& noms, const Pings::Reglages& reglagesPings);
+    Serveur(Magasin& magasin, const Reglages& reglages);
     ~Serveur();
 
     const std::string& pointAcces() const { return _pointAcces; } ///< "iiop:HOST:PORT" or "ssliop:HOST:PORT"

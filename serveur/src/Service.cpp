@@ -43,7 +43,8 @@ std::shared_ptr<Client> Service::_reconnaitre(int numero)
     std::shared_ptr<Client> client = _trouver(numero);
     if (client == nullptr)
         throw orix_corba::ClientDeconnecte();
-    client->noterActivite();
+    if (client->noterActivite())
+        _clients.reveil().sonner();
     return client;
 }
 
@@ -92,7 +93,9 @@ void Service::testerConnexionServeur(CORBA::Long numeroClient) { _reconnaitre(nu
 
 void Service::testerConnexionClient(const char*, const char*, const char*, CORBA::Long numeroClient)
 {
-    ORIX_TRACE(orix::NTO_REFUS, "Service", "testerConnexionClient", "Ignoré, client " << numeroClient);
+    // Who gives this object as its client does not answer for itself.
+    ORIX_TRACE(orix::NTO_REFUS, "Service", "testerConnexionClient", "Refusé, client " << numeroClient);
+    throw orix_corba::ServeurDeconnecte();
 }
 
 } // namespace serveur

@@ -34,7 +34,7 @@ class Service : public POA_orix_corba::OXcdv_v3_0_0_ClientVersServeur,
     void deconnexionCB(CORBA::Long numeroClient) override; ///< a notice of nothing to do: traced
     void testerConnexionServeur(CORBA::Long numeroClient) override;
     void testerConnexionClient(const char* nomService, const char* nomServeur, const char* nomMachine,
-                               CORBA::Long numeroClient) override; ///< meaningless on a server: traced
+                               CORBA::Long numeroClient) override; ///< meaningless on a server: refused
 
   private:
     /// Null for a number that is nobody's, or not the caller's.

@@ -54,6 +54,8 @@ struct Options
     std::optional<int> trace;
     long long periodePing = 1000;
     long long delaiPing = 1000;
+    std::size_t clientsParAdresse = serveur::Clients::Reglages().parAdresse;
+    bool clientsAilleurs = false;
     bool pointAccesDonne = false;
 };
 
@@ -88,6 +90,14 @@ std::optional<int> lireOptions(int argc, char** argv, Options& options)
                     "un ping sans réponse d'ici là est manqué, en ms (1000)")
         ->type_name("MS")
         ->check(CLI::Range(1LL, UNE_HEURE));
+    application
+        .add_option("--clients-par-adresse", options.clientsParAdresse,
+                    "nombre de clients actifs d'une même adresse (200)")
+        ->type_name("N")
+        ->check(CLI::Range(std::size_t{1}, serveur::Clients::Reglages().nombreMax));
+    application.add_flag("--clients-ailleurs", options.clientsAilleurs,
+                         "un client peut donner des références qui mènent ailleurs qu'à l'adresse d'où "
+                         "il s'active");
     application
         .add_option(
             "--configuration", options.configuration,
@@ -154,9 +164,13 @@ void servir(const Options& options, const sigset_t& signaux)
         ~Fin() { orix::terminer(); }
     } fin;
 
-    serveur.emplace(magasin, serveur::NomsServeur{options.nom, configuration.nomMachineHote},
-                    serveur::Pings::Reglages{std::chrono::milliseconds(options.periodePing),
-                                             std::chrono::milliseconds(options.delaiPing)});
+    serveur::Serveur::Reglages reglages;
+    reglages.noms = {options.nom, configuration.nomMachineHote};
+    reglages.pings.periode = std::chrono::milliseconds(options.periodePing);
+    reglages.pings.delai = std::chrono::milliseconds(options.delaiPing);
+    reglages.clients.parAdresse = options.clientsParAdresse;
+    reglages.clientsAilleurs = options.clientsAilleurs;
+    serveur.emplace(magasin, reglages);
     std::cout << "cdv-serveur: prêt, noyau corbaloc:" << serveur->pointAcces() << "/Noyau, base "
               << options.base << std::endl;
     int signal = 0;

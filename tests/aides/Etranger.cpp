@@ -25,6 +25,10 @@ sockaddr_in adresse(const std::string& hote, int port)
     return a;
 }
 
+} // namespace
+
+namespace giop {
+
 std::uint32_t entier(const std::string& octets, std::size_t position)
 {
     std::uint32_t valeur = 0;
@@ -32,10 +36,6 @@ std::uint32_t entier(const std::string& octets, std::size_t position)
         std::memcpy(&valeur, octets.data() + position, sizeof valeur);
     return valeur;
 }
-
-} // namespace
-
-namespace giop {
 
 std::string octets(std::uint32_t valeur)
 {
@@ -149,7 +149,7 @@ std::string Etranger::_lire(std::size_t taille)
 std::string Etranger::recevoir()
 {
     const std::string entete = _lire(giop::TAILLE_ENTETE);
-    return entete.size() < giop::TAILLE_ENTETE ? "" : entete + _lire(entier(entete, 8));
+    return entete.size() < giop::TAILLE_ENTETE ? "" : entete + _lire(giop::entier(entete, 8));
 }
 
 bool Etranger::attendreFermeture()
@@ -168,12 +168,24 @@ std::string Etranger::demander(const std::string& requete)
         return _ferme ? "closed" : "no reply";
     constexpr std::size_t STATUT = giop::TAILLE_ENTETE + 4;
     constexpr std::size_t CONTEXTES = STATUT + 4;
-    if (reponse[7] != giop::REPLY || entier(reponse, CONTEXTES) != 0)
+    if (reponse[7] != giop::REPLY || giop::entier(reponse, CONTEXTES) != 0)
         return "message " + std::to_string(reponse[7]);
-    if (entier(reponse, STATUT) == 0)
+    if (giop::entier(reponse, STATUT) == 0)
         return "";
     constexpr std::size_t TEXTE = CONTEXTES + 4 + 4; // after its length: the body begins at a multiple of 8
     return reponse.substr(TEXTE, reponse.find('\0', TEXTE) - TEXTE);
 }
+
+Muet::Muet(const std::string& hote) : _prise(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+{
+    sockaddr_in ici = adresse(hote, 0);
+    socklen_t taille = sizeof ici;
+    if (bind(_prise, reinterpret_cast<const sockaddr*>(&ici), sizeof ici) == 0 &&
+        listen(_prise, SOMAXCONN) == 0 &&
+        getsockname(_prise, reinterpret_cast<sockaddr*>(&ici), &taille) == 0)
+        _port = ntohs(ici.sin_port);
+}
+
+Muet::~Muet() { close(_prise); }
 
 } // namespace essais

@@ -29,6 +29,8 @@ enum Genre : unsigned char
 
 /// The octets of an integer, least significant first.
 std::string octets(std::uint32_t valeur);
+/// The one that stands there in what was received; 0 past the end.
+std::uint32_t entier(const std::string& octets, std::size_t position);
 /// The header of a message whose rest has that size.
 std::string entete(unsigned char genre, std::uint32_t taille);
 inline std::string message(unsigned char genre, const std::string& corps)
@@ -100,6 +102,22 @@ class Etranger
     bool _connecte = false;
     bool _ferme = false;
     std::unique_ptr<SSL, void (*)(SSL*)> _tls{nullptr, &SSL_free};
+};
+
+/// A port of that address of the loopback where connections are taken in and nothing is said.
+class Muet
+{
+  public:
+    explicit Muet(const std::string& hote);
+    ~Muet();
+    Muet(const Muet&) = delete;
+    Muet& operator=(const Muet&) = delete;
+
+    int port() const { return _port; }
+
+  private:
+    int _prise = -1;
+    int _port = 0;
 };
 
 } // namespace essais

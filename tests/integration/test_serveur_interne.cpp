@@ -40,7 +40,8 @@ class MemoireServeur : public testing::Test
         _travailleur.emplace(*_magasin, _requetes, _clients);
         _service = new serveur::Service(_clients, _requetes);
         _front =
-            new serveur::FrontNoyau({"s", "m"}, _clients, orix_corba::OXcdv_v3_0_0_ClientVersServeur::_nil());
+            new serveur::FrontNoyau({"s", "m"}, _clients, orix_corba::OXcdv_v3_0_0_ClientVersServeur::_nil(),
+                                    /*ailleurs*/ true);
     }
     void TearDown() override
     {
@@ -188,22 +189,68 @@ TEST_F(MemoireServeur, ElleManqueAuxPingsQuiContinuent)
               PANNES - 1);
 }
 
-// Whoever reaches the kernel may activate itself: their number is bounded, and places become free again.
-TEST(Clients, PasPlusQueLeNombreMax)
+namespace {
+
+class Clients : public testing::Test
 {
-    serveur::Clients::Reglages reglages;
-    reglages.nombreMax = 2;
-    serveur::Clients clients(reglages);
-    const auto ajouter = [&] {
-        return clients.ajouter("nom", "machine", "local", orix_corba::OXcdv_v3_0_0_ServeurVersClient::_nil(),
-                               orix_corba__Client::_nil());
-    };
-    const int premier = ajouter();
-    EXPECT_NE(premier, ajouter());
-    EXPECT_THROW(ajouter(), orix::Echec);
-    clients.abandonner(premier, "essai");
-    EXPECT_NE(ajouter(), premier);
-    EXPECT_EQ(clients.tous().size(), 2u);
-    for (const auto& client : clients.tous())
-        clients.abandonner(client->identite().numero, "essai");
+  protected:
+    ~Clients() override
+    {
+        for (const auto& client : _clients.tous())
+            _clients.abandonner(client->identite().numero, "essai");
+    }
+
+    /// The number; 0 when it is refused.
+    int ajouter(const char* appelant, bool repond = false)
+    {
+        try {
+            const int numero = _clients.ajouter("nom", "machine", appelant,
+                                                orix_corba::OXcdv_v3_0_0_ServeurVersClient::_nil(),
+                                                orix_corba__Client::_nil());
+            if (repond)
+                _clients.trouver(numero)->confirmer();
+            return numero;
+        } catch (const orix::Echec& echec) {
+            EXPECT_EQ(echec.lireCode(), orix::OXS_NOK);
+            return 0;
+        }
+    }
+    bool estLa(int numero) { return _clients.trouver(numero) != nullptr; }
+
+    static serveur::Clients::Reglages reglages()
+    {
+        serveur::Clients::Reglages r;
+        r.parAdresse = 2;
+        r.nombreMax = 4;
+        return r;
+    }
+    serveur::Clients _clients{reglages()};
+};
+
+} // namespace
+
+// Whoever reaches the kernel may activate itself: places are bounded, and for those who answer.
+TEST_F(Clients, LesPlacesSontACeuxQuiRepondent)
+{
+    const int muet = ajouter("ici/alpha");
+    const int present = ajouter("ici/beta", true);
+    EXPECT_NE(muet, present);
+
+    // Of one address, whatever the certificates: the one that has not answered makes place.
+    const int autre = ajouter("ici/gamma", true);
+    EXPECT_FALSE(estLa(muet));
+    EXPECT_TRUE(estLa(present) && estLa(autre));
+    EXPECT_EQ(ajouter("ici/delta"), 0);
+    EXPECT_NE(ajouter("icietla", true), 0);
+
+    // Of all addresses: the oldest such one does.
+    const int ancien = ajouter("la");
+    const int nouveau = ajouter("ailleurs", true);
+    EXPECT_FALSE(estLa(ancien));
+    EXPECT_TRUE(estLa(nouveau));
+    EXPECT_EQ(ajouter("la"), 0);
+
+    _clients.abandonner(present, "essai");
+    EXPECT_NE(ajouter("la"), 0);
+    EXPECT_EQ(_clients.tous().size(), 4u);
 }

@@ -13,6 +13,7 @@
 using essais::Appel;
 using essais::Etranger;
 using essais::Ressources;
+using essais::ServeurReel;
 using essais::vol;
 namespace giop = essais::giop;
 
@@ -313,20 +314,132 @@ TEST_F(Etrangers, ServeurSansDescripteurLibre)
     EXPECT_EQ(demander(&OXcdvCliItf::cree_vol_complet, *vol("apres")).statut, 0);
 }
 
-// Whoever reaches the kernel may activate itself; those that do not answer pings go.
-TEST_F(Etrangers, ActivationsSansFin)
+namespace {
+
+/// Activations that nobody stands behind.
+class Fantomes : public Etrangers
 {
-    const Cible cible = noyau();
-    const std::string requete =
-        giop::requete(cible.cle, "activerService",
-                      giop::arguments("cdv", _espion.niveaux, _espion.client.in(), "ORIX", "ailleurs"));
+  protected:
+    /// What an activation asks with, when the references are made of that URL.
+    static std::string activation(const std::string& url, const std::string& nom = "ORIX")
+    {
+        const CORBA::Object_var objet =
+            orix::oxNoyau()->lirePointAcces()->lireORB()->string_to_object(url.c_str());
+        const orix_corba__Client_var client = orix_corba__Client::_unchecked_narrow(objet);
+        orix_corba::SequenceNiveauReference niveaux;
+        niveaux.length(1);
+        niveaux[0].majeur = 3;
+        niveaux[0].mineur = niveaux[0].correctif = niveaux[0].construction = 0;
+        niveaux[0].reference = objet;
+        return giop::requete("Noyau", "activerService",
+                             giop::arguments("cdv", niveaux, client.in(), nom.c_str(), "ailleurs"));
+    }
+    static std::string urlDe(const std::string& hote, int port, const std::string& cle)
+    {
+        std::string url = "corbaloc:iiop:1.2@" + hote + ":" + std::to_string(port) + "/";
+        for (const char octet : cle) {
+            char texte[4];
+            std::snprintf(texte, sizeof texte, "%%%02x", static_cast<unsigned char>(octet));
+            url += texte;
+        }
+        return url;
+    }
+    struct Reponse
+    {
+        int statut;
+        std::uint32_t numero;
+    };
+    static Reponse activer(Etranger& etranger, const std::string& requete)
+    {
+        constexpr std::size_t STATUT =
+            giop::TAILLE_ENTETE + 12; // the first of the results; the last is the number
+        etranger.envoyer(requete);
+        const std::string reponse = etranger.recevoir();
+        if (reponse.size() < STATUT + 4)
+            return {-1, 0};
+        return {static_cast<int>(giop::entier(reponse, STATUT)), giop::entier(reponse, reponse.size() - 4)};
+    }
+
+    const std::string _service = urlDe("127.0.0.1", service().port, service().cle);
+};
+
+} // namespace
+
+// Whoever reaches the kernel may activate itself; those that do not answer pings go, and nothing of them
+// stays.
+TEST_F(Fantomes, NePrennentNiPlaceNiMemoire)
+{
+    constexpr int FOIS = 2500;                 // by four kinds, 10,000
+    constexpr long CROISSANCE_MAX = 32 * 1024; // kB
+    const essais::Muet muet("127.0.0.3");
+    const std::string demande = giop::arguments(volFilaire("*"), CORBA::Long(1));
+    const std::string longue(20000, 'k');
+    const struct
+    {
+        const char* source;
+        std::string requete;
+        bool avecDemande;
+        int statut;
+    } sortes[] = {
+        {"127.0.0.1", activation(_service), false, orix::OXS_OK}, // the server's own object
+        {"127.0.0.2", activation(urlDe("127.0.0.2", 1, "x")), true, orix::OXS_OK},
+        {"127.0.0.3", activation(urlDe("127.0.0.3", muet.port(), "x")), true, orix::OXS_OK},
+        {"127.0.0.4", activation(urlDe("127.0.0.4", 1, longue), longue), false, orix::OXS_PARAMETRE_INVALIDE},
+    };
+    const long memoire = essais::memoire::lire("VmRSS", pidServeur());
     sousTrafic([&] {
-        Etranger etranger(cible.port, "127.0.0.2");
-        for (int i = 0; i < 1500; ++i)
-            ASSERT_EQ(etranger.demander(requete), "");
+        for (const auto& [source, requete, avecDemande, statut] : sortes) {
+            Etranger etranger(_premier->port(), source);
+            for (int i = 0; i < FOIS; ++i) {
+                const Reponse reponse = activer(etranger, requete);
+                ASSERT_TRUE(i >= 100 || reponse.statut == statut) << source << ": " << reponse.statut;
+                if (avecDemande)
+                    etranger.demander(giop::requete(service().cle, "liste_vol_complet",
+                                                    demande + giop::octets(reponse.numero)));
+            }
+            std::cout << source << ": " << Ressources::lire(pidServeur()) << std::endl;
+        }
     });
-    verifierRetour(_repos[1], pidServeur());
+    // Now, while the last of them are still there, there is a place for who answers.
+    OXcdvCliItf::desactive();
+    EXPECT_EQ(SessionReelle::activer(), "cdv1");
     EXPECT_EQ(demander(&OXcdvCliItf::cree_vol_complet, *vol("apres")).statut, 0);
+    const Ressources apres = verifierRetour(_repos[1], pidServeur());
+    const long croissance = essais::memoire::lire("VmRSS", pidServeur()) - memoire;
+    std::cout << _repos[1] << " before, " << apres << " after, " << croissance << " kB more" << std::endl;
+    EXPECT_TRUE(!essais::MEMOIRE_MESURABLE || croissance < CROISSANCE_MAX) << croissance << " kB more";
+}
+
+// A server connects to nobody but who asked it to.
+TEST_F(Fantomes, NEnvoientPasLeServeurAilleurs)
+{
+    const std::string longue(4096, 'k');
+    const struct
+    {
+        const char* source;
+        std::string url;
+        int statut;
+    } cas[] = {
+        {"127.0.0.1", urlDe("127.0.0.1", 9, "x"), orix::OXS_OK},
+        {"127.0.0.1", urlDe("localhost", 9, "x"), orix::OXS_OK},
+        {"127.0.0.1", urlDe("192.0.2.1", 9, "x"), orix::OXS_PARAMETRE_INVALIDE},
+        {"127.0.0.1", urlDe("un.autre.invalid", 9, "x"), orix::OXS_PARAMETRE_INVALIDE},
+        {"127.0.0.1", "corbaloc:iiop:127.0.0.1:9,iiop:192.0.2.1:9/x", orix::OXS_PARAMETRE_INVALIDE},
+        {"127.0.0.1", urlDe("127.0.0.1", 9, longue), orix::OXS_PARAMETRE_INVALIDE},
+        {"127.0.0.2", urlDe("127.0.0.2", 9, "x"), orix::OXS_OK},
+        {"127.0.0.2", urlDe("[::ffff:127.0.0.2]", 9, "x"), orix::OXS_OK},
+        {"127.0.0.2", urlDe("127.0.0.1", 9, "x"), orix::OXS_PARAMETRE_INVALIDE},
+        {"127.0.0.2", _service, orix::OXS_PARAMETRE_INVALIDE},
+    };
+    for (const auto& [source, url, statut] : cas) {
+        Etranger etranger(_premier->port(), source);
+        EXPECT_EQ(activer(etranger, activation(url)).statut, statut) << source << " " << url;
+    }
+    ServeurReel partout(_dossier.fichier("autre.db"), {"--clients-ailleurs", "--trace", "300"});
+    Etranger etranger(partout.port(), "127.0.0.2");
+    EXPECT_EQ(activer(etranger, activation(urlDe("192.0.2.1", 9, "x"), std::string(300, 'n'))).statut,
+              orix::OXS_OK);
+    EXPECT_TRUE(partout.attendreErreurs(": " + std::string(128, 'n') + " sur")) << partout.erreurs();
 }
 
 TEST_F(Etrangers, RienNEcouteHorsDeLAdresseConfiguree)
