@@ -19,7 +19,7 @@ using namespace essais;
 namespace {
 
 /// Runs the action with n = 1, 2... until it says that no failure came; returns how many did.
-int chaquePanne(const std::function<bool(int n)>& action)
+int jusquASansPanne(const std::function<bool(int n)>& action)
 {
     int n = 1;
     while (action(n) && !testing::Test::HasFailure())
@@ -105,7 +105,7 @@ TEST_F(MemoireServeur, ElleManqueAUnFilEtChaqueDemandeASaReponse)
                                      {"fin_liste", 0, "", 4},
                                      {"supprime", 0, "", 5}};
     for (const char* fil : {"cdv-executions", "cdv-envois"}) {
-        const int pannes = chaquePanne([&](int n) {
+        const int pannes = jusquASansPanne([&](int n) {
             ClientBrut client;
             ClientBrut autre;
             const int numero = activer(client);
@@ -139,7 +139,7 @@ TEST_F(MemoireServeur, ElleManqueAUneActivationOuALArriveeDUneDemandeQuiEchoueAS
 {
     ClientBrut client;
     const ClientBrut::Presentation presentation = client.presenter(3, true);
-    EXPECT_GT(chaquePanne([&](int n) {
+    EXPECT_GT(jusquASansPanne([&](int n) {
                   Activation a;
                   const PanneMemoire panne(n, PanneMemoire::HorsORB);
                   try {
@@ -157,7 +157,7 @@ TEST_F(MemoireServeur, ElleManqueAUneActivationOuALArriveeDUneDemandeQuiEchoueAS
               }),
               4);
     const int numero = activer(client);
-    EXPECT_GT(chaquePanne([&](int n) {
+    EXPECT_GT(jusquASansPanne([&](int n) {
                   bool survenue = false;
                   {
                       const PanneMemoire panne(n, PanneMemoire::HorsORB);
@@ -174,7 +174,7 @@ TEST_F(MemoireServeur, ElleManqueAUneActivationOuALArriveeDUneDemandeQuiEchoueAS
 TEST_F(MemoireServeur, ElleManqueAuxPingsQuiContinuent)
 {
     constexpr int PANNES = 15; // more than a first round and a later one allocate
-    EXPECT_EQ(chaquePanne([&](int n) {
+    EXPECT_EQ(jusquASansPanne([&](int n) {
                   ClientBrut client;
                   const int numero = activer(client);
                   const PanneMemoireFils panne("cdv-pings", n);

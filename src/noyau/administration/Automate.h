@@ -70,12 +70,12 @@ class Automate
             const auto arcs = _table.find(courant);
             if (arcs == _table.end())
                 _refuser(__PRETTY_FUNCTION__, 78, "Le sommet courant n'a pas de transitions sortantes ",
-                        courant, libelle);
+                         courant, libelle);
             const auto arc = arcs->second.find(libelle);
             if (arc == arcs->second.end())
                 _refuser(__PRETTY_FUNCTION__, 89,
-                        " La transition ne fait pas partie de celles autorisées à partir du sommet courant ",
-                        courant, libelle);
+                         " La transition ne fait pas partie de celles autorisées à partir du sommet courant ",
+                         courant, libelle);
             if (_sommetCourant.compare_exchange_weak(courant, arc->second))
                 return;
         }
@@ -83,8 +83,8 @@ class Automate
 
   private:
     /// The line numbers belong to the texts: log readers know the refusals by them.
-    [[noreturn]] static void _refuser(const char* fonction, int ligne, const char* texte, const Sommet& sommet,
-                                     const Libelle& libelle)
+    [[noreturn]] static void _refuser(const char* fonction, int ligne, const char* texte,
+                                      const Sommet& sommet, const Libelle& libelle)
     {
         if (Trace::estActif(NTO_REFUS))
             tracerTexte(NTO_REFUS, "Automate", fonction, ligne,
