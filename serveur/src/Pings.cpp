@@ -183,10 +183,10 @@ class Pings::Premiers
         ++_parAdresse[client.identite().adresse];
         ++_total;
     }
-    bool complets(const Client& client) const
+    /// Afterwards the client is counted without taking memory.
+    bool complets(const Client& client)
     {
-        const auto place = _parAdresse.find(client.identite().adresse);
-        return _total >= PREMIERS || (place != _parAdresse.end() && place->second >= PREMIERS_PAR_ADRESSE);
+        return _parAdresse[client.identite().adresse] >= PREMIERS_PAR_ADRESSE || _total >= PREMIERS;
     }
 
   private:

@@ -16,9 +16,9 @@ APPELS = {
     "TRACER_SANS_ECHEC": (2, None),
     "SIGNALER": (1, 100),            # OXcdvServeurVersClientImplementation
     "verifierActivation": (0, 300),  # OXcdvCliItfAdaptateur
-    "refuser": (2, 300),             # Automate
+    "_refuser": (2, 300),            # Automate
 }
-PROPRES = {"refuser": "Automate"}  # the name means something else in other files
+PROPRES = {"_refuser": "Automate"}  # the name means something else in other files
 NIVEAUX = {"NTO_NOTABLE": 100, "NTO_REFUS": 300}
 DOSSIERS = ("src", "plateforme", "serveur", "outils/src")
 CONSTANTE = re.compile(r'^const std::string (\w+) =\s*("(?:[^"\\]|\\.)*");', re.M)
