@@ -17,8 +17,7 @@ Noyau* oxNoyau() { return &NoyauImplementation::instance(); }
 
 NoyauImplementation& NoyauImplementation::instance()
 {
-    static auto* const noyau =
-        new NoyauImplementation; // never destroyed: threads may outlive the static objects
+    static const Perpetuel<NoyauImplementation> noyau;
     return *noyau;
 }
 

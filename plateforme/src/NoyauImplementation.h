@@ -5,6 +5,7 @@
 #include "TableInformationsConnexionsImplementation.h"
 #include "orix/interne/Noyau.h"
 #include "orix/interne/ParametresActivationService.h"
+#include "orix/interne/Perpetuel.h"
 
 #include <atomic>
 #include <functional>
@@ -56,6 +57,7 @@ class NoyauImplementation final : public Noyau
     std::vector<std::string> lireServices(const IAdaptateurClient* adaptateur) const;
 
   private:
+    friend class Perpetuel<NoyauImplementation>;
     NoyauImplementation() = default;
 
     using Instant = Veilleur::Instant;
