@@ -103,6 +103,12 @@ void SurveillantConnexionsImplementation::supprimerSurveillanceServeur(const std
     _veilleur.reveiller();
 }
 
+bool SurveillantConnexionsImplementation::surveille(const IAdaptateurClient* adaptateur)
+{
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    return _estSurveille(adaptateur);
+}
+
 void SurveillantConnexionsImplementation::oublierAdaptateur(const IAdaptateurClient* adaptateur)
 {
     const auto oublier = [adaptateur](auto& surveillances) {

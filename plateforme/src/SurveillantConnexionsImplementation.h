@@ -27,6 +27,9 @@ class SurveillantConnexionsImplementation final : public SurveillantConnexions, 
                                     IAdaptateurClient* adaptateur) override;
     void supprimerSurveillanceServeur(const std::string& nomService) override;
 
+    /// Whether a server of that adapter is under supervision.
+    bool surveille(const IAdaptateurClient* adaptateur);
+
     /// No event for this adapter starts after the return.
     void oublierAdaptateur(const IAdaptateurClient* adaptateur);
 
