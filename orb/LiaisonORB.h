@@ -20,6 +20,9 @@ struct ParametresTLS
     std::string certificat;         ///< PEM, certificate and private key
     std::string motDePasse;
     bool exigerCertificat = true;
+    std::vector<std::string>
+        nomsServeurs;            ///< certificate names of those that this process connects to; empty: any
+    std::string listeRevocation; ///< PEM, certificates that are not accepted any more; empty: none
 };
 
 struct ParametresORB
@@ -39,6 +42,10 @@ struct ParametresORB
 /// Creates the ORB of the process: bounded calls, one multiplexed connection to each peer, messages of one
 /// connection dispatched in order. Throws CORBA::Exception, or std::runtime_error with a text for the user.
 CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres);
+
+/// Reads the files of TLS again, for the connections to come. Throws std::runtime_error with a text for the
+/// user, and changes nothing then.
+void relireTLS(const ParametresTLS& parametres);
 
 /// Destroys the ORB once the calls that are being made (AppelSortant) have ended, and ends what creerORB()
 /// has added to it.
@@ -60,13 +67,16 @@ std::string pointAcces(CORBA::Object_ptr objet);
 /// Activates the servant so that corbaloc:iiop:HOST:PORT/CLE reaches it.
 void publierSousCle(CORBA::ORB_ptr orb, const std::string& cle, PortableServer::Servant servant);
 
+/// Activates the servant under an id of 128 random bits, in an adapter whose ids are the user's: who was not
+/// given the reference cannot guess it. Returns the id.
+PortableServer::ObjectId* publierSecret(PortableServer::POA_ptr poa, PortableServer::Servant servant);
+
+/// So many octets that nobody can guess. Throws std::system_error.
+std::string alea(std::size_t octets);
+
 /// The same object, over connections shared only with references of the same number (1 and up): what travels
 /// there does not queue behind the messages of other references. Numbers are the caller's.
 CORBA::Object_ptr surConnexion(CORBA::Object_ptr objet, unsigned numero);
-
-/// Makes identiteAppelant() work, until the ORB is destroyed. To be called before the references of the
-/// servants that ask are given out.
-void suivreAppelants();
 
 /// Who made the call that the calling thread is serving, as far as the transport knows: its address, or
 /// "local" for a process of this machine, then with TLS "/" and the common name of its certificate. Two
@@ -81,6 +91,24 @@ std::size_t taille(CORBA::Object_ptr objet);
 /// Whether every address in the reference is the one that the caller of that identity has; for a local one,
 /// any that this machine has. Nothing is looked up: a name is no address, except "localhost".
 bool meneA(CORBA::Object_ptr objet, const std::string& appelant);
+
+/// Who gave the last answer that the calling thread had from resoudre() or repond(), in the same words; empty
+/// when nobody did, or this process itself.
+const std::string& identiteAppele();
+
+/// While one lives, who has that identity (identiteAppelant()) is known here: its messages may have
+/// tailleMessageMax octets, those of others 64 KiB, and wrong ones do not keep its address out.
+class PairConnu
+{
+  public:
+    explicit PairConnu(const std::string& identite); ///< throws std::bad_alloc
+    ~PairConnu();
+    PairConnu(const PairConnu&) = delete;
+    PairConnu& operator=(const PairConnu&) = delete;
+
+  private:
+    const std::string _identite;
+};
 
 /// What the exception says of itself, in one line.
 std::string information(const CORBA::Exception& exception);

@@ -1,18 +1,25 @@
 #include "LiaisonORB.h"
 
+#include "Accueil.h"
 #include "AppelSortant.h"
+#include "CertificatsTLS.h"
 #include "EnvoisGroupes.h"
+#include "Pair.h"
 
 #include <omniORB4/minorCode.h>
 #include <omniORB4/omniConnectionMgmt.h>
 #include <omniORB4/omniInterceptors.h>
 #include <omniORB4/sslContext.h> // links the TLS transport in
 
+#include <sys/random.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <mutex>
 #include <sstream>
 #include <stdexcept>
 #include <string_view>
+#include <system_error>
 
 namespace orix::orb {
 
@@ -56,23 +63,33 @@ void definirFichiersTLS(const ParametresTLS& parametres)
 }
 
 thread_local std::string t_appelant;
+thread_local std::string t_appele;
 
-/// "127.0.0.1" of "giop:tcp:127.0.0.1:2809".
-std::string_view hote(const char* adresse)
+/// The peer of a connection.
+template <class Info>
+void noter(std::string& identite, Info& info)
 {
-    std::string_view texte = adresse != nullptr ? adresse : "";
-    for (int prefixes = 0; prefixes < 2; ++prefixes)
-        texte.remove_prefix(texte.find(':') + 1); // npos + 1 is 0
-    return texte.substr(0, texte.rfind(':'));
+    identite = lieu(info.peeraddress(), info.myaddress());
+    if (const char* certificat = info.peeridentity())
+        identite.append(1, '/').append(certificat);
 }
 
 CORBA::Boolean noterAppelant(omni::omniInterceptors::serverReceiveRequest_T::info_T& info)
 {
-    const std::string_view pair = hote(info.peeraddress());
-    // A process of this machine has as many addresses as the machine, and takes the one that it calls.
-    t_appelant = pair == hote(info.myaddress()) ? std::string_view(APPELANT_LOCAL) : pair;
-    if (const char* certificat = info.peeridentity())
-        t_appelant.append(1, '/').append(certificat);
+    noter(t_appelant, info);
+    return true;
+}
+
+CORBA::Boolean noterAppele(omni::omniInterceptors::clientReceiveReply_T::info_T& info)
+{
+    noter(t_appele, info);
+    return true;
+}
+
+CORBA::Boolean verifierServeur(omni::omniInterceptors::clientOpenConnection_T::info_T& info)
+{
+    info.reject = !estNomDeServeur(info.peeridentity());
+    info.why = "the name of its certificate is none of [tls] noms_serveurs";
     return true;
 }
 
@@ -80,6 +97,7 @@ CORBA::Boolean noterAppelant(omni::omniInterceptors::serverReceiveRequest_T::inf
 template <class Avant>
 bool sonder(CORBA::Object_ptr objet, Avant avant)
 {
+    t_appele.clear();
     for (bool premier = true;; premier = false) {
         try {
             avant();
@@ -110,8 +128,9 @@ CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres)
     options.ajouter("traceLevel", 0LL);
     const bool tls = !parametres.tls.certificatAutorite.empty();
     definirFichiersTLS(parametres.tls);
+    preparerAccueil({parametres.delaiAppel, parametres.tailleMessageMax});
     for (const std::string& point : parametres.pointsAcces)
-        options.ajouter("endPoint", (tls ? "giop:ssl:" : "giop:tcp:") + point);
+        options.ajouter("endPoint", (tls ? "giop:garde:ssl:" : "giop:garde:tcp:") + point);
     if (tls) {
         options.ajouter("sslVerifyMode", parametres.tls.exigerCertificat ? "peer,fail" : "peer");
         // Nothing leaves in plain text, whatever a reference offers.
@@ -135,12 +154,19 @@ CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres)
     // A connection that the peer closed while idle is opened again; scan often enough to honour the
     // time-outs.
     options.ajouter("scanGranularity", 1);
+    lireCertificats(parametres.tls);
     CORBA::ORB_var orb = options.initialiser(argc, argv);
+    installerCertificats();
+    omniORB::getInterceptors()->clientOpenConnection.add(&verifierServeur); // first
+    omniORB::getInterceptors()->serverReceiveRequest.add(&noterAppelant);
+    omniORB::getInterceptors()->clientReceiveReply.add(&noterAppele);
     if (parametres.grouperEnvois)
         grouperEnvois();
     ouvrirAppelsSortants();
     return orb._retn();
 }
+
+void relireTLS(const ParametresTLS& parametres) { lireCertificats(parametres); }
 
 void detruireORB(CORBA::ORB_ptr orb)
 {
@@ -197,15 +223,42 @@ void publierSousCle(CORBA::ORB_ptr orb, const std::string& cle, PortableServer::
     gestionnaire->activate();
 }
 
+PortableServer::ObjectId* publierSecret(PortableServer::POA_ptr poa, PortableServer::Servant servant)
+{
+    constexpr CORBA::ULong TAILLE = 16;
+    const std::string octets = alea(TAILLE);
+    PortableServer::ObjectId_var id = new PortableServer::ObjectId(TAILLE);
+    id->length(TAILLE);
+    std::copy(octets.begin(), octets.end(), id->get_buffer());
+    poa->activate_object_with_id(id, servant);
+    return id._retn();
+}
+
+std::string alea(std::size_t octets)
+{
+    std::string resultat(octets, '\0');
+    for (std::size_t lus = 0; lus < octets;) {
+        const ssize_t n = getrandom(resultat.data() + lus, octets - lus, 0);
+        if (n < 0 && errno != EINTR)
+            throw std::system_error(errno, std::generic_category(), "getrandom");
+        lus += static_cast<std::size_t>(std::max<ssize_t>(n, 0));
+    }
+    return resultat;
+}
+
 CORBA::Object_ptr surConnexion(CORBA::Object_ptr objet, unsigned numero)
 {
     return omniConnectionMgmt::makeRestrictedReference(objet, numero, /*connections*/ 1, /*threads*/ 1,
                                                        /*batch*/ 0, /*interleaved*/ 1, /*hold open*/ 0);
 }
 
-void suivreAppelants() { omniORB::getInterceptors()->serverReceiveRequest.add(&noterAppelant); }
-
 const std::string& identiteAppelant() { return t_appelant; }
+
+PairConnu::PairConnu(const std::string& identite) : _identite(identite) { connaitre(_identite); }
+
+PairConnu::~PairConnu() { meconnaitre(_identite); }
+
+const std::string& identiteAppele() { return t_appele; }
 
 std::string information(const CORBA::Exception& exception)
 {

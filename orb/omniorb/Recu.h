@@ -2,8 +2,12 @@
 #define RECU_H
 
 #include "EntetesORB.h"
+#include "Lecture.h"
 
+#include <omniORB4/callDescriptor.h>
 #include <omniORB4/callHandle.h>
+
+#include <cstring>
 
 /// What a request brings to a servant, and what the servant may keep of it.
 namespace orix::orb {
@@ -24,18 +28,48 @@ class Service
     const bool _avant;
 };
 
-/// Base of a servant that keeps what it receives instead of copying it: the skeleton of its interface, which
-/// makes prenable() work.
-template <class Squelette>
+/// Base of a servant: the skeleton of its interface, which makes prenable() work. Of a request that comes
+/// from another process nothing is read before admettre() has seen its operation; what that throws is the
+/// answer. A request that cannot be read is the last of its connection.
+template <class Squelette, void (*admettre)(const char* operation) = nullptr>
 class ServantPreneur : public Squelette
 {
   public:
     _CORBA_Boolean _dispatch(omniCallHandle& appel) override
     {
         const Service service(appel.iop_s() != nullptr);
-        return Squelette::_dispatch(appel);
+        if (!Service::estDistant())
+            return Squelette::_dispatch(appel);
+        oublierCle(appel);
+        if constexpr (admettre != nullptr)
+            admettre(appel.operation_name());
+        try {
+            return _servir(appel);
+        } catch (const CORBA::MARSHAL&) {
+            signalerFausse(appel);
+            throw;
+        }
+    }
+
+  protected:
+    /// A request that comes from another process.
+    virtual _CORBA_Boolean _servir(omniCallHandle& appel)
+    {
+        if (std::strcmp(appel.operation_name(), "_is_a") != 0)
+            return Squelette::_dispatch(appel);
+        repondreEstUn(*this, appel);
+        return true;
     }
 };
+
+[[noreturn]] inline void nAdmettrePersonne(const char*)
+{
+    throw CORBA::OBJECT_NOT_EXIST(0, CORBA::COMPLETED_NO);
+}
+
+/// Base of a servant that this process alone may call, such as the receiver of the answers to its own calls.
+template <class Squelette>
+using ServantLocal = ServantPreneur<Squelette, &nAdmettrePersonne>;
 
 /// The argument of the request that the calling thread is serving, when the ORB made it for this request
 /// alone, out of a message: its content may be taken. Null when it is a caller's own, in this process.

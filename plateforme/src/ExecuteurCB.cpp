@@ -35,8 +35,7 @@ ExecuteurCB* objetCB() { return &ExecuteurCBImplementation::instance(); }
 
 ExecuteurCBImplementation& ExecuteurCBImplementation::instance()
 {
-    static auto* const executeur = new ExecuteurCBImplementation; // never destroyed: its thread may outlive
-                                                                  // the static objects
+    static const Perpetuel<ExecuteurCBImplementation> executeur;
     return *executeur;
 }
 

@@ -4,6 +4,7 @@
 #include "Fil.h"
 #include "orix/interne/ExecuteurCB.h"
 #include "orix/interne/IExecutable.h"
+#include "orix/interne/Perpetuel.h"
 
 #include <atomic>
 #include <chrono>
@@ -53,6 +54,7 @@ class ExecuteurCBImplementation final : public ExecuteurCB
         bool commencer();
     };
 
+    friend class Perpetuel<ExecuteurCBImplementation>;
     ExecuteurCBImplementation() = default;
     void leverAttente(bool levee) override;
     void reserver(const std::string& nomService, std::size_t nombre) override;

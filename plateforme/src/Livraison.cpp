@@ -1,5 +1,7 @@
 #include "orix/interne/Livraison.h"
 
+#include "orix/interne/Perpetuel.h"
+
 #include <condition_variable>
 #include <mutex>
 
@@ -20,7 +22,7 @@ struct Livraison::Registre
 
     static Registre& instance()
     {
-        static auto* const registre = new Registre; // never destroyed: threads may outlive the static objects
+        static const Perpetuel<Registre> registre;
         return *registre;
     }
 

@@ -1,6 +1,8 @@
 #include "NoyauImplementation.h"
 
 #include "ExceptionCourante.h"
+#include "InterlocuteursClients.h"
+#include "LiaisonORB.h"
 #include "ReferencesPOA.h"
 #include "SurveillantConnexionsImplementation.h"
 #include "orix/Trace.h"
@@ -17,8 +19,7 @@ Noyau* oxNoyau() { return &NoyauImplementation::instance(); }
 
 NoyauImplementation& NoyauImplementation::instance()
 {
-    static auto* const noyau =
-        new NoyauImplementation; // never destroyed: threads may outlive the static objects
+    static const Perpetuel<NoyauImplementation> noyau;
     return *noyau;
 }
 
@@ -84,6 +85,8 @@ int NoyauImplementation::enregistrerParametres(ParametresActivationService* para
             _dernierNumero = _dernierNumero == 0x7FFFFFFF ? 1 : _dernierNumero + 1;
         } while (_activations.count(_dernierNumero) != 0);
         numero = _dernierNumero;
+        // Asked of the kernel that this thread has just resolved.
+        interlocuteurs::designer(parametres->lireAdaptateur(), orb::identiteAppele());
         _activations[numero] = {std::move(possession), std::chrono::steady_clock::now() + _delaiActivation};
     }
     _veilleur.reveiller();
@@ -131,11 +134,20 @@ void NoyauImplementation::oublierAdaptateur(IAdaptateurClient* adaptateur) noexc
     }
     for (const auto& [numero, activation] : oubliees)
         _retirerReference(numero);
+    interlocuteurs::oublier(adaptateur);
     SurveillantConnexionsImplementation::instance().oublierAdaptateur(adaptateur);
     Livraison::attendreFin(adaptateur);
 }
 
-bool NoyauImplementation::_conclure(int numeroOperation, Instant limite,
+void NoyauImplementation::noterService(int numeroOperation, const std::string& identite)
+{
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    const auto activation = _activations.find(numeroOperation);
+    if (activation != _activations.end())
+        interlocuteurs::ajouterService(activation->second.parametres->lireAdaptateur(), identite);
+}
+
+bool NoyauImplementation::_conclure(int numeroOperation, Instant limite, Nature nature,
                                     const std::function<void(IAdaptateurClient&)>& notification)
 {
     const auto chercher = [&]() -> IAdaptateurClient* {
@@ -166,7 +178,19 @@ bool NoyauImplementation::_conclure(int numeroOperation, Instant limite,
             "Exception non prévue lors de la notification d'une activation : " << texteExceptionCourante());
     }
     _retirerReference(numeroOperation);
+    if (nature == Nature::Reponse && _estEnSuspens(adaptateur)) {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        _activations.insert(std::move(activation)); // its time-out ends it
+    }
     return true;
+}
+
+/// Whether an answer left the client as it was, neither connected nor given up: a server of another version
+/// gave it.
+bool NoyauImplementation::_estEnSuspens(const IAdaptateurClient* adaptateur) const
+{
+    return lireInscription(adaptateur) != 0 &&
+           !SurveillantConnexionsImplementation::instance().surveille(adaptateur);
 }
 
 NoyauImplementation::Instant NoyauImplementation::_passer()
@@ -213,7 +237,7 @@ bool NoyauImplementation::_abandonnerActivations(Instant limite)
                 return complet;
             numero = _activations.begin()->first;
         }
-        if (!_conclure(numero, limite, [](IAdaptateurClient& adaptateur) {
+        if (!_conclure(numero, limite, Nature::Fin, [](IAdaptateurClient& adaptateur) {
                 adaptateur.notifierEchecActivation(OXS_NOYAU_NON_INITIALISE);
             })) { // not in time, or told otherwise
             complet = complet && std::chrono::steady_clock::now() < limite;

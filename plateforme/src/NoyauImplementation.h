@@ -5,6 +5,7 @@
 #include "TableInformationsConnexionsImplementation.h"
 #include "orix/interne/Noyau.h"
 #include "orix/interne/ParametresActivationService.h"
+#include "orix/interne/Perpetuel.h"
 
 #include <atomic>
 #include <functional>
@@ -45,8 +46,19 @@ class NoyauImplementation final : public Noyau
     template <class Notification>
     bool conclure(int numeroOperation, Notification notification)
     {
-        return _conclure(numeroOperation, JAMAIS, std::ref(notification));
+        return _conclure(numeroOperation, JAMAIS, Nature::Fin, std::ref(notification));
     }
+    /// The same for the server's answer, which may leave the adapter waiting: the activation then ends by its
+    /// time-out.
+    template <class Notification>
+    bool conclureReponse(int numeroOperation, Notification notification)
+    {
+        return _conclure(numeroOperation, JAMAIS, Nature::Reponse, std::ref(notification));
+    }
+
+    /// The server that answers a pending activation has its service there, in the words of
+    /// orb::identiteAppele(): what comes from there is the server's too.
+    void noterService(int numeroOperation, const std::string& identite);
 
     /// Number of the adapter's registration as a client; 0 when it has none. Every registration has a new
     /// number.
@@ -56,6 +68,7 @@ class NoyauImplementation final : public Noyau
     std::vector<std::string> lireServices(const IAdaptateurClient* adaptateur) const;
 
   private:
+    friend class Perpetuel<NoyauImplementation>;
     NoyauImplementation() = default;
 
     using Instant = Veilleur::Instant;
@@ -72,9 +85,16 @@ class NoyauImplementation final : public Noyau
         unsigned long inscription;
     };
 
+    enum class Nature
+    {
+        Reponse,
+        Fin
+    };
+
     /// limite: of the wait for another delivery to the same adapter; false when it was reached.
-    bool _conclure(int numeroOperation, Instant limite,
+    bool _conclure(int numeroOperation, Instant limite, Nature nature,
                    const std::function<void(IAdaptateurClient&)>& notification);
+    bool _estEnSuspens(const IAdaptateurClient* adaptateur) const;
     Instant _passer();
     void _retirerReference(int numeroOperation) noexcept;
     bool _abandonnerActivations(Instant limite);

@@ -13,21 +13,21 @@ namespace orix {
 
 namespace {
 
-template <class Notification>
-void conclure(int numeroOperation, Notification notification)
+void tracerSiTardive(int numeroOperation, bool conclue)
 {
-    if (!NoyauImplementation::instance().conclure(numeroOperation, notification))
+    if (!conclue)
         ORIX_TRACE_SANS_ECHEC(NTO_REFUS, "RepondeurNoyau", "conclure",
                               "Réponse ignorée : la demande d'activation " << numeroOperation
                                                                            << " n'est plus en attente");
 }
 
 /// The requests that follow the activation ask for no response: they need a connection that is known to live.
-void assurerConnexion(CORBA::Object_ptr serveur) noexcept
+/// What comes from its other end is the server's.
+void assurerConnexion(CORBA::Object_ptr serveur, int numeroOperation) noexcept
 {
     try {
-        if (!CORBA::is_nil(serveur))
-            orb::repond(serveur);
+        if (!CORBA::is_nil(serveur) && orb::repond(serveur))
+            NoyauImplementation::instance().noterService(numeroOperation, orb::identiteAppele());
     } catch (...) {
         ORIX_TRACE_SANS_ECHEC(NTO_REFUS, "RepondeurNoyau", "activerService",
                               "Le serveur qui accepte ne répond pas : " << texteExceptionCourante());
@@ -76,17 +76,23 @@ int RepondeurNoyau::_numeroOperation() const
 void RepondeurNoyau::activerService(CORBA::Long statut, const char* serveur, const char* machine,
                                     const orix_corba::NiveauReference& niveau, CORBA::Long numeroClient)
 {
-    assurerConnexion(niveau.reference);
-    conclure(_numeroOperation(), [&](IAdaptateurClient& adaptateur) {
+    const int numeroOperation = _numeroOperation();
+    assurerConnexion(niveau.reference, numeroOperation);
+    const auto notifier = [&](IAdaptateurClient& adaptateur) {
         adaptateur.activeCB(statut, serveur, machine, niveau, numeroClient);
-    });
+    };
+    tracerSiTardive(numeroOperation,
+                    NoyauImplementation::instance().conclureReponse(numeroOperation, notifier));
 }
 
 void RepondeurNoyau::activerService_excep(Messaging::ExceptionHolder* exception)
 {
     const OXstatut statut = statutEchec(exception);
-    conclure(_numeroOperation(),
-             [statut](IAdaptateurClient& adaptateur) { adaptateur.notifierEchecActivation(statut); });
+    const int numeroOperation = _numeroOperation();
+    const auto notifier = [statut](IAdaptateurClient& adaptateur) {
+        adaptateur.notifierEchecActivation(statut);
+    };
+    tracerSiTardive(numeroOperation, NoyauImplementation::instance().conclure(numeroOperation, notifier));
 }
 
 } // namespace orix

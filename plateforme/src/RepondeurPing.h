@@ -1,6 +1,8 @@
 #ifndef REPONDEURPING_H
 #define REPONDEURPING_H
 
+#include "Recu.h"
+
 #include "orix_baseS.h"
 
 #include <functional>
@@ -18,7 +20,7 @@ enum class ReponsePing
 
 /// Sends pings, and receives their answers. One servant, activated in the ORIX POA once per ping that is out,
 /// under the ping's number: an answer to a withdrawn ping reaches nobody.
-class RepondeurPing final : public POA_orix_corba::AMI_InterfacePingHandler,
+class RepondeurPing final : public orb::ServantLocal<POA_orix_corba::AMI_InterfacePingHandler>,
                             public PortableServer::RefCountServantBase
 {
   public:

@@ -12,6 +12,7 @@
 #include "orix/interne/ORBthread.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace orix {
 
@@ -53,8 +54,7 @@ SurveillantConnexions* oxSurveillantConnexions() { return &SurveillantConnexions
 
 SurveillantConnexionsImplementation& SurveillantConnexionsImplementation::instance()
 {
-    // Never destroyed: threads may outlive the static objects.
-    static auto* const surveillant = new SurveillantConnexionsImplementation;
+    static const Perpetuel<SurveillantConnexionsImplementation> surveillant;
     return *surveillant;
 }
 
@@ -79,13 +79,13 @@ void SurveillantConnexionsImplementation::ajouterSurveillanceServeur(const std::
     if (std::find(surveillance.services.begin(), surveillance.services.end(), nomService) ==
         surveillance.services.end())
         surveillance.services.push_back(nomService);
-    surveillance.activiteAvant = surveillance.lireActivite(); // makes the counters: a pass only reads them
+    surveillance.lireActivite(); // makes the counters: a pass only reads them
     {
         const std::lock_guard<std::mutex> verrou(_mutex);
         if (_repondeur.in() == nullptr)
             throw Echec(OXS_NOYAU_NON_INITIALISE);
         surveillance.numero = ++_dernierNumero;
-        surveillance.prochain = std::chrono::steady_clock::now() + _periode;
+        surveillance.vitalite = Vitalite(_reglages, std::chrono::steady_clock::now() + _reglages.periode);
         _surveillances.insert_or_assign(nomService, std::move(surveillance));
     }
     _veilleur.reveiller();
@@ -103,6 +103,12 @@ void SurveillantConnexionsImplementation::supprimerSurveillanceServeur(const std
     _veilleur.reveiller();
 }
 
+bool SurveillantConnexionsImplementation::surveille(const IAdaptateurClient* adaptateur)
+{
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    return _estSurveille(adaptateur);
+}
+
 void SurveillantConnexionsImplementation::oublierAdaptateur(const IAdaptateurClient* adaptateur)
 {
     const auto oublier = [adaptateur](auto& surveillances) {
@@ -118,7 +124,7 @@ void SurveillantConnexionsImplementation::_mettreEnSursis(Surveillances::node_ty
 {
     Surveillance& s = surveillance.mapped();
     s.inscription = NoyauImplementation::instance().lireInscription(s.adaptateur);
-    s.echeance = std::chrono::steady_clock::now() + _periode;
+    s.echeance = std::chrono::steady_clock::now() + _reglages.periode;
     if (s.inscription != 0)
         _sursis.insert(std::move(surveillance));
 }
@@ -127,15 +133,6 @@ bool SurveillantConnexionsImplementation::_estSurveille(const IAdaptateurClient*
 {
     return std::any_of(_surveillances.begin(), _surveillances.end(),
                        [=](const auto& s) { return s.second.adaptateur == adaptateur; });
-}
-
-void SurveillantConnexionsImplementation::_manquer(Surveillance& surveillance)
-{
-    surveillance.pingAttendu = 0;
-    if (surveillance.lireActivite() != surveillance.activiteAvant)
-        surveillance.manques = 0;
-    else if (++surveillance.manques >= _manquesMax)
-        surveillance.perdu = true;
 }
 
 void SurveillantConnexionsImplementation::_repondre(unsigned long numeroPing, ReponsePing reponse)
@@ -148,17 +145,16 @@ void SurveillantConnexionsImplementation::_repondre(unsigned long numeroPing, Re
                                           [=](const auto& s) { return s.second.pingAttendu == numeroPing; });
         if (trouvee != _surveillances.end()) {
             Surveillance& surveillance = trouvee->second;
+            surveillance.pingAttendu = 0;
             switch (reponse) {
             case ReponsePing::vivant:
-                surveillance.pingAttendu = 0;
-                surveillance.manques = 0;
+                surveillance.vitalite.repondre();
                 break;
             case ReponsePing::clientInconnu:
-                surveillance.pingAttendu = 0;
-                surveillance.perdu = true;
+                surveillance.vitalite.renier();
                 break;
             case ReponsePing::echec:
-                _manquer(surveillance);
+                surveillance.vitalite.manquer(surveillance.lireActivite());
                 break;
             }
         }
@@ -172,9 +168,7 @@ SurveillantConnexionsImplementation::Instant SurveillantConnexionsImplementation
 {
     Instant prochaine = Veilleur::JAMAIS;
     for (const auto& [nom, s] : _surveillances)
-        prochaine = std::min(prochaine, s.perdu              ? Instant::min()
-                                        : s.pingAttendu != 0 ? s.echeance
-                                                             : s.prochain);
+        prochaine = std::min(prochaine, s.vitalite.echeance());
     for (const auto& [nom, s] : _sursis)
         prochaine = std::min(prochaine, s.echeance);
     return prochaine;
@@ -196,7 +190,7 @@ bool SurveillantConnexionsImplementation::_livrerPerte()
     {
         const std::lock_guard<std::mutex> verrou(_mutex);
         const auto perdue = std::find_if(_surveillances.begin(), _surveillances.end(),
-                                         [](const auto& s) { return s.second.perdu; });
+                                         [](const auto& s) { return s.second.vitalite.estPerdue(); });
         if (perdue == _surveillances.end())
             return false;
         numero = perdue->second.numero;
@@ -251,19 +245,14 @@ bool SurveillantConnexionsImplementation::_livrerOubli(Instant maintenant)
 bool SurveillantConnexionsImplementation::_prochainPing(Instant maintenant, Ping& ping)
 {
     for (auto& [nom, s] : _surveillances) {
-        if (s.pingAttendu != 0 && s.echeance <= maintenant) {
-            ping = {s.pingAttendu, true, {}, 0};
-            _manquer(s);
-            return true;
-        }
-        if (s.pingAttendu == 0 && s.prochain <= maintenant && !s.perdu) {
-            s.pingAttendu = ++_dernierNumero;
-            s.prochain = maintenant + _periode;
-            s.echeance = maintenant + _delai;
-            s.activiteAvant = s.lireActivite();
-            ping = {s.pingAttendu, false, s.ping, s.numeroClient};
-            return true;
-        }
+        const bool aEnvoyer = s.vitalite.examiner(maintenant, s.lireActivite()) == Vitalite::Action::pinger;
+        if (s.vitalite.attend() && !aEnvoyer)
+            continue;
+        const unsigned long manque = std::exchange(s.pingAttendu, aEnvoyer ? ++_dernierNumero : 0);
+        if (manque == 0 && !aEnvoyer)
+            continue;
+        ping = {manque, s.pingAttendu, s.ping, s.numeroClient};
+        return true;
     }
     return false;
 }
@@ -278,13 +267,13 @@ bool SurveillantConnexionsImplementation::_pinguer(Instant maintenant)
             return false;
         repondeur = _repondeur;
     }
-    if (ping.manque) {
+    if (ping.manque != 0) {
         ORIX_TRACE_SANS_ECHEC(NTO_REFUS, "SurveillantConnexions", "surveiller",
-                              "Pas de réponse au ping " << ping.numero);
-        repondeur->retirer(ping.numero);
-    } else {
-        repondeur->envoyer(ping.numero, ping.destinataire, ping.numeroClient);
+                              "Pas de réponse au ping " << ping.manque);
+        repondeur->retirer(ping.manque);
     }
+    if (ping.numero != 0)
+        repondeur->envoyer(ping.numero, ping.destinataire, ping.numeroClient);
     return true;
 }
 
@@ -296,9 +285,7 @@ void SurveillantConnexionsImplementation::demarrer(const ORBthread& pointAcces,
                           [this](unsigned long numero, ReponsePing reponse) { _repondre(numero, reponse); }));
     {
         const std::lock_guard<std::mutex> verrou(_mutex);
-        _periode = configuration.periodePing;
-        _delai = configuration.delaiPing;
-        _manquesMax = configuration.pingsManques;
+        _reglages = {configuration.periodePing, configuration.delaiPing, configuration.pingsManques};
         _repondeur = repondeur;
     }
     // Where the ORB makes its nil objects it does not order their making before their use on another thread.
@@ -309,19 +296,17 @@ void SurveillantConnexionsImplementation::demarrer(const ORBthread& pointAcces,
 bool SurveillantConnexionsImplementation::arreter(std::chrono::milliseconds delai)
 {
     PortableServer::Servant_var<RepondeurPing> repondeur;
-    std::vector<unsigned long> pings;
+    Surveillances finies;
     {
         const std::lock_guard<std::mutex> verrou(_mutex);
         repondeur = _repondeur;
         _repondeur = nullptr;
-        for (const auto& [nom, surveillance] : _surveillances)
-            if (surveillance.pingAttendu != 0)
-                pings.push_back(surveillance.pingAttendu);
-        _surveillances.clear();
+        finies.swap(_surveillances);
         _sursis.clear();
     }
-    for (const unsigned long numero : pings)
-        repondeur->retirer(numero);
+    for (const auto& [nom, surveillance] : finies)
+        if (surveillance.pingAttendu != 0)
+            repondeur->retirer(surveillance.pingAttendu);
     return _veilleur.arreter(delai);
 }
 

@@ -4,7 +4,9 @@
 #include "Fil.h"
 #include "RepondeurPing.h"
 #include "orix/INonCopiable.h"
+#include "orix/interne/Perpetuel.h"
 #include "orix/interne/SurveillantConnexions.h"
+#include "orix/interne/Vitalite.h"
 
 #include <chrono>
 #include <map>
@@ -27,6 +29,9 @@ class SurveillantConnexionsImplementation final : public SurveillantConnexions, 
                                     IAdaptateurClient* adaptateur) override;
     void supprimerSurveillanceServeur(const std::string& nomService) override;
 
+    /// Whether a server of that adapter is under supervision.
+    bool surveille(const IAdaptateurClient* adaptateur);
+
     /// No event for this adapter starts after the return.
     void oublierAdaptateur(const IAdaptateurClient* adaptateur);
 
@@ -47,25 +52,23 @@ class SurveillantConnexionsImplementation final : public SurveillantConnexions, 
         orix_corba::InterfacePing_var ping;
         CORBA::Long numeroClient;
         std::vector<std::string> services; // whose messages prove this server alive
-        Instant prochain;                  // when the next ping leaves
-        unsigned long pingAttendu = 0;     // number of the ping that is out; 0: none
-        Instant echeance{};                // when that one is missed
-        unsigned long activiteAvant = 0;   // when that one left
-        int manques = 0;                   // in a row
-        bool perdu = false;
+        Vitalite vitalite{{}, {}};
+        unsigned long pingAttendu = 0; // number of the ping that is out; 0: none
+        Instant echeance{};            // in suspense: when its client is told
 
         unsigned long lireActivite() const;
     };
     using Surveillances = std::map<std::string, Surveillance>; // by service
-    /// A ping to be sent, or that was missed.
+    /// A ping that was missed, one to be sent, or both; 0: none.
     struct Ping
     {
+        unsigned long manque;
         unsigned long numero;
-        bool manque;
         orix_corba::InterfacePing_var destinataire;
         CORBA::Long numeroClient;
     };
 
+    friend class Perpetuel<SurveillantConnexionsImplementation>;
     SurveillantConnexionsImplementation() = default;
 
     // One step of a pass each; false when there is none left. Those that tell an end take no memory.
@@ -75,7 +78,6 @@ class SurveillantConnexionsImplementation final : public SurveillantConnexions, 
     Instant _passer();
     void _repondre(unsigned long numeroPing, ReponsePing reponse);
     // With the lock held:
-    void _manquer(Surveillance& surveillance);
     void _mettreEnSursis(Surveillances::node_type surveillance);
     bool _estSurveille(const IAdaptateurClient* adaptateur) const;
     bool _prochainPing(Instant maintenant, Ping& ping);
@@ -85,12 +87,10 @@ class SurveillantConnexionsImplementation final : public SurveillantConnexions, 
 
     std::mutex _mutex; // guards what follows; never held during a call of an adapter or of the ORB
     PortableServer::Servant_var<RepondeurPing> _repondeur; // null: the monitor does not run
-    std::chrono::milliseconds _periode{};
-    std::chrono::milliseconds _delai{};
-    int _manquesMax = 0;
+    Vitalite::Reglages _reglages;
     unsigned long _dernierNumero = 0; // of supervisions and pings
     Surveillances _surveillances;
-    std::multimap<std::string, Surveillance> _sursis; // echeance: when its client is told
+    std::multimap<std::string, Surveillance> _sursis;
 };
 
 } // namespace orix

@@ -3,6 +3,7 @@
 
 #include "Fil.h"
 #include "FileBornee.h"
+#include "LiaisonORB.h"
 #include "Magasin.h"
 
 #include "OXcdvServeurVersClientC.h"
@@ -86,6 +87,7 @@ class Client : orix::INonCopiable
 
     const Identite _identite;
     const Instant _naissance = Instant::clock::now();
+    const orix::orb::PairConnu _pair{_identite.appelant};
     const orix_corba::OXcdv_v3_0_0_ServeurVersClient_var _notifications;
     const orix_corba__Client_var _client;
     const SurFin _surFin;

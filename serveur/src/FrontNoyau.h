@@ -2,6 +2,7 @@
 #define FRONTNOYAU_H
 
 #include "Clients.h"
+#include "orix/interne/ServantNoyau.h"
 
 #include "OXcdvClientVersServeurS.h"
 
@@ -18,7 +19,7 @@ constexpr const char* NOM_SERVICE = "cdv";
 
 /// The kernel of this process as clients see it: activates them for the service. What it keeps of an
 /// activation is bounded, and leads nowhere but back to the caller.
-class FrontNoyau : public POA_orix_corba::Noyau, public PortableServer::RefCountServantBase
+class FrontNoyau : public orix::ServantNoyau, public PortableServer::RefCountServantBase
 {
   public:
     /// clients outlives the servant's last request. ailleurs: whether a client may be on another machine than

@@ -1,6 +1,7 @@
 #include "Pings.h"
 
 #include "LiaisonORB.h"
+#include "Recu.h"
 
 #include "orix/Trace.h"
 
@@ -18,7 +19,8 @@ constexpr std::chrono::minutes OUBLI{1}; // the end of a call is told long befor
 constexpr unsigned CONNEXION_PINGS = 1;  // of each client's process; notifications use the default one
 
 /// What is known of one client's answers, and their receiver.
-class Reponses : public POA_orix_corba::AMI_InterfacePingHandler, public PortableServer::RefCountServantBase
+class Reponses : public orix::orb::ServantLocal<POA_orix_corba::AMI_InterfacePingHandler>,
+                 public PortableServer::RefCountServantBase
 {
   public:
     using Action = orix::Vitalite::Action;

@@ -21,9 +21,12 @@ Serveur::Serveur(Magasin& magasin, const Reglages& reglages)
       _travailleur(magasin, _requetes, _clients),
       _service(new Service(_clients, _requetes))
 {
-    orix::orb::suivreAppelants();
     const CORBA::ORB_ptr orb = orix::oxNoyau()->lirePointAcces()->lireORB();
-    const orix_corba::OXcdv_v3_0_0_ClientVersServeur_var reference = _service->_this();
+    const PortableServer::POA_ptr poa = orix::oxNoyau()->lirePointAcces()->lirePOA_ORIX();
+    _idService = orix::orb::publierSecret(poa, _service.in());
+    const CORBA::Object_var objet = poa->id_to_reference(_idService);
+    const auto reference = orix_corba::OXcdv_v3_0_0_ClientVersServeur_var(
+        orix_corba::OXcdv_v3_0_0_ClientVersServeur::_narrow(objet));
     _pointAcces = orix::orb::pointAcces(reference);
     _pings = std::make_unique<Pings>(reglages.pings, reglages.noms, _clients);
     const PortableServer::Servant_var<FrontNoyau> front =
@@ -47,11 +50,8 @@ void Serveur::arreter()
     _travailleur.arreter();
     _clients.arreter(DELAI_ARRET);
     const PortableServer::Servant_var<Service> service = std::exchange(_service, nullptr);
-    if (service.in() != nullptr) {
-        const PortableServer::POA_var poa = service->_default_POA();
-        const PortableServer::ObjectId_var id = poa->servant_to_id(service.in());
-        poa->deactivate_object(id);
-    }
+    if (service.in() != nullptr)
+        orix::oxNoyau()->lirePointAcces()->lirePOA_ORIX()->deactivate_object(_idService);
 }
 
 } // namespace serveur

@@ -33,6 +33,7 @@ class Serveur
     Clients _clients;
     Travailleur _travailleur;
     PortableServer::Servant_var<Service> _service; // null once withdrawn from its POA
+    PortableServer::ObjectId_var _idService;
     std::unique_ptr<Pings> _pings;
     std::string _pointAcces;
 };

@@ -2,6 +2,7 @@
 #define SERVICE_H
 
 #include "Clients.h"
+#include "Recu.h"
 
 #include "OXcdvClientVersServeurS.h"
 
@@ -17,7 +18,7 @@ struct Requete : Demande
 using FileRequetes = FileBornee<Requete>;
 
 /// The cdv service as clients call it: checks who asks, queues what is asked. The work is the Travailleur's.
-class Service : public POA_orix_corba::OXcdv_v3_0_0_ClientVersServeur,
+class Service : public orix::orb::ServantPreneur<POA_orix_corba::OXcdv_v3_0_0_ClientVersServeur>,
                 public PortableServer::RefCountServantBase
 {
   public:

@@ -416,6 +416,25 @@ TEST_F(Adaptateur, CORBAExceptionInADisconnectionEndsTheProcess)
     EXPECT_DEATH(deconnecter(), "reported; .*orix::Echec");
 }
 
+class AdaptateurPresse : public essais::AvecNoyau
+{
+  protected:
+    AdaptateurPresse() { reglages.delaiActivation = std::chrono::milliseconds(300); }
+};
+
+TEST_F(AdaptateurPresse, GivesUpAServerOfAnotherVersionAsOneThatDoesNotAnswer)
+{
+    premier.version[1] = 1;
+    OXcdvCliItfAdaptateur& adaptateur = *oxcdvCliItfAdaptateur();
+    EXPECT_EQ(OXS_OK, adaptateur.active("cdv"));
+    const essais::Appel appel = callbacks.attendre();
+    EXPECT_EQ("activeCB", appel.nom);
+    EXPECT_EQ(OXS_REPLY_ERROR, appel.statut);
+    attendreLivraison();
+    activer(); // on the other server
+    EXPECT_EQ(OXroutage::DeuxiemeServeur, adaptateur.lireServeurCourant());
+}
+
 class AdaptateurFileCourte : public essais::AvecNoyau
 {
   protected:

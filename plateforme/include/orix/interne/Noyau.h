@@ -37,9 +37,11 @@ class ORIX_API Noyau : INonCopiable
     virtual TableInformationsConnexions* lireTableConnexions() = 0;
 
     /// Keeps the parameters of an activation, and owns them from the call on; returns their operation number.
-    /// Waits until an event that is being delivered to the same adapter, by another thread, has been. The
-    /// adapter is told once: of the answer, or of a failure (notifierEchecActivation) when it fails or does
-    /// not come within delaiActivation, or when the kernel stops.
+    /// The kernel that is asked is the one that the calling thread was answered by last (orb::resoudre()):
+    /// from now on it alone may speak to the adapter's servants, see orix/interne/Interlocuteurs.h. Waits
+    /// until an event that is being delivered to the same adapter, by another thread, has been. The adapter
+    /// is told once: of the answer, or of a failure (notifierEchecActivation) when it fails or does not come
+    /// within delaiActivation, or when the kernel stops.
     virtual int enregistrerParametres(ParametresActivationService* parametres) = 0;
     /// Forgets them: their adapter will not be told. Does nothing when the number is unknown.
     virtual void supprimerParametres(int numeroOperation) = 0;

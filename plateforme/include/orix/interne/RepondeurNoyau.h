@@ -1,6 +1,7 @@
 #ifndef ORIX_REPONDEURNOYAU_H
 #define ORIX_REPONDEURNOYAU_H
 
+#include "Recu.h"
 #include "orix/Exportation.h"
 
 #include "orix_baseS.h"
@@ -10,7 +11,7 @@ namespace orix {
 /// Receives the answers of servers' kernels to activations. One servant, activated in the ORIX POA once per
 /// pending operation, each time under the operation's number: that is how an answer finds its adapter. After
 /// an answer, its reference and parameters are freed.
-class ORIX_API RepondeurNoyau : public POA_orix_corba::AMI_NoyauHandler,
+class ORIX_API RepondeurNoyau : public orb::ServantLocal<POA_orix_corba::AMI_NoyauHandler>,
                                 public PortableServer::RefCountServantBase
 {
   public:

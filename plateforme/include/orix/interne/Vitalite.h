@@ -35,7 +35,7 @@ class Vitalite
         _noter(activite);
         if (maintenant >= _limite)
             manquer(activite);
-        if (_estPerdue())
+        if (estPerdue())
             return Action::perdu;
         if (_attend || maintenant < _prochain)
             return Action::attendre;
@@ -64,12 +64,12 @@ class Vitalite
     void renier() { _reniee = true; }
 
     bool reniee() const { return _reniee; }
+    bool estPerdue() const { return _reniee || _manques >= _reglages.manquesMax; }
     bool attend() const { return _attend; } ///< a ping is neither answered nor missed yet
     /// When to examine next.
-    Instant echeance() const { return _estPerdue() ? Instant::min() : _attend ? _limite : _prochain; }
+    Instant echeance() const { return estPerdue() ? Instant::min() : _attend ? _limite : _prochain; }
 
   private:
-    bool _estPerdue() const { return _reniee || _manques >= _reglages.manquesMax; }
     void _noter(unsigned long activite)
     {
         if (activite == _activite)

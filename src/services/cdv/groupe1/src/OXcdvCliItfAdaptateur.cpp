@@ -199,9 +199,8 @@ void OXcdvCliItfAdaptateur::_inscrire(Demande& demande)
         throw Echec(OXS_NOYAU_NON_INITIALISE); // it stopped while the server was being looked for
     _preparerFin();
     demande.transaction.emplace(_repondeur.in(), this);
-    _publierServants();
+    demande.client = _publierServants();
     demande.niveaux = _niveaux;
-    demande.client = _this();
     oxNoyau()->activerClient(SERVICE, this);
 
     // Nothing fails any more.

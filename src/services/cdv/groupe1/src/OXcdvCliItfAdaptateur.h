@@ -11,6 +11,7 @@
 #include "orix/interne/Echec.h"
 #include "orix/interne/ExecuteurCB.h"
 #include "orix/interne/IAdaptateurClient.h"
+#include "orix/interne/Interlocuteurs.h"
 #include "orix/interne/OXroutage.h"
 #include "orix/interne/RepondeurNoyau.h"
 #include "orix_baseS.h"
@@ -42,7 +43,7 @@ namespace orix {
 class OXcdvCliItfAdaptateur : public virtual orb::ServantAttendu,
                               public IAdaptateurClient,
                               public Singleton<OXcdvCliItfAdaptateur>,
-                              public POA_orix_corba__Client
+                              public orb::ServantPreneur<POA_orix_corba__Client, &exigerServeur>
 {
   public:
     enum EtatAdaptateur : int
@@ -171,7 +172,7 @@ class OXcdvCliItfAdaptateur : public virtual orb::ServantAttendu,
     void _completer();
     void _retirerServants(); ///< what the server of an earlier activation still sends finds nobody
     void _retirerServant();
-    void _publierServants();
+    orix_corba__Client_ptr _publierServants(); ///< the reference of this one
 
     // In the order of their construction.
     std::string _reserve1; // reserved, as the next
@@ -186,13 +187,13 @@ class OXcdvCliItfAdaptateur : public virtual orb::ServantAttendu,
     std::shared_ptr<const Correspondant> _correspondant;
     std::atomic<int> _numeroClient{0};
     std::unique_ptr<POA_OXcdv_v3_0_0_ServeurVersClientImplementation> _servant;
-    PortableServer::ObjectId _idServant; // of _servant, in the root POA; empty: none
+    PortableServer::ObjectId _idServant; // of _servant, in _poa; empty: none
     orix_corba::SequenceNiveauReference _niveaux;
     PortableServer::Servant_var<RepondeurNoyau> _repondeur;
     std::string _nomService; // written by active() only, in Desactive
 
-    PortableServer::POA_var _poaRacine; // the one that has the servants; nil: none yet
-    PortableServer::ObjectId _idClient; // of this servant, in _poaRacine; set by active()
+    PortableServer::POA_var _poa;       // the one that has the servants; nil: none yet
+    PortableServer::ObjectId _idClient; // of this servant, in _poa; set by active()
 
     std::atomic<unsigned long> _serie{0}; // of the activations that were asked for; written in the line
     // Used in the line only.

@@ -1,4 +1,4 @@
-// What the adapter is made of: its automaton, its servants in the root POA, the replier.
+// What the adapter is made of: its automaton, its servants, the replier.
 #include "LiaisonORB.h"
 #include "OXcdvCliItfAdaptateur.h"
 #include "OXcdvCliItfAdaptateurTraces.h"
@@ -10,16 +10,22 @@ namespace orix {
 
 namespace {
 
+using Notifications = orix_corba::OXcdv_v3_0_0_ServeurVersClient;
+
 // Kept whole in the shared object, where it is looked for.
 [[gnu::used]] const char MARQUE_VERSION[] = "@(#) 3.0.0.0 $LastChangedRevision: 808 $ ";
 
-/// Activates the object. Its id is taken over, not copied: no lack of memory leaves the object active under
-/// an id that nobody knows.
-void publier(orb::ServantAttendu& servant, PortableServer::POA_ptr poa, PortableServer::ObjectId& id)
+/// Activates the object; gives its reference. The id is taken over, not copied: no lack of memory leaves the
+/// object active under an id that nobody knows.
+template <class Interface>
+typename Interface::_ptr_type publier(orb::ServantAttendu& servant, PortableServer::POA_ptr poa,
+                                      PortableServer::ObjectId& id)
 {
-    PortableServer::ObjectId_var nouvel = poa->activate_object(&servant);
+    PortableServer::ObjectId_var nouvel = orb::publierSecret(poa, &servant);
     const CORBA::ULong taille = nouvel->length();
     id.replace(taille, taille, nouvel->get_buffer(/*orphan*/ true), /*release*/ true);
+    const CORBA::Object_var reference = poa->id_to_reference(id);
+    return Interface::_narrow(reference);
 }
 
 /// Takes the object back from the object adapter, and waits until no request is inside any more; false when
@@ -65,7 +71,7 @@ OXcdvCliItfAdaptateur::~OXcdvCliItfAdaptateur()
     // First of all, while every member is there for the calls that are still inside.
     oxNoyau()->oublierAdaptateur(this);
     _detruirePOA();
-    if (!retirer(*this, _poaRacine, _idClient, "~OXcdvCliItfAdaptateur"))
+    if (!retirer(*this, _poa, _idClient, "~OXcdvCliItfAdaptateur"))
         TRACER_SANS_ECHEC(NTO_NOTABLE, "~OXcdvCliItfAdaptateur", "Un appel du serveur n'est pas terminé.");
 }
 
@@ -103,10 +109,9 @@ void OXcdvCliItfAdaptateur::_creerPOA()
     TRACER_ENTREE();
     try {
         _detruirePOA();
-        _poaRacine = PortableServer::POA::_duplicate(oxNoyau()->lirePointAcces()->lirePOA_Racine());
+        _poa = PortableServer::POA::_duplicate(oxNoyau()->lirePointAcces()->lirePOA_ORIX());
         _servant = std::make_unique<POA_OXcdv_v3_0_0_ServeurVersClientImplementation>();
-        publier(*_servant, _poaRacine, _idServant);
-        _niveaux[0].reference = _servant->_this();
+        _niveaux[0].reference = publier<Notifications>(*_servant, _poa, _idServant);
         TRACER(NTO_PROGRES, "_creerPOA",
                "Type référence 0 = " << orix_corba::_tc_OXcdv_v3_0_0_ServeurVersClient->id());
     } catch (...) {
@@ -126,7 +131,7 @@ void OXcdvCliItfAdaptateur::_retirerServant()
     if (!_servant)
         return;
     _niveaux[0].reference = CORBA::Object::_nil();
-    if (!retirer(*_servant, _poaRacine, _idServant, "_detruirePOA")) {
+    if (!retirer(*_servant, _poa, _idServant, "_detruirePOA")) {
         // Lost on purpose: freeing it would pull it from under the call that is inside.
         _servant.release();
         TRACER_SANS_ECHEC(NTO_NOTABLE, "_detruirePOA",
@@ -142,7 +147,7 @@ void OXcdvCliItfAdaptateur::_creerRepondeur()
 
 bool OXcdvCliItfAdaptateur::_estDuNoyauCourant() const
 {
-    return _poaRacine.in() == oxNoyau()->lirePointAcces()->lirePOA_Racine();
+    return _poa.in() == oxNoyau()->lirePointAcces()->lirePOA_ORIX();
 }
 
 void OXcdvCliItfAdaptateur::_completer()
@@ -160,17 +165,16 @@ void OXcdvCliItfAdaptateur::_completer()
 void OXcdvCliItfAdaptateur::_retirerServants()
 {
     // A servant takes a new id only when no request to the former one is inside any more.
-    retirer(*this, _poaRacine, _idClient, "active");
+    retirer(*this, _poa, _idClient, "active");
     _retirerServant();
 }
 
-void OXcdvCliItfAdaptateur::_publierServants()
+orix_corba__Client_ptr OXcdvCliItfAdaptateur::_publierServants()
 {
     if (!_servant)
         _servant = std::make_unique<POA_OXcdv_v3_0_0_ServeurVersClientImplementation>();
-    publier(*_servant, _poaRacine, _idServant);
-    _niveaux[0].reference = _servant->_this();
-    publier(*this, _poaRacine, _idClient);
+    _niveaux[0].reference = publier<Notifications>(*_servant, _poa, _idServant);
+    return publier<orix_corba__Client>(*this, _poa, _idClient);
 }
 
 } // namespace orix

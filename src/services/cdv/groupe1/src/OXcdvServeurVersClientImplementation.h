@@ -4,12 +4,14 @@
 #include "OXcdvServeurVersClientS.h"
 #include "Recu.h"
 #include "ServantAttendu.h"
+#include "orix/interne/Interlocuteurs.h"
 
 /// Receives the server's notifications, on the ORB's threads, and posts the application's callbacks. While
-/// the service is not active they are dropped. The server always gets a normal reply. Owned by the adapter.
+/// the service is not active they are dropped. The server always gets a normal reply; whoever is not the
+/// server is refused. Owned by the adapter.
 class POA_OXcdv_v3_0_0_ServeurVersClientImplementation
     : public virtual orix::orb::ServantAttendu,
-      public orix::orb::ServantPreneur<POA_orix_corba::OXcdv_v3_0_0_ServeurVersClient>
+      public orix::orb::ServantPreneur<POA_orix_corba::OXcdv_v3_0_0_ServeurVersClient, &orix::exigerServeur>
 {
   public:
     POA_OXcdv_v3_0_0_ServeurVersClientImplementation() = default;

@@ -1,0 +1,169 @@
+#include "Lecture.h"
+
+#include "Accueil.h"
+
+#include <omniORB4/IOP_S.h>
+#include <omniORB4/callDescriptor.h>
+#include <omniORB4/callHandle.h>
+#include <omniORB4/giopEndpoint.h>
+#include <omniORB4/minorCode.h>
+#include <omniORB4/omniServant.h>
+
+#include <omniORB4/internal/giopStream.h> // before the next two, which use it without including it
+
+#include <omniORB4/internal/giopStrand.h>
+
+#include <omniORB4/internal/GIOP_S.h>
+
+#include <algorithm>
+
+namespace orix::orb {
+
+namespace {
+
+constexpr CORBA::ULong PROFILS_MAX = 16;
+constexpr CORBA::ULong COMPOSANTS_MAX = 32;
+constexpr CORBA::ULong OCTETS_MAX = 65536; // of a part of a reference
+
+[[noreturn]] void refuser() { throw CORBA::MARSHAL(omni::MARSHAL_InvalidIOR, CORBA::COMPLETED_NO); }
+
+CORBA::ULong lireNombre(cdrStream& flux, CORBA::ULong max)
+{
+    CORBA::ULong nombre = 0;
+    nombre <<= flux;
+    if (nombre > max || !flux.checkInputOverrun(1, nombre))
+        refuser();
+    return nombre;
+}
+
+void lireOctets(cdrStream& flux, _CORBA_Unbounded_Sequence_Octet& octets)
+{
+    const CORBA::ULong taille = lireNombre(flux, OCTETS_MAX);
+    octets.length(taille);
+    flux.get_octet_array(octets.get_buffer(), static_cast<int>(taille));
+}
+
+/// Whether the component is of use, and right.
+bool estUtile(const IOP::TaggedComponent& composant)
+{
+    cdrEncapsulationStream flux(composant.component_data.get_buffer(), composant.component_data.length(), 1);
+    if (composant.tag == IOP::TAG_SSL_SEC_TRANS)
+        return composant.component_data.length() == 8;
+    if (composant.tag != IOP::TAG_ALTERNATE_IIOP_ADDRESS)
+        return composant.tag == IOP::TAG_ORB_TYPE || composant.tag == IOP::TAG_CODE_SETS;
+    lireTexteBrut(flux);
+    CORBA::UShort port = 0;
+    port <<= flux;
+    return true;
+}
+
+/// Reads the profile, and writes it again with what is known of it.
+void refaire(IOP::TaggedProfile& profil)
+{
+    cdrEncapsulationStream flux(profil.profile_data.get_buffer(), profil.profile_data.length(), 1);
+    IIOP::ProfileBody corps;
+    corps.version.major = flux.unmarshalOctet();
+    corps.version.minor = flux.unmarshalOctet();
+    if (corps.version.major != 1)
+        refuser();
+    corps.address.host = lireTexteBrut(flux);
+    corps.address.port <<= flux;
+    lireOctets(flux, corps.object_key);
+    const CORBA::ULong composants = corps.version.minor > 0 ? lireNombre(flux, COMPOSANTS_MAX) : 0;
+    for (CORBA::ULong i = 0; i < composants; ++i) {
+        IOP::TaggedComponent composant;
+        composant.tag <<= flux;
+        lireOctets(flux, composant.component_data);
+        if (!estUtile(composant))
+            continue;
+        const CORBA::ULong place = corps.components.length();
+        corps.components.length(place + 1);
+        corps.components[place] = composant;
+    }
+    IIOP::encodeProfile(corps, profil);
+}
+
+class AppelEstUn final : public omniCallDescriptor
+{
+  public:
+    explicit AppelEstUn(omniServant& servant)
+        : omniCallDescriptor(&AppelEstUn::_appeler, "_is_a", sizeof("_is_a"), /*oneway*/ 0, nullptr, 0,
+                             /*upcall*/ 1),
+          _servant(servant)
+    {}
+
+    void unmarshalArguments(cdrStream& flux) override { _type = lireTexteBrut(flux); }
+    void marshalReturnedValues(cdrStream& flux) override { flux.marshalBoolean(_resultat); }
+
+  private:
+    static void _appeler(omniCallDescriptor* appel, omniServant*)
+    {
+        auto& moi = static_cast<AppelEstUn&>(*appel);
+        moi._resultat = moi._servant._is_a(moi._type);
+    }
+
+    omniServant& _servant;
+    CORBA::String_var _type;
+    CORBA::Boolean _resultat = false;
+};
+
+} // namespace
+
+CORBA::String_var lireTexteBrut(cdrStream& flux, std::size_t max)
+{
+    const CORBA::ULong taille = lireNombre(flux, static_cast<CORBA::ULong>(max));
+    if (taille == 0)
+        refuser();
+    CORBA::String_var texte = CORBA::string_alloc(taille - 1);
+    flux.get_octet_array(reinterpret_cast<CORBA::Octet*>(texte.inout()), static_cast<int>(taille));
+    if (texte[taille - 1] != '\0')
+        refuser();
+    return texte;
+}
+
+CORBA::Object_ptr lireReference(cdrStream& flux)
+{
+    CORBA::String_var type = lireTexteBrut(flux, OCTETS_MAX);
+    IOP::TaggedProfileList_var profils = new IOP::TaggedProfileList;
+    const CORBA::ULong nombre = lireNombre(flux, PROFILS_MAX);
+    for (CORBA::ULong i = 0; i < nombre; ++i) {
+        IOP::TaggedProfile profil;
+        profil.tag <<= flux;
+        lireOctets(flux, profil.profile_data);
+        if (profil.tag != IOP::TAG_INTERNET_IOP)
+            continue;
+        refaire(profil);
+        const CORBA::ULong place = profils->length();
+        profils->length(place + 1);
+        profils[place] = profil;
+    }
+    if (nombre == 0 && *type.in() == '\0')
+        return CORBA::Object::_nil();
+    if (profils->length() == 0)
+        refuser();
+    omniIOR_var ior = new omniIOR(type._retn(), profils._retn());
+    ior->getIORInfo(); // what else it refuses
+    omniObjRef* const objet = omni::createObjRef(CORBA::Object::_PD_repoId, ior._retn(), /*locked*/ 0);
+    return objet != nullptr ? static_cast<CORBA::Object_ptr>(objet->_ptrToObjRef(CORBA::Object::_PD_repoId))
+                            : CORBA::Object::_nil();
+}
+
+void repondreEstUn(omniServant& servant, omniCallHandle& appel)
+{
+    AppelEstUn description(servant);
+    appel.upcall(&servant, description);
+}
+
+void oublierCle(omniCallHandle& appel) noexcept
+{
+    omniObjKey& cle = static_cast<omni::GIOP_S*>(appel.iop_s())->keyobj();
+    const auto* const octets = reinterpret_cast<const char*>(cle.key());
+    const auto* const objet = reinterpret_cast<const char*>(&cle);
+    const bool enPlace = octets >= objet && octets < objet + sizeof cle;
+    if (!enPlace)
+        delete[] cle.return_key();
+}
+
+void signalerFausse(omniCallHandle& appel) { condamner(appel); }
+
+} // namespace orix::orb

@@ -1,0 +1,109 @@
+// Who is not the server speaks to the client, knowing its keys, and says what a server would.
+#include "CapteurTraces.h"
+#include "OXnoyau.h"
+#include "SessionEspionnee.h"
+#include "orix/interne/Interlocuteurs.h"
+#include "orix/interne/RepondeurNoyau.h"
+
+#include <algorithm>
+#include <numeric>
+
+using essais::Appel;
+using essais::Etranger;
+using essais::vol;
+namespace giop = essais::giop;
+
+namespace {
+
+constexpr const char* AILLEURS = "127.0.0.2"; // stands for another machine
+constexpr const char* NO_PERMISSION = "IDL:omg.org/CORBA/NO_PERMISSION:1.0";
+constexpr const char* OBJECT_NOT_EXIST = "IDL:omg.org/CORBA/OBJECT_NOT_EXIST:1.0";
+
+class Interlocuteurs : public essais::SessionEspionnee
+{
+  protected:
+    Interlocuteurs() { EXPECT_EQ(demander(&OXcdvCliItf::cree_vol_complet, *vol("avant")).statut, 0); }
+
+    std::string notification() const
+    {
+        return giop::requete(notifications().cle, "cree_vol_complet",
+                             giop::arguments(CORBA::Long(0), volFilaire("faux"), CORBA::Long(-1)));
+    }
+};
+
+} // namespace
+
+TEST_F(Interlocuteurs, LeServeurSeulParleAuClient)
+{
+    const std::string face = client().cle;
+    const std::string cas[] = {
+        notification(),
+        giop::requete(notifications().cle, "operation_inconnue"),
+        giop::requete(face, "testerConnexionClient", giop::arguments("cdv", "cdv1", "tour", numeroClient())),
+        giop::requete(face, "deconnexionCB", giop::arguments(CORBA::Long(23))),
+        giop::requete(face, "_is_a", giop::arguments("IDL:orix_corba__Client:1.0")),
+    };
+    essais::CapteurTraces traces(orix::NTO_REFUS);
+    for (const std::string& requete : cas)
+        EXPECT_EQ(Etranger(_portClient, AILLEURS).demander(requete), NO_PERMISSION) << (&requete - cas);
+    EXPECT_EQ(traces.compter("Refusé à 127.0.0.2, qui n'est pas le serveur : cree_vol_complet"), 1);
+    EXPECT_EQ(traces.prendre().size(), 1u); // and no line for the rest
+    EXPECT_EQ(orix::lireRefusEtrangers(), std::size(cas));
+
+    EXPECT_EQ(Etranger(_portClient).demander(cas[2]), ""); // from where the server is
+    EXPECT_EQ(demander(&OXcdvCliItf::cree_vol_complet, *vol("apres")).statut, 0);
+    EXPECT_EQ(_callbacks.nombre(), 0u);
+}
+
+// The answer to an activation comes over the connection that asked for it, and over no other.
+TEST_F(Interlocuteurs, NulNeRepondAUneActivationALaPlaceDuServeur)
+{
+    orix::ORBthread* const acces = orix::oxNoyau()->lirePointAcces();
+    const PortableServer::Servant_var<orix::RepondeurNoyau> repondeur =
+        new orix::RepondeurNoyau(acces->lireORB(), acces->lirePOA_ORIX());
+    orix::OXnoyau::TransactionCreerReference<POA_orix_corba::AMI_NoyauHandler> enAttente(repondeur.in(),
+                                                                                         nullptr);
+    const orix_corba::AMI_NoyauHandler_var reference = enAttente.prendreReference();
+    const std::string pirate = giop::requete(
+        giop::cle(reference), "activerService",
+        giop::arguments(CORBA::Long(0), "PIRATE", "ailleurs", orix_corba::NiveauReference(), numeroClient()));
+    for (const char* source : {"127.0.0.1", AILLEURS})
+        EXPECT_EQ(Etranger(_portClient, source).demander(pirate), OBJECT_NOT_EXIST);
+}
+
+// Else any number of keys of a kind would tell the next.
+TEST_F(Interlocuteurs, LesClesNeSeDevinentPas)
+{
+    std::vector<std::string> cles;
+    for (int tour = 0; tour < 3; ++tour) {
+        for (const auto& cible : {client(), notifications()})
+            cles.push_back(cible.cle);
+        EXPECT_EQ(OXcdvCliItf::desactive(), orix::OXS_OK);
+        activer();
+    }
+    cles.push_back(service().cle);
+    constexpr std::size_t ALEA = 16;
+    for (auto a = cles.begin(); a != cles.end(); ++a) {
+        ASSERT_GT(a->size(), ALEA);
+        for (auto b = cles.begin(); b != a; ++b) // by chance they have one octet in common, rarely two
+            EXPECT_LE(std::inner_product(a->end() - ALEA, a->end(), b->end() - ALEA, 0, std::plus<>(),
+                                         std::equal_to<>()),
+                      6);
+    }
+}
+
+// Only what the server itself sends proves it alive.
+TEST_F(Interlocuteurs, UnServeurFigeEstPerduQuoiQueDiseUnAutre)
+{
+    _premier->figer();
+    std::atomic<bool> perdu{false};
+    std::thread bavard([&, requete = notification()] {
+        Etranger etranger(_portClient, AILLEURS);
+        while (!perdu)
+            etranger.demander(requete);
+    });
+    EXPECT_EQ(_callbacks.attendre("deconnexionCB").statut, orix::OXS_ECHEC_PING);
+    perdu = true;
+    bavard.join();
+    _premier->signaler(SIGCONT);
+}

@@ -1,0 +1,122 @@
+// Wrong messages, whole and by half, in numbers: what they cost is given back, at both ends.
+#include "SessionEspionnee.h"
+
+#include <deque>
+#include <iostream>
+
+using essais::Etranger;
+using essais::Ressources;
+using essais::vol;
+namespace giop = essais::giop;
+namespace memoire = essais::memoire;
+
+namespace {
+
+constexpr const char* AILLEURS = "127.0.0.2"; // stands for another machine
+constexpr const char* MARSHAL = "IDL:omg.org/CORBA/MARSHAL:1.0";
+constexpr long CROISSANCE_MAX = 32768; // kB
+constexpr std::chrono::seconds RETOUR{40};
+
+class MessagesFaux : public essais::SessionEspionnee
+{
+  protected:
+    MessagesFaux() { EXPECT_EQ(demander(&OXcdvCliItf::cree_vol_complet, *vol("avant")).statut, 0); }
+    ~MessagesFaux() override { EXPECT_EQ(demander(&OXcdvCliItf::cree_vol_complet, *vol("apres")).statut, 0); }
+
+    long residente(int bout) const { return memoire::lire("VmRSS", _processus[bout]); }
+
+    const std::string _processus[2] = {"self", pidServeur()};
+    const int _ports[2] = {_portClient, _premier->port()};
+};
+
+std::string texte(std::size_t taille)
+{
+    return giop::octets(static_cast<std::uint32_t>(taille)) + std::string(taille, 'x');
+}
+
+/// What the ORB would lose, or keep: each of several kinds, of about that size.
+std::vector<std::string> messages(const std::string& cle, std::size_t taille)
+{
+    const std::string vide = giop::octets(1) + std::string(4, '\0');
+    const std::string niveau = giop::octets(3) + std::string(12, '\0');
+    const std::string type =
+        giop::octets(static_cast<std::uint32_t>(taille)) + std::string(taille - 1, 't') + '\0';
+    const auto activation = [&](const std::string& reference) {
+        return giop::requete(cle, "activerService", vide + giop::octets(1) + niveau + reference);
+    };
+    // A profile whose body is not one.
+    const std::string profil = giop::octets(1) + giop::octets(0) + giop::octets(8) + std::string(8, '\x7F');
+    const std::string parProfil = giop::octets(7) + giop::octets(3) + giop::octets(1) + giop::octets(0) +
+                                  giop::octets(static_cast<std::uint32_t>(taille + 8)) +
+                                  std::string("\1\1\2\0", 4) + texte(taille);
+    return {giop::requete(cle, "_is_a", texte(taille)), activation(type + profil), activation(texte(taille)),
+            giop::message(giop::REQUEST, parProfil)};
+}
+
+} // namespace
+
+TEST_F(MessagesFaux, NeLaissentRienEnMemoire)
+{
+    constexpr int FOIS = 4000; // of each kind
+    const std::string cles[2] = {client().cle, noyau().cle};
+    for (int bout = 0; bout < 2; ++bout) {
+        long avant = 0;
+        for (int i = 0; i < FOIS; ++i) {
+            if (i == FOIS / 10) // buffers and threads are there
+                avant = residente(bout);
+            for (const std::string& message : messages(cles[bout], i % 100 == 0 ? 60000 : 3000))
+                Etranger(_ports[bout]).demander(message);
+        }
+        const long croissance = residente(bout) - avant;
+        EXPECT_TRUE(!essais::MEMOIRE_MESURABLE || croissance < CROISSANCE_MAX) << croissance << " kB more";
+        std::cout << 4 * FOIS << " wrong messages, " << (bout == 0 ? "client: " : "server: ") << croissance
+                  << " kB more" << std::endl;
+    }
+}
+
+TEST_F(MessagesFaux, LePremierFinitLaConnexion)
+{
+    Etranger etranger(_premier->port());
+    EXPECT_EQ(etranger.demander(giop::requete("Noyau", "_is_a", texte(100))), MARSHAL);
+    EXPECT_TRUE(etranger.attendreFermeture());
+    // Of somebody who is not known, and longer than such messages are.
+    Etranger long_(_premier->port(), AILLEURS);
+    long_.envoyer(giop::requete("Noyau", "_is_a", texte(70000)));
+    EXPECT_TRUE(long_.attendreFermeture());
+}
+
+TEST_F(MessagesFaux, UneAdresseQuiContinueNEstPlusRecue)
+{
+    for (int i = 0; i < 20; ++i) {
+        Etranger etranger(_premier->port(), AILLEURS);
+        etranger.envoyer("GET / HTTP/1.0\r\n\r\n");
+        etranger.attendreFermeture();
+    }
+    const std::string bonne = giop::requete("Noyau", "_non_existent");
+    EXPECT_EQ(Etranger(_premier->port(), AILLEURS).demander(bonne), "closed");
+    EXPECT_EQ(Etranger(_premier->port(), "127.0.0.3").demander(bonne), "");
+    EXPECT_EQ(Etranger(_premier->port()).demander(bonne), ""); // its clients are there
+}
+
+TEST_F(MessagesFaux, ParMoitieIlsSontAbandonnes)
+{
+    constexpr int CONNEXIONS = 500; // to each end
+    const std::string entier = giop::requete("Noyau", "_non_existent");
+    const std::string moities[] = {entier.substr(0, 1), entier.substr(0, 11), entier.substr(0, 30),
+                                   entier.substr(0, entier.size() - 1),
+                                   giop::entete(giop::REQUEST, 60000) + std::string(20000, '\0')};
+    for (int bout = 0; bout < 2; ++bout) {
+        const Ressources avant = Ressources::lire(_processus[bout]);
+        std::deque<Etranger> etrangers;
+        for (int i = 0; i < CONNEXIONS; ++i) {
+            etrangers.emplace_back(_ports[bout]);
+            etrangers.back().envoyer(moities[static_cast<std::size_t>(i) % std::size(moities)]);
+        }
+        for (Etranger& etranger : etrangers)
+            EXPECT_TRUE(etranger.attendreFermeture());
+        const Ressources apres =
+            Ressources::attendre({avant.fils + 4, avant.descripteurs + 4}, RETOUR, _processus[bout]);
+        EXPECT_LE(apres.fils, avant.fils + 4);
+        EXPECT_LE(apres.descripteurs, avant.descripteurs + 4);
+    }
+}
