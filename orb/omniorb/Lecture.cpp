@@ -47,13 +47,28 @@ void lireOctets(cdrStream& flux, _CORBA_Unbounded_Sequence_Octet& octets)
 bool estUtile(const IOP::TaggedComponent& composant)
 {
     cdrEncapsulationStream flux(composant.component_data.get_buffer(), composant.component_data.length(), 1);
+    CORBA::ULong nombre = 0;
     if (composant.tag == IOP::TAG_SSL_SEC_TRANS)
         return composant.component_data.length() == 8;
-    if (composant.tag != IOP::TAG_ALTERNATE_IIOP_ADDRESS)
-        return composant.tag == IOP::TAG_ORB_TYPE || composant.tag == IOP::TAG_CODE_SETS;
-    lireTexteBrut(flux);
-    CORBA::UShort port = 0;
-    port <<= flux;
+    if (composant.tag == IOP::TAG_ORB_TYPE) {
+        nombre <<= flux;
+    } else if (composant.tag == IOP::TAG_CODE_SETS) {
+        for (int genre = 0; genre < 2;
+             ++genre) { // of characters, of wide ones: the native one, those that are converted
+            nombre <<= flux;
+            nombre = lireNombre(flux, OCTETS_MAX);
+            for (CORBA::ULong i = 0; i < nombre; ++i) {
+                CORBA::ULong jeu = 0;
+                jeu <<= flux;
+            }
+        }
+    } else if (composant.tag == IOP::TAG_ALTERNATE_IIOP_ADDRESS) {
+        lireTexteBrut(flux);
+        CORBA::UShort port = 0;
+        port <<= flux;
+    } else {
+        return false;
+    }
     return true;
 }
 
@@ -141,9 +156,8 @@ CORBA::Object_ptr lireReference(cdrStream& flux)
         return CORBA::Object::_nil();
     if (profils->length() == 0)
         refuser();
-    omniIOR_var ior = new omniIOR(type._retn(), profils._retn());
-    ior->getIORInfo(); // what else it refuses
-    omniObjRef* const objet = omni::createObjRef(CORBA::Object::_PD_repoId, ior._retn(), /*locked*/ 0);
+    auto* const ior = new omniIOR(type._retn(), profils._retn());
+    omniObjRef* const objet = omni::createObjRef(CORBA::Object::_PD_repoId, ior, /*locked*/ 0);
     return objet != nullptr ? static_cast<CORBA::Object_ptr>(objet->_ptrToObjRef(CORBA::Object::_PD_repoId))
                             : CORBA::Object::_nil();
 }

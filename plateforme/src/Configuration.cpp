@@ -65,7 +65,7 @@ template <class T>
 using MembreTLS = T ConfigurationTLS::*;
 using Destination =
     std::variant<Membre<std::string>, Membre<Liste>, Membre<Configuration::Duree>, Membre<std::size_t>,
-                 Membre<int>, Membre<bool>, MembreTLS<std::string>, MembreTLS<bool>>;
+                 Membre<int>, Membre<bool>, MembreTLS<std::string>, MembreTLS<Liste>, MembreTLS<bool>>;
 
 /// One key of the file: its place, its member, and the values that make sense.
 struct Cle
@@ -73,7 +73,7 @@ struct Cle
     const char* table;
     const char* nom;
     Destination destination;
-    long long min = 0; // of a number
+    long long min = 0; // of a number; of the elements of a list
     long long max = 0;
     Controle controle = {}; // of a text, or of each of a list
 };
@@ -84,7 +84,7 @@ constexpr std::size_t SERVEURS_MAX = 2;
 
 const Cle CLES[] = {
     {"processus", "machine", &Configuration::nomMachineHote, 0, 0, NON_VIDE},
-    {"orb", "points_acces", &Configuration::pointsAcces, 0, 0, POINT_ACCES},
+    {"orb", "points_acces", &Configuration::pointsAcces, 1, 0, POINT_ACCES},
     {"orb", "delai_connexion_ms", &Configuration::delaiConnexion, 1, UNE_HEURE},
     {"orb", "delai_appel_ms", &Configuration::delaiAppel, 1, UNE_HEURE},
     {"orb", "taille_message_max", &Configuration::tailleMessageMax, 8192, INT_MAX},
@@ -102,6 +102,8 @@ const Cle CLES[] = {
     {"tls", "certificat", &ConfigurationTLS::certificat, 0, 0, LISIBLE},
     {"tls", "mot_de_passe", &ConfigurationTLS::motDePasse},
     {"tls", "exiger_certificat", &ConfigurationTLS::exigerCertificat},
+    {"tls", "noms_serveurs", &ConfigurationTLS::nomsServeurs, 0, 0, NON_VIDE},
+    {"tls", "liste_revocation", &ConfigurationTLS::listeRevocation, 0, 0, LISIBLE},
 };
 
 template <class T>
@@ -149,7 +151,9 @@ void controler(const Endroit& endroit, const Cle& cle, const std::string& texte)
 }
 void controler(const Endroit& endroit, const Cle& cle, const Liste& liste)
 {
-    controlerListe(endroit, cle.controle, liste, std::numeric_limits<std::size_t>::max(), Motif::auMoinsUn);
+    if (!liste.empty() || cle.min != 0)
+        controlerListe(endroit, cle.controle, liste, std::numeric_limits<std::size_t>::max(),
+                       Motif::auMoinsUn);
 }
 void controler(const Endroit& endroit, const Cle& cle, const Configuration::Duree& duree)
 {

@@ -74,8 +74,10 @@ constexpr const char* PHRASES[][2] = {
      "%0 ; attendu : un certificat et une clé que TLS accepte"},
     {"got a longer or deeper text, expected at most %0 bytes and %1 nested levels",
      "texte trop long ou trop imbriqué ; attendu : %0 octets et %1 niveaux au plus"},
+    {"got %0, expected a PEM file with a revocation list",
+     "%0 ; attendu : un fichier PEM avec une liste de révocation"},
 };
-static_assert(std::size(PHRASES) == static_cast<std::size_t>(ErreurConfiguration::Motif::demesure) + 1);
+static_assert(std::size(PHRASES) == static_cast<std::size_t>(ErreurConfiguration::Motif::pemRevocation) + 1);
 
 /// One line, whatever the file holds.
 std::string enUneLigne(const std::string& texte)

@@ -85,7 +85,7 @@ void oublier(const IAdaptateurClient* adaptateur) noexcept
 
 } // namespace interlocuteurs
 
-void exigerServeur(const char* operation)
+void Interlocuteurs::exigerServeur(const char* operation)
 {
     const std::string& appelant = orb::identiteAppelant();
     {
@@ -101,6 +101,9 @@ void exigerServeur(const char* operation)
     throw CORBA::NO_PERMISSION(0, CORBA::COMPLETED_NO);
 }
 
-unsigned long lireRefusEtrangers() noexcept { return registre().refus.load(std::memory_order_relaxed); }
+unsigned long Interlocuteurs::lireRefus() noexcept
+{
+    return registre().refus.load(std::memory_order_relaxed);
+}
 
 } // namespace orix

@@ -24,7 +24,15 @@ void tenter(const char* fonction, Action&& action)
     }
 }
 
+orb::ParametresTLS parametresTLS(const ConfigurationTLS& tls)
+{
+    return {tls.certificatAutorite, tls.certificat,   tls.motDePasse,
+            tls.exigerCertificat,   tls.nomsServeurs, tls.listeRevocation};
+}
+
 } // namespace
+
+void ORBthreadImplementation::relireTLS(const ConfigurationTLS& tls) { orb::relireTLS(parametresTLS(tls)); }
 
 ORBthreadImplementation::ORBthreadImplementation(int& argc, char** argv, const Configuration& configuration)
 {
@@ -34,8 +42,7 @@ ORBthreadImplementation::ORBthreadImplementation(int& argc, char** argv, const C
     parametres.delaiAppel = configuration.delaiAppel;
     parametres.tailleMessageMax = configuration.tailleMessageMax;
     parametres.grouperEnvois = configuration.grouperEnvois;
-    parametres.tls = {configuration.tls.certificatAutorite, configuration.tls.certificat,
-                      configuration.tls.motDePasse, configuration.tls.exigerCertificat};
+    parametres.tls = parametresTLS(configuration.tls);
     _orb = orb::creerORB(argc, argv, parametres);
     try {
         try {

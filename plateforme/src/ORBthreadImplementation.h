@@ -10,6 +10,7 @@
 namespace orix {
 
 struct Configuration;
+struct ConfigurationTLS;
 
 /// One run of the ORB. Its references outlive the ORB, so that a late user gets a CORBA exception and nothing
 /// worse.
@@ -23,6 +24,10 @@ class ORBthreadImplementation final : public ORBthread
     PortableServer::POA_ptr lirePOA_ORIX() const override { return _poaORIX.in(); }
     PortableServer::POA_ptr lirePOA_Racine() const override { return _poaRacine.in(); }
     const std::string& lireNom() const override { return _nom; }
+
+    /// Reads the files again, for the connections to come. Throws std::runtime_error, and changes nothing
+    /// then.
+    static void relireTLS(const ConfigurationTLS& tls);
 
     /// Refuses new requests, and waits for those inside. False when one still is at the end of the delay.
     bool arreterReception(std::chrono::milliseconds delai);

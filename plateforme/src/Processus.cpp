@@ -40,6 +40,7 @@ class Processus
     const Configuration* lireConfiguration() const { return _configuration.load(); }
 
     OXstatut initialiser(int& argc, char** argv, const Configuration& configuration);
+    OXstatut relireTLS();
     OXstatut terminer();
     void quitter();
 
@@ -166,6 +167,16 @@ bool Processus::_arreter(Callbacks callbacks, std::chrono::milliseconds delai)
     return complet;
 }
 
+OXstatut Processus::relireTLS()
+{
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    if (!_demarre)
+        return OXS_NOYAU_NON_INITIALISE;
+    verifierTLS(lireConfiguration()->tls);
+    ORBthreadImplementation::relireTLS(lireConfiguration()->tls);
+    return OXS_OK;
+}
+
 OXstatut Processus::terminer()
 {
     if (_estAppeleDIci())
@@ -247,6 +258,11 @@ OXstatut initialiser(int& argc, char** argv, const Configuration& configuration,
 {
     return convertir(message, cause,
                      [&] { return Processus::instance().initialiser(argc, argv, configuration); });
+}
+
+OXstatut relireTLS(std::string* message)
+{
+    return convertir(message, nullptr, [] { return Processus::instance().relireTLS(); });
 }
 
 OXstatut terminer()

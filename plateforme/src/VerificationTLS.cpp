@@ -29,10 +29,12 @@ using Flux = std::unique_ptr<BIO, Liberer<BIO_free>>;
 using Certificat = std::unique_ptr<X509, Liberer<X509_free>>;
 using ClePrivee = std::unique_ptr<EVP_PKEY, Liberer<EVP_PKEY_free>>;
 using Contexte = std::unique_ptr<SSL_CTX, Liberer<SSL_CTX_free>>;
+using Revocation = std::unique_ptr<X509_CRL, Liberer<X509_CRL_free>>;
 using Examen = std::unique_ptr<X509_STORE_CTX, Liberer<X509_STORE_CTX_free>>;
 
 constexpr const char* AUTORITE = "certificat_autorite";
 constexpr const char* CERTIFICAT = "certificat";
+constexpr const char* REVOCATION = "liste_revocation";
 
 using Motif = ErreurConfiguration::Motif;
 
@@ -164,6 +166,13 @@ void verifierTLS(const ConfigurationTLS& tls)
     ouvrir(AUTORITE, tls.certificatAutorite);
     if (SSL_CTX_load_verify_file(contexte.get(), tls.certificatAutorite.c_str()) != 1)
         refuser(Motif::pemAutorite, AUTORITE, {citer(tls.certificatAutorite)}, raison());
+
+    if (!tls.listeRevocation.empty()) {
+        const Flux flux = ouvrir(REVOCATION, tls.listeRevocation);
+        const Revocation liste(PEM_read_bio_X509_CRL(flux.get(), nullptr, nullptr, nullptr));
+        if (liste == nullptr)
+            refuser(Motif::pemRevocation, REVOCATION, {citer(tls.listeRevocation)}, raison());
+    }
 
     const Certificat certificat = lireCertificat(tls.certificat);
     const ClePrivee cle = lireClePrivee(tls);

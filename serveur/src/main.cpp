@@ -40,6 +40,8 @@ Exemples :
   cdv-serveur --base vols.db
   cdv-serveur --base vols.db --hote 0.0.0.0 --port 2810 --nom cdv-secours --trace 300
 
+SIGHUP fait relire les fichiers de la table [tls], pour les connexions à venir.
+
 Statuts de sortie : 0 arrêté par SIGTERM ou SIGINT ; 2 refus au démarrage (option, base,
 port), dit en une ligne sur la sortie d'erreur.)";
 
@@ -174,7 +176,14 @@ void servir(const Options& options, const sigset_t& signaux)
     std::cout << "cdv-serveur: prêt, noyau corbaloc:" << serveur->pointAcces() << "/Noyau, base "
               << options.base << std::endl;
     int signal = 0;
-    sigwait(&signaux, &signal);
+    while (sigwait(&signaux, &signal) == 0 && signal == SIGHUP) {
+        std::string pourquoi;
+        if (orix::relireTLS(&pourquoi) == orix::OXS_OK)
+            ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "main", "servir", "Fichiers TLS relus");
+        else
+            ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "main", "servir",
+                                  "Fichiers TLS refusés, les précédents restent : " << pourquoi);
+    }
     ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "main", "servir", "Arrêt demandé, signal " << signal);
     serveur->arreter();
 }
@@ -188,6 +197,7 @@ int main(int argc, char** argv)
     sigemptyset(&signaux);
     sigaddset(&signaux, SIGTERM);
     sigaddset(&signaux, SIGINT);
+    sigaddset(&signaux, SIGHUP);
     pthread_sigmask(SIG_BLOCK, &signaux, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
 

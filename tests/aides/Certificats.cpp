@@ -48,6 +48,14 @@ std::string Certificats::emettre(const Demande& demande)
     return _dossier.fichier(nom + ".pem");
 }
 
+std::string Certificats::revoquer(const std::string& certificat)
+{
+    const std::string ca = "openssl ca -config ca.cnf ";
+    _executer((certificat.empty() ? "" : ca + "-revoke " + certificat + " && ") + ca +
+              "-gencrl -crldays 30 -out revoques.pem");
+    return _dossier.fichier("revoques.pem");
+}
+
 std::string Certificats::ecrire(const std::string& nom, const std::string& contenu) const
 {
     std::ofstream(_dossier.fichier(nom)) << contenu;

@@ -37,6 +37,10 @@ class Certificats
     std::string emettre(const Demande& demande = Demande());
     std::string emettre(const std::string& nom) { return emettre(Demande(nom)); }
 
+    /// The revocation list, with that certificate besides those of before; "": no other. Returns the PEM
+    /// file.
+    std::string revoquer(const std::string& certificat = "");
+
     /// A file of that content; returns its path.
     std::string ecrire(const std::string& nom, const std::string& contenu) const;
 

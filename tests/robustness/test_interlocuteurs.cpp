@@ -19,10 +19,10 @@ constexpr const char* AILLEURS = "127.0.0.2"; // stands for another machine
 constexpr const char* NO_PERMISSION = "IDL:omg.org/CORBA/NO_PERMISSION:1.0";
 constexpr const char* OBJECT_NOT_EXIST = "IDL:omg.org/CORBA/OBJECT_NOT_EXIST:1.0";
 
-class Interlocuteurs : public essais::SessionEspionnee
+class SessionAbordee : public essais::SessionEspionnee
 {
   protected:
-    Interlocuteurs() { EXPECT_EQ(demander(&OXcdvCliItf::cree_vol_complet, *vol("avant")).statut, 0); }
+    SessionAbordee() { EXPECT_EQ(demander(&OXcdvCliItf::cree_vol_complet, *vol("avant")).statut, 0); }
 
     std::string notification() const
     {
@@ -33,7 +33,7 @@ class Interlocuteurs : public essais::SessionEspionnee
 
 } // namespace
 
-TEST_F(Interlocuteurs, LeServeurSeulParleAuClient)
+TEST_F(SessionAbordee, LeServeurSeulParleAuClient)
 {
     const std::string face = client().cle;
     const std::string cas[] = {
@@ -48,7 +48,7 @@ TEST_F(Interlocuteurs, LeServeurSeulParleAuClient)
         EXPECT_EQ(Etranger(_portClient, AILLEURS).demander(requete), NO_PERMISSION) << (&requete - cas);
     EXPECT_EQ(traces.compter("Refusé à 127.0.0.2, qui n'est pas le serveur : cree_vol_complet"), 1);
     EXPECT_EQ(traces.prendre().size(), 1u); // and no line for the rest
-    EXPECT_EQ(orix::lireRefusEtrangers(), std::size(cas));
+    EXPECT_EQ(orix::Interlocuteurs::lireRefus(), std::size(cas));
 
     EXPECT_EQ(Etranger(_portClient).demander(cas[2]), ""); // from where the server is
     EXPECT_EQ(demander(&OXcdvCliItf::cree_vol_complet, *vol("apres")).statut, 0);
@@ -56,7 +56,7 @@ TEST_F(Interlocuteurs, LeServeurSeulParleAuClient)
 }
 
 // The answer to an activation comes over the connection that asked for it, and over no other.
-TEST_F(Interlocuteurs, NulNeRepondAUneActivationALaPlaceDuServeur)
+TEST_F(SessionAbordee, NulNeRepondAUneActivationALaPlaceDuServeur)
 {
     orix::ORBthread* const acces = orix::oxNoyau()->lirePointAcces();
     const PortableServer::Servant_var<orix::RepondeurNoyau> repondeur =
@@ -72,7 +72,7 @@ TEST_F(Interlocuteurs, NulNeRepondAUneActivationALaPlaceDuServeur)
 }
 
 // Else any number of keys of a kind would tell the next.
-TEST_F(Interlocuteurs, LesClesNeSeDevinentPas)
+TEST_F(SessionAbordee, LesClesNeSeDevinentPas)
 {
     std::vector<std::string> cles;
     for (int tour = 0; tour < 3; ++tour) {
@@ -93,7 +93,7 @@ TEST_F(Interlocuteurs, LesClesNeSeDevinentPas)
 }
 
 // Only what the server itself sends proves it alive.
-TEST_F(Interlocuteurs, UnServeurFigeEstPerduQuoiQueDiseUnAutre)
+TEST_F(SessionAbordee, UnServeurFigeEstPerduQuoiQueDiseUnAutre)
 {
     _premier->figer();
     std::atomic<bool> perdu{false};

@@ -239,6 +239,53 @@ TEST(TLS, CertificatFacultatif)
     EXPECT_EQ(demander(nullptr), "closed");
 }
 
+// Behind the first URL is a certificate of the authority, of a process that is no server.
+TEST(TLS, UnCertificatQuiNEstPasDUnServeurNEstPasAppele)
+{
+    AvecCertificats fichiers;
+    const std::string bon = fichiers.toml;
+    const essais::DossierTemporaire dossier;
+    const ServeurReel serveur(dossier.fichier("a.db"), {"--trace", "0", "--configuration", bon});
+    fichierTOML(fichiers.certificats,
+                reglagesTLS(fichiers.certificats, fichiers.certificats.emettre("autre client")));
+    const ServeurReel imposteur(dossier.fichier("a.db"), {"--trace", "0", "--configuration", bon});
+    orix::Configuration reglages = reglagesClient(fichiers);
+    reglages.tls.nomsServeurs = {"secours", "serveur"};
+    reglages.routage["cdv"] = {imposteur.url(), serveur.url()};
+    int argc = 0;
+    ASSERT_EQ(orix::initialiser(argc, nullptr, reglages), orix::OXS_OK);
+    EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_CONNEXION_IMPOSSIBLE);
+    EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_OK);
+    EXPECT_EQ(essais::Callbacks::instance().attendre("activeCB").statut, orix::OXS_OK);
+    orix::detruireOXcdvCliItfAdaptateur();
+    EXPECT_EQ(orix::terminer(), orix::OXS_OK);
+}
+
+TEST(TLS, UnCertificatRevoqueNEntrePlusApresLaRelecture)
+{
+    AvecCertificats fichiers;
+    const std::string revoque = fichiers.certificats.emettre("revoque");
+    const std::string liste = fichiers.certificats.revoquer();
+    std::ofstream(fichiers.toml, std::ios::app) << "liste_revocation = \"" << liste << "\"\n";
+    const essais::DossierTemporaire dossier;
+    ServeurReel serveur(dossier.fichier("a.db"), {"--configuration", fichiers.toml, "--trace", "100"});
+    const auto demander = [&](const std::string& certificat) {
+        return Etranger(serveur.port(), "127.0.0.1", presenter(certificat).get())
+            .demander(giop::requete("Noyau", "_non_existent"));
+    };
+    EXPECT_EQ(demander(revoque), "");
+    fichiers.certificats.revoquer(revoque);
+    serveur.signaler(SIGHUP);
+    EXPECT_TRUE(serveur.attendreErreurs("Fichiers TLS relus"));
+    EXPECT_EQ(demander(revoque), "closed");
+    EXPECT_EQ(demander(fichiers.certificatClient), "");
+    fichiers.certificats.ecrire("revoques.pem", "ceci n'est pas une liste\n");
+    serveur.signaler(SIGHUP);
+    EXPECT_TRUE(serveur.attendreErreurs("Fichiers TLS refusés"));
+    EXPECT_EQ(demander(revoque), "closed");
+    EXPECT_EQ(demander(fichiers.certificatClient), "");
+}
+
 // Each mistake in the files is told in one line that names the key, the file and what was expected, by the
 // library as by the server, and by nobody else.
 TEST(TLS, FichiersFaux)

@@ -19,6 +19,9 @@ struct ConfigurationTLS
     std::string certificat;         ///< PEM file of this process's certificate and private key
     std::string motDePasse;         ///< of the private key; empty: none
     bool exigerCertificat = true;   ///< a peer must present a certificate of the authority
+    std::vector<std::string>
+        nomsServeurs;            ///< common names of the servers that this process connects to; empty: any
+    std::string listeRevocation; ///< PEM file of the authority's revocation list; empty: none
 
     bool estActive() const { return !certificatAutorite.empty(); }
 };

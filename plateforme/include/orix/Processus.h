@@ -23,6 +23,13 @@ ORIX_API OXstatut initialiser(int& argc, char** argv, const std::string& fichier
 ORIX_API OXstatut initialiser(int& argc, char** argv, const Configuration& configuration,
                               std::string* message = nullptr, std::exception_ptr* cause = nullptr);
 
+/// Reads the files of [tls] again: certificates that were renewed, a list of those that are revoked.
+/// Connections that begin from now on use them; those that are open stay. The files are those of the
+/// configuration in use. Any thread, not inside a signal handler. Returns OXS_OK; OXS_NOYAU_NON_INITIALISE;
+/// OXS_MAUVAISE_CONF when a file is wrong, in which case what was read before goes on: message, which may be
+/// null, says what.
+ORIX_API OXstatut relireTLS(std::string* message = nullptr);
+
 /// Stops the middleware: refuses new work, runs the callbacks that wait, stops the ORB and every thread it
 /// started. Deactivate the services first (and end their adapters): a connection that is still there ends
 /// with the middleware, without a callback, and an activation that is still pending is told by a callback

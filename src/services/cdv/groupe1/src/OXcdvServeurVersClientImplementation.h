@@ -11,7 +11,8 @@
 /// server is refused. Owned by the adapter.
 class POA_OXcdv_v3_0_0_ServeurVersClientImplementation
     : public virtual orix::orb::ServantAttendu,
-      public orix::orb::ServantPreneur<POA_orix_corba::OXcdv_v3_0_0_ServeurVersClient, &orix::exigerServeur>
+      public orix::orb::ServantPreneur<POA_orix_corba::OXcdv_v3_0_0_ServeurVersClient,
+                                       &orix::Interlocuteurs::exigerServeur>
 {
   public:
     POA_OXcdv_v3_0_0_ServeurVersClientImplementation() = default;
