@@ -72,10 +72,35 @@ bool estUtile(const IOP::TaggedComponent& composant)
     return true;
 }
 
-/// Reads the profile, and writes it again with what is known of it.
-void refaire(IOP::TaggedProfile& profil)
+IOP::MultipleComponentProfile lireComposants(cdrStream& flux)
+{
+    IOP::MultipleComponentProfile utiles;
+    const CORBA::ULong nombre = lireNombre(flux, COMPOSANTS_MAX);
+    for (CORBA::ULong i = 0; i < nombre; ++i) {
+        IOP::TaggedComponent composant;
+        composant.tag <<= flux;
+        lireOctets(flux, composant.component_data);
+        if (!estUtile(composant))
+            continue;
+        const CORBA::ULong place = utiles.length();
+        utiles.length(place + 1);
+        utiles[place] = composant;
+    }
+    return utiles;
+}
+
+/// Reads the profile, and writes it again with what is known of it. False: it is of no use.
+bool refaire(IOP::TaggedProfile& profil)
 {
     cdrEncapsulationStream flux(profil.profile_data.get_buffer(), profil.profile_data.length(), 1);
+    if (profil.tag == IOP::TAG_MULTIPLE_COMPONENTS) {
+        const IOP::MultipleComponentProfile composants = lireComposants(flux);
+        if (composants.length() != 0)
+            IIOP::encodeMultiComponentProfile(composants, profil);
+        return composants.length() != 0;
+    }
+    if (profil.tag != IOP::TAG_INTERNET_IOP)
+        return false;
     IIOP::ProfileBody corps;
     corps.version.major = flux.unmarshalOctet();
     corps.version.minor = flux.unmarshalOctet();
@@ -84,18 +109,10 @@ void refaire(IOP::TaggedProfile& profil)
     corps.address.host = lireTexteBrut(flux);
     corps.address.port <<= flux;
     lireOctets(flux, corps.object_key);
-    const CORBA::ULong composants = corps.version.minor > 0 ? lireNombre(flux, COMPOSANTS_MAX) : 0;
-    for (CORBA::ULong i = 0; i < composants; ++i) {
-        IOP::TaggedComponent composant;
-        composant.tag <<= flux;
-        lireOctets(flux, composant.component_data);
-        if (!estUtile(composant))
-            continue;
-        const CORBA::ULong place = corps.components.length();
-        corps.components.length(place + 1);
-        corps.components[place] = composant;
-    }
+    if (corps.version.minor > 0)
+        corps.components = lireComposants(flux);
     IIOP::encodeProfile(corps, profil);
+    return true;
 }
 
 class AppelEstUn final : public omniCallDescriptor
@@ -145,9 +162,8 @@ CORBA::Object_ptr lireReference(cdrStream& flux)
         IOP::TaggedProfile profil;
         profil.tag <<= flux;
         lireOctets(flux, profil.profile_data);
-        if (profil.tag != IOP::TAG_INTERNET_IOP)
+        if (!refaire(profil))
             continue;
-        refaire(profil);
         const CORBA::ULong place = profils->length();
         profils->length(place + 1);
         profils[place] = profil;
