@@ -38,7 +38,7 @@ void relire(const cdv::Vol& vol)
 {
     for (const Format format : {Format::csv, Format::json}) {
         std::ostringstream flux;
-        const auto ecrivain = outils::creerEcrivain(format, flux, std::nullopt);
+        const auto ecrivain = outils::creerEcrivain(format, flux);
         ecrivain->ecrire(vol);
         ecrivain->finir();
         const auto entrees = lire(flux.str(), format);

@@ -42,6 +42,21 @@ python3 tests/documentation/traces.py . || echec "the traces and docs/exploitati
 scripts/doc.sh "$dossier/html" >"$dossier/doxygen.log" 2>&1 || { cat "$dossier/doxygen.log" >&2; echec "doxygen warns"; }
 [ -s "$dossier/html/html/classcdv_1_1Session.html" ] || echec "doxygen made no page of cdv::Session"
 
+# Each row of what holds against strangers names tests, and they are there.
+essais=0
+while IFS='|' read -r _ quoi _ nommes _; do
+    [[ $nommes == *\`* ]] || echec "docs/securite.md: no test shows: $quoi"
+    while read -r essai; do
+        case $essai in
+            fuzz_*) [ -e "fuzz/$essai.cpp" ] ;;
+            *.*) grep -rqE "^TEST(_F|_P)?\(${essai/./, }\)" tests ;;
+            *) grep -rq "add_test(NAME $essai " tests ;;
+        esac || echec "docs/securite.md: no test is called $essai"
+        essais=$((essais + 1))
+    done < <(grep -oE "\`[^\`]+\`" <<<"$nommes" | tr -d '`')
+done < <(awk '/^## /{ dans = $0 == "## What holds" } dans && /^\|/ && ++ligne > 2' docs/securite.md)
+[ "$essais" -gt 20 ] || echec "docs/securite.md: the table of what holds is not understood"
+
 documents=(README.md docs/*.md)
 for document in "${documents[@]}" CONTRIBUTING.md docs/decisions/*.md; do
     while read -r lien; do

@@ -1,13 +1,12 @@
 #include "Commandes.h"
 #include "Connexion.h"
 #include "FormatTableau.h"
+#include "Json.h"
 #include "Mesure.h"
 #include "Sortie.h"
 #include "Terminal.h"
 
 #include "OXcdvCliItf.h"
-
-#include <nlohmann/json.hpp>
 
 #include <unistd.h>
 
@@ -95,7 +94,7 @@ int etat(const Options& options, Interruption& interruption)
         nlohmann::ordered_json objet{{"cdv", CDV_VERSION}, {"serveurs", nlohmann::ordered_json::array()}};
         for (const EtatNoyau& etat : etats)
             objet["serveurs"].push_back(versJson(etat));
-        flux << objet.dump(2) << '\n';
+        flux << ecrireJson(objet, 2) << '\n';
     } else {
         Paires paires;
         paires.ajouter("cdv", CDV_VERSION);

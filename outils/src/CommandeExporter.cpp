@@ -29,6 +29,12 @@ Format formatFichier(const Options& options)
     return format;
 }
 
+void verifierTableur(const Options& options, Format format)
+{
+    if (options.tableur && format != Format::csv)
+        throw Arret(USAGE, "--tableur : il faut --format csv");
+}
+
 /// A listing that is written as it comes.
 struct Ecoulement
 {
@@ -60,11 +66,14 @@ Ecoulement ecouler(Connexion& connexion, Interruption& interruption, const cdv::
 
 int lister(const Options& options, Interruption& interruption)
 {
+    const Format format = options.format.value_or(Format::tableau);
+    verifierTableur(options, format);
     const cdv::Vol exemple = composerVol(options, "");
     Connexion connexion(options, interruption);
     FluxFd flux(STDOUT_FILENO);
-    const auto ecrivain =
-        creerEcrivain(options.format.value_or(Format::tableau), flux, largeurTerminal(STDOUT_FILENO));
+    Presentation presentation = presenter(options, STDOUT_FILENO);
+    presentation.colonnes = largeurTerminal(STDOUT_FILENO);
+    const auto ecrivain = creerEcrivain(format, flux, presentation);
     const Ecoulement ecoulement =
         ecouler(connexion, interruption, exemple, *ecrivain, 0,
                 options.limite.value_or(std::numeric_limits<std::size_t>::max()), [](std::uint64_t) {});
@@ -85,13 +94,16 @@ int exporter(const Options& options, Interruption& interruption)
     if (options.commande == "lister")
         return lister(options, interruption);
     const Format format = formatFichier(options);
+    verifierTableur(options, format);
     const cdv::Vol exemple = composerVol(options, "");
     const std::uint64_t passes = options.importation.depuis - 1;
     Connexion connexion(options, interruption);
     // Opened last: without a server nothing is touched.
     FichierSortie fichier(options.fichier, passes != 0);
     FluxFd flux(fichier.descripteur());
-    const auto ecrivain = creerEcrivain(format, flux, std::nullopt, passes == 0);
+    Presentation presentation = presenter(options, fichier.descripteur());
+    presentation.entete = passes == 0;
+    const auto ecrivain = creerEcrivain(format, flux, presentation);
     Ecoulement ecoulement;
     double secondes = 0;
     {
@@ -113,7 +125,7 @@ int exporter(const Options& options, Interruption& interruption)
     }
     std::cerr << message("cdv : exportation incomplète, " + ecoulement.echec->texte) << '\n';
     if (!fichier.provisoire().empty())
-        std::cerr << "Ce qui est venu est dans " << fichier.provisoire() << '\n';
+        std::cerr << message("Ce qui est venu est dans " + fichier.provisoire()) << '\n';
     // By rank: a flight created or deleted before it would be missed, or come twice.
     std::cerr << "Pour reprendre, si aucun vol n'a été créé ni supprimé : --depuis "
               << passes + ecoulement.ecrits + 1 << '\n';

@@ -35,6 +35,7 @@ class Rejets
             throw Arret(USAGE, "--rejets : c'est le fichier à importer");
         const bool suite =
             options.importation.depuis > 1 && std::filesystem::file_size(_nom, erreur) > 0 && !erreur;
+        creerReserve(_nom);
         _flux.open(_nom, suite ? std::ios::app | std::ios::binary : std::ios::trunc | std::ios::binary);
         if (!suite)
             _flux << entete;

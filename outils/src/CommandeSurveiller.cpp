@@ -1,12 +1,11 @@
 #include "Commandes.h"
 #include "Connexion.h"
 #include "Expliquer.h"
+#include "Json.h"
 #include "Mesure.h"
 #include "Progression.h"
 #include "Sortie.h"
 #include "Terminal.h"
-
-#include <nlohmann/json.hpp>
 
 #include <unistd.h>
 
@@ -112,7 +111,7 @@ class Journal
                 objet["statut"] = orix::texteStatut(evenement.statut);
                 objet["perte"] = evenement.perte;
             }
-            _ecrire(objet.dump());
+            _ecrire(ecrireJson(objet));
             return;
         }
         std::string texte = nom(evenement.etat);
@@ -146,7 +145,7 @@ class Journal
             nlohmann::ordered_json objet{{"heure", maintenant()}, {"ping_ms", nullptr}};
             if (ping)
                 objet["ping_ms"] = *ping;
-            _ecrire(objet.dump());
+            _ecrire(ecrireJson(objet));
             return;
         }
         std::string texte = "ping  " + (ping ? texteMs(*ping) : std::string("sans réponse"));

@@ -38,7 +38,7 @@ void montrer(const Options& options, const cdv::Resultat& resultat, const cdv::V
         flux << "Vol " << affichable(demande.lire(cdv::Champ::gidentifiant).value_or("")) << ' ' << fait
              << ".\n";
     } else {
-        const auto ecrivain = creerEcrivain(*options.format, flux, std::nullopt);
+        const auto ecrivain = creerEcrivain(*options.format, flux, presenter(options, STDOUT_FILENO));
         ecrivain->ecrire(resultat.vol ? *resultat.vol : demande);
         ecrivain->finir();
     }
@@ -120,6 +120,14 @@ int listerChamps()
 }
 
 } // namespace
+
+Presentation presenter(const Options& options, int descripteur)
+{
+    Presentation presentation;
+    presentation.lisible = estTerminal(descripteur);
+    presentation.tableur = options.tableur;
+    return presentation;
+}
 
 Format formatSimple(const Options& options)
 {

@@ -16,6 +16,9 @@ int exporter(const Options& options, Interruption& interruption); ///< lister to
 int surveiller(const Options& options, Interruption& interruption);
 int etat(const Options& options, Interruption& interruption);
 
+/// How records are written into that descriptor.
+Presentation presenter(const Options& options, int descripteur);
+
 /// The format of a command that knows tables and JSON only. Throws Arret for another.
 Format formatSimple(const Options& options);
 

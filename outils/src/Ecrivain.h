@@ -27,9 +27,21 @@ class Ecrivain
     virtual void finir() {} ///< to be called once, after the last record
 };
 
-/// colonnes: what a table has to fit in; nothing: as much as it needs. entete: CSV begins with its header.
+/// What the formats leave open.
+struct Presentation
+{
+    std::optional<std::size_t> colonnes =
+        std::nullopt;   ///< that a table has to fit in; nothing: what it needs
+    bool entete = true; ///< CSV begins with its header
+    /// CSV is read by people, not by a program: what could act on a terminal is shown in its place. The other
+    /// formats never hold any.
+    bool lisible = false;
+    /// CSV is for a spreadsheet: what it would take for a formula is marked as a text by "'".
+    bool tableur = false;
+};
+
 std::unique_ptr<Ecrivain> creerEcrivain(Format format, std::ostream& flux,
-                                        std::optional<std::size_t> colonnes, bool entete = true);
+                                        const Presentation& presentation = {});
 
 } // namespace outils
 

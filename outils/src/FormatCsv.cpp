@@ -3,6 +3,9 @@
 #include "Francais.h"
 #include "Progression.h"
 #include "Statut.h"
+#include "Terminal.h"
+
+#include "orix/TexteSur.h"
 
 #include <nlohmann/json.hpp>
 
@@ -22,6 +25,8 @@ constexpr std::string_view NOM_CHANGEMENTS = "changements";
 
 /// A quote that is never closed swallows no more than this.
 constexpr std::size_t TAILLE_MAX = 1 << 16;
+/// Of a name that is told as unknown.
+constexpr std::size_t NOM_MAX = 128;
 
 /// The JSON text of a list of the record, as its own JSON has it; empty when the list is.
 std::string texteListe(const cdv::Vol& vol, std::string_view nom)
@@ -36,7 +41,7 @@ std::string texteListe(const cdv::Vol& vol, std::string_view nom)
     }
     if (seule.estVide())
         return {};
-    return json::parse(seule.versJson()).at(std::string(nom)).dump();
+    return orix::jsonSur(json::parse(seule.versJson()).at(std::string(nom)).dump());
 }
 
 /// Throws cdv::ErreurVol.
@@ -73,9 +78,10 @@ std::string celluleCsv(std::string_view utf8)
     return cellule + '"';
 }
 
-EcrivainCsv::EcrivainCsv(std::ostream& flux, bool entete) : _flux(flux)
+EcrivainCsv::EcrivainCsv(std::ostream& flux, const Presentation& presentation)
+    : _flux(flux), _presentation(presentation)
 {
-    if (!entete)
+    if (!presentation.entete)
         return;
     for (const std::string_view nom : cdv::Vol::champs())
         _flux << nom << ',';
@@ -88,7 +94,7 @@ void EcrivainCsv::ecrire(const cdv::Vol& vol)
     const int nombre = static_cast<int>(cdv::Vol::champs().size());
     for (int champ = 0; champ < nombre; ++champ) {
         if (const auto valeur = vol.lire(static_cast<cdv::Champ>(champ)))
-            _ligne += celluleCsv(cdv::versUtf8(*valeur));
+            _ligne += _cellule(*valeur);
         _ligne += ',';
     }
     if (vol.nombrePoints() != 0)
@@ -97,6 +103,15 @@ void EcrivainCsv::ecrire(const cdv::Vol& vol)
     if (vol.nombreChangements() != 0)
         _ligne += celluleCsv(texteListe(vol, NOM_CHANGEMENTS));
     _flux << _ligne << '\n';
+}
+
+std::string EcrivainCsv::_cellule(std::string_view latin1) const
+{
+    const std::string texte = _presentation.lisible ? affichable(latin1) : cdv::versUtf8(latin1);
+    constexpr std::string_view FORMULES = "=+-@\t\r"; // what spreadsheets take for their beginning
+    const bool formule =
+        _presentation.tableur && !texte.empty() && FORMULES.find(texte.front()) != std::string_view::npos;
+    return celluleCsv(formule ? "'" + texte : texte);
 }
 
 LecteurCsv::LecteurCsv(Lignes lignes) : _lignes(std::move(lignes))
@@ -122,8 +137,8 @@ LecteurCsv::LecteurCsv(Lignes lignes) : _lignes(std::move(lignes))
         else if (const auto champ = cdv::Vol::chercher(cellule.texte))
             colonne = static_cast<int>(*champ);
         else
-            throw Arret(USAGE,
-                        "en-tête CSV : colonne inconnue « " + cellule.texte + " » (voir cdv --champs)");
+            throw Arret(USAGE, "en-tête CSV : colonne inconnue « " + orix::texteSur(cellule.texte, NOM_MAX) +
+                                   " » (voir cdv --champs)");
         if (std::find(_colonnes.begin(), _colonnes.end(), colonne) != _colonnes.end())
             throw Arret(USAGE, "en-tête CSV : colonne « " + cellule.texte + " » en double");
         _colonnes.push_back(colonne);

@@ -14,11 +14,14 @@ namespace outils {
 class EcrivainCsv : public Ecrivain
 {
   public:
-    EcrivainCsv(std::ostream& flux, bool entete);
+    EcrivainCsv(std::ostream& flux, const Presentation& presentation);
     void ecrire(const cdv::Vol& vol) override;
 
   private:
+    std::string _cellule(std::string_view latin1) const;
+
     std::ostream& _flux;
+    const Presentation _presentation;
     std::string _ligne; // kept for its memory
 };
 

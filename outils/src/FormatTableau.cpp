@@ -2,6 +2,8 @@
 
 #include "Terminal.h"
 
+#include "orix/TexteSur.h"
+
 #include <algorithm>
 #include <ostream>
 
@@ -204,7 +206,7 @@ void Paires::ecrire(std::ostream& flux, std::optional<std::size_t> colonnes) con
                                                               : PLACE_MIN;
     for (const auto& [nom, valeur] : _paires) {
         std::string debut = ajuster(nom, marge);
-        for (const std::string& morceau : plier(valeur, place)) {
+        for (const std::string& morceau : plier(orix::texteSur(valeur), place)) {
             flux << debut << morceau << '\n';
             debut.assign(marge, ' ');
         }

@@ -179,6 +179,7 @@ class Analyseur
         lister.add_option("--limite", _limite, "s'arrête après tant de vols")
             ->type_name("N")
             ->check(entier(1, UN_MILLIARD));
+        _tableur(lister);
 
         CLI::App& importer = _commande("importer", "crée les vols d'un fichier", EXPLICATION_IMPORT);
         _fichier(importer, "CSV, ou JSON par lignes ; « - » : l'entrée standard");
@@ -200,6 +201,7 @@ class Analyseur
         _fichier(exporter, "CSV, ou JSON par lignes ; « - » : la sortie standard");
         _champs(exporter, "champs que les vols doivent avoir");
         _depuis(exporter, "reprend au N-ième vol, à la suite de FICHIER.partiel");
+        _tableur(exporter);
 
         CLI::App& surveiller =
             _commande("surveiller", "montre l'état de la connexion et le temps de réponse, jusqu'à Ctrl-C",
@@ -277,6 +279,12 @@ class Analyseur
         app.add_option("--depuis", _options.importation.depuis, description)
             ->type_name("N")
             ->check(entier(1, UN_MILLIARD));
+    }
+
+    void _tableur(CLI::App& app)
+    {
+        app.add_flag("--tableur", _options.tableur,
+                     "CSV pour un tableur : « ' » devant ce qu'il prendrait pour une formule");
     }
 
     void _convertir()

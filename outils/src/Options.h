@@ -33,6 +33,7 @@ struct Options
     std::string fichier;                ///< importer, exporter; "-": the standard input or output
     Importation::Reglages importation;  ///< importer; depuis: exporter too
     std::string rejets;                 ///< importer; empty: none
+    bool tableur = false;               ///< exporter, lister: formulas are marked as texts
     std::optional<std::size_t> limite;  ///< lister
     cdv::Duree periode{1000};           ///< surveiller
     std::optional<std::size_t> mesures; ///< surveiller: ends after so many

@@ -18,6 +18,8 @@ namespace {
 
 [[noreturn]] void echouer(const std::string& nom) { throw Arret(USAGE, nom + " : " + raisonSysteme(errno)); }
 
+constexpr mode_t RESERVE_AU_PROPRIETAIRE = 0600;
+
 bool estSpecial(const std::string& nom)
 {
     struct stat infos
@@ -27,6 +29,13 @@ bool estSpecial(const std::string& nom)
 }
 
 } // namespace
+
+void creerReserve(const std::string& nom)
+{
+    if (const int cree = open(nom.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, RESERVE_AU_PROPRIETAIRE);
+        cree >= 0)
+        close(cree);
+}
 
 FichierSortie::FichierSortie(const std::string& nom, bool suite) : _nom(nom)
 {
@@ -38,9 +47,14 @@ FichierSortie::FichierSortie(const std::string& nom, bool suite) : _nom(nom)
         _partiel = nom + ".partiel";
     const std::string& chemin = _partiel.empty() ? nom : _partiel;
     const int mode = suite ? O_APPEND : O_CREAT | (_partiel.empty() ? 0 : O_TRUNC);
-    _descripteur = open(chemin.c_str(), O_WRONLY | O_CLOEXEC | mode, 0666);
+    _descripteur = open(chemin.c_str(), O_WRONLY | O_CLOEXEC | mode, RESERVE_AU_PROPRIETAIRE);
     if (_descripteur < 0)
         echouer(chemin);
+    struct stat remplace
+    {
+    };
+    if (!_partiel.empty() && stat(nom.c_str(), &remplace) == 0)
+        fchmod(_descripteur, remplace.st_mode & 0777); // whoever could read the file still can
 }
 
 FichierSortie::~FichierSortie()

@@ -25,8 +25,12 @@ class FluxFd : public std::ostream
     TamponFd _tampon;
 };
 
+/// Makes the file, empty, for its owner alone; one that is there already stays as it is.
+void creerReserve(const std::string& nom);
+
 /// A file that only takes its name once it is complete: until then its content is in NAME.partiel. What is no
-/// regular file (a device, a pipe) and "-", the standard output, are written directly.
+/// regular file (a device, a pipe) and "-", the standard output, are written directly. The rights are those
+/// of the file that it replaces, else its owner's alone.
 class FichierSortie : orix::INonCopiable
 {
   public:

@@ -1,6 +1,7 @@
 #include "Terminal.h"
 
 #include "CdvVol.h"
+#include "orix/TexteSur.h"
 
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -83,20 +84,12 @@ std::string replier(std::string_view utf8, std::size_t colonnes, std::size_t mar
 
 std::string message(const std::string& utf8)
 {
+    constexpr std::size_t TAILLE_MAX = 4096;
     const auto colonnes = estTerminal(STDERR_FILENO) ? largeurTerminal(STDERR_FILENO) : std::nullopt;
-    return colonnes ? replier(utf8, *colonnes, 2) : utf8;
+    std::string texte = orix::texteSur(utf8, TAILLE_MAX);
+    return colonnes ? replier(texte, *colonnes, 2) : texte;
 }
 
-std::string affichable(std::string_view latin1)
-{
-    constexpr char POINT_MEDIAN = '\xB7';
-    std::string propre(latin1);
-    for (char& c : propre) {
-        const auto octet = static_cast<unsigned char>(c);
-        if (octet < 0x20 || (octet >= 0x7F && octet < 0xA0))
-            c = POINT_MEDIAN;
-    }
-    return cdv::versUtf8(propre);
-}
+std::string affichable(std::string_view latin1) { return orix::texteSur(cdv::versUtf8(latin1)); }
 
 } // namespace outils

@@ -26,10 +26,11 @@ std::string ajuster(std::string_view utf8, std::size_t colonnes);
 /// The text in lines of at most that many columns, cut at spaces; those after the first are indented. A word
 /// that is longer than a line stays whole: it can be copied.
 std::string replier(std::string_view utf8, std::size_t colonnes, std::size_t marge);
-/// A message for the standard error, folded when that is a terminal.
+/// A message for the standard error, folded when that is a terminal. Whatever files, servers and arguments
+/// have put into it, it is safe to show, and not endless.
 std::string message(const std::string& utf8);
-/// A field's text (ISO-8859-1) for a terminal: in UTF-8, control characters shown as "·". Whatever a record
-/// holds, it cannot move the cursor or break a line.
+/// A field's text (ISO-8859-1) for a terminal: in UTF-8, control characters shown as orix::texteSur() does.
+/// Whatever a record holds, it cannot move the cursor or break a line.
 std::string affichable(std::string_view latin1);
 
 } // namespace outils

@@ -22,7 +22,7 @@ int main(int argc, char** argv)
     } catch (const std::bad_alloc&) {
         std::cerr << "cdv : mémoire insuffisante" << std::endl;
     } catch (const std::exception& exception) {
-        std::cerr << "cdv : " << exception.what() << std::endl;
+        std::cerr << outils::message(std::string("cdv : ") + exception.what()) << std::endl;
     }
     return outils::USAGE;
 }

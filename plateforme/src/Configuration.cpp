@@ -333,7 +333,14 @@ Configuration Configuration::analyser(const std::string& texte, const std::strin
     verifierBornesTOML(texte, nom);
     Configuration configuration;
     try {
-        Lecture(configuration, nom).lire(toml::parse(texte));
+        const toml::table document = toml::parse(texte);
+        Lecture(configuration, nom).lire(document);
+        // Whoever writes the table wants TLS: without an authority all would go in plain text.
+        if (const auto tls = document.find("tls"); tls != document.end() && !configuration.tls.estActive())
+            throw ErreurConfiguration(
+                Motif::autorite,
+                {nom, tls->first.source().begin.line, nomComplet("tls", "certificat_autorite")},
+                {entreGuillemets({})});
     } catch (const toml::parse_error& erreur) {
         throw ErreurConfiguration(Motif::syntaxe, {nom, erreur.source().begin.line},
                                   {std::string(erreur.description())});
@@ -353,7 +360,7 @@ void Configuration::verifier(const std::string& nom) const
             cle.destination);
     for (const auto& [service, urls] : routage)
         controlerUrls({nom, 0, nomComplet(ROUTAGE, service)}, urls);
-    if (!tls.estActive() && !tls.certificat.empty())
+    if (!tls.estActive() && (!tls.certificat.empty() || !tls.motDePasse.empty() || !tls.exigerCertificat))
         throw ErreurConfiguration(Motif::autorite, {nom, 0, nomComplet("tls", "certificat_autorite")},
                                   {entreGuillemets({})});
     if (tls.estActive() && tls.certificat.empty())

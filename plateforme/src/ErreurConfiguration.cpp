@@ -1,5 +1,7 @@
 #include "orix/ErreurConfiguration.h"
 
+#include "orix/TexteSur.h"
+
 #include <iterator>
 #include <utility>
 
@@ -46,8 +48,8 @@ constexpr const char* PHRASES[][2] = {
      "%0 ; attendu : des points d'accès qui peuvent être ouverts"},
     {"got %0, expected the name of a readable file", "%0 ; attendu : le nom d'un fichier lisible"},
     {"got %0, expected a file that can be written", "%0 ; attendu : un fichier qui peut être écrit"},
-    {"got %0, expected the authority's certificate beside certificat",
-     "%0 ; attendu : le certificat de l'autorité, avec certificat"},
+    {"got %0, expected the authority's certificate, without which there is no TLS",
+     "%0 ; attendu : le certificat de l'autorité, sans lequel il n'y a pas de TLS"},
     {"got %0, expected this process's certificate beside certificat_autorite",
      "%0 ; attendu : le certificat de ce processus, avec certificat_autorite"},
     {"got %0, expected a PEM file with the authority's certificate",
@@ -79,21 +81,6 @@ constexpr const char* PHRASES[][2] = {
 };
 static_assert(std::size(PHRASES) == static_cast<std::size_t>(ErreurConfiguration::Motif::pemRevocation) + 1);
 
-/// One line, whatever the file holds.
-std::string enUneLigne(const std::string& texte)
-{
-    static constexpr const char* CHIFFRES = "0123456789ABCDEF";
-    std::string ligne;
-    for (const char c : texte) {
-        const auto octet = static_cast<unsigned char>(c);
-        if (octet >= 0x20 && octet != 0x7F)
-            ligne += c;
-        else
-            ligne += {'\\', 'x', CHIFFRES[octet / 16], CHIFFRES[octet % 16]};
-    }
-    return ligne;
-}
-
 } // namespace
 
 std::string ErreurConfiguration::Parties::texte(Langue langue) const
@@ -113,7 +100,7 @@ std::string ErreurConfiguration::Parties::texte(Langue langue) const
     }
     if (!raison.empty())
         ligne += " (" + raison + ")";
-    return enUneLigne(ligne);
+    return texteSur(std::move(ligne)); // whatever the file holds
 }
 
 ErreurConfiguration::ErreurConfiguration(Motif motif, Endroit endroit, std::vector<std::string> sujets,

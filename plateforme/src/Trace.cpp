@@ -1,6 +1,7 @@
 #include "orix/Trace.h"
 
 #include "JournalTrace.h"
+#include "orix/TexteSur.h"
 #include "orix/interne/Perpetuel.h"
 
 #include <memory>
@@ -27,13 +28,22 @@ Etat& etat()
     return *etat;
 }
 
+/// The line as anybody may show it, and as long as a line is at most.
+LigneTrace rendreSure(LigneTrace ligne)
+{
+    ligne.fichier = texteSur(std::move(ligne.fichier), journal::FICHIER_MAX);
+    ligne.fonction = texteSur(std::move(ligne.fonction), journal::FONCTION_MAX);
+    ligne.message = texteSur(std::move(ligne.message), journal::MESSAGE_MAX);
+    return ligne;
+}
+
 /// Writes the line that composer makes. Only what a receiver throws gets out.
 template <class Composer>
 void ecrire(Composer composer)
 {
     std::optional<LigneTrace> ligne;
     try {
-        ligne = composer();
+        ligne = rendreSure(composer());
     } catch (const std::bad_alloc&) {
         return;
     }

@@ -9,6 +9,7 @@ serveur=$2
 sources=$3
 
 export LC_ALL=C.UTF-8
+umask 022
 unset COLUMNS CDV_CONFIG
 dossier=$(mktemp -d)
 pid_serveur=
@@ -40,6 +41,7 @@ contient() {
     shift
     for texte; do grep -qF -- "$texte" "$fichier" || echec "« $texte » n'est pas dans $fichier"; done
 }
+droits() { [ "$(stat -c %a "$2")" = "$1" ] || echec "$2 a les droits $(stat -c %a "$2") au lieu de $1"; }
 lignes() { [ "$(wc -l <"$1")" -eq "$2" ] || echec "$(wc -l <"$1") lignes dans $1 au lieu de $2"; }
 vide() { [ ! -s "$1" ] || echec "$1 n'est pas vide"; }
 # The command for "script", which runs it in a terminal of its own: terminal COLUMNS ARGUMENT...
@@ -107,6 +109,8 @@ jouer "les serveurs"
 essai 0 etat --format json --url "$url"
 grep -qE '"numero_client": [1-9]' sortie || echec "le serveur n'a pas donné de numéro"
 jouer "importer et exporter"
+droits 600 vols.csv
+chmod 640 vols.csv
 essai 0 exporter - 'indicatif=AFR*' --format json --url "$url"
 lignes sortie "$(grep -c '"indicatif":"AFR' vols.json)"
 
@@ -114,6 +118,7 @@ lignes sortie "$(grep -c '"indicatif":"AFR' vols.json)"
 printf 'identifiant,parking\nR1,B1\nR2\nX1,B3\nR3,\xE9\nR4,B4\n' >lot.csv
 essai 1 importer lot.csv --rejets rejets.csv --url "$url"
 contient erreurs "ligne 3 : 1 cellule pour 2 colonnes" "ligne 4 : le vol existe déjà" "ligne 5 : " "2 vols créés, 3 rejetés"
+droits 600 rejets.csv
 # In the order in which they were known: the server's answers come later than what is read.
 [ "$(head -n 1 rejets.csv)" = identifiant,parking ] || echec "les rejets n'ont pas l'en-tête"
 printf 'R2\nR3,\xE9\nX1,B3\n' | cmp -s - <(tail -n +2 rejets.csv | LC_ALL=C sort) || echec "ce ne sont pas les rejets"
@@ -152,6 +157,7 @@ wait "$pid" || echec "statut $? après Ctrl-C"
 cp vols.csv ancien.csv
 essai 0 exporter vols.csv --url "$url"
 ! cmp -s vols.csv ancien.csv || echec "le fichier n'a pas été remplacé"
+droits 640 vols.csv
 head -n 101 vols.csv >suite.csv.partiel
 essai 0 exporter suite.csv --depuis 101 --url "$url"
 cmp -s vols.csv suite.csv || echec "l'exportation reprise n'est pas l'exportation"
@@ -182,6 +188,24 @@ terminal 40 importer vols.csv --existants modifier --en-cours 1 --url "$url"
 contient sortie "modifiés"
 terminal 60 surveiller --nombre 2 --periode 10 --url "$url"
 contient sortie ping "2 réponses"
+
+# No record, file or argument acts on a terminal; a file holds what the record does.
+hostile=$'=1\e[2J\u9b'
+essai 0 creer T1 "parking=$hostile" --point "$hostile" --url "$url"
+for format in csv json dump tableau; do
+    terminal 200 consulter T1 --format $format --url "$url"
+    ! grep -q $'[\e\u9b]' sortie || echec "$format laisse passer une séquence"
+    contient sortie "=1" "[2J"
+done
+essai 0 consulter T1 --format csv --url "$url"
+contient sortie ",$hostile,"
+essai 0 exporter - identifiant=T1 --tableur --url "$url"
+contient sortie ",'$hostile,"
+printf 'identifiant,%s\n' "$hostile" >lot.csv
+essai 2 importer lot.csv --url "$url"
+contient erreurs 'colonne inconnue « =1\x1B[2J\x9B »'
+essai 2 "$hostile"
+! grep -q $'[\e\u9b]' erreurs || echec "un argument est redit tel quel"
 
 # ---- Lost during the work
 exec 9<>tube

@@ -28,18 +28,19 @@ cdv::Vol volDifficile()
         .ecrire("parking", " bords ")
         .ecrire("piste", "\"")
         .ecrire("nature", "null")
+        .ecrire("sens_mvt", "=cmd|'/c calc'!A1")
         .ecrire("code_stat_depart.code", "RTD")
         .ecrire("code_stat_arrivee.libelle", "");
-    vol.ajouterPoint("LFBO").ajouterPoint("").ajouterPoint("A\"B,\xE9");
-    vol.ajouterChangement({"parking", std::nullopt, ""}).ajouterChangement({std::nullopt, "B\xE9", "C"});
+    vol.ajouterPoint("LFBO").ajouterPoint("").ajouterPoint("A\"B,\xE9\x9B\x1B");
+    vol.ajouterChangement({"parking", std::nullopt, ""}).ajouterChangement({std::nullopt, "B\xE9\x9B", "C"});
     return vol;
 }
 
 std::string ecrire(Format format, const std::vector<const cdv::Vol*>& vols,
-                   std::optional<std::size_t> colonnes = std::nullopt)
+                   const Presentation& presentation = {})
 {
     std::ostringstream flux;
-    const auto ecrivain = creerEcrivain(format, flux, colonnes);
+    const auto ecrivain = creerEcrivain(format, flux, presentation);
     for (const cdv::Vol* const vol : vols)
         ecrivain->ecrire(*vol);
     ecrivain->finir();
@@ -82,6 +83,45 @@ TEST(Formats, CsvEtJsonSontSansPerte)
         EXPECT_EQ(simple, *entrees[1].vol);
         EXPECT_EQ(difficile, *entrees[2].vol);
     }
+}
+
+TEST(Formats, UnTerminalNObeitARien)
+{
+    const cdv::Vol difficile = volDifficile();
+    std::ostringstream fiche;
+    ecrireFiche(fiche, difficile, 40);
+    Presentation lisible;
+    lisible.lisible = true;
+    for (const std::string& texte :
+         {ecrire(Format::tableau, {&difficile}), ecrire(Format::dump, {&difficile}), fiche.str(),
+          ecrire(Format::json, {&difficile}), ecrire(Format::csv, {&difficile}, lisible)}) {
+        for (std::size_t i = 0; i < texte.size(); ++i) {
+            const auto octet = static_cast<unsigned char>(texte[i]);
+            const bool c1 = octet == 0xC2 && static_cast<unsigned char>(texte[i + 1]) < 0xA0;
+            ASSERT_TRUE(octet == '\n' || octet == '\t' || (octet >= 0x20 && octet != 0x7F && !c1))
+                << texte.substr(0, i);
+        }
+    }
+}
+
+TEST(Csv, UneFormuleEstUnTexteSurDemande)
+{
+    cdv::Vol vol;
+    vol.ecrire("identifiant", "=1+1").ecrire("parking", "-1").ecrire("piste", "A=B").ajouterPoint("@X");
+    vol.ecrire("indicatif", "+2\"")
+        .ecrire("nature", "@SUM(1)")
+        .ecrire("aerod_dep", "\t=1")
+        .ecrire("realisation", "");
+    Presentation tableur;
+    tableur.tableur = true;
+    const auto marque = lire(ecrire(Format::csv, {&vol}, tableur));
+    ASSERT_TRUE(marque.size() == 1 && marque[0].vol);
+    for (const std::string_view nom : cdv::Vol::champs()) {
+        const std::string valeur(vol.lire(nom).value_or(""));
+        const bool formule = !valeur.empty() && valeur != "A=B";
+        EXPECT_EQ((formule ? "'" : "") + valeur, marque[0].vol->lire(nom).value_or("")) << nom;
+    }
+    EXPECT_EQ("@X", marque[0].vol->points().front()) << "in JSON";
 }
 
 TEST(Csv, AbsentEtVideSeDistinguent)
@@ -193,18 +233,18 @@ TEST(Tableau, AligneDansLaLargeurDuTerminal)
         .ecrire("code_stat_depart.code", "OUV")
         .ecrire("code_stat_depart.libelle", "Embarquement");
     cdv::Vol hostile;
-    hostile.ecrire("indicatif", "X\x1b[2J\ny").ecrire("sens_mvt", "A").ecrire("heure_arr_reelle", "midi");
+    hostile.ecrire("indicatif", "X\x1b\ny").ecrire("sens_mvt", "A").ecrire("heure_arr_reelle", "midi");
 
-    EXPECT_EQ("Vol     De   Vers Date       Prévu Réel  Pkg St  Libellé      Identifiant\n"
-              "AFR012  Élan LFPG 2026-11-21 05:01 05:12 B12 OUV Embarquement 20261121DAFR012-000\n"
-              "X·[2J·y                            midi\n",
+    EXPECT_EQ("Vol        De   Vers Date       Prévu Réel  Pkg St  Libellé      Identifiant\n"
+              "AFR012     Élan LFPG 2026-11-21 05:01 05:12 B12 OUV Embarquement 20261121DAFR012-000\n"
+              "X\\x1B\\x0Ay                            midi\n",
               ecrire(Format::tableau, {&depart, &hostile}));
-    EXPECT_EQ("Vol     De   Vers Prévu Réel  Pkg St\n"
-              "AFR012  Élan LFPG 05:01 05:12 B12 OUV\n"
-              "X·[2J·y                 midi\n",
-              ecrire(Format::tableau, {&depart, &hostile}, 40));
+    EXPECT_EQ("Vol        De   Vers Prévu Réel  Pkg St\n"
+              "AFR012     Élan LFPG 05:01 05:12 B12 OUV\n"
+              "X\\x1B\\x0Ay                 midi\n",
+              ecrire(Format::tableau, {&depart, &hostile}, {40}));
     for (const std::size_t colonnes : {20, 60, 80, 200})
-        for (const std::string& ligne : lignes(ecrire(Format::tableau, {&depart, &hostile}, colonnes)))
+        for (const std::string& ligne : lignes(ecrire(Format::tableau, {&depart, &hostile}, {colonnes})))
             EXPECT_LE(largeur(ligne), colonnes) << ligne;
     EXPECT_EQ("", ecrire(Format::tableau, {})) << "no header over nothing";
 }
@@ -217,7 +257,7 @@ TEST(Tableau, CeQuiVientApresLEchantillonTientAussi)
     long_.ecrire("indicatif", "AFR123456789");
     std::vector<const cdv::Vol*> vols(EcrivainTableau::ECHANTILLON, &court);
     vols.push_back(&long_);
-    const auto rendues = lignes(ecrire(Format::tableau, vols, 40));
+    const auto rendues = lignes(ecrire(Format::tableau, vols, {40}));
     ASSERT_EQ(vols.size() + 1, rendues.size());
     EXPECT_EQ("AFR…", rendues.back());
 }

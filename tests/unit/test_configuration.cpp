@@ -80,6 +80,9 @@ TEST(Configuration, UneErreurDonneSesPartiesEtSeDitEnFrancais)
 TEST(Configuration, UneValeurDuProgrammeEstVerifieeAussi)
 {
     Configuration configuration;
+    configuration.tls.exigerCertificat = false; // of what TLS?
+    EXPECT_THROW(configuration.verifier("essai"), ErreurConfiguration);
+    configuration.tls.exigerCertificat = true;
     configuration.delaiPing = milliseconds(0);
     int argc = 0;
     std::string message;

@@ -1,7 +1,9 @@
-// Where the lines of the traces go: receiver, file, a file that takes nothing, a reader that does not read.
+// The texts that traces show, and where their lines go: receiver, file, a file that takes nothing, a reader
+// that does not read.
 #include "CapteurTraces.h"
 #include "DossierTemporaire.h"
 #include "orix/Processus.h"
+#include "orix/TexteSur.h"
 
 #include <gmock/gmock.h>
 
@@ -23,7 +25,45 @@ OXstatut demarrer(const Configuration& configuration)
     return initialiser(argc, nullptr, configuration);
 }
 
+/// What an edge of the network may give as a name.
+const std::string FAUSSE = "x\n2026-11-21 10:00:00.000000 1 100 Source:1 fonction - fausse\x1b[2J\xC2\x9B";
+constexpr std::size_t LIGNE_MAX = 8192;
+
 } // namespace
+
+TEST(TexteSur, CeQuiAgiraitEstMontre)
+{
+    const std::pair<std::string, std::string> cas[] = {
+        {"Entrée. « œ » \xF0\x9F\x98\x80", "Entrée. « œ » \xF0\x9F\x98\x80"},
+        {std::string("\0\t\n\r\x1b\x7f", 6), "\\x00\\x09\\x0A\\x0D\\x1B\\x7F"},
+        {"\xC2\x80\xC2\x9F\xC2\xA0", "\\x80\\x9F\xC2\xA0"},            // C1, then a letter like others
+        {"\xE2\x80\xAE\xE2\x80\xA8\xD8\x9C", "\\u202E\\u2028\\u061C"}, // turn a line round, or break it
+        {"\xE9t\xE9", "\\xE9t\\xE9"},                                  // another character set
+        {"\xC0\xAF \xED\xA0\x80 \xF4\x90\x80\x80 \xE2\x82", // longer than need be, surrogate, too high, cut
+         "\\xC0\\xAF \\xED\\xA0\\x80 \\xF4\\x90\\x80\\x80 \\xE2\\x82"}};
+    for (const auto& [texte, montre] : cas)
+        EXPECT_EQ(texteSur(texte), montre);
+    EXPECT_EQ(jsonSur("{\n  \"a\": \"é\xC2\x9B\x7F\xE2\x80\xAE\\u001b\"\n}"),
+              "{\n  \"a\": \"é\\u009b\\u007f\\u202e\\u001b\"\n}");
+}
+
+TEST(TexteSur, UnTexteTropLongEstCoupeEtLeDit)
+{
+    EXPECT_EQ(texteSur(std::string(100, 'x'), 100), std::string(100, 'x'));
+    for (const char* const motif : {"x", "é", "\n", "\xE9", "\xF0\x9F\x98\x80"}) {
+        std::string texte;
+        while (texte.size() < 1000)
+            texte += motif;
+        const std::string coupe = texteSur(texte, 200);
+        EXPECT_LE(coupe.size(), 200u);
+        EXPECT_GT(coupe.size(), 100u);
+        const std::size_t suite = coupe.rfind("… (+");
+        ASSERT_NE(suite, std::string::npos);
+        // What stays and what is missing are the text, cut between two characters.
+        const std::size_t manque = std::stoul(coupe.substr(suite + strlen("… (+")));
+        EXPECT_EQ(texteSur(texte.substr(0, texte.size() - manque)), coupe.substr(0, suite));
+    }
+}
 
 TEST(Trace, LeFichierGardeLesLignesJusquAuSeuil)
 {
@@ -32,7 +72,13 @@ TEST(Trace, LeFichierGardeLesLignesJusquAuSeuil)
     configuration.fichierTrace = dossier.fichier("trace.log");
     configuration.niveauTrace = NTO_REFUS;
     configuration.capaciteTrace = 0;
+    umask(0); // as a program that asks for nothing
     ASSERT_EQ(demarrer(configuration), OXS_OK);
+    struct stat infos
+    {
+    };
+    ASSERT_EQ(stat(configuration.fichierTrace.c_str(), &infos), 0);
+    EXPECT_EQ(infos.st_mode & 0777, 0640u);
     trace()->tracer(NTO_NOTABLE, "Source", "fonction", 12, "notable é");
     std::ostringstream tout;
     tout << std::ifstream(configuration.fichierTrace).rdbuf(); // without waiting lines, it is there at once
@@ -44,6 +90,32 @@ TEST(Trace, LeFichierGardeLesLignesJusquAuSeuil)
     tout << std::ifstream(configuration.fichierTrace).rdbuf();
     EXPECT_THAT(tout.str(), HasSubstr(" 300/5 Source:13 fonction - refus\n"));
     EXPECT_THAT(tout.str(), testing::Not(HasSubstr("progrès")));
+}
+
+TEST(Trace, UnTexteVenuDailleursNeFaitQuUneLigne)
+{
+    const essais::DossierTemporaire dossier;
+    Configuration configuration;
+    configuration.fichierTrace = dossier.fichier("trace.log");
+    configuration.niveauTrace = NTO_NOTABLE;
+    ASSERT_EQ(demarrer(configuration), OXS_OK);
+    ORIX_TRACE(NTO_NOTABLE, "Source", "fonction", "client " << FAUSSE);
+    const std::string longue = FAUSSE + std::string(1 << 20, '\n');
+    trace()->tracer(NTO_NOTABLE, longue, longue, 1, longue);
+    EXPECT_EQ(terminer(), OXS_OK);
+    std::ifstream fichier(configuration.fichierTrace);
+    std::vector<std::string> lignes;
+    for (std::string ligne; std::getline(fichier, ligne);) {
+        EXPECT_EQ(texteSur(ligne), ligne);
+        EXPECT_LT(ligne.size(), LIGNE_MAX);
+        lignes.push_back(ligne);
+    }
+    ASSERT_EQ(lignes.size(), 2u);
+    EXPECT_THAT(lignes[0], testing::EndsWith("fonction - client " + texteSur(FAUSSE)));
+    // A receiver may show its lines, too.
+    essais::CapteurTraces traces;
+    trace()->tracer(NTO_NOTABLE, "Source", "fonction", 1, FAUSSE);
+    EXPECT_EQ(traces.prendre().at(0).message, texteSur(FAUSSE));
 }
 
 TEST(Trace, UnDisquePleinNeFaitQuePerdreDesLignes)
@@ -72,15 +144,15 @@ class SortieBloquee : public testing::Test
         tuyau.reset(fopen(configuration.fichierTrace.c_str(), "r+"));
         ASSERT_NE(tuyau, nullptr);
     }
-    void demarrerEtTracer(int lignes)
+    void demarrerEtTracer(int lignes, std::size_t taille = 1000)
     {
         ASSERT_EQ(demarrer(configuration), OXS_OK);
         for (int i = 0; i < lignes; ++i)
-            trace()->tracer(NTO_NOTABLE, "Source", "fonction", i, "ligne " + std::string(1000, 'x'));
+            trace()->tracer(NTO_NOTABLE, "Source", "fonction", i, "ligne " + std::string(taille, 'x'));
     }
     std::string lire()
     {
-        char ligne[2000] = "";
+        char ligne[LIGNE_MAX + 1] = "";
         EXPECT_NE(fgets(ligne, sizeof ligne, tuyau.get()), nullptr);
         return ligne;
     }
@@ -90,16 +162,35 @@ class SortieBloquee : public testing::Test
     std::unique_ptr<FILE, int (*)(FILE*)> tuyau{nullptr, &fclose};
 };
 
-TEST_F(SortieBloquee, NArretePersonneEtLesPertesSontDites)
+/// Lines of that length, of which so many may wait.
+struct Deluge
+{
+    std::size_t capacite;
+    std::size_t taille;
+    std::size_t octetsMax; ///< of those that waited
+};
+
+class SortieDebordee : public SortieBloquee, public testing::WithParamInterface<Deluge>
+{
+};
+
+// Too many lines, then too many bytes: what is allowed by number would be 40 MB.
+INSTANTIATE_TEST_SUITE_P(, SortieDebordee,
+                         testing::Values(Deluge{100, 1000, 200 * 1100},
+                                         Deluge{100000, 8000, (std::size_t{16} << 20) + 200000}));
+
+TEST_P(SortieDebordee, NArretePersonneEtLesPertesSontDites)
 {
     constexpr int LIGNES = 5000;
-    configuration.capaciteTrace = 100;
-    ASSERT_NO_FATAL_FAILURE(demarrerEtTracer(LIGNES));
+    configuration.capaciteTrace = GetParam().capacite;
+    ASSERT_NO_FATAL_FAILURE(demarrerEtTracer(LIGNES, GetParam().taille));
     std::thread arret([] { EXPECT_EQ(terminer(), OXS_OK); });
     int ecrites = 0;
     int perdues = 0;
+    std::size_t octets = 0;
     while (ecrites + perdues < LIGNES && !HasFailure()) {
         const std::string ligne = lire();
+        octets += ligne.size();
         if (ligne.find("fonction - ligne ") != std::string::npos)
             ++ecrites;
         else if (const char* dit = strstr(ligne.c_str(), "ecrire - "))
@@ -107,6 +198,7 @@ TEST_F(SortieBloquee, NArretePersonneEtLesPertesSontDites)
     }
     EXPECT_EQ(ecrites + perdues, LIGNES);
     EXPECT_GT(perdues, 0);
+    EXPECT_LE(octets, GetParam().octetsMax);
     arret.join();
 }
 

@@ -23,7 +23,7 @@ enum NiveauTraceORIX : int
     NTO_DETAIL = 900   ///< detail of the records
 };
 
-/// One line of trace, as the program gave it.
+/// One line of trace. Its texts may be shown (orix/TexteSur.h): 8 KiB with what the log puts before them.
 struct LigneTrace
 {
     int niveauApplicatif; ///< 0 unless the caller gave one
@@ -59,8 +59,9 @@ class ORIX_API Trace : INonCopiable
     void tracer(NiveauTraceORIX niveau, std::string_view fichier, std::string_view fonction, int ligne,
                 const std::ostringstream& message);
 
-    /// Sends the lines to this function in place of the log, one call at a time; an empty function gives them
-    /// back to the log. What the function throws reaches the code that traced.
+    /// Sends the lines to this function in place of the log, under the facility's lock: it waits for no
+    /// thread that traces. An empty function gives them back to the log. What it throws reaches the code that
+    /// traced.
     void definirRecepteur(Recepteur recepteur);
 
   private:

@@ -130,7 +130,8 @@ class ORIX_API Vol
     ///     {"identifiant": "20261121DAFR012-000", "parking": "", "code_stat_depart": {"code": "RTD"},
     ///      "changements": [{"rubrique": "parking", "ancienne_valeur": "B12"}], "points": ["LFBO"]}
     ///
-    /// Lossless: depuisJson(v.versJson()) == v for any bytes from 0x01 to 0xFF.
+    /// Lossless: depuisJson(v.versJson()) == v for any bytes from 0x01 to 0xFF. May be shown on a terminal:
+    /// control characters are written "\u009b".
     /// @{
     std::string
     versJson(int indentation = -1) const; ///< on one line, or indented by that many spaces a level

@@ -1,6 +1,7 @@
 #include "CdvVol.h"
 
 #include "ContenuVol.h"
+#include "orix/TexteSur.h"
 
 #include <algorithm>
 #include <functional>
@@ -154,7 +155,7 @@ std::string Vol::versJson(int indentation) const
     }
     for (std::size_t i = 0; i < nombrePoints(); ++i)
         json[POINTS].push_back(versUtf8(point(i)));
-    return json.dump(indentation);
+    return orix::jsonSur(json.dump(indentation));
 }
 
 Vol Vol::depuisJson(std::string_view texte)
