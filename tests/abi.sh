@@ -83,4 +83,8 @@ if [ -n "$doubles" ]; then
     echo "$doubles" >&2
     statut=1
 fi
+# Their threads, and those of the ORB, outlive a module that was linked with them and is closed.
+for nom in liborix libOXcdvCli libOXcdvSession; do
+    grep -q NODELETE <<<"$(readelf -dW "$(trouver "$nom.so.3")")" || { statut=1; echo "abi: $nom can be unloaded" >&2; }
+done
 exit "$statut"

@@ -20,7 +20,6 @@ struct Maniere
     const char* nom;
     int signal = SIGUSR1; ///< that orders the end
     int statut = 0;       ///< of the process
-    bool module = false;  ///< the library came by dlopen
 };
 std::ostream& operator<<(std::ostream& flux, const Maniere& maniere) { return flux << maniere.nom; }
 
@@ -35,8 +34,6 @@ constexpr Maniere MANIERES[] = {
     {"return"},
     {"signalDefault", SIGTERM, STATUT_SIGTERM},
     {"signalHandler", SIGTERM},
-    {"abandon", SIGUSR1, 0, true},
-    {"orderly", SIGUSR1, 0, true},
 };
 
 std::string nom(const testing::TestParamInfo<Maniere>& info) { return info.param.nom; }
@@ -51,16 +48,9 @@ class Arrets : public testing::TestWithParam<Maniere>
         return programme.attendreFin();
     }
 
-    std::vector<std::string> arguments() const
-    {
-        if (GetParam().module)
-            return {_serveur.url(), OXCDV_MODULE_TRAFIC, GetParam().nom};
-        return {_serveur.url(), GetParam().nom};
-    }
-
     essais::DossierTemporaire _dossier;
     ServeurReel _serveur{_dossier.fichier("vols.db"), {"--periode-ping", "20", "--delai-ping", "20000"}};
-    Programme _client{GetParam().module ? OXCDV_CHARGEUR : OXCDV_ARRETS, arguments()};
+    Programme _client{OXCDV_ARRETS, {_serveur.url(), GetParam().nom}};
 };
 
 TEST_P(Arrets, ProcessEndsWithoutCrashOrHang)
@@ -74,19 +64,6 @@ TEST_P(Arrets, ProcessEndsWithoutCrashOrHang)
     suivant.signaler(SIGUSR1);
     EXPECT_EQ(suivant.attendreFin(), 0) << suivant.erreurs();
 }
-
-/// Once loaded the library stays: its threads, and those of the ORB, must not lose their code.
-class ArretsModule : public Arrets
-{
-};
-
-TEST_P(ArretsModule, ClosedUnderWayEverythingGoesOn)
-{
-    ASSERT_TRUE(_client.attendreSortie("traffic flows")) << _client.erreurs();
-    EXPECT_EQ(finir(_client), 0) << _client.erreurs();
-}
-
-INSTANTIATE_TEST_SUITE_P(, ArretsModule, testing::Values(Maniere{"goOn", SIGUSR1, 0, true}), nom);
 
 /// What the end says when a server takes nothing in depends on what was inside the ORB; that it ends does
 /// not.

@@ -6,6 +6,7 @@
 #include "OXcdvServeurVersClientImplementation.h"
 #include "OXvol_completData.h"
 #include "ServeurEssai.h"
+#include "Transcription.h"
 #include "orix/OXchaine.h"
 #include "orix/interne/Echec.h"
 #include "orix/interne/TableInformationsConnexions.h"
@@ -16,7 +17,6 @@
 #include <sanitizer/lsan_interface.h>
 #endif
 
-#include <fstream>
 #include <future>
 #include <memory>
 #include <regex>
@@ -85,14 +85,6 @@ class Transcription : public essais::AvecNoyau
         niveau.mineur = mineur;
         niveau.correctif = niveau.construction = 0;
         return niveau;
-    }
-
-    /// Compares all of it with that file of this folder.
-    void verifier(const std::string& nom) const
-    {
-        std::ostringstream attendu;
-        attendu << std::ifstream(OXCDV_SOURCES "/tests/unit/" + nom).rdbuf();
-        EXPECT_EQ(attendu.str(), texte);
     }
 
     std::string texte;
@@ -221,7 +213,7 @@ TEST_F(Transcription, OfTheAdapter)
         a.notifierEchecActivation(OXS_REPLY_ERROR);
         attendreCallback();
     });
-    verifier("adaptateur.txt");
+    essais::comparerTranscription("adaptateur.txt", texte);
 }
 
 struct Requete
@@ -383,7 +375,7 @@ TEST_F(TranscriptionMessages, OfTheMessages)
               demanderTout();
               rendre(OXcdvCliItf::desactive());
           }));
-    verifier("messages.txt");
+    essais::comparerTranscription("messages.txt", texte);
 }
 
 /// What the server learns of its client.

@@ -3,12 +3,12 @@
 
 #include "CapteurTraces.h"
 #include "PanneMemoire.h"
+#include "Transcription.h"
 #include "VolsEssai.h"
 
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <fstream>
 #include <functional>
 #include <regex>
 
@@ -165,9 +165,7 @@ TEST(Enregistrement, Transcription)
     scene("declared valid");
     Vol(*vol).lireNomService(), vol->lireVersion(), vol->lireVersionsConnues();
     scene("copy, name and versions");
-    std::ostringstream attendu;
-    attendu << std::ifstream(OXCDV_SOURCES "/tests/unit/enregistrement.txt").rdbuf();
-    EXPECT_EQ(attendu.str(), texte);
+    essais::comparerTranscription("enregistrement.txt", texte);
 }
 
 TEST(Enregistrement, ChaqueChampSeLitEtSEcritSousSonNom)

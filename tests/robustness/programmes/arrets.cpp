@@ -1,16 +1,40 @@
 // A process that ends while everything is under way, in the way that it is told:  arrets URL WAY
-#include "ordre.h"
 #include "trafic.h"
 
 #include "OXcdvCliArret.h"
 #include "orix/Processus.h"
 
+#include <csignal>
 #include <cstdlib>
 #include <future>
+#include <iostream>
 #include <map>
 #include <string>
+#include <unistd.h>
 
 namespace {
+
+// The end of this program is ordered by SIGUSR1, and watched: one that hangs is ended by SIGALRM.
+
+constexpr unsigned BLOQUE = 30; // seconds: many times the call time-out, on a slow machine too
+
+/// To be called before any thread starts.
+sigset_t reserverOrdre()
+{
+    sigset_t signaux;
+    sigemptyset(&signaux);
+    sigaddset(&signaux, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &signaux, nullptr);
+    return signaux;
+}
+
+void attendreOrdre(const sigset_t& signaux)
+{
+    std::cout << "traffic flows" << std::endl;
+    int recu = 0;
+    sigwait(&signaux, &recu);
+    alarm(BLOQUE);
+}
 
 [[noreturn]] void attendreLaFin()
 {
@@ -66,10 +90,10 @@ const std::map<std::string, Fin> FINS{
 int main(int argc, char** argv)
 {
     const std::string maniere = argc == 3 ? argv[2] : "";
-    const sigset_t signaux = ordre::reserver();
+    const sigset_t signaux = reserverOrdre();
     if (maniere == "signalHandler")
         std::signal(SIGTERM, [](int) {
-            alarm(ordre::BLOQUE);
+            alarm(BLOQUE);
             std::exit(0);
         });
     const auto fin = FINS.find(maniere);
@@ -77,6 +101,6 @@ int main(int argc, char** argv)
     const auto action = DANS_UN_CALLBACK.find(maniere);
     if (action != DANS_UN_CALLBACK.end())
         pendantUnCallback(action->second);
-    ordre::attendre(signaux);
+    attendreOrdre(signaux);
     return fin != FINS.end() ? fin->second() : 2;
 }

@@ -115,12 +115,6 @@ void OXcdvCliCB::fin_liste_vol_completCB(int, int) {}
 void etablirTrafic(const char* urlNoyau)
 {
     Etat& e = etat();
-    {
-        const std::lock_guard<std::mutex> verrou(e.mutex);
-        e.envoyees = e.recues = 0;
-        e.activation = -1;
-        e.arret = false;
-    }
     orix::Configuration configuration;
     configuration.routage["cdv"] = {urlNoyau};
     configuration.periodePing = std::chrono::milliseconds(20);
@@ -138,16 +132,6 @@ void etablirTrafic(const char* urlNoyau)
     attendre("activation", [](const Etat& courant) { return courant.activation == orix::OXS_OK; });
     for (int i = 0; i < EMETTEURS; ++i)
         e.emetteurs.emplace_back(emettre);
-    attendreReponses();
-}
-
-void attendreReponses()
-{
-    {
-        const std::lock_guard<std::mutex> verrou(etat().mutex);
-        etat().envoyees -= etat().recues;
-        etat().recues = 0;
-    }
     attendre("answers", [](const Etat& courant) { return courant.recues >= ETABLI; });
 }
 
