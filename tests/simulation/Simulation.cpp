@@ -308,14 +308,20 @@ void Simulation::livrerRappel()
             if (rappel.sorte == Sorte::vol)
                 _notification = {cdv::Notification::Sorte::vol, 0, cdv::Vol()};
         }
+        const bool plein = std::exchange(_plein, false);
         _retenu = _table.accueillir(rappel.genre, rappel.idOp, _notification, _appelAlors, _maintenant) ==
                   cdv::TableDemandes::Accueil::aRevoir;
         if (_retenu) {
-            if (_table.appels() == 0) // by the reader of the one request that there is
+            if (_table.appels() == 0) { // by the reader of the one request that there is
                 _essais.front()->echeance = JAMAIS;
+                _plein = true;
+            }
             return;
         }
-        exiger(!attendait || _nonFinis != 1 || _essais.front()->nonLus <= _essais.front()->capacite() / 2 + 1,
+        const auto sienne = std::find_if(_essais.begin(), _essais.end(), [&](const auto& e) {
+            return e->idOp == rappel.idOp && e->fins == 0;
+        });
+        exiger(!plein || sienne == _essais.end() || (*sienne)->nonLus <= (*sienne)->capacite() / 2 + 1,
                "a reader is given more before half of it is read");
     }
     _rappels.pop_front();

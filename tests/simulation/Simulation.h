@@ -113,6 +113,7 @@ class Simulation
     bool _serveurSain = false; ///< accepts, always
     std::deque<Rappel> _rappels;
     bool _retenu = false; ///< the first of them has been presented, and waits
+    bool _plein = false;  ///< and that is because its reader has not read enough
     cdv::Notification _notification{cdv::Notification::Sorte::fin, 0, std::nullopt};
     cdv::TableDemandes::Rang _appelAlors = 0;
 };
