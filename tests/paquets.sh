@@ -62,6 +62,7 @@ dedans() {
         construire ""
     fi
     [ "$(stat -c %U:%a /var/lib/cdv)" = cdv-serveur:750 ] || echec "/var/lib/cdv is $(stat -c %U:%a /var/lib/cdv)"
+    [ "$(stat -c %U:%G:%a /etc/cdv/serveur.toml)" = root:cdv-serveur:640 ] || echec "others read /etc/cdv/serveur.toml"
     ! getent passwd cdv-serveur | grep -vq 'nologin$' || echec "the server's user can log in"
     utiliser "" setpriv --reuid cdv-serveur --regid cdv-serveur --clear-groups cdv-serveur --base /var/lib/cdv/vols.db
     if command -v systemd-analyze >/dev/null; then

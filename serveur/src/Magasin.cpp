@@ -154,7 +154,8 @@ void Magasin::Fermeture::operator()(sqlite3_stmt* ordre) const { sqlite3_finaliz
 
 Magasin::Magasin(const std::string& fichier) : Magasin(fichier, Reglages{}) {}
 
-Magasin::Magasin(const std::string& fichier, const Reglages& reglages) : _fichier(fichier)
+Magasin::Magasin(const std::string& fichier, const Reglages& reglages)
+    : _fichier(fichier), _surPerte(reglages.surPerte)
 {
     sqlite3* base = nullptr;
     const int code = sqlite3_open_v2(
@@ -169,6 +170,7 @@ Magasin::Magasin(const std::string& fichier, const Reglages& reglages) : _fichie
     _executer("PRAGMA synchronous = FULL");
     _executer("PRAGMA wal_autocheckpoint = " + std::to_string(PAGES_JOURNAL));
     _verifierSchema();
+    _fichiers.emplace(fichier, base);
     if (reglages.pagesMax > 0)
         _executer("PRAGMA max_page_count = " + std::to_string(reglages.pagesMax));
 
@@ -246,7 +248,33 @@ void Magasin::_verifierSchema()
     _executer("COMMIT");
 }
 
-void Magasin::executer(const Lot& lot) noexcept { _executer(lot.begin(), lot.end()); }
+bool Magasin::_estEnPlace() noexcept
+{
+    if (!_perdu && !_fichiers->enPlace())
+        _perdre();
+    return !_perdu;
+}
+
+void Magasin::_perdre() noexcept
+{
+    _perdu = true;
+    ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "Magasin", "_perdre",
+                          "La base n'est plus à sa place, plus rien n'y est fait : " << _fichier);
+    // What is in the log goes into the file, which may live on under another name; then the log is empty, and
+    // does no harm to a database that is put in the place of this one. SQLite would delete it by its name at
+    // the end, which may be that of another's by then.
+    sqlite3_wal_checkpoint_v2(_base.get(), "main", SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
+    sqlite3_db_config(_base.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    _surPerte();
+}
+
+void Magasin::executer(const Lot& lot) noexcept
+{
+    if (_estEnPlace())
+        _executer(lot.begin(), lot.end());
+    if (!_estEnPlace()) // what was committed went where nobody finds it
+        std::for_each(lot.begin(), lot.end(), [](Demande* demande) { demande->resultat = ECHEC_MAGASIN; });
+}
 
 void Magasin::_executer(Lot::const_iterator debut, Lot::const_iterator fin) noexcept
 {
@@ -351,7 +379,8 @@ int Magasin::_rendre(sqlite3_stmt* ordre, Demande& demande)
 int Magasin::liste(const Fiche& exemple, const std::function<bool(FichePartagee)>& surVol) noexcept
 {
     try {
-        return _lister(exemple, surVol);
+        const int resultat = _estEnPlace() ? _lister(exemple, surVol) : ECHEC_MAGASIN;
+        return _estEnPlace() ? resultat : ECHEC_MAGASIN;
     } catch (const std::exception& exception) { // of the database, or memory that lacks
         ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "Magasin", "liste", exception.what());
         return ECHEC_MAGASIN;

@@ -2,6 +2,7 @@
 #define MAGASIN_H
 
 #include "Fiche.h"
+#include "FichiersBase.h"
 
 #include "OXcdvCliCode.h"
 
@@ -9,6 +10,7 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -50,6 +52,11 @@ class ErreurMagasin : public std::runtime_error
 /// What executer() reports as done is durable: it survives the end of the process by any cause, and a power
 /// cut where the disk honours its flushes (write-ahead log, flushed at each commit). Texts are kept byte for
 /// byte; a field that is not set is NULL.
+///
+/// The file is lost once it, or one of those beside it, is no longer where it was opened: deleted, renamed,
+/// replaced. This is looked at before and after each group, so that nothing is reported as done that went
+/// into a file without a name. From then on all is ECHEC_MAGASIN, and the file, wherever it is, holds all
+/// that was done.
 class Magasin : orix::INonCopiable
 {
   public:
@@ -57,6 +64,8 @@ class Magasin : orix::INonCopiable
     {
         std::chrono::milliseconds attenteVerrou{5000}; ///< how long another process may keep the file locked
         int pagesMax = 0; ///< limit of the file's size, in pages of 4096 bytes; 0: none
+        /// Called once, by the thread that uses the store, when the file is lost. Throws nothing.
+        std::function<void()> surPerte = [] {};
     };
 
     /// Opens the file, creates it when there is none. Throws ErreurMagasin.
@@ -94,6 +103,9 @@ class Magasin : orix::INonCopiable
     void _verifierSchema();
     [[noreturn]] void _echouer(const std::string& pourquoi) const;
 
+    /// Whether the file is there. Looks, unless it is lost already.
+    bool _estEnPlace() noexcept;
+    void _perdre() noexcept;
     void _executer(Lot::const_iterator debut, Lot::const_iterator fin) noexcept;
     void _abandonner(Lot::const_iterator debut, Lot::const_iterator fin, const char* pourquoi) noexcept;
     bool _tenter(Lot::const_iterator debut, Lot::const_iterator fin);
@@ -104,7 +116,10 @@ class Magasin : orix::INonCopiable
     int _rendre(sqlite3_stmt* ordre, Demande& demande);
 
     std::string _fichier;
-    Base _base; // outlives the statements below
+    const std::function<void()> _surPerte;
+    bool _perdu = false;
+    std::optional<FichiersBase> _fichiers; // there once the file is open
+    Base _base;                            // outlives the statements below
     Ordre _commencerLecture;
     Ordre _commencerEcriture;
     Ordre _valider;

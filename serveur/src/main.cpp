@@ -6,6 +6,10 @@
 
 #include <CLI/CLI.hpp>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
 #include <csignal>
 #include <exception>
 #include <iostream>
@@ -13,7 +17,8 @@
 
 namespace {
 
-constexpr int STATUT_REFUS = 2; // nothing was started
+constexpr int STATUT_REFUS = 2;       // nothing was started
+constexpr int STATUT_BASE_PERDUE = 3; // the file is no longer where it was opened
 
 constexpr const char* PRESENTATION =
     "Serveur de référence du service cdv : garde des vols complets dans une base "
@@ -43,7 +48,8 @@ Exemples :
 SIGHUP fait relire les fichiers de la table [tls], pour les connexions à venir.
 
 Statuts de sortie : 0 arrêté par SIGTERM ou SIGINT ; 2 refus au démarrage (option, base,
-port), dit en une ligne sur la sortie d'erreur.)";
+port), dit en une ligne sur la sortie d'erreur ; 3 la base n'est plus à sa place (effacée, renommée,
+remplacée) : les demandes ont échoué par le code 4, et rien n'est perdu de ce qui était fait.)";
 
 struct Options
 {
@@ -142,12 +148,18 @@ orix::Configuration configurer(const Options& options)
     return configuration;
 }
 
-/// Serves until a signal of the set comes. Throws std::exception with a line for the user, or
-/// CORBA::Exception.
-void servir(const Options& options, const sigset_t& signaux)
+/// Serves until a signal of the set comes; the exit status. Throws std::exception with a line for the user,
+/// or CORBA::Exception.
+int servir(const Options& options, const sigset_t& signaux)
 {
     const orix::Configuration configuration = configurer(options);
-    serveur::Magasin magasin(options.base);
+    std::atomic<bool> perdue{false};
+    serveur::Magasin::Reglages reglagesMagasin;
+    reglagesMagasin.surPerte = [&perdue] {
+        perdue = true;
+        kill(getpid(), SIGTERM); // ends the wait below
+    };
+    serveur::Magasin magasin(options.base, reglagesMagasin);
 
     // A refusal is told once: by main, not by a trace too.
     int sansOptions = 0; // of its own the ORB has none here
@@ -186,12 +198,15 @@ void servir(const Options& options, const sigset_t& signaux)
     }
     ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "main", "servir", "Arrêt demandé, signal " << signal);
     serveur->arreter();
+    return perdue ? STATUT_BASE_PERDUE : EXIT_SUCCESS;
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
+    umask(umask(0) | S_IWGRP | S_IRWXO); // records and traces are no stranger's business
+
     // Before any thread starts: all of them inherit it, and only sigwait receives these.
     sigset_t signaux;
     sigemptyset(&signaux);
@@ -205,8 +220,7 @@ int main(int argc, char** argv)
         Options options;
         if (const std::optional<int> statut = lireOptions(argc, argv, options))
             return *statut;
-        servir(options, signaux);
-        return EXIT_SUCCESS;
+        return servir(options, signaux);
     } catch (const orix::ErreurConfiguration& erreur) {
         std::cerr << "cdv-serveur : " << erreur.enFrancais() << std::endl;
     } catch (const std::exception& exception) {

@@ -6,7 +6,9 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
+#include <filesystem>
 #include <fstream>
+#include <set>
 
 using namespace essais;
 using testing::HasSubstr;
@@ -135,6 +137,86 @@ TEST_F(TestServeur, LesNotificationsSuiventLOrdreDesDemandesJusquALArret)
     EXPECT_EQ(attendus, client.attendre(attendus.size()));
     EXPECT_EQ(autre.attendre(), attendus.back());
     EXPECT_EQ(0, serveur.attendreFin());
+}
+
+TEST_F(TestServeur, UneBaseQuiNEstPlusASaPlaceNePerdRienEtLeServeurSArrete)
+{
+    namespace fs = std::filesystem;
+    struct Lieux
+    {
+        fs::path dossier, base, survivante;
+    };
+    const struct
+    {
+        const char* nom;
+        bool lien; // the file has another name
+        void (*atteindre)(const Lieux&);
+    } atteintes[] = {
+        {"effacee", true, [](const Lieux& l) { fs::remove(l.base); }},
+        {"renommee", false, [](const Lieux& l) { fs::rename(l.base, l.survivante); }},
+        {"remplacee", true,
+         [](const Lieux& l) {
+             std::ofstream(l.dossier / "autre.db") << "autre";
+             fs::rename(l.dossier / "autre.db", l.base);
+         }},
+        {"journal", true, [](const Lieux& l) { fs::remove(l.base.string() + "-wal"); }},
+        {"dossier", true, [](const Lieux& l) { fs::remove_all(l.dossier); }},
+    };
+    constexpr int AVANT = 300;
+    constexpr int EN_TOUT = 3000;
+    for (const auto& [nom, lien, atteindre] : atteintes) {
+        const fs::path dossier = _dossier.fichier(nom);
+        const Lieux lieux{dossier, dossier / "vols.db", dossier.string() + ".db"};
+        fs::create_directory(dossier);
+        std::set<std::string> faits;
+        {
+            ServeurReel serveur(lieux.base);
+            ClientBrut client(serveur.url());
+            client.activer();
+            for (int i = 0; i < EN_TOUT; ++i)
+                client.creer(std::to_string(i), i);
+            std::vector<Recu> recus = client.attendre(AVANT);
+            if (lien)
+                fs::create_hard_link(lieux.base, lieux.survivante);
+            atteindre(lieux);
+            client.creer("apres", EN_TOUT);
+            while (std::get<0>(recus.back()) == "cree")
+                recus.push_back(client.attendre());
+            EXPECT_EQ(recus.back(), Recu("deconnexion", orix::OXS_SERVICE_NON_ACTIVE, "", 0)) << nom;
+            recus.pop_back();
+            for (const auto& [quoi, resultat, identifiant, idOp] : recus) {
+                EXPECT_EQ(resultat, resultat == 0 ? 0 : 4) << nom;
+                if (resultat == 0)
+                    faits.insert(identifiant);
+            }
+            EXPECT_EQ(serveur.attendreFin(), 3) << nom;
+            EXPECT_THAT(serveur.erreurs(), HasSubstr("La base n'est plus à sa place")) << nom;
+        }
+        EXPECT_GE(faits.size(), std::size_t{AVANT}) << nom;
+        EXPECT_EQ(faits.count("apres"), 0u) << nom;
+
+        const ServeurReel serveur(lieux.survivante);
+        ClientBrut client(serveur.url());
+        client.activer().lister(1);
+        for (Recu recu = client.attendre(); std::get<0>(recu) == "liste"; recu = client.attendre())
+            faits.erase(std::get<2>(recu));
+        EXPECT_EQ(faits, std::set<std::string>()) << nom;
+    }
+}
+
+TEST_F(TestServeur, CeQuIlEcritNEstPasLuParLesAutres)
+{
+    const std::string configuration = _dossier.fichier("serveur.toml");
+    const std::string trace = _dossier.fichier("trace.log");
+    std::ofstream(configuration) << "[trace]\nfichier = \"" << trace << "\"\n";
+    const ServeurReel serveur(_base, {"--configuration", configuration, "--trace", "900"});
+    ClientBrut(serveur.url()).activer().creer("AF1", 1);
+    for (const std::string& fichier : {_base, _base + "-wal", _base + "-shm", trace}) {
+        using std::filesystem::perms;
+        const perms droits = std::filesystem::status(fichier).permissions();
+        EXPECT_EQ(droits & (perms::others_all | perms::group_write), perms::none) << fichier;
+        EXPECT_NE(droits & perms::owner_write, perms::none) << fichier;
+    }
 }
 
 TEST_F(TestServeur, UnClientDefaillantOuQuiRenieEstAbandonneSansGenerLesAutres)
