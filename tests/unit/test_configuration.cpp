@@ -52,7 +52,7 @@ TEST(Configuration, UneErreurTientEnUneLigneQuiDitOuEtQuoi)
         points += "a.";
     const std::string tropProfond =
         "got a longer or deeper text, expected at most 1048576 bytes and 64 nested levels";
-    for (const std::string& debut : {"", "[", "[[", "x = [\"\"\"\n]\"\"\"\"\", {", "x = ['\\', # ]'\"\n"}) {
+    for (const std::string debut : {"", "[", "[[", "x = [\"\"\"\n]\"\"\"\"\", {", "x = ['\\', # ]'\"\n"}) {
         const std::string texte = "[orb]\n" + debut + points + "b = 1\n";
         const auto ligne = 2 + std::count(debut.begin(), debut.end(), '\n');
         EXPECT_EQ(erreur(texte), "essai.toml:" + std::to_string(ligne) + ": " + tropProfond) << debut;
