@@ -419,8 +419,8 @@ int main(int argc, char** argv)
     const auto fichier =
         std::filesystem::temp_directory_path() / ("bench_cdv-" + std::to_string(getpid()) + ".log");
     orix::Configuration configuration;
-    configuration.niveauTrace = orix::NTO_NOTABLE;
-    configuration.fichierTrace = fichier.string();
+    configuration[orix::cle::niveauTrace] = orix::NTO_NOTABLE;
+    configuration[orix::cle::fichierTrace] = fichier.string();
     std::string message;
     if (orix::initialiser(argc, argv, configuration, &message) != orix::OXS_OK) {
         std::cerr << "bench_cdv: " << message << std::endl;

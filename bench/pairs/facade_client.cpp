@@ -33,11 +33,12 @@ class EnvoyeurFacade : public bench::Envoyeur
         s_enVol = &enVol;
 
         orix::Configuration configuration;
-        configuration.routage["cdv"] = {"corbaloc:iiop:127.0.0.1:" + std::to_string(options.port) + "/Noyau"};
+        configuration[orix::cle::routage]["cdv"] = {
+            "corbaloc:iiop:127.0.0.1:" + std::to_string(options.port) + "/Noyau"};
         if (options.variante == "traces")
-            configuration.niveauTrace = orix::NTO_NOTABLE;
+            configuration[orix::cle::niveauTrace] = orix::NTO_NOTABLE;
         if (!options.dossier.empty())
-            configuration.fichierTrace = options.dossier + "/facade.log";
+            configuration[orix::cle::fichierTrace] = options.dossier + "/facade.log";
         int argc = 0;
         std::string message;
         exigerOK(orix::initialiser(argc, nullptr, configuration, &message), "initialiser, " + message);

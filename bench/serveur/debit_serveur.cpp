@@ -176,7 +176,7 @@ class Session
     explicit Session(const std::string& noyau)
     {
         orix::Configuration configuration;
-        configuration.routage["cdv"] = {noyau};
+        configuration[orix::cle::routage]["cdv"] = {noyau};
         int argc = 0;
         std::string message;
         exigerOK(orix::initialiser(argc, nullptr, configuration, &message), "initialiser, " + message);

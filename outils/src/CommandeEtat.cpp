@@ -34,7 +34,7 @@ EtatNoyau interroger(orix::Configuration configuration, const std::string& url, 
     constexpr int MESURES = 5;
     EtatNoyau etat;
     etat.url = url;
-    configuration.routage = {{"cdv", {url}}};
+    configuration[orix::cle::routage] = {{"cdv", {url}}};
     try {
         Connexion connexion(configuration, options, interruption);
         etat.serveur = connexion.serveur();

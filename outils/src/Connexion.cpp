@@ -27,18 +27,18 @@ orix::Configuration configurer(const Options& options)
         if (!fichier.empty())
             configuration = orix::Configuration::lire(fichier);
         if (!options.urls.empty())
-            configuration.routage[SERVICE] = options.urls;
+            configuration[orix::cle::routage][SERVICE] = options.urls;
         else if (fichier.empty())
-            configuration.routage[SERVICE] = {urlNoyau(POINT_LOCAL)};
-        if (configuration.routage[SERVICE].empty())
+            configuration[orix::cle::routage][SERVICE] = {urlNoyau(POINT_LOCAL)};
+        if (configuration[orix::cle::routage][SERVICE].empty())
             throw Arret(USAGE, fichier + " : aucun serveur pour le service cdv dans [routage]");
         // Without a file of their own the traces would run through what the command prints.
         if (options.trace)
-            configuration.niveauTrace = *options.trace;
-        else if (configuration.fichierTrace.empty())
-            configuration.niveauTrace = orix::NTO_AUCUN;
+            configuration[orix::cle::niveauTrace] = *options.trace;
+        else if (configuration[orix::cle::fichierTrace].empty())
+            configuration[orix::cle::niveauTrace] = orix::NTO_AUCUN;
         if (options.delai && options.delai->count() != 0)
-            configuration.delaiActivation = *options.delai;
+            configuration[orix::cle::delaiActivation] = *options.delai;
         configuration.verifier("cdv");
     } catch (const orix::ErreurConfiguration& erreur) {
         throw Arret(USAGE, erreur.enFrancais());
@@ -48,7 +48,7 @@ orix::Configuration configurer(const Options& options)
 
 const std::vector<std::string>& noyaux(const orix::Configuration& configuration)
 {
-    return configuration.routage.at(SERVICE);
+    return configuration[orix::cle::routage].at(SERVICE);
 }
 
 cdv::Options reglagesSession(const Options& options, const orix::Configuration& configuration)
@@ -57,7 +57,7 @@ cdv::Options reglagesSession(const Options& options, const orix::Configuration& 
     cdv::Options reglages;
     reglages.service = SERVICE;
     reglages.reprise = false;
-    reglages.delaiActivation = configuration.delaiActivation + MARGE;
+    reglages.delaiActivation = configuration[orix::cle::delaiActivation] + MARGE;
     if (options.delai)
         reglages.delaiRequete = *options.delai;
     return reglages;
@@ -70,7 +70,7 @@ Connexion::Connexion(const Options& options, Interruption& interruption)
 Connexion::Connexion(const orix::Configuration& configuration, const Options& options,
                      Interruption& interruption)
     : _interruption(interruption), _processus(avecErreursClaires([&] {
-          orix::Trace::definirSeuil(configuration.niveauTrace);
+          orix::Trace::definirSeuil(configuration[orix::cle::niveauTrace]);
           return cdv::Processus(configuration);
       }))
 {
@@ -80,7 +80,7 @@ Connexion::Connexion(const orix::Configuration& configuration, const Options& op
     if (interruption.demandee())
         _session.fermer(); // asked for before there was anything to close
     // Each kernel is asked once; a session without it goes to "perdue" by itself.
-    if (!_session.attendreActive(2 * (reglages.delaiActivation + configuration.delaiConnexion))) {
+    if (!_session.attendreActive(2 * (reglages.delaiActivation + configuration[orix::cle::delaiConnexion]))) {
         if (interruption.demandee())
             throw Arret(INTERROMPU, "interrompu");
         throw PasDeConnexion(expliquer(_session.dernierEvenement().statut),

@@ -2,6 +2,7 @@
 
 #include "BornesTOML.h"
 #include "orix/Enumerer.h"
+#include "orix/interne/Perpetuel.h"
 
 #include <toml++/toml.h>
 
@@ -21,7 +22,9 @@ namespace orix {
 
 namespace {
 
-using Liste = std::vector<std::string>;
+using Duree = Configuration::Duree;
+using Liste = Configuration::Liste;
+using Routage = Configuration::Routage;
 
 using Motif = ErreurConfiguration::Motif;
 using Endroit = ErreurConfiguration::Endroit;
@@ -58,63 +61,73 @@ constexpr Controle LISIBLE{
 constexpr Controle POINT_ACCES{&estPointAcces, Motif::pointAcces};
 constexpr Controle URL{&estUrl, Motif::url};
 
-/// Where a key's value lives.
-template <class T>
-using Membre = T Configuration::*;
-template <class T>
-using MembreTLS = T ConfigurationTLS::*;
-using Destination =
-    std::variant<Membre<std::string>, Membre<Liste>, Membre<Configuration::Duree>, Membre<std::size_t>,
-                 Membre<int>, Membre<bool>, MembreTLS<std::string>, MembreTLS<Liste>, MembreTLS<bool>>;
+using Valeur = std::variant<std::string, Liste, Duree, int, bool, Routage>;
 
-/// One key of the file: its place, its member, and the values that make sense.
-struct Cle
+/// One key: its place in the file, its default, and the values that make sense.
+struct Descripteur
 {
+    template <class T>
+    Descripteur(Cle<T> cle, const char* tableDe, const char* nomDe, std::enable_if_t<true, T> d,
+                long long minimum = 0, long long maximum = 0, Controle c = {})
+        : numero(cle.numero),
+          table(tableDe),
+          nom(nomDe),
+          defaut(std::move(d)),
+          min(minimum),
+          max(maximum),
+          controle(c)
+    {}
+    template <class T>
+    Descripteur(Cle<T> cle, const char* tableDe, const char* nomDe, std::enable_if_t<true, T> d, Controle c)
+        : Descripteur(cle, tableDe, nomDe, std::move(d), 0, 0, c)
+    {}
+
+    int numero;
     const char* table;
-    const char* nom;
-    Destination destination;
-    long long min = 0; // of a number; of the elements of a list
-    long long max = 0;
-    Controle controle = {}; // of a text, or of each of a list
+    const char* nom; // null: whichever
+    Valeur defaut;
+    long long min; // of a number; of the elements of a list
+    long long max;
+    Controle controle; // of a text, or of each of a list
 };
 
-constexpr long long UNE_HEURE = 3600000; // ms
-constexpr const char* ROUTAGE = "routage";
+std::string nomHote()
+{
+    char nom[256] = {};
+    return ::gethostname(nom, sizeof nom - 1) == 0 && nom[0] != '\0' ? nom : "localhost";
+}
+
 constexpr std::size_t SERVEURS_MAX = 2;
 
-const Cle CLES[] = {
-    {"processus", "machine", &Configuration::nomMachineHote, 0, 0, NON_VIDE},
-    {"orb", "points_acces", &Configuration::pointsAcces, 1, 0, POINT_ACCES},
-    {"orb", "delai_connexion_ms", &Configuration::delaiConnexion, 1, UNE_HEURE},
-    {"orb", "delai_appel_ms", &Configuration::delaiAppel, 1, UNE_HEURE},
-    {"orb", "taille_message_max", &Configuration::tailleMessageMax, 8192, INT_MAX},
-    {"orb", "grouper_envois", &Configuration::grouperEnvois},
-    {"noyau", "delai_activation_ms", &Configuration::delaiActivation, 1, UNE_HEURE},
-    {"surveillance", "periode_ms", &Configuration::periodePing, 1, UNE_HEURE},
-    {"surveillance", "delai_ms", &Configuration::delaiPing, 1, UNE_HEURE},
-    {"surveillance", "pings_manques", &Configuration::pingsManques, 1, 1000},
-    {"executeur", "capacite", &Configuration::capaciteFileCB, 1, 100000000},
-    {"executeur", "guet_us", &Configuration::guetFileCB, 0, 10000},
-    {"trace", "niveau", &Configuration::niveauTrace, 0, 1000},
-    {"trace", "fichier", &Configuration::fichierTrace},
-    {"trace", "capacite", &Configuration::capaciteTrace, 0, 10000000},
-    {"tls", "certificat_autorite", &ConfigurationTLS::certificatAutorite, 0, 0, LISIBLE},
-    {"tls", "certificat", &ConfigurationTLS::certificat, 0, 0, LISIBLE},
-    {"tls", "mot_de_passe", &ConfigurationTLS::motDePasse},
-    {"tls", "exiger_certificat", &ConfigurationTLS::exigerCertificat},
-    {"tls", "noms_serveurs", &ConfigurationTLS::nomsServeurs, 0, 0, NON_VIDE},
-    {"tls", "liste_revocation", &ConfigurationTLS::listeRevocation, 0, 0, LISIBLE},
-};
-
-template <class T>
-T& acceder(Configuration& configuration, Membre<T> membre)
+const std::vector<Descripteur>& descripteurs()
 {
-    return configuration.*membre;
-}
-template <class T>
-T& acceder(Configuration& configuration, MembreTLS<T> membre)
-{
-    return configuration.tls.*membre;
+    constexpr long long UNE_HEURE = 3600000; // ms
+    using namespace std::chrono_literals;
+    static const Perpetuel<std::vector<Descripteur>> table(std::vector<Descripteur>{
+        {cle::nomMachineHote, "processus", "machine", nomHote(), NON_VIDE},
+        {cle::pointsAcces, "orb", "points_acces", {"127.0.0.1:0"}, 1, 0, POINT_ACCES},
+        {cle::delaiConnexion, "orb", "delai_connexion_ms", 2s, 1, UNE_HEURE},
+        {cle::delaiAppel, "orb", "delai_appel_ms", 5s, 1, UNE_HEURE},
+        {cle::tailleMessageMax, "orb", "taille_message_max", 2097152, 8192, INT_MAX},
+        {cle::grouperEnvois, "orb", "grouper_envois", true},
+        {cle::delaiActivation, "noyau", "delai_activation_ms", 10s, 1, UNE_HEURE},
+        {cle::periodePing, "surveillance", "periode_ms", 1s, 1, UNE_HEURE},
+        {cle::delaiPing, "surveillance", "delai_ms", 1s, 1, UNE_HEURE},
+        {cle::pingsManques, "surveillance", "pings_manques", 2, 1, 1000},
+        {cle::capaciteFileCB, "executeur", "capacite", 10000, 1, 100000000},
+        {cle::guetFileCB, "executeur", "guet_us", 100, 0, 10000},
+        {cle::niveauTrace, "trace", "niveau", 0, 0, 1000},
+        {cle::fichierTrace, "trace", "fichier", ""},
+        {cle::capaciteTrace, "trace", "capacite", 8192, 0, 10000000},
+        {cle::certificatAutorite, "tls", "certificat_autorite", "", LISIBLE},
+        {cle::certificat, "tls", "certificat", "", LISIBLE},
+        {cle::motDePasse, "tls", "mot_de_passe", ""},
+        {cle::exigerCertificat, "tls", "exiger_certificat", true},
+        {cle::nomsServeurs, "tls", "noms_serveurs", {}, NON_VIDE},
+        {cle::listeRevocation, "tls", "liste_revocation", "", LISIBLE},
+        {cle::routage, "routage", nullptr, {}},
+    });
+    return *table;
 }
 
 std::string entreGuillemets(const std::string& texte) { return '"' + texte + '"'; }
@@ -123,7 +136,7 @@ std::string nomComplet(const std::string& table, const std::string& cle) { retur
 
 // ---- Checks of values
 
-void controlerNombre(const Endroit& endroit, const Cle& cle, long long nombre)
+void controlerNombre(const Endroit& endroit, const Descripteur& cle, long long nombre)
 {
     if (nombre < cle.min || nombre > cle.max)
         throw ErreurConfiguration(Motif::entierEntre, endroit,
@@ -145,30 +158,34 @@ void controlerListe(const Endroit& endroit, const Controle& controle, const List
         controlerTexte(endroit, controle, texte);
 }
 
-void controler(const Endroit& endroit, const Cle& cle, const std::string& texte)
+void controler(const Endroit& endroit, const Descripteur& cle, const std::string& texte)
 {
     controlerTexte(endroit, cle.controle, texte);
 }
-void controler(const Endroit& endroit, const Cle& cle, const Liste& liste)
+void controler(const Endroit& endroit, const Descripteur& cle, const Liste& liste)
 {
     if (!liste.empty() || cle.min != 0)
         controlerListe(endroit, cle.controle, liste, std::numeric_limits<std::size_t>::max(),
                        Motif::auMoinsUn);
 }
-void controler(const Endroit& endroit, const Cle& cle, const Configuration::Duree& duree)
+void controler(const Endroit& endroit, const Descripteur& cle, const Configuration::Duree& duree)
 {
     controlerNombre(endroit, cle, duree.count());
 }
-void controler(const Endroit& endroit, const Cle& cle, std::size_t nombre)
+void controler(const Endroit& endroit, const Descripteur& cle, int nombre)
 {
-    controlerNombre(endroit, cle, nombre > LLONG_MAX ? LLONG_MAX : static_cast<long long>(nombre));
+    controlerNombre(endroit, cle, nombre);
 }
-void controler(const Endroit& endroit, const Cle& cle, int nombre) { controlerNombre(endroit, cle, nombre); }
-void controler(const Endroit&, const Cle&, bool) {}
+void controler(const Endroit&, const Descripteur&, bool) {}
 
 void controlerUrls(const Endroit& endroit, const Liste& urls)
 {
     controlerListe(endroit, URL, urls, SERVEURS_MAX, Motif::nombreUrls);
+}
+void controler(const Endroit& endroit, const Descripteur& cle, const Routage& routage)
+{
+    for (const auto& [service, urls] : routage)
+        controlerUrls({endroit.fichier, 0, nomComplet(cle.table, service)}, urls);
 }
 
 // ---- Reading of TOML
@@ -192,62 +209,69 @@ std::string decrire(const toml::node& noeud)
     }
 }
 
+} // namespace
+
+struct Configuration::Valeurs
+{
+    std::vector<Valeur> parNumero;
+
+    Valeurs() : parNumero(descripteurs().size())
+    {
+        for (const Descripteur& cle : descripteurs())
+            de(cle) = cle.defaut;
+    }
+    Valeur& de(const Descripteur& cle) { return parNumero.at(static_cast<std::size_t>(cle.numero)); }
+};
+
 /// Reads one document.
-class Lecture
+class Configuration::Lecture
 {
   public:
-    Lecture(Configuration& configuration, std::string nom)
-        : _configuration(configuration), _nom(std::move(nom))
-    {}
+    Lecture(Valeurs& valeurs, std::string nom) : _valeurs(valeurs), _nom(std::move(nom)) {}
 
     void lire(const toml::table& document)
     {
         for (const auto& [nom, noeud] : document) {
-            const std::string texte(nom.str());
-            const bool connue =
-                texte == ROUTAGE ||
-                std::any_of(std::begin(CLES), std::end(CLES), [&](const Cle& c) { return texte == c.table; });
-            if (!connue)
+            const std::string table(nom.str());
+            if (_chercher([&](const Descripteur& c) { return table == c.table; }) == nullptr)
                 throw ErreurConfiguration(Motif::tableInconnue,
-                                          _endroit(nom, noeud.is_table() ? "[" + texte + "]" : texte),
+                                          _endroit(nom, noeud.is_table() ? "[" + table + "]" : table),
                                           {_tables()});
             if (!noeud.is_table())
-                throw ErreurConfiguration(Motif::table, _endroit(nom, "[" + texte + "]"), {decrire(noeud)});
-            _lireTable(texte, *noeud.as_table());
+                throw ErreurConfiguration(Motif::table, _endroit(nom, "[" + table + "]"), {decrire(noeud)});
+            for (const auto& [cle, valeur] : *noeud.as_table())
+                _lireCle(table, std::string(cle.str()), valeur,
+                         _endroit(cle, nomComplet(table, std::string(cle.str()))));
         }
     }
 
   private:
-    void _lireTable(const std::string& table, const toml::table& valeurs)
+    template <class Predicat>
+    static const Descripteur* _chercher(Predicat predicat)
     {
-        for (const auto& [nom, noeud] : valeurs) {
-            const std::string cle(nom.str());
-            const Endroit endroit = _endroit(nom, nomComplet(table, cle));
-            if (table == ROUTAGE) {
-                Liste& urls = _configuration.routage[cle];
-                urls = _listeTextes(noeud, endroit, Motif::urls);
-                controlerUrls(endroit, urls);
-            } else {
-                _lireCle(table, cle, noeud, endroit);
-            }
-        }
+        const auto& cles = descripteurs();
+        const auto cle = std::find_if(cles.begin(), cles.end(), predicat);
+        return cle != cles.end() ? &*cle : nullptr;
     }
 
     void _lireCle(const std::string& table, const std::string& nom, const toml::node& noeud,
                   const Endroit& endroit)
     {
-        const auto cle = std::find_if(std::begin(CLES), std::end(CLES),
-                                      [&](const Cle& c) { return table == c.table && nom == c.nom; });
-        if (cle == std::end(CLES))
+        const Descripteur* const cle = _chercher(
+            [&](const Descripteur& c) { return table == c.table && (c.nom == nullptr || nom == c.nom); });
+        if (cle == nullptr)
             throw ErreurConfiguration(Motif::cleInconnue, endroit, {_cles(table)});
-        std::visit([&](auto membre) { _affecter(acceder(_configuration, membre), *cle, noeud, endroit); },
-                   cle->destination);
+        std::visit([&](auto& valeur) { _affecter(valeur, *cle, nom, noeud, endroit); }, _valeurs.de(*cle));
     }
 
     template <class T>
-    void _affecter(T& valeur, const Cle& cle, const toml::node& noeud, const Endroit& endroit)
+    static void _affecter(T& valeur, const Descripteur& cle, const std::string& nom, const toml::node& noeud,
+                          const Endroit& endroit)
     {
-        if constexpr (std::is_same_v<T, std::string>) {
+        if constexpr (std::is_same_v<T, Routage>) {
+            Liste& urls = valeur[nom] = _listeTextes(noeud, endroit, Motif::urls);
+            return controlerUrls(endroit, urls);
+        } else if constexpr (std::is_same_v<T, std::string>) {
             valeur = _scalaire<std::string>(noeud, endroit, Motif::chaine);
         } else if constexpr (std::is_same_v<T, bool>) {
             valeur = _scalaire<bool>(noeud, endroit, Motif::booleen);
@@ -256,7 +280,7 @@ class Lecture
         } else {
             const auto nombre = _scalaire<std::int64_t>(noeud, endroit, Motif::entier);
             controlerNombre(endroit, cle, nombre);
-            valeur = T(nombre);
+            valeur = static_cast<T>(nombre);
         }
         controler(endroit, cle, valeur);
     }
@@ -288,34 +312,47 @@ class Lecture
     static std::string _cles(const std::string& table)
     {
         Liste noms;
-        for (const Cle& cle : CLES)
+        for (const Descripteur& cle : descripteurs())
             if (table == cle.table)
-                noms.push_back(cle.nom);
+                noms.emplace_back(cle.nom);
         return enumerer(noms);
     }
     static std::string _tables()
     {
         Liste noms;
-        for (const Cle& cle : CLES)
-            if (noms.empty() || noms.back() != "[" + std::string(cle.table) + "]")
-                noms.push_back("[" + std::string(cle.table) + "]");
-        noms.push_back("[" + std::string(ROUTAGE) + "]");
+        for (const Descripteur& cle : descripteurs())
+            if (const std::string table = "[" + std::string(cle.table) + "]";
+                noms.empty() || noms.back() != table)
+                noms.push_back(table);
         return enumerer(noms);
     }
 
-    Configuration& _configuration;
+    Valeurs& _valeurs;
     const std::string _nom;
 };
 
-std::string nomHote()
+Configuration::Configuration() : _valeurs(std::make_unique<Valeurs>()) {}
+Configuration::Configuration(const Configuration& autre)
+    : _valeurs(std::make_unique<Valeurs>(*autre._valeurs))
+{}
+Configuration::Configuration(Configuration&& autre) noexcept = default;
+Configuration& Configuration::operator=(const Configuration& autre) { return *this = Configuration(autre); }
+Configuration& Configuration::operator=(Configuration&& autre) noexcept = default;
+Configuration::~Configuration() = default;
+
+template <class T>
+const T& Configuration::lire(Cle<T> cle) const
 {
-    char nom[256] = {};
-    return ::gethostname(nom, sizeof nom - 1) == 0 && nom[0] != '\0' ? nom : "localhost";
+    return std::get<T>(_valeurs->parNumero[static_cast<std::size_t>(cle.numero)]);
 }
+template const std::string& Configuration::lire(Cle<std::string>) const;
+template const Liste& Configuration::lire(Cle<Liste>) const;
+template const Duree& Configuration::lire(Cle<Duree>) const;
+template const int& Configuration::lire(Cle<int>) const;
+template const bool& Configuration::lire(Cle<bool>) const;
+template const Routage& Configuration::lire(Cle<Routage>) const;
 
-} // namespace
-
-Configuration::Configuration() : nomMachineHote(nomHote()), pointsAcces{"127.0.0.1:0"} {}
+const std::string& Configuration::lireNomMachineHote() const { return lire(cle::nomMachineHote); }
 
 Configuration Configuration::lire(const std::string& fichier)
 {
@@ -334,9 +371,10 @@ Configuration Configuration::analyser(const std::string& texte, const std::strin
     Configuration configuration;
     try {
         const toml::table document = toml::parse(texte);
-        Lecture(configuration, nom).lire(document);
+        Lecture(*configuration._valeurs, nom).lire(document);
         // Whoever writes the table wants TLS: without an authority all would go in plain text.
-        if (const auto tls = document.find("tls"); tls != document.end() && !configuration.tls.estActive())
+        if (const auto tls = document.find("tls");
+            tls != document.end() && configuration[cle::certificatAutorite].empty())
             throw ErreurConfiguration(
                 Motif::autorite,
                 {nom, tls->first.source().begin.line, nomComplet("tls", "certificat_autorite")},
@@ -351,19 +389,18 @@ Configuration Configuration::analyser(const std::string& texte, const std::strin
 
 void Configuration::verifier(const std::string& nom) const
 {
-    for (const Cle& cle : CLES)
+    for (const Descripteur& cle : descripteurs())
         std::visit(
-            [&](auto membre) {
-                controler({nom, 0, nomComplet(cle.table, cle.nom)}, cle,
-                          acceder(const_cast<Configuration&>(*this), membre));
+            [&](const auto& valeur) {
+                controler({nom, 0, nomComplet(cle.table, cle.nom != nullptr ? cle.nom : "")}, cle, valeur);
             },
-            cle.destination);
-    for (const auto& [service, urls] : routage)
-        controlerUrls({nom, 0, nomComplet(ROUTAGE, service)}, urls);
-    if (!tls.estActive() && (!tls.certificat.empty() || !tls.motDePasse.empty() || !tls.exigerCertificat))
+            _valeurs->de(cle));
+    const bool autorite = !lire(cle::certificatAutorite).empty();
+    const bool certificat = !lire(cle::certificat).empty();
+    if (!autorite && (certificat || !lire(cle::motDePasse).empty() || !lire(cle::exigerCertificat)))
         throw ErreurConfiguration(Motif::autorite, {nom, 0, nomComplet("tls", "certificat_autorite")},
                                   {entreGuillemets({})});
-    if (tls.estActive() && tls.certificat.empty())
+    if (autorite && !certificat)
         throw ErreurConfiguration(Motif::certificat, {nom, 0, nomComplet("tls", "certificat")},
                                   {entreGuillemets({})});
 }

@@ -2,6 +2,7 @@
 
 #include "ExceptionCourante.h"
 #include "LiaisonORB.h"
+#include "VerificationTLS.h"
 #include "orix/Configuration.h"
 #include "orix/Enumerer.h"
 #include "orix/Trace.h"
@@ -24,25 +25,22 @@ void tenter(const char* fonction, Action&& action)
     }
 }
 
-orb::ParametresTLS parametresTLS(const ConfigurationTLS& tls)
-{
-    return {tls.certificatAutorite, tls.certificat,   tls.motDePasse,
-            tls.exigerCertificat,   tls.nomsServeurs, tls.listeRevocation};
-}
-
 } // namespace
 
-void ORBthreadImplementation::relireTLS(const ConfigurationTLS& tls) { orb::relireTLS(parametresTLS(tls)); }
+void ORBthreadImplementation::relireTLS(const Configuration& configuration)
+{
+    orb::relireTLS(parametresTLS(configuration));
+}
 
 ORBthreadImplementation::ORBthreadImplementation(int& argc, char** argv, const Configuration& configuration)
 {
     orb::ParametresORB parametres;
-    parametres.pointsAcces = configuration.pointsAcces;
-    parametres.delaiConnexion = configuration.delaiConnexion;
-    parametres.delaiAppel = configuration.delaiAppel;
-    parametres.tailleMessageMax = configuration.tailleMessageMax;
-    parametres.grouperEnvois = configuration.grouperEnvois;
-    parametres.tls = parametresTLS(configuration.tls);
+    parametres.pointsAcces = configuration[cle::pointsAcces];
+    parametres.delaiConnexion = configuration[cle::delaiConnexion];
+    parametres.delaiAppel = configuration[cle::delaiAppel];
+    parametres.tailleMessageMax = static_cast<std::size_t>(configuration[cle::tailleMessageMax]);
+    parametres.grouperEnvois = configuration[cle::grouperEnvois];
+    parametres.tls = parametresTLS(configuration);
     _orb = orb::creerORB(argc, argv, parametres);
     try {
         try {
@@ -50,7 +48,7 @@ ORBthreadImplementation::ORBthreadImplementation(int& argc, char** argv, const C
         } catch (const CORBA::INITIALIZE& exception) {
             throw ErreurConfiguration(ErreurConfiguration::Motif::pointAccesLibre,
                                       {"", 0, "[orb] points_acces"},
-                                      {enumerer(configuration.pointsAcces,
+                                      {enumerer(configuration[cle::pointsAcces],
                                                 [](const std::string& point) { return '"' + point + '"'; })},
                                       orb::information(exception));
         }

@@ -9,8 +9,7 @@
 
 namespace orix {
 
-struct Configuration;
-struct ConfigurationTLS;
+class Configuration;
 
 /// One run of the ORB. Its references outlive the ORB, so that a late user gets a CORBA exception and nothing
 /// worse.
@@ -27,7 +26,7 @@ class ORBthreadImplementation final : public ORBthread
 
     /// Reads the files again, for the connections to come. Throws std::runtime_error, and changes nothing
     /// then.
-    static void relireTLS(const ConfigurationTLS& tls);
+    static void relireTLS(const Configuration& configuration);
 
     /// Refuses new requests, and waits for those inside. False when one still is at the end of the delay.
     bool arreterReception(std::chrono::milliseconds delai);

@@ -59,7 +59,7 @@ class Processus
         abandonner
     };
     bool _arreter(Callbacks callbacks, std::chrono::milliseconds delai);
-    bool _arreter() { return _arreter(Callbacks::appeler, lireConfiguration()->delaiAppel); }
+    bool _arreter() { return _arreter(Callbacks::appeler, lireConfiguration()->lire(cle::delaiAppel)); }
 
     /// A callback and a delivery must not wait for the end, which waits for them.
     static bool _estAppeleDIci() { return ExecuteurCBImplementation::estIci() || Livraison::estEnCoursIci(); }
@@ -95,28 +95,28 @@ void quitterEnFin();
 void Processus::_demarrer(int& argc, char** argv, const Configuration& configuration)
 {
     configuration.verifier("configuration");
-    verifierTLS(configuration.tls);
+    verifierTLS(parametresTLS(configuration));
     if (!_pointsAcces.empty() && !_pointsAcces.back()->estDetruit())
         throw std::runtime_error("the ORB of the previous run has not ended yet: a request is still inside");
 
     try {
-        journal::ouvrir(configuration.fichierTrace, configuration.capaciteTrace);
+        journal::ouvrir(configuration[cle::fichierTrace], configuration[cle::capaciteTrace]);
     } catch (const std::exception& erreur) {
         throw ErreurConfiguration(ErreurConfiguration::Motif::fichierInscriptible, {"", 0, "[trace] fichier"},
-                                  {'"' + configuration.fichierTrace + '"'}, erreur.what());
+                                  {'"' + configuration[cle::fichierTrace] + '"'}, erreur.what());
     }
-    Trace::definirSeuil(configuration.niveauTrace);
+    Trace::definirSeuil(configuration[cle::niveauTrace]);
 
     _configurations.push_back(std::make_unique<const Configuration>(configuration));
     const Configuration& gardee = *_configurations.back();
     _configuration = &gardee;
-    routage::definir(&gardee.routage);
+    routage::definir(&gardee[cle::routage]);
 
     _pointsAcces.push_back(std::make_unique<ORBthreadImplementation>(argc, argv, gardee));
     _courant = _pointsAcces.back().get();
-    ExecuteurCBImplementation::instance().demarrer(gardee.capaciteFileCB,
-                                                   std::chrono::microseconds(gardee.guetFileCB));
-    NoyauImplementation::instance().demarrer(_courant, gardee.delaiActivation);
+    ExecuteurCBImplementation::instance().demarrer(gardee[cle::capaciteFileCB],
+                                                   std::chrono::microseconds(gardee[cle::guetFileCB]));
+    NoyauImplementation::instance().demarrer(_courant, gardee[cle::delaiActivation]);
     SurveillantConnexionsImplementation::instance().demarrer(*_courant, gardee);
 
     static const int inscrit =
@@ -156,7 +156,7 @@ bool Processus::_arreter(Callbacks callbacks, std::chrono::milliseconds delai)
     noyau.oublierPointAcces();
     // A call that the ORB sends may be opening its connection first.
     if (_courant != nullptr)
-        attendre(_courant->detruire(delai + lireConfiguration()->delaiConnexion), "ORB");
+        attendre(_courant->detruire(delai + lireConfiguration()->lire(cle::delaiConnexion)), "ORB");
     _courant = nullptr;
     // Whoever reads the lines may have stopped to: the end does not wait for it.
     Fil fermeture;
@@ -172,8 +172,8 @@ OXstatut Processus::relireTLS()
     const std::lock_guard<std::mutex> verrou(_mutex);
     if (!_demarre)
         return OXS_NOYAU_NON_INITIALISE;
-    verifierTLS(lireConfiguration()->tls);
-    ORBthreadImplementation::relireTLS(lireConfiguration()->tls);
+    verifierTLS(parametresTLS(*lireConfiguration()));
+    ORBthreadImplementation::relireTLS(*lireConfiguration());
     return OXS_OK;
 }
 
@@ -193,7 +193,7 @@ void Processus::quitter()
 {
     const std::unique_lock<std::mutex> verrou(_mutex, std::try_to_lock);
     if (verrou.owns_lock() && _demarre && _pid == ::getpid())
-        _arreter(Callbacks::abandonner, lireConfiguration()->delaiAppel);
+        _arreter(Callbacks::abandonner, lireConfiguration()->lire(cle::delaiAppel));
 }
 
 void quitterEnFin()

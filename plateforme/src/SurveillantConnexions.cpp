@@ -285,7 +285,8 @@ void SurveillantConnexionsImplementation::demarrer(const ORBthread& pointAcces,
                           [this](unsigned long numero, ReponsePing reponse) { _repondre(numero, reponse); }));
     {
         const std::lock_guard<std::mutex> verrou(_mutex);
-        _reglages = {configuration.periodePing, configuration.delaiPing, configuration.pingsManques};
+        _reglages = {configuration[cle::periodePing], configuration[cle::delaiPing],
+                     configuration[cle::pingsManques]};
         _repondeur = repondeur;
     }
     // Where the ORB makes its nil objects it does not order their making before their use on another thread.

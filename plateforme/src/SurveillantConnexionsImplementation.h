@@ -17,7 +17,7 @@
 namespace orix {
 
 class ORBthread;
-struct Configuration;
+class Configuration;
 
 class SurveillantConnexionsImplementation final : public SurveillantConnexions, INonCopiable
 {

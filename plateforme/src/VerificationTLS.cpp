@@ -101,7 +101,7 @@ Certificat lireCertificat(const std::string& fichier)
     return certificat;
 }
 
-ClePrivee lireClePrivee(const ConfigurationTLS& tls)
+ClePrivee lireClePrivee(const orb::ParametresTLS& tls)
 {
     const Flux flux = ouvrir(CERTIFICAT, tls.certificat);
     MotDePasse motDePasse{tls.motDePasse};
@@ -115,7 +115,7 @@ ClePrivee lireClePrivee(const ConfigurationTLS& tls)
 }
 
 /// Whether the authority vouches for the certificate in that part: "ssl_server" or "ssl_client".
-void verifierSignature(const ConfigurationTLS& tls, SSL_CTX* contexte, X509* certificat, const char* role)
+void verifierSignature(const orb::ParametresTLS& tls, SSL_CTX* contexte, X509* certificat, const char* role)
 {
     const Examen examen(X509_STORE_CTX_new());
     if (examen == nullptr ||
@@ -154,9 +154,21 @@ struct FileErreurs
 
 } // namespace
 
-void verifierTLS(const ConfigurationTLS& tls)
+orb::ParametresTLS parametresTLS(const Configuration& configuration)
 {
-    if (!tls.estActive())
+    orb::ParametresTLS tls;
+    tls.certificatAutorite = configuration[cle::certificatAutorite];
+    tls.certificat = configuration[cle::certificat];
+    tls.motDePasse = configuration[cle::motDePasse];
+    tls.exigerCertificat = configuration[cle::exigerCertificat];
+    tls.nomsServeurs = configuration[cle::nomsServeurs];
+    tls.listeRevocation = configuration[cle::listeRevocation];
+    return tls;
+}
+
+void verifierTLS(const orb::ParametresTLS& tls)
+{
+    if (tls.certificatAutorite.empty())
         return;
     const FileErreurs erreurs;
     const Contexte contexte(SSL_CTX_new(TLS_method()));

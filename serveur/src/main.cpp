@@ -140,11 +140,11 @@ orix::Configuration configurer(const Options& options)
     orix::Configuration configuration =
         fichier ? orix::Configuration::lire(options.configuration) : orix::Configuration();
     if (!fichier || options.pointAccesDonne)
-        configuration.pointsAcces = {options.hote + ":" + std::to_string(options.port)};
+        configuration[orix::cle::pointsAcces] = {options.hote + ":" + std::to_string(options.port)};
     if (!options.machine.empty())
-        configuration.nomMachineHote = options.machine;
+        configuration[orix::cle::nomMachineHote] = options.machine;
     if (!fichier || options.trace)
-        configuration.niveauTrace = options.trace.value_or(orix::NTO_NOTABLE);
+        configuration[orix::cle::niveauTrace] = options.trace.value_or(orix::NTO_NOTABLE);
     return configuration;
 }
 
@@ -179,7 +179,7 @@ int servir(const Options& options, const sigset_t& signaux)
     } fin;
 
     serveur::Serveur::Reglages reglages;
-    reglages.noms = {options.nom, configuration.nomMachineHote};
+    reglages.noms = {options.nom, configuration[orix::cle::nomMachineHote]};
     reglages.pings.periode = std::chrono::milliseconds(options.periodePing);
     reglages.pings.delai = std::chrono::milliseconds(options.delaiPing);
     reglages.clients.parAdresse = options.clientsParAdresse;

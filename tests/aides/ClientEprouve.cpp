@@ -14,10 +14,11 @@ namespace essais {
 
 ClientEprouve::ClientEprouve()
 {
-    reglages.niveauTrace = NTO_AUCUN;
-    reglages.periodePing = PERIODE;
+    reglages[orix::cle::niveauTrace] = NTO_AUCUN;
+    reglages[orix::cle::periodePing] = PERIODE;
     // Whatever is waited for must come, before the patience ends.
-    reglages.delaiPing = reglages.delaiAppel = reglages.delaiActivation = 2 * PATIENCE;
+    reglages[orix::cle::delaiPing] = reglages[orix::cle::delaiAppel] = reglages[orix::cle::delaiActivation] =
+        2 * PATIENCE;
     for (ServeurEssai* serveur : {&premier, &deuxieme}) {
         serveur->avantReponse = [this, serveur] { _inscrire(*serveur); };
         serveur->service.ping = [this](int numero) {

@@ -151,13 +151,13 @@ class AvecNoyau : public testing::Test
         const std::string hote = "127.0.0.1:" + std::to_string(portReserve());
         const std::string base = "corbaloc:iiop:" + hote + "/";
         const std::string personne = "corbaloc:iiop:127.0.0.1:" + std::to_string(portReserve()) + "/premier";
-        reglages.pointsAcces = {hote};
-        reglages.nomMachineHote = "machine";
-        reglages.periodePing = std::chrono::hours(1);
-        reglages.niveauTrace = orix::NTO_NOTABLE;
-        reglages.routage = {{"cdv", {base + "premier", base + "deuxieme"}},
-                            {"seul", {base + "premier"}},
-                            {"absent", {personne, base + "deuxieme"}}};
+        reglages[orix::cle::pointsAcces] = {hote};
+        reglages[orix::cle::nomMachineHote] = "machine";
+        reglages[orix::cle::periodePing] = std::chrono::hours(1);
+        reglages[orix::cle::niveauTrace] = orix::NTO_NOTABLE;
+        reglages[orix::cle::routage] = {{"cdv", {base + "premier", base + "deuxieme"}},
+                                        {"seul", {base + "premier"}},
+                                        {"absent", {personne, base + "deuxieme"}}};
     }
 
     void SetUp() override

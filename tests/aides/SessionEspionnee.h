@@ -107,7 +107,7 @@ class SessionEspionnee : public SessionReelle
 
     std::string pidServeur() const { return std::to_string(_premier->pid()); }
 
-    const int _portClient = _port(orix::configuration()->pointsAcces.front());
+    const int _portClient = _port(orix::configuration()->lire(orix::cle::pointsAcces).front());
     NoyauEspion _espion;
 
   private:
@@ -118,9 +118,10 @@ class SessionEspionnee : public SessionReelle
     static orix::Configuration _router(orix::Configuration reglages)
     {
         const std::string hote = "127.0.0.1:" + std::to_string(portReserve());
-        reglages.pointsAcces = {hote};
-        reglages.routage["cdv"] = {"corbaloc:" + std::string(reglages.tls.estActive() ? "ssliop:" : "iiop:") +
-                                   hote + "/Espion"};
+        reglages[orix::cle::pointsAcces] = {hote};
+        reglages[orix::cle::routage]["cdv"] = {
+            "corbaloc:" + std::string(reglages[orix::cle::certificatAutorite].empty() ? "iiop:" : "ssliop:") +
+            hote + "/Espion"};
         return reglages;
     }
 };

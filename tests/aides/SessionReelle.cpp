@@ -5,11 +5,11 @@ namespace essais {
 orix::Configuration SessionReelle::reglagesVifs(const std::function<void(orix::Configuration&)>& changer)
 {
     orix::Configuration reglages;
-    reglages.periodePing = std::chrono::milliseconds(200);
-    reglages.delaiPing = std::chrono::milliseconds(500);
-    reglages.delaiConnexion = std::chrono::milliseconds(1000);
-    reglages.delaiAppel = std::chrono::milliseconds(1000);
-    reglages.niveauTrace = 0;
+    reglages[orix::cle::periodePing] = std::chrono::milliseconds(200);
+    reglages[orix::cle::delaiPing] = std::chrono::milliseconds(500);
+    reglages[orix::cle::delaiConnexion] = std::chrono::milliseconds(1000);
+    reglages[orix::cle::delaiAppel] = std::chrono::milliseconds(1000);
+    reglages[orix::cle::niveauTrace] = 0;
     if (changer)
         changer(reglages);
     return reglages;
@@ -19,7 +19,7 @@ SessionReelle::SessionReelle(const orix::Configuration& reglages, std::vector<st
     : _optionsServeurs(std::move(optionsServeurs))
 {
     orix::Configuration configuration = reglages;
-    configuration.routage.insert({"cdv", {_premier->url(), _second->url()}});
+    configuration[orix::cle::routage].insert({"cdv", {_premier->url(), _second->url()}});
     int argc = 0;
     std::string message;
     EXPECT_EQ(orix::initialiser(argc, nullptr, configuration, &message), orix::OXS_OK) << message;

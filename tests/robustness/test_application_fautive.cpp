@@ -79,7 +79,7 @@ TEST_F(ApplicationFautive, ACallbackMayCallEverything)
 class FileCourte : public essais::SessionReelle
 {
   protected:
-    FileCourte() : SessionReelle(reglagesVifs([](auto& r) { r.capaciteFileCB = 10; })) {}
+    FileCourte() : SessionReelle(reglagesVifs([](auto& r) { r[orix::cle::capaciteFileCB] = 10; })) {}
 };
 
 TEST_F(FileCourte, ACallbackThatStaysKeepsNothingElseFromEndingAndBeginningAgain)

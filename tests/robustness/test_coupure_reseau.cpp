@@ -120,8 +120,8 @@ class Hotes
     {
         orix::Configuration reglages = essais::SessionReelle::reglagesVifs();
         if (_reseau.existe()) {
-            reglages.pointsAcces = {Reseau::adresse("client") + ":0"};
-            reglages.routage["cdv"] = {_serveurs[0]->url(), _serveurs[1]->url()};
+            reglages[orix::cle::pointsAcces] = {Reseau::adresse("client") + ":0"};
+            reglages[orix::cle::routage]["cdv"] = {_serveurs[0]->url(), _serveurs[1]->url()};
         }
         return reglages;
     }

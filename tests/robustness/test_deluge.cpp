@@ -27,7 +27,7 @@ std::string identifiant(int rang) { return "V" + std::to_string(100000 + rang); 
 class Deluge : public essais::SessionReelle
 {
   protected:
-    Deluge() : SessionReelle(reglagesVifs([](auto& r) { r.capaciteFileCB = CAPACITE; })) {}
+    Deluge() : SessionReelle(reglagesVifs([](auto& r) { r[orix::cle::capaciteFileCB] = CAPACITE; })) {}
 };
 
 /// Checks the listings as they come: one after another, each whole and in order.

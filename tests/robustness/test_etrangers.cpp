@@ -448,5 +448,5 @@ TEST_F(Etrangers, RienNEcouteHorsDeLAdresseConfiguree)
         EXPECT_TRUE(Etranger(port).estConnecte());
         EXPECT_FALSE(Etranger(port, "0.0.0.0", nullptr, "127.0.0.2").estConnecte()) << port;
     }
-    EXPECT_EQ(orix::Configuration().pointsAcces, std::vector<std::string>{"127.0.0.1:0"});
+    EXPECT_EQ(orix::Configuration()[orix::cle::pointsAcces], std::vector<std::string>{"127.0.0.1:0"});
 }

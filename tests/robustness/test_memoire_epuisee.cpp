@@ -278,7 +278,7 @@ class MemoireDelaiCourt : public MemoireConnexion
   protected:
     MemoireDelaiCourt()
     {
-        reglages.delaiActivation = std::chrono::milliseconds(30);
+        reglages[orix::cle::delaiActivation] = std::chrono::milliseconds(30);
         statutsPermis.insert(orix::OXS_REPLY_ERROR);
     }
 };

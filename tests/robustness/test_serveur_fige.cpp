@@ -29,7 +29,8 @@ class ServeurFige : public essais::SessionEprouvee
 class ServeurFigeSansPing : public ServeurFige
 {
   protected:
-    ServeurFigeSansPing() : ServeurFige(reglagesVifs([](auto& r) { r.periodePing = std::chrono::hours(1); }))
+    ServeurFigeSansPing()
+        : ServeurFige(reglagesVifs([](auto& r) { r[orix::cle::periodePing] = std::chrono::hours(1); }))
     {}
 };
 

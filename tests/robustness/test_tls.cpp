@@ -34,20 +34,26 @@ ContexteTLS presenter(const std::string& fichier)
     return contexte;
 }
 
-orix::ConfigurationTLS reglagesTLS(const Certificats& certificats, const std::string& certificat)
+void reglerTLS(orix::Configuration& reglages, const Certificats& certificats, const std::string& certificat)
 {
-    orix::ConfigurationTLS tls;
-    tls.certificatAutorite = certificats.autorite();
-    tls.certificat = certificat;
-    return tls;
+    reglages[orix::cle::certificatAutorite] = certificats.autorite();
+    reglages[orix::cle::certificat] = certificat;
+}
+
+orix::Configuration reglagesTLS(const Certificats& certificats, const std::string& certificat)
+{
+    orix::Configuration reglages;
+    reglerTLS(reglages, certificats, certificat);
+    return reglages;
 }
 
 /// The file that gives a server these settings.
-std::string fichierTOML(const Certificats& certificats, const orix::ConfigurationTLS& tls)
+std::string fichierTOML(const Certificats& certificats, const orix::Configuration& tls)
 {
-    return certificats.ecrire("serveur.toml", "[tls]\ncertificat_autorite = \"" + tls.certificatAutorite +
-                                                  "\"\ncertificat = \"" + tls.certificat +
-                                                  "\"\nmot_de_passe = \"" + tls.motDePasse + "\"\n");
+    return certificats.ecrire("serveur.toml", "[tls]\ncertificat_autorite = \"" +
+                                                  tls[orix::cle::certificatAutorite] + "\"\ncertificat = \"" +
+                                                  tls[orix::cle::certificat] + "\"\nmot_de_passe = \"" +
+                                                  tls[orix::cle::motDePasse] + "\"\n");
 }
 
 /// Before the session, which needs them.
@@ -62,7 +68,7 @@ struct AvecCertificats
 orix::Configuration reglagesClient(const AvecCertificats& fichiers)
 {
     orix::Configuration reglages = essais::SessionReelle::reglagesVifs();
-    reglages.tls = reglagesTLS(fichiers.certificats, fichiers.certificatClient);
+    reglerTLS(reglages, fichiers.certificats, fichiers.certificatClient);
     return reglages;
 }
 
@@ -189,8 +195,8 @@ TEST(TLS, RienDAutreQueTLSEntreClientEtServeur)
 
     const auto activer = [&](const orix::Configuration& reglages, const std::string& url) {
         orix::Configuration configuration = reglages;
-        configuration.routage["cdv"] = {url};
-        configuration.niveauTrace = 0;
+        configuration[orix::cle::routage]["cdv"] = {url};
+        configuration[orix::cle::niveauTrace] = 0;
         int argc = 0;
         std::string message;
         EXPECT_EQ(orix::initialiser(argc, nullptr, configuration, &message), orix::OXS_OK) << message;
@@ -225,7 +231,7 @@ TEST(TLS, CertificatFacultatif)
 {
     const AvecCertificats fichiers;
     Certificats autre;
-    orix::ConfigurationTLS tls = reglagesTLS(fichiers.certificats, fichiers.certificatClient);
+    const orix::Configuration tls = reglagesTLS(fichiers.certificats, fichiers.certificatClient);
     const std::string toml = fichierTOML(fichiers.certificats, tls);
     std::ofstream(toml, std::ios::app) << "exiger_certificat = false\n";
     const essais::DossierTemporaire dossier;
@@ -250,8 +256,8 @@ TEST(TLS, UnCertificatQuiNEstPasDUnServeurNEstPasAppele)
                 reglagesTLS(fichiers.certificats, fichiers.certificats.emettre("autre client")));
     const ServeurReel imposteur(dossier.fichier("a.db"), {"--trace", "0", "--configuration", bon});
     orix::Configuration reglages = reglagesClient(fichiers);
-    reglages.tls.nomsServeurs = {"secours", "serveur"};
-    reglages.routage["cdv"] = {imposteur.url(), serveur.url()};
+    reglages[orix::cle::nomsServeurs] = {"secours", "serveur"};
+    reglages[orix::cle::routage]["cdv"] = {imposteur.url(), serveur.url()};
     int argc = 0;
     ASSERT_EQ(orix::initialiser(argc, nullptr, reglages), orix::OXS_OK);
     EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_CONNEXION_IMPOSSIBLE);
@@ -339,9 +345,9 @@ TEST(TLS, FichiersFaux)
     };
     for (const auto& c : cas) {
         orix::Configuration configuration;
-        configuration.tls.certificatAutorite = c.autorite;
-        configuration.tls.certificat = c.certificat;
-        configuration.tls.motDePasse = c.motDePasse;
+        configuration[orix::cle::certificatAutorite] = c.autorite;
+        configuration[orix::cle::certificat] = c.certificat;
+        configuration[orix::cle::motDePasse] = c.motDePasse;
         const std::string cle = "[tls] " + std::string(c.cle);
         int argc = 0;
         std::string message;
@@ -353,7 +359,7 @@ TEST(TLS, FichiersFaux)
 
         Programme serveur(essais::cheminServeur(),
                           {"--base", certificats.ecrire("a.db", ""), "--port", "0", "--configuration",
-                           fichierTOML(certificats, configuration.tls)});
+                           fichierTOML(certificats, configuration)});
         EXPECT_EQ(serveur.attendreFin(), 2);
         const std::string erreurs = serveur.erreurs();
         EXPECT_THAT(erreurs,
@@ -362,9 +368,8 @@ TEST(TLS, FichiersFaux)
     }
 
     // After all these, the right ones.
-    orix::Configuration configuration;
-    configuration.tls = reglagesTLS(certificats, secret);
-    configuration.tls.motDePasse = "sesame";
+    orix::Configuration configuration = reglagesTLS(certificats, secret);
+    configuration[orix::cle::motDePasse] = "sesame";
     int argc = 0;
     std::string message;
     EXPECT_EQ(orix::initialiser(argc, nullptr, configuration, &message), orix::OXS_OK) << message;

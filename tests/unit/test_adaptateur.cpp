@@ -37,7 +37,7 @@ using Adaptateur = essais::AvecNoyau;
 class Transcription : public essais::AvecNoyau
 {
   protected:
-    Transcription() { reglages.niveauTrace = NTO_AUCUN; }
+    Transcription() { reglages[orix::cle::niveauTrace] = NTO_AUCUN; }
     // The first scene is without kernel.
     void SetUp() override { callbacks.oublier(); }
     void TearDown() override
@@ -112,7 +112,7 @@ class Transcription : public essais::AvecNoyau
         const char* const etats[] = {"inactive", "pending", "active"};
         texte += std::string("client: ") + etats[adaptateur.lireEtat()] + ", server " +
                  std::to_string(adaptateur.lireServeurCourant());
-        for (const auto& [service, urls] : reglages.routage)
+        for (const auto& [service, urls] : reglages[orix::cle::routage])
             try {
                 const auto connexion = oxNoyau()->lireTableConnexions()->lireInformation(service);
                 texte += ", " + service + " connected to " + connexion.lireServeur();
@@ -411,7 +411,7 @@ TEST_F(Adaptateur, CORBAExceptionInADisconnectionEndsTheProcess)
 class AdaptateurPresse : public essais::AvecNoyau
 {
   protected:
-    AdaptateurPresse() { reglages.delaiActivation = std::chrono::milliseconds(300); }
+    AdaptateurPresse() { reglages[orix::cle::delaiActivation] = std::chrono::milliseconds(300); }
 };
 
 TEST_F(AdaptateurPresse, GivesUpAServerOfAnotherVersionAsOneThatDoesNotAnswer)
@@ -430,7 +430,7 @@ TEST_F(AdaptateurPresse, GivesUpAServerOfAnotherVersionAsOneThatDoesNotAnswer)
 class AdaptateurFileCourte : public essais::AvecNoyau
 {
   protected:
-    AdaptateurFileCourte() { reglages.capaciteFileCB = 1; }
+    AdaptateurFileCourte() { reglages[orix::cle::capaciteFileCB] = 1; }
 };
 
 TEST_F(AdaptateurFileCourte, EndsWhileANotificationWaitsForAPlaceInTheQueue)
@@ -471,7 +471,7 @@ TEST_F(AdaptateurFileCourte, EndsWhileANotificationWaitsForAPlaceInTheQueue)
 class AdaptateurDelaiCourt : public essais::AvecNoyau
 {
   protected:
-    AdaptateurDelaiCourt() { reglages.delaiAppel = std::chrono::milliseconds(50); }
+    AdaptateurDelaiCourt() { reglages[orix::cle::delaiAppel] = std::chrono::milliseconds(50); }
 };
 
 /// The client ends while a notification is inside, and stays there longer than a call may last.

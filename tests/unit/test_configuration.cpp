@@ -52,7 +52,7 @@ TEST(Configuration, UneErreurTientEnUneLigneQuiDitOuEtQuoi)
         points += "a.";
     const std::string tropProfond =
         "got a longer or deeper text, expected at most 1048576 bytes and 64 nested levels";
-    for (const std::string& debut : {"", "[", "[[", "x = [\"\"\"\n]\"\"\"\"\", {", "x = ['\\', # ]'\"\n"}) {
+    for (const std::string debut : {"", "[", "[[", "x = [\"\"\"\n]\"\"\"\"\", {", "x = ['\\', # ]'\"\n"}) {
         const std::string texte = "[orb]\n" + debut + points + "b = 1\n";
         const auto ligne = 2 + std::count(debut.begin(), debut.end(), '\n');
         EXPECT_EQ(erreur(texte), "essai.toml:" + std::to_string(ligne) + ": " + tropProfond) << debut;
@@ -80,10 +80,10 @@ TEST(Configuration, UneErreurDonneSesPartiesEtSeDitEnFrancais)
 TEST(Configuration, UneValeurDuProgrammeEstVerifieeAussi)
 {
     Configuration configuration;
-    configuration.tls.exigerCertificat = false; // of what TLS?
+    configuration[orix::cle::exigerCertificat] = false; // of what TLS?
     EXPECT_THROW(configuration.verifier("essai"), ErreurConfiguration);
-    configuration.tls.exigerCertificat = true;
-    configuration.delaiPing = milliseconds(0);
+    configuration[orix::cle::exigerCertificat] = true;
+    configuration[orix::cle::delaiPing] = milliseconds(0);
     int argc = 0;
     std::string message;
     EXPECT_EQ(orix::initialiser(argc, nullptr, configuration, &message), orix::OXS_MAUVAISE_CONF);
@@ -109,6 +109,6 @@ TEST(Configuration, LeFichierEstLuOuRefuse)
 
     std::ofstream(fichier, std::ios::trunc).flush();
     EXPECT_EQ(orix::initialiser(argc, nullptr, fichier, &message), orix::OXS_OK) << message;
-    EXPECT_EQ(orix::configuration()->delaiActivation, milliseconds(10000));
+    EXPECT_EQ(orix::configuration()->lire(orix::cle::delaiActivation), milliseconds(10000));
     EXPECT_EQ(orix::terminer(), orix::OXS_OK);
 }

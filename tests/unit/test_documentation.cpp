@@ -62,25 +62,25 @@ std::set<std::string> offerts(const std::string& toml)
 std::map<std::string, std::string> valeurs(const Configuration& c)
 {
     const auto nombre = [](auto valeur) { return std::to_string(valeur); };
-    return {{"[processus] machine", c.nomMachineHote},
-            {"[orb] points_acces", c.pointsAcces.at(0)},
-            {"[orb] delai_connexion_ms", nombre(c.delaiConnexion.count())},
-            {"[orb] delai_appel_ms", nombre(c.delaiAppel.count())},
-            {"[orb] taille_message_max", nombre(c.tailleMessageMax)},
-            {"[orb] grouper_envois", c.grouperEnvois ? "true" : "false"},
-            {"[noyau] delai_activation_ms", nombre(c.delaiActivation.count())},
-            {"[surveillance] periode_ms", nombre(c.periodePing.count())},
-            {"[surveillance] delai_ms", nombre(c.delaiPing.count())},
-            {"[surveillance] pings_manques", nombre(c.pingsManques)},
-            {"[executeur] capacite", nombre(c.capaciteFileCB)},
-            {"[executeur] guet_us", nombre(c.guetFileCB)},
-            {"[trace] niveau", nombre(c.niveauTrace)},
-            {"[trace] fichier", c.fichierTrace},
-            {"[trace] capacite", nombre(c.capaciteTrace)},
-            {"[tls] certificat_autorite", c.tls.certificatAutorite},
-            {"[tls] certificat", c.tls.certificat},
-            {"[tls] mot_de_passe", c.tls.motDePasse},
-            {"[tls] exiger_certificat", c.tls.exigerCertificat ? "true" : "false"}};
+    return {{"[processus] machine", c[orix::cle::nomMachineHote]},
+            {"[orb] points_acces", c[orix::cle::pointsAcces].at(0)},
+            {"[orb] delai_connexion_ms", nombre(c[orix::cle::delaiConnexion].count())},
+            {"[orb] delai_appel_ms", nombre(c[orix::cle::delaiAppel].count())},
+            {"[orb] taille_message_max", nombre(c[orix::cle::tailleMessageMax])},
+            {"[orb] grouper_envois", c[orix::cle::grouperEnvois] ? "true" : "false"},
+            {"[noyau] delai_activation_ms", nombre(c[orix::cle::delaiActivation].count())},
+            {"[surveillance] periode_ms", nombre(c[orix::cle::periodePing].count())},
+            {"[surveillance] delai_ms", nombre(c[orix::cle::delaiPing].count())},
+            {"[surveillance] pings_manques", nombre(c[orix::cle::pingsManques])},
+            {"[executeur] capacite", nombre(c[orix::cle::capaciteFileCB])},
+            {"[executeur] guet_us", nombre(c[orix::cle::guetFileCB])},
+            {"[trace] niveau", nombre(c[orix::cle::niveauTrace])},
+            {"[trace] fichier", c[orix::cle::fichierTrace]},
+            {"[trace] capacite", nombre(c[orix::cle::capaciteTrace])},
+            {"[tls] certificat_autorite", c[orix::cle::certificatAutorite]},
+            {"[tls] certificat", c[orix::cle::certificat]},
+            {"[tls] mot_de_passe", c[orix::cle::motDePasse]},
+            {"[tls] exiger_certificat", c[orix::cle::exigerCertificat] ? "true" : "false"}};
 }
 
 /// What comes of the key given that value, in TOML; nothing when it is refused.

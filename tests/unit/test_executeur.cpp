@@ -44,7 +44,7 @@ class Executeur : public testing::Test
     void demarrer(std::size_t capacite)
     {
         Configuration configuration;
-        configuration.capaciteFileCB = capacite;
+        configuration[orix::cle::capaciteFileCB] = capacite;
         int argc = 0;
         std::string message;
         ASSERT_EQ(initialiser(argc, nullptr, configuration, &message), OXS_OK) << message;

@@ -77,8 +77,8 @@ class Appel : public IExecutable
 Configuration rapide()
 {
     Configuration configuration;
-    configuration.periodePing = milliseconds(10);
-    configuration.delaiPing = std::chrono::minutes(1); // out of reach
+    configuration[orix::cle::periodePing] = milliseconds(10);
+    configuration[orix::cle::delaiPing] = std::chrono::minutes(1); // out of reach
     return configuration;
 }
 
@@ -244,7 +244,7 @@ TEST_F(Activation, OublierAttendLaLivraisonEnCoursDAutrui)
 TEST_F(Activation, UneLivraisonSansFinNeRetientPasLArret)
 {
     Configuration configuration;
-    configuration.delaiAppel = milliseconds(20);
+    configuration[orix::cle::delaiAppel] = milliseconds(20);
     demarrerAvec(configuration);
     std::promise<void> entree, liberation;
     std::thread occupe([&] {
@@ -266,7 +266,7 @@ TEST_F(Activation, UneLivraisonSansFinNeRetientPasLArret)
 TEST_F(Activation, PendantUneLivraisonLeNoyauRepondEtNulNAttend)
 {
     Configuration configuration;
-    configuration.capaciteFileCB = 1;
+    configuration[orix::cle::capaciteFileCB] = 1;
     demarrerAvec(configuration);
     std::promise<void> faite;
     adaptateur.pendant = [&](const std::string&) {
@@ -375,7 +375,7 @@ TEST(Processus, RecommenceAutantDeFoisQuIlFaut)
         EXPECT_EQ(terminer(), OXS_NOYAU_NON_INITIALISE);
         EXPECT_THROW(oxNoyau()->enregistrerParametres(new ParametresActivationService(nullptr)), Echec);
         Configuration configuration;
-        configuration.routage["cdv"] = {"corbaloc:iiop:h" + std::to_string(cycle) + ":1/Noyau"};
+        configuration[orix::cle::routage]["cdv"] = {"corbaloc:iiop:h" + std::to_string(cycle) + ":1/Noyau"};
         ASSERT_EQ(initialiser(argc, argv, configuration), OXS_OK);
         EXPECT_EQ(argc, 2); // the ORB took its option
         EXPECT_STREQ(argv[1], "autre");
@@ -394,14 +394,14 @@ TEST(Processus, UnDemarrageManqueNeLaisseRien)
 {
     std::string message;
     Configuration configuration;
-    configuration.fichierTrace = "/dev/null/trace.log";
+    configuration[orix::cle::fichierTrace] = "/dev/null/trace.log";
     EXPECT_EQ(demarrer(configuration, &message), OXS_MAUVAISE_CONF);
     EXPECT_THAT(message,
                 StartsWith("[trace] fichier: got \"/dev/null/trace.log\", expected a file that can be "
                            "written ("));
 
     configuration = {};
-    configuration.pointsAcces = {"192.0.2.1:1"}; // an address that no machine has
+    configuration[orix::cle::pointsAcces] = {"192.0.2.1:1"}; // an address that no machine has
     EXPECT_EQ(demarrer(configuration, &message), OXS_MAUVAISE_CONF);
     EXPECT_THAT(message, StartsWith("[orb] points_acces: got \"192.0.2.1:1\", expected endpoints that can be "
                                     "opened ("));
@@ -420,8 +420,8 @@ TEST(Processus, UnDemarrageManqueNeLaisseRien)
 TEST(Processus, UneRequeteQuiNeRevientPasNeRetientPasLArret)
 {
     Configuration configuration;
-    configuration.delaiAppel = milliseconds(20);
-    configuration.delaiConnexion = milliseconds(20);
+    configuration[orix::cle::delaiAppel] = milliseconds(20);
+    configuration[orix::cle::delaiConnexion] = milliseconds(20);
     ASSERT_EQ(demarrer(configuration), OXS_OK);
     std::promise<void> entree, liberation;
     essais::ServeurEssai serveur("cdv");

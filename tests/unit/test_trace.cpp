@@ -69,25 +69,26 @@ TEST(Trace, LeFichierGardeLesLignesJusquAuSeuil)
 {
     const essais::DossierTemporaire dossier;
     Configuration configuration;
-    configuration.fichierTrace = dossier.fichier("trace.log");
-    configuration.niveauTrace = NTO_REFUS;
-    configuration.capaciteTrace = 0;
+    configuration[orix::cle::fichierTrace] = dossier.fichier("trace.log");
+    configuration[orix::cle::niveauTrace] = NTO_REFUS;
+    configuration[orix::cle::capaciteTrace] = 0;
     umask(0); // as a program that asks for nothing
     ASSERT_EQ(demarrer(configuration), OXS_OK);
     struct stat infos
     {
     };
-    ASSERT_EQ(stat(configuration.fichierTrace.c_str(), &infos), 0);
+    ASSERT_EQ(stat(configuration[orix::cle::fichierTrace].c_str(), &infos), 0);
     EXPECT_EQ(infos.st_mode & 0777, 0640u);
     trace()->tracer(NTO_NOTABLE, "Source", "fonction", 12, "notable é");
     std::ostringstream tout;
-    tout << std::ifstream(configuration.fichierTrace).rdbuf(); // without waiting lines, it is there at once
+    tout << std::ifstream(configuration[orix::cle::fichierTrace])
+                .rdbuf(); // without waiting lines, it is there at once
     EXPECT_THAT(tout.str(), HasSubstr(" 100 Source:12 fonction - notable é\n"));
     trace()->tracer(5, NTO_REFUS, "Source", "fonction", 13, "refus");
     trace()->tracer(NTO_PROGRES, "Source", "fonction", 14, "progrès");
     EXPECT_EQ(terminer(), OXS_OK);
     tout.str("");
-    tout << std::ifstream(configuration.fichierTrace).rdbuf();
+    tout << std::ifstream(configuration[orix::cle::fichierTrace]).rdbuf();
     EXPECT_THAT(tout.str(), HasSubstr(" 300/5 Source:13 fonction - refus\n"));
     EXPECT_THAT(tout.str(), testing::Not(HasSubstr("progrès")));
 }
@@ -96,14 +97,14 @@ TEST(Trace, UnTexteVenuDailleursNeFaitQuUneLigne)
 {
     const essais::DossierTemporaire dossier;
     Configuration configuration;
-    configuration.fichierTrace = dossier.fichier("trace.log");
-    configuration.niveauTrace = NTO_NOTABLE;
+    configuration[orix::cle::fichierTrace] = dossier.fichier("trace.log");
+    configuration[orix::cle::niveauTrace] = NTO_NOTABLE;
     ASSERT_EQ(demarrer(configuration), OXS_OK);
     ORIX_TRACE(NTO_NOTABLE, "Source", "fonction", "client " << FAUSSE);
     const std::string longue = FAUSSE + std::string(1 << 20, '\n');
     trace()->tracer(NTO_NOTABLE, longue, longue, 1, longue);
     EXPECT_EQ(terminer(), OXS_OK);
-    std::ifstream fichier(configuration.fichierTrace);
+    std::ifstream fichier(configuration[orix::cle::fichierTrace]);
     std::vector<std::string> lignes;
     for (std::string ligne; std::getline(fichier, ligne);) {
         EXPECT_EQ(texteSur(ligne), ligne);
@@ -122,9 +123,9 @@ TEST(Trace, UnDisquePleinNeFaitQuePerdreDesLignes)
 {
     for (const std::size_t capacite : {0, 8192}) {
         Configuration configuration;
-        configuration.fichierTrace = "/dev/full";
-        configuration.capaciteTrace = capacite;
-        configuration.niveauTrace = NTO_NOTABLE;
+        configuration[orix::cle::fichierTrace] = "/dev/full";
+        configuration[orix::cle::capaciteTrace] = capacite;
+        configuration[orix::cle::niveauTrace] = NTO_NOTABLE;
         ASSERT_EQ(demarrer(configuration), OXS_OK);
         for (int i = 0; i < 10; ++i)
             EXPECT_NO_THROW(trace()->tracer(NTO_NOTABLE, "Source", "fonction", 1, std::string(5000, 'x')));
@@ -138,10 +139,10 @@ class SortieBloquee : public testing::Test
   protected:
     void SetUp() override
     {
-        configuration.fichierTrace = dossier.fichier("tuyau");
-        configuration.niveauTrace = NTO_NOTABLE;
-        ASSERT_EQ(mkfifo(configuration.fichierTrace.c_str(), 0600), 0);
-        tuyau.reset(fopen(configuration.fichierTrace.c_str(), "r+"));
+        configuration[orix::cle::fichierTrace] = dossier.fichier("tuyau");
+        configuration[orix::cle::niveauTrace] = NTO_NOTABLE;
+        ASSERT_EQ(mkfifo(configuration[orix::cle::fichierTrace].c_str(), 0600), 0);
+        tuyau.reset(fopen(configuration[orix::cle::fichierTrace].c_str(), "r+"));
         ASSERT_NE(tuyau, nullptr);
     }
     void demarrerEtTracer(int lignes, std::size_t taille = 1000)
@@ -182,7 +183,7 @@ INSTANTIATE_TEST_SUITE_P(, SortieDebordee,
 TEST_P(SortieDebordee, NArretePersonneEtLesPertesSontDites)
 {
     constexpr int LIGNES = 5000;
-    configuration.capaciteTrace = GetParam().capacite;
+    configuration[orix::cle::capaciteTrace] = static_cast<int>(GetParam().capacite);
     ASSERT_NO_FATAL_FAILURE(demarrerEtTracer(LIGNES, GetParam().taille));
     std::thread arret([] { EXPECT_EQ(terminer(), OXS_OK); });
     int ecrites = 0;
@@ -205,7 +206,7 @@ TEST_P(SortieDebordee, NArretePersonneEtLesPertesSontDites)
 TEST_F(SortieBloquee, NeRetientPasLArret)
 {
     constexpr int LIGNES = 1000;
-    configuration.delaiAppel = milliseconds(20);
+    configuration[orix::cle::delaiAppel] = milliseconds(20);
     ASSERT_NO_FATAL_FAILURE(demarrerEtTracer(LIGNES));
     EXPECT_EQ(terminer(), OXS_NOK);
     // The lines that waited come once somebody reads.

@@ -5,68 +5,56 @@
 #include "orix/Exportation.h"
 
 #include <chrono>
-#include <cstddef>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace orix {
 
-/// TLS of the process. Off while certificatAutorite is empty.
-struct ConfigurationTLS
+/// A key of the configuration, for a value of type T. Its number is part of the binary interface.
+template <class T>
+struct Cle
 {
-    std::string certificatAutorite; ///< PEM file of the certification authority
-    std::string certificat;         ///< PEM file of this process's certificate and private key
-    std::string motDePasse;         ///< of the private key; empty: none
-    bool exigerCertificat = true;   ///< a peer must present a certificate of the authority
-    std::vector<std::string>
-        nomsServeurs;            ///< common names of the servers that this process connects to; empty: any
-    std::string listeRevocation; ///< PEM file of the authority's revocation list; empty: none
-
-    bool estActive() const { return !certificatAutorite.empty(); }
+    int numero; ///< never given to another key
 };
 
-/// The settings of the process, with their defaults. A plain value: fill it in, or read it from a TOML file.
-struct ORIX_API Configuration
+/// The settings of the process: a value for each key of orix::cle.
+///
+///     orix::Configuration configuration;
+///     configuration[orix::cle::delaiAppel] = std::chrono::seconds(2);
+///
+/// A key that a later version adds changes nothing for a program that was built before.
+class ORIX_API Configuration
 {
+  public:
     using Duree = std::chrono::milliseconds;
+    using Liste = std::vector<std::string>;
+    using Routage = std::map<std::string, Liste>; ///< URLs by service
 
-    std::string nomMachineHote;           ///< [processus] machine; default: this machine's host name
-    std::vector<std::string> pointsAcces; ///< [orb] points_acces: "HOST:PORT"; default: 127.0.0.1:0,
-                                          ///< a free port on the loopback
-    Duree delaiConnexion{2000};           ///< [orb] delai_connexion_ms: to open a connection
-    Duree delaiAppel{5000};               ///< [orb] delai_appel_ms: no call waits longer for its answer
-    std::size_t tailleMessageMax{
-        2097152}; ///< [orb] taille_message_max, in bytes: longer messages are refused
-    bool grouperEnvois{
-        true}; ///< [orb] grouper_envois: the messages of a burst leave in one write, on TCP connections
+    Configuration(); ///< the default of each key
+    Configuration(const Configuration& autre);
+    Configuration(Configuration&& autre) noexcept; ///< the other one may be assigned to and destroyed
+    Configuration& operator=(const Configuration& autre);
+    Configuration& operator=(Configuration&& autre) noexcept;
+    ~Configuration();
 
-    /// [routage] service = [URL, URL]: kernels of each service's servers, in order, at most two.
-    std::map<std::string, std::vector<std::string>> routage;
+    /// The value of a key of orix::cle.
+    template <class T>
+    const T& lire(Cle<T> cle) const;
+    template <class T>
+    const T& operator[](Cle<T> cle) const
+    {
+        return lire(cle);
+    }
+    /// For writing. What makes no sense is refused by verifier() and by initialiser().
+    template <class T>
+    T& operator[](Cle<T> cle)
+    {
+        return const_cast<T&>(lire(cle));
+    }
 
-    Duree delaiActivation{
-        10000};              ///< [noyau] delai_activation_ms: an activation not answered by then has failed
-    Duree periodePing{1000}; ///< [surveillance] periode_ms
-    Duree delaiPing{1000};   ///< [surveillance] delai_ms: a ping not answered by then is missed
-    int pingsManques{2};     ///< [surveillance] pings_manques: a server is lost after so many in a row
-    std::size_t capaciteFileCB{10000}; ///< [executeur] capacite: callbacks that may wait before posters do
-    int guetFileCB{100}; ///< [executeur] guet_us: how long the callback thread watches, awake, for
-                         ///< the next callback, while they come that close to each other
-
-    /// [trace] niveau: lines up to that level are written. 0: none; statuses and callbacks tell an
-    /// application all it needs. 100 is for service: errors and notable events, among them each message sent
-    /// and received.
-    int niveauTrace{0};
-    std::string fichierTrace; ///< [trace] fichier; empty: the standard error
-    /// [trace] capacite: lines that may wait to be written; beyond, the oldest are lost, counted and told. 0:
-    /// the thread that traces writes the line itself, and waits for the disk.
-    std::size_t capaciteTrace{8192};
-
-    ConfigurationTLS tls; ///< [tls]
-
-    Configuration(); ///< the defaults above
-
-    const std::string& lireNomMachineHote() const { return nomMachineHote; }
+    const std::string& lireNomMachineHote() const;
 
     /// Reads a TOML file. Throws ErreurConfiguration.
     static Configuration lire(const std::string& fichier);
@@ -74,7 +62,69 @@ struct ORIX_API Configuration
     static Configuration analyser(const std::string& texte, const std::string& nom);
     /// Throws ErreurConfiguration when a value makes no sense; nom stands for the file in the message.
     void verifier(const std::string& nom) const;
+
+  private:
+    class Lecture;
+    struct Valeurs;
+
+    std::unique_ptr<Valeurs> _valeurs;
 };
+
+/// The keys, with their place in the file.
+namespace cle {
+
+using Duree = Configuration::Duree;
+using Liste = Configuration::Liste;
+
+/// [processus] machine; default: this machine's host name
+inline constexpr Cle<std::string> nomMachineHote{0};
+/// [orb] points_acces: "HOST:PORT"; default: 127.0.0.1:0, a free port on the loopback
+inline constexpr Cle<Liste> pointsAcces{1};
+/// [orb] delai_connexion_ms: to open a connection
+inline constexpr Cle<Duree> delaiConnexion{2};
+/// [orb] delai_appel_ms: no call waits longer for its answer
+inline constexpr Cle<Duree> delaiAppel{3};
+/// [orb] taille_message_max, in bytes: longer messages are refused
+inline constexpr Cle<int> tailleMessageMax{4};
+/// [orb] grouper_envois: the messages of a burst leave in one write, on TCP connections
+inline constexpr Cle<bool> grouperEnvois{5};
+/// [routage] service = [URL, URL]: kernels of each service's servers, in order, at most two
+inline constexpr Cle<Configuration::Routage> routage{6};
+/// [noyau] delai_activation_ms: an activation not answered by then has failed
+inline constexpr Cle<Duree> delaiActivation{7};
+/// [surveillance] periode_ms
+inline constexpr Cle<Duree> periodePing{8};
+/// [surveillance] delai_ms: a ping not answered by then is missed
+inline constexpr Cle<Duree> delaiPing{9};
+/// [surveillance] pings_manques: a server is lost after so many in a row
+inline constexpr Cle<int> pingsManques{10};
+/// [executeur] capacite: callbacks that may wait before posters do
+inline constexpr Cle<int> capaciteFileCB{11};
+/// [executeur] guet_us: how long the callback thread watches, awake, for the next callback, while they come
+/// that close to each other
+inline constexpr Cle<int> guetFileCB{12};
+/// [trace] niveau: lines up to that level are written. 0: none; statuses and callbacks tell an application
+/// all it needs. 100 is for service: errors and notable events, among them each message sent and received.
+inline constexpr Cle<int> niveauTrace{13};
+/// [trace] fichier; empty: the standard error
+inline constexpr Cle<std::string> fichierTrace{14};
+/// [trace] capacite: lines that may wait to be written; beyond, the oldest are lost, counted and told. 0: the
+/// thread that traces writes the line itself, and waits for the disk.
+inline constexpr Cle<int> capaciteTrace{15};
+/// [tls] certificat_autorite: PEM file of the certification authority. TLS is off while it is empty.
+inline constexpr Cle<std::string> certificatAutorite{16};
+/// [tls] certificat: PEM file of this process's certificate and private key
+inline constexpr Cle<std::string> certificat{17};
+/// [tls] mot_de_passe: of the private key; empty: none
+inline constexpr Cle<std::string> motDePasse{18};
+/// [tls] exiger_certificat: a peer must present a certificate of the authority
+inline constexpr Cle<bool> exigerCertificat{19};
+/// [tls] noms_serveurs: common names of the servers that this process connects to; empty: any
+inline constexpr Cle<Liste> nomsServeurs{20};
+/// [tls] liste_revocation: PEM file of the authority's revocation list; empty: none
+inline constexpr Cle<std::string> listeRevocation{21};
+
+} // namespace cle
 
 /// The settings given to the last initialiser(); the defaults before the first.
 ORIX_API const Configuration* configuration();

@@ -116,11 +116,11 @@ void etablirTrafic(const char* urlNoyau)
 {
     Etat& e = etat();
     orix::Configuration configuration;
-    configuration.routage["cdv"] = {urlNoyau};
-    configuration.periodePing = std::chrono::milliseconds(20);
-    configuration.delaiPing = std::chrono::seconds(20);
-    configuration.delaiAppel = std::chrono::seconds(2);
-    configuration.fichierTrace = "/dev/null"; // written, as in service
+    configuration[orix::cle::routage]["cdv"] = {urlNoyau};
+    configuration[orix::cle::periodePing] = std::chrono::milliseconds(20);
+    configuration[orix::cle::delaiPing] = std::chrono::seconds(20);
+    configuration[orix::cle::delaiAppel] = std::chrono::seconds(2);
+    configuration[orix::cle::fichierTrace] = "/dev/null"; // written, as in service
     int argc = 0;
     std::string message;
     char service[] = "cdv";

@@ -46,11 +46,11 @@ class SessionDeuxServeurs : public ::testing::Test
     orix::Configuration configuration()
     {
         orix::Configuration configuration;
-        configuration.routage["cdv"] = {_serveurs["cdv1"]->url(), _serveurs["cdv2"]->url()};
-        configuration.periodePing = 200ms;
-        configuration.delaiPing = 500ms;
-        configuration.delaiConnexion = configuration.delaiAppel = 1000ms;
-        configuration.niveauTrace = 0;
+        configuration[orix::cle::routage]["cdv"] = {_serveurs["cdv1"]->url(), _serveurs["cdv2"]->url()};
+        configuration[orix::cle::periodePing] = 200ms;
+        configuration[orix::cle::delaiPing] = 500ms;
+        configuration[orix::cle::delaiConnexion] = configuration[orix::cle::delaiAppel] = 1000ms;
+        configuration[orix::cle::niveauTrace] = 0;
         return configuration;
     }
     cdv::Options options()

@@ -173,7 +173,8 @@ void OXcdvCliItfAdaptateur::_demanderActivation(Demande& demande)
     TRACER(NTO_NOTABLE, "active", "url du server: " << url);
     ORBthread* const pointAcces = oxNoyau()->lirePointAcces();
     const CORBA::Object_var objet = chronometrer("temps ecoulé pour resoudre l'url: ", [&] {
-        return CORBA::Object_var(orb::resoudre(pointAcces->lireORB(), url, configuration()->delaiConnexion));
+        return CORBA::Object_var(
+            orb::resoudre(pointAcces->lireORB(), url, configuration()->lire(cle::delaiConnexion)));
     });
     const orix_corba::Noyau_var noyau = chronometrer("temps ecoulé pour le narrow: ", [&] {
         return orix_corba::Noyau_var(orix_corba::Noyau::_unchecked_narrow(objet));

@@ -43,7 +43,7 @@ bool retirer(orb::ServantAttendu& servant, PortableServer::POA_ptr poa, Portable
         TRACER_SANS_ECHEC(NTO_NOTABLE, fonction, "Exception non prévue.");
     }
     id.length(0);
-    return servant.attendreRetrait(configuration()->delaiAppel);
+    return servant.attendreRetrait(configuration()->lire(cle::delaiAppel));
 }
 
 } // namespace
