@@ -96,7 +96,7 @@ void Interlocuteurs::exigerServeur(const char* operation)
             return;
     }
     if (noterRefus(appelant))
-        ORIX_TRACE_SANS_ECHEC(NTO_NOTABLE, "Interlocuteurs", "exigerServeur",
+        ORIX_TRACE_SANS_ECHEC(NTO_NOTABLE, "InterlocuteursClients", "exigerServeur",
                               "Refusé à " << appelant << ", qui n'est pas le serveur : " << operation);
     throw CORBA::NO_PERMISSION(0, CORBA::COMPLETED_NO);
 }
