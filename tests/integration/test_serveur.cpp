@@ -238,6 +238,8 @@ TEST_F(TestServeur, UnClientDefaillantOuQuiRenieEstAbandonneSansGenerLesAutres)
     EXPECT_TRUE(present.estConnu());
     present.creer("AF1", 1);
     EXPECT_EQ(present.attendre(), Recu("cree", 0, "AF1", 1));
+    present.service()->desactiveCB(present.numero());
+    EXPECT_FALSE(present.estConnu());
 }
 
 /// Nor one that is alive and takes nothing: more than its connection and the server's queue hold together.

@@ -216,16 +216,10 @@ TEST_F(Transcription, OfTheAdapter)
     essais::comparerTranscription("adaptateur.txt", texte);
 }
 
-struct Requete
-{
-    const char* nom;
-    OXstatut (*envoyer)(OXvol_completData*, int&) noexcept;
-};
-const Requete REQUETES[] = {{"cree_vol_complet", &OXcdvCliItf::cree_vol_complet},
-                            {"modifie_vol_complet", &OXcdvCliItf::modifie_vol_complet},
-                            {"supprime_vol_complet", &OXcdvCliItf::supprime_vol_complet},
-                            {"consulte_vol_complet", &OXcdvCliItf::consulte_vol_complet},
-                            {"liste_vol_complet", &OXcdvCliItf::liste_vol_complet}};
+using Requete = OXstatut (*)(OXvol_completData*, int&) noexcept;
+const Requete REQUETES[] = {&OXcdvCliItf::cree_vol_complet, &OXcdvCliItf::modifie_vol_complet,
+                            &OXcdvCliItf::supprime_vol_complet, &OXcdvCliItf::consulte_vol_complet,
+                            &OXcdvCliItf::liste_vol_complet};
 
 using Servant = POA_OXcdv_v3_0_0_ServeurVersClientImplementation;
 using VolFilaire = OXvol_completData_v3_0_0;
@@ -257,17 +251,17 @@ class TranscriptionMessages : public Transcription
         filaire = vol.construireObjetSpecifique_v3_0_0();
         premier.numeroClient = 42;
     }
-    void demander(const Requete& requete, OXvol_completData* donnees)
+    void demander(const Requete requete, OXvol_completData* donnees)
     {
         int idOp = -5;
-        rendre(requete.envoyer(donnees, idOp));
+        rendre(requete(donnees, idOp));
         if (idOp != -5)
             texte += idOp > _dernier ? "a new number\n" : "an old number\n";
         _dernier = std::max(_dernier, idOp);
     }
     void demanderTout()
     {
-        for (const Requete& requete : REQUETES)
+        for (const Requete requete : REQUETES)
             demander(requete, &vol);
     }
     /// What the server received.
@@ -331,7 +325,7 @@ TEST_F(TranscriptionMessages, OfTheMessages)
     scene("requests and notifications of somebody inactive", faire([&] { demanderTout(), notifierTout(); }));
     activer();
     scene("requests", faire([&] {
-              for (const Requete& requete : REQUETES) {
+              for (const Requete requete : REQUETES) {
                   demander(requete, &vol);
                   attendreServeur();
               }
