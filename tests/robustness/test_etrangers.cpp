@@ -369,7 +369,7 @@ class Fantomes : public Etrangers
 // stays.
 TEST_F(Fantomes, NePrennentNiPlaceNiMemoire)
 {
-    constexpr int FOIS = 1000;                 // of each kind
+    constexpr int FOIS = 400;                  // of each kind
     constexpr long CROISSANCE_MAX = 32 * 1024; // kB
     const essais::Muet muet("127.0.0.3");
     const std::string demande = giop::arguments(volFilaire("*"), CORBA::Long(1));
