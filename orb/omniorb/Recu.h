@@ -12,21 +12,25 @@
 /// What a request brings to a servant, and what the servant may keep of it.
 namespace orix::orb {
 
+// Servants of every shared object of the process are of these, and the request of a thread is one.
+#pragma GCC visibility push(default)
+
 /// While it lives, the calling thread serves a request, which comes from another process or from this one.
 class Service
 {
   public:
-    explicit Service(bool distant) noexcept : _avant(s_distant) { s_distant = distant; }
-    ~Service() { s_distant = _avant; }
+    explicit Service(bool distant) noexcept;
+    ~Service();
     Service(const Service&) = delete;
     Service& operator=(const Service&) = delete;
 
-    static bool estDistant() noexcept { return s_distant; }
+    static bool estDistant() noexcept;
 
   private:
-    static inline thread_local bool s_distant = false;
     const bool _avant;
 };
+
+#pragma GCC visibility pop
 
 /// Base of a servant: the skeleton of its interface, which makes prenable() work. Of a request that comes
 /// from another process nothing is read before admettre() has seen its operation; what that throws is the
