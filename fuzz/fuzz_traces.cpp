@@ -1,5 +1,5 @@
-// What peers and records put into traces: whatever the texts are, they make one line, which may be shown and is not
-// endless; as JSON they may be shown too, and are read again as they were.
+// What peers and records put into traces: whatever the texts are, they make one line, which may be shown and
+// is not endless; as JSON they may be shown too, and are read again as they were.
 #include "JournalTrace.h"
 #include "orix/TexteSur.h"
 #include "orix/Trace.h"
@@ -56,7 +56,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* octets, std::size_t ta
     std::string message;
     for (int i = 0; taille != 0 && i < octets[0]; ++i) // longer than an input
         message += texte;
-    orix::trace()->tracer(orix::NTO_NOTABLE, texte.substr(0, taille / 4), texte.substr(taille / 2), 1, message);
+    orix::trace()->tracer(orix::NTO_NOTABLE, texte.substr(0, taille / 4), texte.substr(taille / 2), 1,
+                          message);
 
     char lus[2 * LIGNE_MAX];
     const ssize_t nombre = read(sortie[0], lus, sizeof lus);
