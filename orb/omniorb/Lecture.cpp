@@ -1,7 +1,6 @@
 #include "Lecture.h"
 
 #include "Accueil.h"
-#include "Recu.h"
 
 #include <omniORB4/IOP_S.h>
 #include <omniORB4/callDescriptor.h>
@@ -17,7 +16,6 @@
 #include <omniORB4/internal/GIOP_S.h>
 
 #include <algorithm>
-#include <utility>
 
 namespace orix::orb {
 
@@ -117,8 +115,6 @@ bool refaire(IOP::TaggedProfile& profil)
     return true;
 }
 
-thread_local bool t_distant = false;
-
 class AppelEstUn final : public omniCallDescriptor
 {
   public:
@@ -144,10 +140,6 @@ class AppelEstUn final : public omniCallDescriptor
 };
 
 } // namespace
-
-Service::Service(bool distant) noexcept : _avant(std::exchange(t_distant, distant)) {}
-Service::~Service() { t_distant = _avant; }
-bool Service::estDistant() noexcept { return t_distant; }
 
 CORBA::String_var lireTexteBrut(cdrStream& flux, std::size_t max)
 {

@@ -321,7 +321,8 @@ void Simulation::livrerRappel()
         const auto sienne = std::find_if(_essais.begin(), _essais.end(), [&](const auto& e) {
             return e->idOp == rappel.idOp && e->fins == 0;
         });
-        exiger(!plein || sienne == _essais.end() || (*sienne)->nonLus <= (*sienne)->capacite() / 2 + 1,
+        exiger(!plein || _nonFinis != 1 || sienne == _essais.end() ||
+                   (*sienne)->nonLus <= (*sienne)->capacite() / 2 + 1,
                "a reader is given more before half of it is read");
     }
     _rappels.pop_front();
