@@ -32,10 +32,12 @@ class Service
 
 #pragma GCC visibility pop
 
+inline void admettreChacun(const char*) {}
+
 /// Base of a servant: the skeleton of its interface, which makes prenable() work. Of a request that comes
 /// from another process nothing is read before admettre() has seen its operation; what that throws is the
 /// answer. A request that cannot be read is the last of its connection.
-template <class Squelette, void (*admettre)(const char* operation) = nullptr>
+template <class Squelette, void (*admettre)(const char* operation) = &admettreChacun>
 class ServantPreneur : public Squelette
 {
   public:
@@ -45,8 +47,7 @@ class ServantPreneur : public Squelette
         if (!Service::estDistant())
             return Squelette::_dispatch(appel);
         oublierCle(appel);
-        if constexpr (admettre != nullptr)
-            admettre(appel.operation_name());
+        admettre(appel.operation_name());
         try {
             return _servir(appel);
         } catch (const CORBA::MARSHAL&) {
