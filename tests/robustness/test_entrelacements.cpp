@@ -1,10 +1,12 @@
 // Every event at every step of every operation of the adapter.
+#include "Arrets.h"
 #include "ClientEprouve.h"
 #include "Entrelacement.h"
 #include "EtatProcessus.h"
 
 #include <algorithm>
 #include <iostream>
+#include <map>
 #include <string>
 
 namespace {
@@ -126,5 +128,42 @@ INSTANTIATE_TEST_SUITE_P(Adapter, TousLesPas,
                              const bool lignes = std::get<1>(cas.param) == essais::Entrelacement::Lignes;
                              return nom + (lignes ? "" : "_by_allocations");
                          });
+
+/// One real server, stopped right after each activation.
+TEST(ArretsDuServeur, AreTold)
+{
+    essais::ServeurIntermittent serveur;
+    essais::Callbacks& callbacks = essais::Callbacks::instance();
+    orix::Configuration reglages;
+    reglages[orix::cle::routage]["cdv"] = {serveur.url()};
+    reglages[orix::cle::periodePing] = std::chrono::milliseconds(20);
+    int argc = 0;
+    ASSERT_EQ(orix::OXS_OK, orix::initialiser(argc, nullptr, reglages));
+    std::map<std::string, int> issues;
+    const auto noter = [&issues](const essais::Appel& appel) {
+        ++issues[appel.nom + " " + orix::texteStatut(static_cast<orix::OXstatut>(appel.statut))];
+    };
+    const int tours = essais::nombreTours(100);
+    for (int tour = 0; tour < tours && !testing::Test::HasFailure(); ++tour) {
+        char service[] = "cdv";
+        EXPECT_EQ(orix::OXS_OK, OXcdvCliItf::active(service)) << tour;
+        serveur.arreterBientot();
+        const essais::Appel reponse = callbacks.attendre();
+        EXPECT_EQ("activeCB", reponse.nom) << tour;
+        noter(reponse);
+        if (reponse.statut == orix::OXS_OK) {
+            const essais::Appel perte = callbacks.attendre();
+            EXPECT_EQ("deconnexionCB", perte.nom) << tour;
+            noter(perte);
+        }
+        serveur.attendreFin();
+        serveur.revenir();
+        EXPECT_EQ(0u, callbacks.nombre()) << tour;
+    }
+    orix::detruireOXcdvCliItfAdaptateur();
+    EXPECT_EQ(orix::OXS_OK, orix::terminer());
+    for (const auto& [issue, fois] : issues)
+        std::cout << issue << ": " << fois << std::endl;
+}
 
 } // namespace
