@@ -107,10 +107,14 @@ class ConnexionGardee final : public omni::giopConnection
         return std::string(lieu(connexion.peeraddress(), connexion.myaddress()));
     }
 
-    void condamner()
+    void condamner() noexcept
     {
-        if (!_condamnee.exchange(true) && !etat().connaitAdresse(_adresse))
-            etat().ecartes.noter(_adresse, Horloge::now());
+        try {
+            if (!_condamnee.exchange(true) && !etat().connaitAdresse(_adresse))
+                etat().ecartes.noter(_adresse, Horloge::now());
+        } catch (const std::bad_alloc&) {
+            // The connection ends all the same; its address is not held off this time.
+        }
     }
 
     int Recv(void* octets, size_t taille, const omni_time_t& limite) override
@@ -121,7 +125,7 @@ class ConnexionGardee final : public omni::giopConnection
         const unsigned long messages = _cadrage.messages();
         const int lus = _connexion.Recv(octets, taille, auMilieu ? _limiter(limite) : limite);
         const bool accepte =
-            lus > 0 ? _cadrage.suivre(octets, static_cast<std::size_t>(lus)) : lus < 0 || !auMilieu;
+            lus > 0 ? _accepter(octets, static_cast<std::size_t>(lus)) : lus < 0 || !auMilieu;
         if (_cadrage.messages() != messages)
             _echeance = omni_time_t();
         if (accepte)
@@ -156,6 +160,16 @@ class ConnexionGardee final : public omni::giopConnection
     {
         _correspondances->oter(&_connexion);
         _connexion.decrRefCount(/*forced*/ 1);
+    }
+
+    /// Without memory to follow them the octets are not accepted: on the ORB's thread nothing may be thrown.
+    bool _accepter(const void* octets, std::size_t taille) noexcept
+    {
+        try {
+            return _cadrage.suivre(octets, taille);
+        } catch (const std::bad_alloc&) {
+            return false;
+        }
     }
 
     std::string _identite()
