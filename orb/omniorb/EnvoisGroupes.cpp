@@ -1,5 +1,7 @@
 #include "EnvoisGroupes.h"
 
+#include "ConnexionEnveloppe.h"
+
 #include <omniORB4/CORBA.h>
 #include <omniORB4/IOP_C.h>
 #include <omniORB4/giopEndpoint.h>
@@ -281,12 +283,12 @@ class Pousseur
     bool _arret = false;
 };
 
-/// A connection whose bursts are gathered. Belongs to the ORB, and owns the one that it stands for.
-class ConnexionGroupee final : public omni::giopConnection
+/// A connection whose bursts are gathered.
+class ConnexionGroupee final : public ConnexionEnveloppe
 {
   public:
     explicit ConnexionGroupee(omni::giopConnection& connexion)
-        : _connexion(connexion), _attente(std::make_shared<Attente>(connexion))
+        : ConnexionEnveloppe(connexion), _attente(std::make_shared<Attente>(connexion))
     {
         max_workers(connexion.max_workers());
     }
@@ -302,38 +304,21 @@ class ConnexionGroupee final : public omni::giopConnection
     int Recv(void* octets, size_t taille, const omni_time_t& limite) override
     {
         _attente->devancer(); // the question before its answer
-        return _connexion.Recv(octets, taille, limite);
+        return ConnexionEnveloppe::Recv(octets, taille, limite);
     }
     void Shutdown() override
     {
         _attente->devancer();
-        _connexion.Shutdown();
+        ConnexionEnveloppe::Shutdown();
     }
-
-    const char* myaddress() override { return _connexion.myaddress(); }
-    const char* peeraddress() override { return _connexion.peeraddress(); }
-    const char* peeridentity() override { return _connexion.peeridentity(); }
-    void* peerdetails() override { return _connexion.peerdetails(); }
-    _CORBA_Boolean gatekeeperCheckSpecific(omni::giopStrand* brin) override
-    {
-        return _connexion.gatekeeperCheckSpecific(brin);
-    }
-    void setSelectable(int maintenant, _CORBA_Boolean donnees) override
-    {
-        _connexion.setSelectable(maintenant, donnees);
-    }
-    void clearSelectable() override { _connexion.clearSelectable(); }
-    _CORBA_Boolean isSelectable() override { return _connexion.isSelectable(); }
-    _CORBA_Boolean Peek() override { return _connexion.Peek(); }
 
   private:
     ~ConnexionGroupee() override
     {
         _attente->finir();
-        _connexion.decrRefCount(/*forced*/ 1);
+        rendre();
     }
 
-    omni::giopConnection& _connexion;
     const std::shared_ptr<Attente> _attente; // shared with who pushes
 };
 
