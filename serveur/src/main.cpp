@@ -67,20 +67,17 @@ struct Options
     bool pointAccesDonne = false;
 };
 
-/// Fills in the options, or gives the exit status of a program that has nothing more to do.
-std::optional<int> lireOptions(int argc, char** argv, Options& options)
+void decrireOptions(CLI::App& application, Options& options)
 {
     constexpr long long UNE_HEURE = 3600000;
-    CLI::App application(PRESENTATION, "cdv-serveur");
     application.footer(COMPLEMENT);
     application.set_help_flag("-h,--help", "affiche cette aide");
     application.add_option("--base", options.base, "base de données, créée s'il n'y en a pas (obligatoire)")
         ->type_name("FICHIER");
-    const auto* port = application.add_option("--port", options.port, "port TCP ; 0 : un port libre (2809)")
-                           ->type_name("PORT")
-                           ->check(CLI::Range(0u, 65535u));
-    const auto* hote = application.add_option("--hote", options.hote, "adresse où écouter (127.0.0.1)")
-                           ->type_name("ADRESSE");
+    application.add_option("--port", options.port, "port TCP ; 0 : un port libre (2809)")
+        ->type_name("PORT")
+        ->check(CLI::Range(0u, 65535u));
+    application.add_option("--hote", options.hote, "adresse où écouter (127.0.0.1)")->type_name("ADRESSE");
     application.add_option("--nom", options.nom, "nom du serveur, dit aux clients (cdv-serveur)")
         ->type_name("NOM");
     application
@@ -112,7 +109,13 @@ std::optional<int> lireOptions(int argc, char** argv, Options& options)
             "fichier TOML de l'intergiciel (TLS, délais, trace) ; --port, --hote, --machine et --trace "
             "passent avant lui")
         ->type_name("FICHIER");
+}
 
+/// Fills in the options, or gives the exit status of a program that has nothing more to do.
+std::optional<int> lireOptions(int argc, char** argv, Options& options)
+{
+    CLI::App application(PRESENTATION, "cdv-serveur");
+    decrireOptions(application, options);
     const auto refuser = [](const std::string& pourquoi) {
         std::cerr << "cdv-serveur : " << pourquoi << " (voir --help)" << std::endl;
         return STATUT_REFUS;
@@ -129,7 +132,7 @@ std::optional<int> lireOptions(int argc, char** argv, Options& options)
     }
     if (options.base.empty())
         return refuser("option obligatoire absente : --base");
-    options.pointAccesDonne = port->count() + hote->count() > 0;
+    options.pointAccesDonne = application.count("--port") + application.count("--hote") > 0;
     return std::nullopt;
 }
 
