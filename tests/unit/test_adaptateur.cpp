@@ -1,6 +1,7 @@
 // The adapter, the facade and the servants: what they trace, return and tell, as transcripts; and how they
 // end.
 #include "CapteurTraces.h"
+#include "Masque.h"
 #include "OXcdvCliItf.h"
 #include "OXcdvClientVersServeurHandlerImplementation.h"
 #include "OXcdvServeurVersClientImplementation.h"
@@ -19,7 +20,6 @@
 
 #include <future>
 #include <memory>
-#include <regex>
 #include <sstream>
 #include <thread>
 #include <utility>
@@ -52,8 +52,7 @@ class Transcription : public essais::AvecNoyau
         std::string autresFils;
         {
             const essais::EcouteTraces ecoute([&, ici = std::this_thread::get_id()](const LigneTrace& ligne) {
-                static const std::regex TRANSCRITS("OXcdv.*|OXnoyau");
-                if (!std::regex_match(ligne.fichier, TRANSCRITS))
+                if (ligne.fichier.rfind("OXcdv", 0) != 0 && ligne.fichier != "OXnoyau")
                     return;
                 (ici == std::this_thread::get_id() ? texte : autresFils) += _transcrire(ligne);
                 panne(ligne);
@@ -102,7 +101,7 @@ class Transcription : public essais::AvecNoyau
             signature = ligne.fonction; // whole: what is traced for the application
         std::string resultat = std::to_string(ligne.niveau) + " " + signature + ": " + ligne.message + "\n";
         for (const char* variable : {"127.0.0.1:\\d+", "(resoudre l'url|le narrow): [^\n]+", "CORBA = \\d+"})
-            resultat = std::regex_replace(resultat, std::regex(variable), "...");
+            resultat = essais::masquer(resultat, variable);
         return resultat;
     }
     void _finir(const Etat& adaptateur)
