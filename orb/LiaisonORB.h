@@ -21,7 +21,7 @@ struct ParametresTLS
     std::string motDePasse;
     bool exigerCertificat = true;
     std::vector<std::string>
-        nomsServeurs;            ///< certificate names of those that this process connects to; empty: any
+        nomsServeurs; ///< certificate names, or patterns, of those that this process connects to; empty: any
     std::string listeRevocation; ///< PEM, certificates that are not accepted any more; empty: none
 };
 

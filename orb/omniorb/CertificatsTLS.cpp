@@ -1,5 +1,7 @@
 #include "CertificatsTLS.h"
 
+#include "NomsCertificats.h"
+
 #include <omniORB4/sslContext.h>
 
 #include <openssl/err.h>
@@ -156,8 +158,7 @@ bool estNomDeServeur(const char* nom)
     const auto fichiers = etat().lire();
     if (fichiers == nullptr || fichiers->nomsServeurs.empty())
         return true;
-    const auto& noms = fichiers->nomsServeurs;
-    return nom != nullptr && std::find(noms.begin(), noms.end(), nom) != noms.end();
+    return estParmi(fichiers->nomsServeurs, nom != nullptr ? nom : "");
 }
 
 } // namespace orix::orb

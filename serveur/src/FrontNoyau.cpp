@@ -77,6 +77,8 @@ void FrontNoyau::_verifier(CORBA::Object_ptr reference) const
 int FrontNoyau::_activer(const char* nomService, const orix_corba::SequenceNiveauReference& niveaux,
                          orix_corba__Client_ptr client, const std::string& nom, const std::string& machine)
 {
+    if (!_droits.permet(Droit::activation, orix::orb::identiteAppelant()))
+        throw orix::Echec(orix::OXS_CLIENT_ID_INVALIDE);
     if (std::strcmp(nomService, NOM_SERVICE) != 0)
         throw orix::Echec(orix::OXS_SERVEUR_INEXISTANT);
     const std::optional<CORBA::ULong> rang = trouverNiveau(niveaux);

@@ -16,10 +16,11 @@ constexpr std::chrono::seconds DELAI_ARRET{5}; // for clients that are slow to t
 } // namespace
 
 Serveur::Serveur(Magasin& magasin, const Reglages& reglages)
-    : _requetes(CAPACITE_REQUETES),
+    : _droits(reglages.configuration),
+      _requetes(CAPACITE_REQUETES),
       _clients(reglages.clients),
       _travailleur(magasin, _requetes, _clients),
-      _service(new Service(_clients, _requetes))
+      _service(new Service(_clients, _requetes, _droits))
 {
     const CORBA::ORB_ptr orb = orix::oxNoyau()->lirePointAcces()->lireORB();
     const PortableServer::POA_ptr poa = orix::oxNoyau()->lirePointAcces()->lirePOA_ORIX();
@@ -30,7 +31,7 @@ Serveur::Serveur(Magasin& magasin, const Reglages& reglages)
     _pointAcces = orix::orb::pointAcces(reference);
     _pings = std::make_unique<Pings>(reglages.pings, reglages.noms, _clients);
     const PortableServer::Servant_var<FrontNoyau> front =
-        new FrontNoyau(reglages.noms, _clients, reference, reglages.clientsAilleurs);
+        new FrontNoyau(reglages.noms, _clients, _droits, reference, reglages.clientsAilleurs);
     orix::orb::publierSousCle(orb, "Noyau", front.in());
 }
 

@@ -16,7 +16,8 @@ class Serveur
         NomsServeur noms;
         Pings::Reglages pings;
         Clients::Reglages clients;
-        bool clientsAilleurs = false; ///< see FrontNoyau
+        bool clientsAilleurs = false;      ///< see FrontNoyau
+        orix::Configuration configuration; ///< of the process: who may do what
     };
 
     /// The store outlives this object, and this object the middleware. Clients can come from the return on.
@@ -25,10 +26,13 @@ class Serveur
 
     const std::string& pointAcces() const { return _pointAcces; } ///< "iiop:HOST:PORT" or "ssliop:HOST:PORT"
 
+    Droits& droits() { return _droits; } ///< those of now
+
     /// Executes what was accepted, sends every notification, tells the clients, and serves nobody any more.
     void arreter();
 
   private:
+    Droits _droits;
     FileRequetes _requetes;
     Clients _clients;
     Travailleur _travailleur;

@@ -22,6 +22,12 @@ FichePartagee copier(const Vol& vol)
     }
 }
 
+Droit droitPour(Operation operation)
+{
+    return operation == Operation::consulte || operation == Operation::liste ? Droit::lecture
+                                                                             : Droit::ecriture;
+}
+
 } // namespace
 
 std::shared_ptr<Client> Service::_trouver(int numero) const
@@ -52,6 +58,12 @@ void Service::_recevoir(Operation operation, const Vol& vol, int idOp, int numer
 {
     std::shared_ptr<Client> client = _reconnaitre(numeroClient);
     Requete requete{{operation, copier(vol)}, idOp, std::move(client)};
+    if (!_droits.permet(droitPour(operation), orix::orb::identiteAppelant())) {
+        requete.resultat = INTERDIT;
+        ORIX_TRACE_SANS_ECHEC(orix::NTO_REFUS, "Service", "_recevoir",
+                              "Demande interdite à " << orix::orb::identiteAppelant() << ", client "
+                                                     << numeroClient);
+    }
     // A full queue holds this client's connection, and by it the client.
     if (_requetes.deposer(std::move(requete)) == Depot::fermee)
         throw orix_corba::ClientDeconnecte();

@@ -2,6 +2,7 @@
 #define SERVICE_H
 
 #include "Clients.h"
+#include "Droits.h"
 #include "Recu.h"
 
 #include "OXcdvClientVersServeurS.h"
@@ -9,21 +10,26 @@
 namespace serveur {
 
 /// A client's request, from its arrival to its notification. A null record: memory lacked for it, and the
-/// request fails.
+/// request fails. It may arrive refused, and is then answered in its turn.
 struct Requete : Demande
 {
     int idOp;
     std::shared_ptr<Client> client;
+
+    bool aExecuter() const { return vol != nullptr && resultat != INTERDIT; }
 };
 using FileRequetes = FileBornee<Requete>;
 
-/// The cdv service as clients call it: checks who asks, queues what is asked. The work is the Travailleur's.
+/// The cdv service as clients call it: checks who asks, and whether he may; queues what is asked. The work is
+/// the Travailleur's.
 class Service : public orix::orb::ServantPreneur<POA_orix_corba::OXcdv_v3_0_0_ClientVersServeur>,
                 public PortableServer::RefCountServantBase
 {
   public:
-    /// Both outlive the servant's last request.
-    Service(Clients& clients, FileRequetes& requetes) : _clients(clients), _requetes(requetes) {}
+    /// All of them outlive the servant's last request.
+    Service(Clients& clients, FileRequetes& requetes, const Droits& droits)
+        : _clients(clients), _requetes(requetes), _droits(droits)
+    {}
 
     void cree_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient) override;
     void modifie_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient) override;
@@ -46,6 +52,7 @@ class Service : public orix::orb::ServantPreneur<POA_orix_corba::OXcdv_v3_0_0_Cl
 
     Clients& _clients;
     FileRequetes& _requetes;
+    const Droits& _droits;
 };
 
 } // namespace serveur

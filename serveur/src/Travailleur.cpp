@@ -46,7 +46,7 @@ void Travailleur::_executerLot(Requetes::iterator debut, Requetes::iterator fin)
 {
     _lot.clear();
     for (auto requete = debut; requete != fin; ++requete)
-        if (requete->vol != nullptr)
+        if (requete->aExecuter())
             _lot.push_back(&*requete);
     _magasin.executer(_lot);
     for (auto requete = debut; requete != fin; ++requete)
@@ -55,8 +55,8 @@ void Travailleur::_executerLot(Requetes::iterator debut, Requetes::iterator fin)
 
 void Travailleur::_lister(const Requete& requete)
 {
-    int resultat = ECHEC_MAGASIN;
-    if (requete.vol != nullptr)
+    int resultat = requete.resultat;
+    if (requete.aExecuter())
         resultat = _magasin.liste(*requete.vol, [&](FichePartagee vol) {
             return _clients.notifier(*requete.client, {Notification::Genre::element, Operation::liste, FAIT,
                                                        std::move(vol), requete.idOp});

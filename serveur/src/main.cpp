@@ -31,6 +31,7 @@ constexpr const char* COMPLEMENT =
   2  vol introuvable (modification, suppression, consultation)
   3  vol invalide : identifiant absent ou vide
   4  échec de la base : rien n'a été fait
+  5  le client n'en a pas le droit (table [acces]) : rien n'a été fait
 
 Opérations :
   modifie   remplace les champs renseignés, et les listes qui ne sont pas vides
@@ -45,7 +46,11 @@ Exemples :
   cdv-serveur --base vols.db
   cdv-serveur --base vols.db --hote 0.0.0.0 --port 2810 --nom cdv-secours --trace 300
 
-SIGHUP fait relire les fichiers de la table [tls], pour les connexions à venir.
+La table [acces] du fichier de configuration dit, par les noms des certificats, quels clients
+peuvent s'activer, lire, écrire.
+
+SIGHUP fait relire les fichiers de la table [tls], pour les connexions à venir, et la table
+[acces], pour les demandes à venir.
 
 Statuts de sortie : 0 arrêté par SIGTERM ou SIGINT ; 2 refus au démarrage (option, base,
 port), dit en une ligne sur la sortie d'erreur ; 3 la base n'est plus à sa place (effacée, renommée,
@@ -148,6 +153,24 @@ orix::Configuration configurer(const Options& options)
     return configuration;
 }
 
+/// The files of TLS and the rights, as they are now; what is wrong changes nothing.
+void relire(const Options& options, serveur::Serveur& serveur)
+{
+    std::string pourquoi;
+    if (orix::relireTLS(&pourquoi) == orix::OXS_OK)
+        ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "main", "relire", "Fichiers TLS relus");
+    else
+        ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "main", "relire",
+                              "Fichiers TLS refusés, les précédents restent : " << pourquoi);
+    try {
+        serveur.droits().lire(configurer(options));
+        ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "main", "relire", "Droits relus");
+    } catch (const std::exception& erreur) {
+        ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "main", "relire",
+                              "Droits refusés, les précédents restent : " << erreur.what());
+    }
+}
+
 /// Serves until a signal of the set comes; the exit status. Throws std::exception with a line for the user,
 /// or CORBA::Exception.
 int servir(const Options& options, const sigset_t& signaux)
@@ -184,18 +207,13 @@ int servir(const Options& options, const sigset_t& signaux)
     reglages.pings.delai = std::chrono::milliseconds(options.delaiPing);
     reglages.clients.parAdresse = options.clientsParAdresse;
     reglages.clientsAilleurs = options.clientsAilleurs;
+    reglages.configuration = configuration;
     serveur.emplace(magasin, reglages);
     std::cout << "cdv-serveur: prêt, noyau corbaloc:" << serveur->pointAcces() << "/Noyau, base "
               << options.base << std::endl;
     int signal = 0;
-    while (sigwait(&signaux, &signal) == 0 && signal == SIGHUP) {
-        std::string pourquoi;
-        if (orix::relireTLS(&pourquoi) == orix::OXS_OK)
-            ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "main", "servir", "Fichiers TLS relus");
-        else
-            ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "main", "servir",
-                                  "Fichiers TLS refusés, les précédents restent : " << pourquoi);
-    }
+    while (sigwait(&signaux, &signal) == 0 && signal == SIGHUP)
+        relire(options, *serveur);
     ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "main", "servir", "Arrêt demandé, signal " << signal);
     serveur->arreter();
     return perdue ? STATUT_BASE_PERDUE : EXIT_SUCCESS;

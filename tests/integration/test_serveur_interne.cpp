@@ -38,10 +38,10 @@ class MemoireServeur : public testing::Test
         ASSERT_EQ(orix::OXS_OK, orix::initialiser(argc, nullptr, orix::Configuration()));
         _magasin.emplace(_dossier.fichier("vols.db"));
         _travailleur.emplace(*_magasin, _requetes, _clients);
-        _service = new serveur::Service(_clients, _requetes);
-        _front =
-            new serveur::FrontNoyau({"s", "m"}, _clients, orix_corba::OXcdv_v3_0_0_ClientVersServeur::_nil(),
-                                    /*ailleurs*/ true);
+        _service = new serveur::Service(_clients, _requetes, _droits);
+        _front = new serveur::FrontNoyau({"s", "m"}, _clients, _droits,
+                                         orix_corba::OXcdv_v3_0_0_ClientVersServeur::_nil(),
+                                         /*ailleurs*/ true);
     }
     void TearDown() override
     {
@@ -88,6 +88,7 @@ class MemoireServeur : public testing::Test
     DossierTemporaire _dossier;
     std::optional<serveur::Magasin> _magasin;
     serveur::FileRequetes _requetes{100};
+    const serveur::Droits _droits{orix::Configuration()};
     serveur::Clients _clients{serveur::Clients::Reglages{}};
     std::optional<serveur::Travailleur> _travailleur;
     PortableServer::Servant_var<serveur::Service> _service;
@@ -253,4 +254,27 @@ TEST_F(Clients, LesPlacesSontACeuxQuiRepondent)
     _clients.abandonner(present, "essai");
     EXPECT_NE(ajouter("la"), 0);
     EXPECT_EQ(_clients.tous().size(), 4u);
+}
+
+TEST(Droits, UnNomEstPermisParLaListeDuDroitEtParElleSeule)
+{
+    orix::Configuration configuration;
+    serveur::Droits droits(configuration);
+    EXPECT_TRUE(droits.permet(serveur::Droit::ecriture, "local")); // everything, to everybody
+    configuration[orix::cle::accesLecture] = {"tour-?", "piste*"};
+    configuration[orix::cle::accesEcriture] = {};
+    droits.lire(configuration);
+    const struct
+    {
+        const char* identite;
+        bool lecture;
+    } cas[] = {{"local/tour-1", true},    {"::1/tour-1", true},     {"local/piste", true},
+               {"local/piste/7", true},   {"local/tour-12", false}, {"local/Tour-1", false},
+               {"local/", false},         {"local", false},         {"piste", false},
+               {"local/ma tour-1", false}};
+    for (const auto& c : cas) {
+        EXPECT_EQ(droits.permet(serveur::Droit::lecture, c.identite), c.lecture) << c.identite;
+        EXPECT_FALSE(droits.permet(serveur::Droit::ecriture, c.identite)) << c.identite;
+        EXPECT_TRUE(droits.permet(serveur::Droit::activation, c.identite)) << c.identite;
+    }
 }

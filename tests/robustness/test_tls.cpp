@@ -1,5 +1,6 @@
 // TLS between the client and its servers: who may connect, and which files are refused.
 #include "Certificats.h"
+#include "OXcdvCliCode.h"
 #include "SessionEspionnee.h"
 
 #include <gmock/gmock.h>
@@ -61,8 +62,8 @@ struct AvecCertificats
 {
     Certificats certificats;
     const std::string certificatClient = certificats.emettre("client");
-    const std::string toml =
-        fichierTOML(certificats, reglagesTLS(certificats, certificats.emettre("serveur")));
+    const std::string certificatServeur = certificats.emettre("serveur");
+    const std::string toml = fichierTOML(certificats, reglagesTLS(certificats, certificatServeur));
 };
 
 orix::Configuration reglagesClient(const AvecCertificats& fichiers)
@@ -76,6 +77,52 @@ class SessionTLS : protected AvecCertificats, public essais::SessionReelle
 {
   protected:
     SessionTLS() : SessionReelle(reglagesClient(*this), {"--configuration", toml}) {}
+};
+
+/// The servers' file has a table [acces] too.
+class SessionAvecDroits : protected AvecCertificats, public essais::SessionReelle
+{
+  protected:
+    SessionAvecDroits()
+        : SessionReelle(reglagesClient(*this),
+                        {"--trace", "100", "--configuration", _ecrire("lecture = ['autre']")})
+    {}
+
+    void relire(const std::string& droits, const std::string& trace)
+    {
+        _ecrire(droits);
+        for (const char* nom : {"cdv1", "cdv2"}) {
+            serveur(nom).signaler(SIGHUP);
+            EXPECT_TRUE(serveur(nom).attendreErreurs(trace)) << serveur(nom).erreurs();
+        }
+    }
+
+    /// Sends the five requests, one after another; their results in the order in which they come.
+    std::vector<int> demanderTout()
+    {
+        const essais::Requete requetes[] = {&OXcdvCliItf::consulte_vol_complet,
+                                            &OXcdvCliItf::liste_vol_complet, &OXcdvCliItf::cree_vol_complet,
+                                            &OXcdvCliItf::modifie_vol_complet,
+                                            &OXcdvCliItf::supprime_vol_complet};
+        std::vector<int> numeros;
+        for (const essais::Requete requete : requetes)
+            numeros.push_back(envoyer(requete, *vol("A")));
+        std::vector<int> resultats;
+        for (const int numero : numeros) {
+            const Appel appel = _callbacks.attendre();
+            EXPECT_EQ(appel.idOp, numero) << appel.nom;
+            resultats.push_back(appel.statut);
+        }
+        return resultats;
+    }
+
+  private:
+    std::string _ecrire(const std::string& droits)
+    {
+        fichierTOML(certificats, reglagesTLS(certificats, certificatServeur));
+        std::ofstream(toml, std::ios::app) << "[acces]\n" << droits << "\n";
+        return toml;
+    }
 };
 
 class EtrangersTLS : protected AvecCertificats, public essais::SessionEspionnee
@@ -151,6 +198,22 @@ TEST_F(SessionTLS, TraficDansLOrdrePingsEtBasculement)
     serveur("cdv1").signaler(SIGSTOP);
     EXPECT_EQ(_callbacks.attendre().nom, "deconnexionCB");
     serveur("cdv1").signaler(SIGCONT);
+}
+
+// Reading is allowed to another; then writing and activating are.
+TEST_F(SessionAvecDroits, ChaqueDemandeEstRepondueSelonLesDroitsDeMaintenantEtASonTour)
+{
+    using namespace cdv::code;
+    activer();
+    EXPECT_EQ(demanderTout(), (std::vector<int>{INTERDIT, INTERDIT, FAIT, FAIT, FAIT}));
+    relire("lecture = ['cl?en*']\necriture = []\nactivation = ['autre']", "Droits relus");
+    const std::vector<int> lectureSeule{INTROUVABLE, FAIT, INTERDIT, INTERDIT, INTERDIT};
+    EXPECT_EQ(demanderTout(), lectureSeule);
+    relire("ecriture = '*'", "Droits refusés, les précédents restent : " + toml + ":");
+    EXPECT_EQ(demanderTout(), lectureSeule);
+    EXPECT_EQ(OXcdvCliItf::desactive(), orix::OXS_OK);
+    EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_OK);
+    EXPECT_EQ(_callbacks.attendre("activeCB").statut, orix::OXS_CLIENT_ID_INVALIDE);
 }
 
 TEST_F(EtrangersTLS, SansCertificatDeLAutorite)

@@ -79,10 +79,15 @@ TEST(Configuration, UneErreurDonneSesPartiesEtSeDitEnFrancais)
 
 TEST(Configuration, UneValeurDuProgrammeEstVerifieeAussi)
 {
+    Configuration sansTLS[5];
+    sansTLS[0][orix::cle::exigerCertificat] = false; // of what TLS?
+    sansTLS[1][orix::cle::nomsServeurs] = {"serveur"};
+    sansTLS[2][orix::cle::listeRevocation] = "/dev/null";
+    sansTLS[3][orix::cle::accesActivation] = {"client"};
+    sansTLS[4][orix::cle::accesEcriture] = {};
+    for (const Configuration& c : sansTLS)
+        EXPECT_THROW(c.verifier("essai"), ErreurConfiguration) << &c - sansTLS;
     Configuration configuration;
-    configuration[orix::cle::exigerCertificat] = false; // of what TLS?
-    EXPECT_THROW(configuration.verifier("essai"), ErreurConfiguration);
-    configuration[orix::cle::exigerCertificat] = true;
     configuration[orix::cle::delaiPing] = milliseconds(0);
     int argc = 0;
     std::string message;
