@@ -5,6 +5,7 @@
 #include "CertificatsTLS.h"
 #include "EnvoisGroupes.h"
 #include "Pair.h"
+#include "Reponses.h"
 
 #include <omniORB4/minorCode.h>
 #include <omniORB4/omniConnectionMgmt.h>
@@ -83,6 +84,7 @@ CORBA::Boolean noterAppelant(omni::omniInterceptors::serverReceiveRequest_T::inf
 CORBA::Boolean noterAppele(omni::omniInterceptors::clientReceiveReply_T::info_T& info)
 {
     noter(t_appele, info);
+    examinerReponse(info.giop_c);
     return true;
 }
 
@@ -155,6 +157,7 @@ CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres)
     // time-outs.
     options.ajouter("scanGranularity", 1);
     lireCertificats(parametres.tls);
+    definirReponses(parametres.reponses);
     CORBA::ORB_var orb = options.initialiser(argc, argv);
     installerCertificats();
     omniORB::getInterceptors()->clientOpenConnection.add(&verifierServeur); // first

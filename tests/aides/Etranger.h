@@ -6,8 +6,10 @@
 #include <openssl/ssl.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
+#include <thread>
 
 namespace essais {
 
@@ -72,6 +74,11 @@ class Etranger
     /// The source is an address of the loopback; tls: null for plain text. estConnecte() tells the outcome.
     explicit Etranger(int port, const std::string& source = "127.0.0.1", SSL_CTX* tls = nullptr,
                       const std::string& destination = "127.0.0.1");
+    struct Ouverte
+    {
+        int prise;
+    };
+    explicit Etranger(Ouverte o) : _prise(o.prise), _connecte(true) {} ///< one that is open; takes it over
     ~Etranger();
     Etranger(const Etranger&) = delete;
     Etranger& operator=(const Etranger&) = delete;
@@ -115,9 +122,26 @@ class Muet
 
     int port() const { return _port; }
 
-  private:
+  protected:
     int _prise = -1;
+
+  private:
     int _port = 0;
+};
+
+/// A server made by hand: answers each request with the message that the function makes of it, on a thread of
+/// its own, one connection after another.
+class FauxServeur : public Muet
+{
+  public:
+    explicit FauxServeur(std::function<std::string(const std::string& requete)> repondre);
+    ~FauxServeur();
+
+  private:
+    void _servir();
+
+    const std::function<std::string(const std::string&)> _repondre;
+    std::thread _fil;
 };
 
 } // namespace essais

@@ -34,23 +34,38 @@ std::string texte(std::size_t taille)
     return giop::octets(static_cast<std::uint32_t>(taille)) + std::string(taille, 'x');
 }
 
+/// The answer to the request, with that status.
+std::string reponse(const std::string& requete, std::uint32_t statut, const std::string& corps)
+{
+    return giop::message(giop::REPLY, requete.substr(giop::TAILLE_ENTETE, 4) + giop::octets(statut) +
+                                          giop::octets(0) + corps);
+}
+
+/// The beginning of a reference, of which one profile follows.
+std::string type(std::size_t taille)
+{
+    return giop::octets(static_cast<std::uint32_t>(taille)) + std::string(taille - 1, 't') + '\0';
+}
+
+/// Of a reference: one whose body is none.
+std::string profilFaux()
+{
+    return giop::octets(1) + giop::octets(0) + giop::octets(8) + std::string(8, '\x7F');
+}
+
 /// What the ORB would lose, or keep: each of several kinds, of about that size.
 std::vector<std::string> messages(const std::string& cle, std::size_t taille)
 {
     const std::string vide = giop::octets(1) + std::string(4, '\0');
     const std::string niveau = giop::octets(3) + std::string(12, '\0');
-    const std::string type =
-        giop::octets(static_cast<std::uint32_t>(taille)) + std::string(taille - 1, 't') + '\0';
     const auto activation = [&](const std::string& reference) {
         return giop::requete(cle, "activerService", vide + giop::octets(1) + niveau + reference);
     };
-    // A profile whose body is not one.
-    const std::string profil = giop::octets(1) + giop::octets(0) + giop::octets(8) + std::string(8, '\x7F');
     const std::string parProfil = giop::octets(7) + giop::octets(3) + giop::octets(1) + giop::octets(0) +
                                   giop::octets(static_cast<std::uint32_t>(taille + 8)) +
                                   std::string("\1\1\2\0", 4) + texte(taille);
-    return {giop::requete(cle, "_is_a", texte(taille)), activation(type + profil), activation(texte(taille)),
-            giop::message(giop::REQUEST, parProfil)};
+    return {giop::requete(cle, "_is_a", texte(taille)), activation(type(taille) + profilFaux()),
+            activation(texte(taille)), giop::message(giop::REQUEST, parProfil)};
 }
 
 } // namespace
@@ -120,4 +135,47 @@ TEST_F(MessagesFaux, ParMoitieIlsSontAbandonnes)
         EXPECT_LE(apres.fils, avant.fils + 4);
         EXPECT_LE(apres.descripteurs, avant.descripteurs + 4);
     }
+}
+
+// Each ends the activation that it answers, and nothing else.
+TEST(ReponsesFausses, NeLaissentRienEnMemoire)
+{
+    constexpr int FOIS = 300; // of each kind
+    const std::string vide = giop::octets(1) + std::string(4, '\0');
+    const std::string debut = giop::octets(0) + vide + vide + giop::octets(3) + std::string(12, '\0');
+    const auto reponses = [&](std::size_t taille) {
+        const std::string reference = type(taille) + profilFaux();
+        return std::vector<std::pair<std::uint32_t, std::string>>{{0, debut + reference},
+                                                                  {0, debut + texte(taille)},
+                                                                  {1, texte(taille)},
+                                                                  {2, texte(taille)},
+                                                                  {3, reference}};
+    };
+    const auto courtes = reponses(7000);
+    const auto longues = reponses(60000);
+    std::size_t rang = 0;
+    const essais::FauxServeur serveur([&](const std::string& requete) {
+        if (requete.find("activerService") == std::string::npos)
+            return reponse(requete, 0, std::string(1, '\0'));
+        const auto& suite = rang / courtes.size() % 2 == 0 ? courtes : longues;
+        const auto& [statut, corps] = suite[rang++ % suite.size()];
+        return reponse(requete, statut, corps);
+    });
+    orix::Configuration reglages = essais::SessionReelle::reglagesVifs();
+    reglages[orix::cle::routage]["cdv"] = {"corbaloc:iiop:1.2@127.0.0.1:" + std::to_string(serveur.port()) +
+                                           "/Noyau"};
+    int argc = 0;
+    ASSERT_EQ(orix::initialiser(argc, nullptr, reglages), orix::OXS_OK);
+    long avant = 0;
+    for (std::size_t i = 0; i < FOIS * courtes.size() && !HasFailure(); ++i) {
+        if (i == 10 * courtes.size())
+            avant = memoire::lire("VmRSS");
+        ASSERT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_OK) << i;
+        EXPECT_EQ(essais::Callbacks::instance().attendre("activeCB").statut, orix::OXS_ERREUR_CORBA) << i;
+    }
+    const long croissance = memoire::lire("VmRSS") - avant;
+    EXPECT_TRUE(!essais::MEMOIRE_MESURABLE || croissance < CROISSANCE_MAX) << croissance << " kB more";
+    std::cout << FOIS * courtes.size() << " wrong answers: " << croissance << " kB more" << std::endl;
+    orix::detruireOXcdvCliItfAdaptateur();
+    EXPECT_EQ(orix::terminer(), orix::OXS_OK);
 }
