@@ -1,4 +1,5 @@
 // Strangers reach the ports of the client and of the server while a session is under way.
+#include "Arrets.h"
 #include "SessionEspionnee.h"
 
 #include "orix/OXcode_statData.h"
@@ -369,7 +370,7 @@ class Fantomes : public Etrangers
 // stays.
 TEST_F(Fantomes, NePrennentNiPlaceNiMemoire)
 {
-    constexpr int FOIS = 400;                  // of each kind
+    const int FOIS = essais::nombreTours(400); // of each kind
     constexpr long CROISSANCE_MAX = 32 * 1024; // kB
     const essais::Muet muet("127.0.0.3");
     const std::string demande = giop::arguments(volFilaire("*"), CORBA::Long(1));

@@ -1,4 +1,5 @@
 // Wrong messages, whole and by half, in numbers: what they cost is given back, at both ends.
+#include "Arrets.h"
 #include "SessionEspionnee.h"
 
 #include <deque>
@@ -72,7 +73,7 @@ std::vector<std::string> messages(const std::string& cle, std::size_t taille)
 
 TEST_F(MessagesFaux, NeLaissentRienEnMemoire)
 {
-    constexpr int FOIS = 600; // of each kind
+    const int FOIS = essais::nombreTours(600); // of each kind
     const std::string cles[2] = {client().cle, noyau().cle};
     for (int bout = 0; bout < 2; ++bout) {
         long avant = 0;
@@ -115,7 +116,7 @@ TEST_F(MessagesFaux, UneAdresseQuiContinueNEstPlusRecue)
 
 TEST_F(MessagesFaux, ParMoitieIlsSontAbandonnes)
 {
-    constexpr int CONNEXIONS = 500; // to each end
+    const int CONNEXIONS = essais::nombreTours(500); // to each end
     const std::string entier = giop::requete("Noyau", "_non_existent");
     const std::string moities[] = {entier.substr(0, 1), entier.substr(0, 11), entier.substr(0, 30),
                                    entier.substr(0, entier.size() - 1),
@@ -140,7 +141,7 @@ TEST_F(MessagesFaux, ParMoitieIlsSontAbandonnes)
 // Each ends the activation that it answers, and nothing else.
 TEST(ReponsesFausses, NeLaissentRienEnMemoire)
 {
-    constexpr int FOIS = 300; // of each kind
+    const auto FOIS = static_cast<std::size_t>(essais::nombreTours(300)); // of each kind
     const std::string vide = giop::octets(1) + std::string(4, '\0');
     const std::string debut = giop::octets(0) + vide + vide + giop::octets(3) + std::string(12, '\0');
     const auto reponses = [&](std::size_t taille) {
