@@ -188,24 +188,13 @@ Muet::Muet(const std::string& hote) : _prise(socket(AF_INET, SOCK_STREAM | SOCK_
 
 Muet::~Muet() { close(_prise); }
 
-FauxServeur::FauxServeur(std::function<std::string(const std::string&)> repondre)
-    : Muet("127.0.0.1"), _repondre(std::move(repondre)), _fil([this] { _servir(); })
-{}
-
-FauxServeur::~FauxServeur()
+std::unique_ptr<Etranger> Muet::accepter()
 {
-    shutdown(_prise, SHUT_RDWR);
-    _fil.join();
+    std::unique_ptr<Etranger> client(new Etranger);
+    client->_prise = accept4(_prise, nullptr, nullptr, SOCK_CLOEXEC);
+    return client->_prise >= 0 ? std::move(client) : nullptr;
 }
 
-void FauxServeur::_servir()
-{
-    for (int prise; (prise = accept4(_prise, nullptr, nullptr, SOCK_CLOEXEC)) >= 0;) {
-        Etranger client(Etranger::Ouverte{prise});
-        for (std::string requete; !(requete = client.recevoir()).empty();)
-            if (!client.envoyer(_repondre(requete)))
-                break;
-    }
-}
+void Muet::fermer() { shutdown(_prise, SHUT_RDWR); }
 
 } // namespace essais

@@ -6,10 +6,8 @@
 #include <openssl/ssl.h>
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
-#include <thread>
 
 namespace essais {
 
@@ -74,11 +72,6 @@ class Etranger
     /// The source is an address of the loopback; tls: null for plain text. estConnecte() tells the outcome.
     explicit Etranger(int port, const std::string& source = "127.0.0.1", SSL_CTX* tls = nullptr,
                       const std::string& destination = "127.0.0.1");
-    struct Ouverte
-    {
-        int prise;
-    };
-    explicit Etranger(Ouverte o) : _prise(o.prise), _connecte(true) {} ///< one that is open; takes it over
     ~Etranger();
     Etranger(const Etranger&) = delete;
     Etranger& operator=(const Etranger&) = delete;
@@ -102,6 +95,9 @@ class Etranger
     std::string demander(const std::string& requete);
 
   private:
+    friend class Muet;
+    Etranger() = default;
+
     /// So many octets, fewer at the end of the stream.
     std::string _lire(std::size_t taille);
 
@@ -111,7 +107,7 @@ class Etranger
     std::unique_ptr<SSL, void (*)(SSL*)> _tls{nullptr, &SSL_free};
 };
 
-/// A port of that address of the loopback where connections are taken in and nothing is said.
+/// A port of that address of the loopback where connections are taken in, and nothing is said of itself.
 class Muet
 {
   public:
@@ -121,27 +117,12 @@ class Muet
     Muet& operator=(const Muet&) = delete;
 
     int port() const { return _port; }
+    std::unique_ptr<Etranger> accepter(); ///< the next connection; null once closed
+    void fermer();
 
-  protected:
+  private:
     int _prise = -1;
-
-  private:
     int _port = 0;
-};
-
-/// A server made by hand: answers each request with the message that the function makes of it, on a thread of
-/// its own, one connection after another.
-class FauxServeur : public Muet
-{
-  public:
-    explicit FauxServeur(std::function<std::string(const std::string& requete)> repondre);
-    ~FauxServeur();
-
-  private:
-    void _servir();
-
-    const std::function<std::string(const std::string&)> _repondre;
-    std::thread _fil;
 };
 
 } // namespace essais

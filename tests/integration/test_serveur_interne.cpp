@@ -264,17 +264,13 @@ TEST(Droits, UnNomEstPermisParLaListeDuDroitEtParElleSeule)
     configuration[orix::cle::accesLecture] = {"tour-?", "piste*"};
     configuration[orix::cle::accesEcriture] = {};
     droits.lire(configuration);
-    const struct
-    {
-        const char* identite;
-        bool lecture;
-    } cas[] = {{"local/tour-1", true},    {"::1/tour-1", true},     {"local/piste", true},
-               {"local/piste/7", true},   {"local/tour-12", false}, {"local/Tour-1", false},
-               {"local/", false},         {"local", false},         {"piste", false},
-               {"local/ma tour-1", false}};
-    for (const auto& c : cas) {
-        EXPECT_EQ(droits.permet(serveur::Droit::lecture, c.identite), c.lecture) << c.identite;
-        EXPECT_FALSE(droits.permet(serveur::Droit::ecriture, c.identite)) << c.identite;
-        EXPECT_TRUE(droits.permet(serveur::Droit::activation, c.identite)) << c.identite;
+    for (const char* nomme : {"local/tour-1", "::1/tour-1", "local/piste", "local/piste/7"}) {
+        EXPECT_TRUE(droits.permet(serveur::Droit::lecture, nomme)) << nomme;
+        EXPECT_FALSE(droits.permet(serveur::Droit::ecriture, nomme)) << nomme;
+    }
+    for (const char* autre :
+         {"local/tour-12", "local/Tour-1", "local/", "local", "piste", "local/ma tour-1"}) {
+        EXPECT_FALSE(droits.permet(serveur::Droit::lecture, autre)) << autre;
+        EXPECT_TRUE(droits.permet(serveur::Droit::activation, autre)) << autre;
     }
 }
