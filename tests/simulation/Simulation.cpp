@@ -435,6 +435,8 @@ void Simulation::finir()
     _fermee = true;
     _table.conclureToutes(cdv::Resultat::Etat::ferme);
     suivre(_reconnexion.fermer());
+    if (_retenu)
+        livrerRappel(); // woken up
     verifier();
     for (int tour = 0; tour < 30; ++tour)
         tourCalme();
