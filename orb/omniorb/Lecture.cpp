@@ -48,7 +48,7 @@ void lireOctets(cdrStream& flux, _CORBA_Unbounded_Sequence_Octet& octets)
 bool estLuParLORB(IOP::ComponentId genre)
 {
     const IOP::ComponentId LUS[] = {IOP::TAG_CSI_SEC_MECH_LIST, IOP::TAG_OMNIORB_UNIX_TRANS,
-                                        IOP::TAG_OMNIORB_BIDIR, IOP::TAG_OMNIORB_RESTRICTED_CONNECTION};
+                                    IOP::TAG_OMNIORB_BIDIR, IOP::TAG_OMNIORB_RESTRICTED_CONNECTION};
     return std::find(std::begin(LUS), std::end(LUS), genre) != std::end(LUS);
 }
 
