@@ -213,7 +213,7 @@ TEST_F(Transcription, OfTheAdapter)
         a.notifierEchecActivation(OXS_REPLY_ERROR);
         attendreCallback();
     });
-    essais::comparerTranscription("adaptateur.txt", texte);
+    essais::comparerTranscription("unit/adaptateur.txt", texte);
 }
 
 using Requete = OXstatut (*)(OXvol_completData*, int&) noexcept;
@@ -369,7 +369,7 @@ TEST_F(TranscriptionMessages, OfTheMessages)
               demanderTout();
               rendre(OXcdvCliItf::desactive());
           }));
-    essais::comparerTranscription("messages.txt", texte);
+    essais::comparerTranscription("unit/messages.txt", texte);
 }
 
 /// What the server learns of its client.

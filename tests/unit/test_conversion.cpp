@@ -250,7 +250,7 @@ TEST(Dump, EnregistrementPartiel)
     vol.ajouter_point(const_cast<char*>(""));
 
     const std::string attendu = dump(vol);
-    essais::comparerTranscription("dump.txt", attendu);
+    essais::comparerTranscription("unit/dump.txt", attendu);
     std::size_t place = 0;
     for (CORBA::ULong i = 0; i < 57; ++i) // in wire order, whatever that of the table
         EXPECT_NE(place = attendu.find(

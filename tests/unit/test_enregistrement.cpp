@@ -165,7 +165,7 @@ TEST(Enregistrement, Transcription)
     scene("declared valid");
     Vol(*vol).lireNomService(), vol->lireVersion(), vol->lireVersionsConnues();
     scene("copy, name and versions");
-    essais::comparerTranscription("enregistrement.txt", texte);
+    essais::comparerTranscription("unit/enregistrement.txt", texte);
 }
 
 TEST(Enregistrement, ChaqueChampSeLitEtSEcritSousSonNom)
