@@ -1,14 +1,7 @@
 #ifndef TRANSCRIPTION_H
 #define TRANSCRIPTION_H
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <fstream>
-#include <functional>
-#include <sstream>
-#include <string>
-#include <utility>
+#include "Essais.h"
 
 namespace essais {
 
@@ -57,7 +50,7 @@ inline void rejouer(const std::string& nom,
             titre = ligne.substr(2);
         else if (ligne.rfind("> ", 0) == 0 || ligne == ">")
             continue;
-        else if (ligne.front() != '#')
+        else if (ligne.rfind("# ", 0) != 0)
             lignes += ligne + "\n";
         texte += ligne + "\n";
     }

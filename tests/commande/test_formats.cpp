@@ -8,8 +8,6 @@
 #include "Terminal.h"
 #include "Transcription.h"
 
-#include <gmock/gmock.h>
-
 using namespace outils;
 
 namespace {

@@ -3,13 +3,6 @@
 #include "DossierTemporaire.h"
 #include "ServeurReel.h"
 
-#include <gmock/gmock.h>
-
-#include <csignal>
-#include <filesystem>
-#include <fstream>
-#include <set>
-
 using namespace essais;
 using testing::HasSubstr;
 

@@ -8,12 +8,6 @@
 
 #include "orix/interne/Echec.h"
 
-#include <gmock/gmock.h>
-
-#include <functional>
-#include <new>
-#include <optional>
-
 using namespace essais;
 
 namespace {
@@ -113,7 +107,7 @@ TEST_F(MemoireServeur, ElleManqueAUnFilEtChaqueDemandeASaReponse)
             std::vector<Recu> recus;
             bool survenue = false;
             {
-                const PanneMemoireFils panne(fil, n);
+                const PanneMemoire panne(fil, n);
                 recus = demanderTout(client, numero);
                 survenue = panne.survenue();
             }
@@ -177,7 +171,7 @@ TEST_F(MemoireServeur, ElleManqueAuxPingsQuiContinuent)
     EXPECT_EQ(jusquASansPanne([&](int n) {
                   ClientBrut client;
                   const int numero = activer(client);
-                  const PanneMemoireFils panne("cdv-pings", n);
+                  const PanneMemoire panne("cdv-pings", n);
                   const serveur::Pings pings({std::chrono::milliseconds(5), PATIENCE}, {"s", "m"}, _clients);
                   do
                       EXPECT_TRUE(client.face().pings.prendre(false, PATIENCE));

@@ -4,25 +4,17 @@
 #include "OXcdvCliItf.h"
 #include "OXcdvClientVersServeurHandlerImplementation.h"
 #include "OXcdvServeurVersClientImplementation.h"
-#include "OXvol_completData.h"
 #include "ServeurEssai.h"
 #include "Transcription.h"
 #include "orix/OXchaine.h"
 #include "orix/interne/Echec.h"
 #include "orix/interne/TableInformationsConnexions.h"
 
-#include <gmock/gmock.h>
-
 #ifdef __SANITIZE_ADDRESS__
 #include <sanitizer/lsan_interface.h>
 #endif
 
-#include <future>
-#include <memory>
 #include <regex>
-#include <sstream>
-#include <thread>
-#include <utility>
 
 using namespace orix;
 using testing::ElementsAre;
@@ -30,7 +22,17 @@ using Etat = OXcdvCliItfAdaptateur;
 
 namespace {
 
-using Adaptateur = essais::AvecNoyau;
+class Adaptateur : public essais::AvecNoyau
+{
+  protected:
+    /// The middleware with other settings.
+    void redemarrer(const std::function<void(Configuration&)>& changer)
+    {
+        changer(reglages);
+        orix::terminer();
+        demarrer();
+    }
+};
 
 /// Writes down what the adapter does: the lines that it traces, the calling thread's first, what its
 /// functions return, what the application is told, and where that leaves the client.
@@ -402,14 +404,9 @@ TEST_F(Adaptateur, CORBAExceptionInADisconnectionEndsTheProcess)
     EXPECT_DEATH(deconnecter(), "reported; .*orix::Echec");
 }
 
-class AdaptateurPresse : public essais::AvecNoyau
+TEST_F(Adaptateur, GivesUpAServerOfAnotherVersionAsOneThatDoesNotAnswer)
 {
-  protected:
-    AdaptateurPresse() { reglages[orix::cle::delaiActivation] = std::chrono::milliseconds(300); }
-};
-
-TEST_F(AdaptateurPresse, GivesUpAServerOfAnotherVersionAsOneThatDoesNotAnswer)
-{
+    redemarrer([](auto& r) { r[orix::cle::delaiActivation] = std::chrono::milliseconds(300); });
     premier.version[1] = 1;
     OXcdvCliItfAdaptateur& adaptateur = *oxcdvCliItfAdaptateur();
     EXPECT_EQ(OXS_OK, adaptateur.active("cdv"));
@@ -421,14 +418,9 @@ TEST_F(AdaptateurPresse, GivesUpAServerOfAnotherVersionAsOneThatDoesNotAnswer)
     EXPECT_EQ(OXroutage::DeuxiemeServeur, adaptateur.lireServeurCourant());
 }
 
-class AdaptateurFileCourte : public essais::AvecNoyau
+TEST_F(Adaptateur, EndsWhileANotificationWaitsForAPlaceInTheQueue)
 {
-  protected:
-    AdaptateurFileCourte() { reglages[orix::cle::capaciteFileCB] = 1; }
-};
-
-TEST_F(AdaptateurFileCourte, EndsWhileANotificationWaitsForAPlaceInTheQueue)
-{
+    redemarrer([](auto& r) { r[orix::cle::capaciteFileCB] = 1; });
     activer();
     struct Etapes
     {
@@ -462,15 +454,10 @@ TEST_F(AdaptateurFileCourte, EndsWhileANotificationWaitsForAPlaceInTheQueue)
     detruireOXcdvCliItfAdaptateur();
 }
 
-class AdaptateurDelaiCourt : public essais::AvecNoyau
-{
-  protected:
-    AdaptateurDelaiCourt() { reglages[orix::cle::delaiAppel] = std::chrono::milliseconds(50); }
-};
-
 /// The client ends while a notification is inside, and stays there longer than a call may last.
-TEST_F(AdaptateurDelaiCourt, TheServantOfOneThatStaysIsNotPulledFromUnderIt)
+TEST_F(Adaptateur, TheServantOfOneThatStaysIsNotPulledFromUnderIt)
 {
+    redemarrer([](auto& r) { r[orix::cle::delaiAppel] = std::chrono::milliseconds(50); });
     {
 #ifdef __SANITIZE_ADDRESS__
         const __lsan::ScopedDisabler abandon; // what is made here is left on purpose

@@ -1,15 +1,9 @@
 // docs/configuration.md against the configuration as it is: every key, its default, its range.
 #include "OXcdvCliCode.h"
+#include "Transcription.h"
 #include "orix/Configuration.h"
 
-#include <gmock/gmock.h>
-
-#include <fstream>
-#include <map>
-#include <optional>
 #include <regex>
-#include <set>
-#include <sstream>
 
 using orix::Configuration;
 using orix::ErreurConfiguration;
@@ -22,14 +16,7 @@ struct Rang
     std::string etendue;
 };
 
-std::string lireDocument(const std::string& nom)
-{
-    std::ifstream flux(std::string(OXCDV_SOURCES) + "/" + nom);
-    std::ostringstream texte;
-    texte << flux.rdbuf();
-    EXPECT_FALSE(texte.str().empty()) << nom;
-    return texte.str();
-}
+std::string lireDocument(const std::string& nom) { return essais::lireFichier(OXCDV_SOURCES "/" + nom); }
 
 /// The rows of the table, by "[table] key".
 std::map<std::string, Rang> cles()

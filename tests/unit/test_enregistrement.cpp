@@ -1,23 +1,13 @@
 // The record as its application sees it: fields, lists, ownership, and the traces of each operation.
-#include "OXvol_completData.h"
 
 #include "CapteurTraces.h"
 #include "PanneMemoire.h"
 #include "Transcription.h"
 #include "VolsEssai.h"
 
-#include <gmock/gmock.h>
-
-#include <algorithm>
-#include <functional>
 #include <regex>
 
-using essais::CapteurTraces;
-using essais::chaquePanne;
-using essais::codeStat;
-using essais::PanneMemoire;
-using essais::rubChgt;
-using essais::volComplet;
+using namespace essais;
 using orix::OXstatut;
 using testing::IsSubsetOf;
 using Textes = std::vector<std::string>;
@@ -150,8 +140,11 @@ TEST(Enregistrement, Transcription)
             if constexpr (std::is_same_v<decltype(enTrop), OXcci_rub_chgtData* const>)
                 delete enTrop; // it was refused; a point is copied
             scene("one too many");
+            EXPECT_EQ(nombre(vol), limite);
             nombre(vol), lire(vol, 0), lire(vol, limite, statut);
             scene("looks");
+            EXPECT_EQ(lire(vol, -1, statut), nullptr);
+            scene("before the first");
         });
     }
     capteur.prendre();
@@ -191,26 +184,6 @@ TEST(Enregistrement, ChaqueChampSeLitEtSEcritSousSonNom)
         });
     }
     EXPECT_EQ(essais::bilanMemoire(), avant) << "each value is released once";
-}
-
-TEST(Enregistrement, ChaqueListeSeRemplitJusquASaLimite)
-{
-    pourChaqueListe([](auto nom, int limite, auto creer, auto nombre, auto lire, auto ajouter) {
-        Vol vol;
-        OXstatut statut = orix::OXS_NOK;
-        auto* const premier = creer();
-        for (int n = 1; n <= limite; ++n)
-            EXPECT_EQ(ajouter(vol, n == 1 ? premier : creer(), statut), n);
-        EXPECT_EQ(statut, orix::OXS_OK);
-        EXPECT_EQ(lire(vol, 0) != premier, nom == "point") << "points are copied, changed fields kept";
-        EXPECT_EQ(ajouter(vol, premier, statut), -1) << "taken, it would be released twice";
-        EXPECT_EQ(statut, orix::OXS_TABLEAU_DEBORDEMENT);
-        EXPECT_EQ(nombre(vol), limite);
-        for (const int index : {-1, limite}) {
-            EXPECT_EQ(lire(vol, index, statut), nullptr);
-            EXPECT_EQ(statut, orix::OXS_TABLEAU_INDEX_INVALIDE);
-        }
-    });
 }
 
 TEST(Enregistrement, AucunAccesseurNeDependDeSesTraces)

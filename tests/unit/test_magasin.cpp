@@ -4,17 +4,10 @@
 #include "OXvol_completData.h"
 #include "PanneMemoire.h"
 
-#include <gmock/gmock.h>
 #include <sqlite3.h>
 
-#include <filesystem>
-#include <fstream>
-#include <thread>
-
 using namespace serveur;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
+using namespace testing;
 
 namespace {
 
