@@ -1,5 +1,5 @@
 // The decisions of a session: whatever happens, in whatever order, what must hold does.
-#include "Tirages.h"
+#include "Simulation.h"
 
 #include <cstdlib>
 

@@ -21,8 +21,16 @@ struct ParametresTLS
     std::string motDePasse;
     bool exigerCertificat = true;
     std::vector<std::string>
-        nomsServeurs;            ///< certificate names of those that this process connects to; empty: any
+        nomsServeurs; ///< certificate names, or patterns, of those that this process connects to; empty: any
     std::string listeRevocation; ///< PEM, certificates that are not accepted any more; empty: none
+};
+
+/// The answers to an operation, when they hold more than numbers.
+struct Reponse
+{
+    using Lecture = void(cdrStream&);
+    const char* operation;
+    Lecture* lire; ///< reads one by readers that lose nothing of what is wrong; throws CORBA::MARSHAL
 };
 
 struct ParametresORB
@@ -34,6 +42,7 @@ struct ParametresORB
     std::size_t tailleMessageMax = 2097152;
     bool grouperEnvois = true; ///< the messages of a burst leave in one write, on TCP connections
     ParametresTLS tls;
+    std::vector<Reponse> reponses; ///< those of the calls that are made
 };
 
 // Called from every shared object of the process, and standing in one of them.

@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
 # Fuzzes what comes from outside: records as they travel, configuration files, imported texts, the order of
-# a session's events, what a connection brings, texts that are traced. What is found stays in build/fuzz.
-# Usage: scripts/fuzz.sh [SECONDS [INPUT...]]     default: 600 seconds for each of vol configuration lecture session accueil traces
+# a session's events, what a connection brings, what a server answers, texts that are traced. What is found stays in build/fuzz.
+# Usage: scripts/fuzz.sh [SECONDS [INPUT...]]     default: 600 seconds for each of vol configuration lecture session accueil reponses traces
 # Exit status 77: clang or its fuzzing runtime is missing (scripts/installer-dependances.sh --tests installs them).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 secondes=${1:-600}
 entrees=("${@:2}")
-[ ${#entrees[@]} -gt 0 ] || entrees=(vol configuration lecture session accueil traces)
+[ ${#entrees[@]} -gt 0 ] || entrees=(vol configuration lecture session accueil reponses traces)
 construction=build/fuzz
 
 journal=$(mktemp)

@@ -11,7 +11,7 @@ paquets=(
     g++ cmake ninja-build pkg-config                      # tools
     omniidl libomniorb4-dev libssl-dev libace-dev         # ORB, TLS, timers
     libspdlog-dev libtomlplusplus-dev libsqlite3-dev      # traces, configuration, store
-    libcli11-dev nlohmann-json3-dev                       # programs
+    libcli11-dev nlohmann-json3-dev libsystemd-dev        # programs
     libgtest-dev libgmock-dev                             # tests are part of the build
 )
 facultatifs=()

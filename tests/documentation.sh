@@ -28,6 +28,10 @@ if [ -z "${OXCDV_DOCUMENTATION_SEULE:-}" ]; then
 fi
 
 dossier=$(mktemp -d)
+# sans_faute WHAT COMMAND...: runs it; what it says is shown when it fails.
+sans_faute() {
+    "${@:2}" >"$dossier/journal" 2>&1 || { cat "$dossier/journal" >&2; echec "$1"; }
+}
 nettoyer() {
     local pids
     pids=$(jobs -p)
@@ -39,7 +43,7 @@ trap nettoyer EXIT
 
 cd "$sources"
 python3 tests/documentation/traces.py . || echec "the traces and docs/exploitation.md differ (above)"
-scripts/doc.sh "$dossier/html" >"$dossier/doxygen.log" 2>&1 || { cat "$dossier/doxygen.log" >&2; echec "doxygen warns"; }
+sans_faute "doxygen warns" scripts/doc.sh "$dossier/html"
 [ -s "$dossier/html/html/classcdv_1_1Session.html" ] || echec "doxygen made no page of cdv::Session"
 
 # Each row of what holds against strangers names tests, and they are there.
@@ -114,14 +118,8 @@ for document in "${documents[@]}"; do
     cd "$ici"
     while IFS= read -r commande; do
         total=$((total + 1))
-        if verifiee "$commande"; then
-            continue
-        fi
-        # Here, not in a subshell: the jobs are this shell's.
-        if ! eval "$commande" >"$dossier/journal" 2>&1; then
-            cat "$dossier/journal" >&2
-            echec "$document: this failed: $commande"
-        fi
+        ! verifiee "$commande" || continue
+        sans_faute "$document: this failed: $commande" eval "$commande" # not in a subshell: its jobs are this shell's
         if [[ $commande == *\& ]]; then
             [[ $commande =~ --port\ ([0-9]+) ]] || true
             attendre "${BASH_REMATCH[1]:-2809}"
@@ -138,9 +136,9 @@ for document in "${documents[@]}"; do
         { printf 'cmake_minimum_required(VERSION 3.25)\nproject(essai LANGUAGES CXX)\nset(CMAKE_CXX_STANDARD 17)\n'
             printf 'add_executable(mon_application main.cpp)\n'
             blocs "$sources/README.md" cmake; } >application/CMakeLists.txt
-        { cmake -S application -B application/build -DCMAKE_PREFIX_PATH="$ici/installe" \
-            -DCMAKE_CXX_FLAGS="-Wall -Wextra ${options[*]}" && cmake --build application/build; } >"$dossier/journal" 2>&1 ||
-            { cat "$dossier/journal" >&2; echec "the example of the README does not build"; }
+        sans_faute "the example of the README does not configure" cmake -S application -B application/build \
+            -DCMAKE_PREFIX_PATH="$ici/installe" -DCMAKE_CXX_FLAGS="-Wall -Wextra ${options[*]}"
+        sans_faute "the example of the README does not build" cmake --build application/build
         ! grep -i 'warning:' "$dossier/journal" || echec "the example of the README has warnings"
         application/build/mon_application >sortie 2>erreur || { cat sortie erreur >&2; echec "the example ended with status $?"; }
         grep -qx 'Creation: done' sortie && grep -qx 'Change: done' sortie && grep -qx '20261121DBAW334-000 at stand C09' sortie ||
@@ -151,9 +149,8 @@ for document in "${documents[@]}"; do
         { printf '#include "CdvSession.h"\n#include <iostream>\nvoid extrait(const cdv::Vol& vol, const cdv::Vol& exemple) {\n'
             blocs "$sources/$document" cpp
             printf '}\n'; } >extrait.cpp
-        "${CXX:-c++}" -std=c++17 -fsyntax-only -Wall -Wextra -Werror -Wno-unused-variable \
-            -I"$dossier/README.md.d/installe/include/oxcdv" extrait.cpp >"$dossier/journal" 2>&1 ||
-            { cat "$dossier/journal" >&2; echec "the code of $document does not compile"; }
+        sans_faute "the code of $document does not compile" "${CXX:-c++}" -std=c++17 -fsyntax-only -Wall -Wextra -Werror \
+            -Wno-unused-variable -I"$dossier/README.md.d/installe/include/oxcdv" extrait.cpp
     fi
     # shellcheck disable=SC2046 # several of them
     [ -z "$(jobs -p)" ] || { kill $(jobs -p) 2>/dev/null || true; wait || true; }

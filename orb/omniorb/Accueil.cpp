@@ -1,6 +1,7 @@
 #include "Accueil.h"
 
 #include "Cadrage.h"
+#include "ConnexionEnveloppe.h"
 #include "Ecartes.h"
 #include "Pair.h"
 
@@ -86,19 +87,19 @@ class Correspondances
     std::map<omni::giopConnection*, ConnexionGardee*> _notres;
 };
 
-/// A connection that somebody opened to us. Belongs to the ORB, and owns the one that it stands for.
-class ConnexionGardee final : public omni::giopConnection
+/// A connection that somebody opened to us.
+class ConnexionGardee final : public ConnexionEnveloppe
 {
   public:
     ConnexionGardee(omni::giopConnection& connexion, std::shared_ptr<Correspondances> correspondances)
-        : _connexion(connexion),
+        : ConnexionEnveloppe(connexion),
           _correspondances(std::move(correspondances)),
           _regles(etat().lireRegles()),
           _adresse(adresseDe(connexion)),
           _cadrage(
               [this] { return etat().connait(_identite()) ? _regles.tailleMax : _regles.tailleMaxInconnu; })
     {
-        _correspondances->ajouter(&_connexion, this);
+        _correspondances->ajouter(&connexion, this);
     }
 
     /// As identiteAppelant() begins.
@@ -123,7 +124,7 @@ class ConnexionGardee final : public omni::giopConnection
             return -1;
         const bool auMilieu = _cadrage.estAuMilieu();
         const unsigned long messages = _cadrage.messages();
-        const int lus = _connexion.Recv(octets, taille, auMilieu ? _limiter(limite) : limite);
+        const int lus = ConnexionEnveloppe::Recv(octets, taille, auMilieu ? _limiter(limite) : limite);
         const bool accepte =
             lus > 0 ? _accepter(octets, static_cast<std::size_t>(lus)) : lus < 0 || !auMilieu;
         if (_cadrage.messages() != messages)
@@ -134,32 +135,11 @@ class ConnexionGardee final : public omni::giopConnection
         return lus > 0 ? -1 : lus;
     }
 
-    int Send(void* octets, size_t taille, const omni_time_t& limite) override
-    {
-        return _connexion.Send(octets, taille, limite);
-    }
-    void Shutdown() override { _connexion.Shutdown(); }
-    const char* myaddress() override { return _connexion.myaddress(); }
-    const char* peeraddress() override { return _connexion.peeraddress(); }
-    const char* peeridentity() override { return _connexion.peeridentity(); }
-    void* peerdetails() override { return _connexion.peerdetails(); }
-    _CORBA_Boolean gatekeeperCheckSpecific(omni::giopStrand* brin) override
-    {
-        return _connexion.gatekeeperCheckSpecific(brin);
-    }
-    void setSelectable(int maintenant, _CORBA_Boolean donnees) override
-    {
-        _connexion.setSelectable(maintenant, donnees);
-    }
-    void clearSelectable() override { _connexion.clearSelectable(); }
-    _CORBA_Boolean isSelectable() override { return _connexion.isSelectable(); }
-    _CORBA_Boolean Peek() override { return _connexion.Peek(); }
-
   private:
     ~ConnexionGardee() override
     {
-        _correspondances->oter(&_connexion);
-        _connexion.decrRefCount(/*forced*/ 1);
+        _correspondances->oter(&connexion());
+        rendre();
     }
 
     /// Without memory to follow them the octets are not accepted: on the ORB's thread nothing may be thrown.
@@ -174,7 +154,7 @@ class ConnexionGardee final : public omni::giopConnection
 
     std::string _identite()
     {
-        const char* const certificat = _connexion.peeridentity();
+        const char* const certificat = peeridentity();
         return certificat != nullptr ? _adresse + '/' + certificat : _adresse;
     }
 
@@ -189,7 +169,6 @@ class ConnexionGardee final : public omni::giopConnection
         return limite && limite < _echeance ? limite : _echeance;
     }
 
-    omni::giopConnection& _connexion;
     const std::shared_ptr<Correspondances> _correspondances;
     const ReglesAccueil _regles;
     const std::string _adresse;

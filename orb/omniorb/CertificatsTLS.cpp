@@ -1,5 +1,8 @@
 #include "CertificatsTLS.h"
 
+#include "NomsCertificats.h"
+#include "PossessionSSL.h"
+
 #include <omniORB4/sslContext.h>
 
 #include <openssl/err.h>
@@ -16,22 +19,10 @@ namespace orix::orb {
 
 namespace {
 
-template <auto liberer>
-struct Liberer
-{
-    template <class T>
-    void operator()(T* objet) const
-    {
-        liberer(objet);
-    }
-};
-using Contexte = std::unique_ptr<SSL_CTX, Liberer<SSL_CTX_free>>;
-using Examen = std::unique_ptr<X509_STORE_CTX, Liberer<X509_STORE_CTX_free>>;
-
 /// What the files held when they were read. Never changed: a handshake keeps the one it began with.
 struct Fichiers
 {
-    Contexte contexte;
+    ContexteSSL contexte;
     std::vector<std::string> nomsServeurs;
 };
 
@@ -89,7 +80,7 @@ int examiner(X509_STORE_CTX* demande, void*)
     const auto fichiers = etat().lire();
     if (fichiers == nullptr)
         return X509_verify_cert(demande);
-    const Examen examen(X509_STORE_CTX_new());
+    const ExamenSSL examen(X509_STORE_CTX_new());
     if (examen == nullptr ||
         X509_STORE_CTX_init(examen.get(), SSL_CTX_get_cert_store(fichiers->contexte.get()),
                             X509_STORE_CTX_get0_cert(demande), X509_STORE_CTX_get0_untrusted(demande)) != 1) {
@@ -156,8 +147,7 @@ bool estNomDeServeur(const char* nom)
     const auto fichiers = etat().lire();
     if (fichiers == nullptr || fichiers->nomsServeurs.empty())
         return true;
-    const auto& noms = fichiers->nomsServeurs;
-    return nom != nullptr && std::find(noms.begin(), noms.end(), nom) != noms.end();
+    return estParmi(fichiers->nomsServeurs, nom != nullptr ? nom : "");
 }
 
 } // namespace orix::orb

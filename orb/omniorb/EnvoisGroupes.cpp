@@ -1,5 +1,7 @@
 #include "EnvoisGroupes.h"
 
+#include "ConnexionPatiente.h"
+
 #include <omniORB4/CORBA.h>
 #include <omniORB4/IOP_C.h>
 #include <omniORB4/giopEndpoint.h>
@@ -67,12 +69,12 @@ class Attente
             return -1;
         const bool garder = _estRafale() && taille <= CAPACITE && _prevoirTampon();
         if (!garder || _taille + taille > CAPACITE) {
-            const int resultat = _vider(limite);
+            const int resultat = _vider(limite, &envoyerPatiemment);
             if (resultat <= 0)
                 return resultat;
         }
         if (!garder)
-            return _connexion.Send(octets, taille, limite);
+            return envoyerPatiemment(_connexion, octets, taille, limite);
         std::memcpy(_tampon.get() + _taille, octets, taille);
         _taille += taille;
         aConfier = !_confiee;
@@ -126,6 +128,14 @@ class Attente
     }
 
   private:
+    using Envoi = int (*)(omni::giopConnection&, void*, std::size_t, const omni_time_t&);
+
+    static int _envoyerAussitot(omni::giopConnection& connexion, void* octets, std::size_t taille,
+                                const omni_time_t& limite)
+    {
+        return connexion.Send(octets, taille, limite);
+    }
+
     bool _estRafale()
     {
         const Horloge::time_point maintenant = Horloge::now();
@@ -143,14 +153,14 @@ class Attente
 
     /// 1 when nothing waits any more, else as giopConnection::Send(): 0 when time is up, -1 when the peer is
     /// lost.
-    int _vider(const omni_time_t& limite)
+    int _vider(const omni_time_t& limite, Envoi envoyer = &_envoyerAussitot)
     {
         if (_perdue)
             return -1;
         std::size_t partis = 0;
         int resultat = 1;
         while (partis < _taille && resultat > 0) {
-            resultat = _connexion.Send(_tampon.get() + partis, _taille - partis, limite);
+            resultat = envoyer(_connexion, _tampon.get() + partis, _taille - partis, limite);
             if (resultat > 0)
                 partis += static_cast<std::size_t>(resultat);
         }
@@ -281,12 +291,12 @@ class Pousseur
     bool _arret = false;
 };
 
-/// A connection whose bursts are gathered. Belongs to the ORB, and owns the one that it stands for.
-class ConnexionGroupee final : public omni::giopConnection
+/// A connection whose bursts are gathered.
+class ConnexionGroupee final : public ConnexionEnveloppe
 {
   public:
     explicit ConnexionGroupee(omni::giopConnection& connexion)
-        : _connexion(connexion), _attente(std::make_shared<Attente>(connexion))
+        : ConnexionEnveloppe(connexion), _attente(std::make_shared<Attente>(connexion))
     {
         max_workers(connexion.max_workers());
     }
@@ -302,38 +312,21 @@ class ConnexionGroupee final : public omni::giopConnection
     int Recv(void* octets, size_t taille, const omni_time_t& limite) override
     {
         _attente->devancer(); // the question before its answer
-        return _connexion.Recv(octets, taille, limite);
+        return ConnexionEnveloppe::Recv(octets, taille, limite);
     }
     void Shutdown() override
     {
         _attente->devancer();
-        _connexion.Shutdown();
+        ConnexionEnveloppe::Shutdown();
     }
-
-    const char* myaddress() override { return _connexion.myaddress(); }
-    const char* peeraddress() override { return _connexion.peeraddress(); }
-    const char* peeridentity() override { return _connexion.peeridentity(); }
-    void* peerdetails() override { return _connexion.peerdetails(); }
-    _CORBA_Boolean gatekeeperCheckSpecific(omni::giopStrand* brin) override
-    {
-        return _connexion.gatekeeperCheckSpecific(brin);
-    }
-    void setSelectable(int maintenant, _CORBA_Boolean donnees) override
-    {
-        _connexion.setSelectable(maintenant, donnees);
-    }
-    void clearSelectable() override { _connexion.clearSelectable(); }
-    _CORBA_Boolean isSelectable() override { return _connexion.isSelectable(); }
-    _CORBA_Boolean Peek() override { return _connexion.Peek(); }
 
   private:
     ~ConnexionGroupee() override
     {
         _attente->finir();
-        _connexion.decrRefCount(/*forced*/ 1);
+        rendre();
     }
 
-    omni::giopConnection& _connexion;
     const std::shared_ptr<Attente> _attente; // shared with who pushes
 };
 

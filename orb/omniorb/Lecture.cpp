@@ -16,6 +16,7 @@
 #include <omniORB4/internal/GIOP_S.h>
 
 #include <algorithm>
+#include <iterator>
 
 namespace orix::orb {
 
@@ -43,13 +44,25 @@ void lireOctets(cdrStream& flux, _CORBA_Unbounded_Sequence_Octet& octets)
     flux.get_octet_array(octets.get_buffer(), static_cast<int>(taille));
 }
 
+/// Whether the ORB looks into the component, besides those of use.
+bool estLuParLORB(IOP::ComponentId genre)
+{
+    const IOP::ComponentId LUS[] = {IOP::TAG_CSI_SEC_MECH_LIST, IOP::TAG_OMNIORB_UNIX_TRANS,
+                                    IOP::TAG_OMNIORB_BIDIR, IOP::TAG_OMNIORB_RESTRICTED_CONNECTION};
+    return std::find(std::begin(LUS), std::end(LUS), genre) != std::end(LUS);
+}
+
 /// Whether the component is of use, and right.
-bool estUtile(const IOP::TaggedComponent& composant)
+bool estUtile(const IOP::TaggedComponent& composant, Relecture relecture)
 {
     cdrEncapsulationStream flux(composant.component_data.get_buffer(), composant.component_data.length(), 1);
     CORBA::ULong nombre = 0;
-    if (composant.tag == IOP::TAG_SSL_SEC_TRANS)
-        return composant.component_data.length() == 8;
+    if (composant.tag == IOP::TAG_SSL_SEC_TRANS) {
+        const bool juste = composant.component_data.length() == 8;
+        if (!juste && relecture == Relecture::parLORB)
+            refuser();
+        return juste;
+    }
     if (composant.tag == IOP::TAG_ORB_TYPE) {
         nombre <<= flux;
     } else if (composant.tag == IOP::TAG_CODE_SETS) {
@@ -66,13 +79,15 @@ bool estUtile(const IOP::TaggedComponent& composant)
         lireTexteBrut(flux);
         CORBA::UShort port = 0;
         port <<= flux;
+    } else if (relecture == Relecture::parLORB && estLuParLORB(composant.tag)) {
+        refuser();
     } else {
         return false;
     }
     return true;
 }
 
-IOP::MultipleComponentProfile lireComposants(cdrStream& flux)
+IOP::MultipleComponentProfile lireComposants(cdrStream& flux, Relecture relecture)
 {
     IOP::MultipleComponentProfile utiles;
     const CORBA::ULong nombre = lireNombre(flux, COMPOSANTS_MAX);
@@ -80,7 +95,7 @@ IOP::MultipleComponentProfile lireComposants(cdrStream& flux)
         IOP::TaggedComponent composant;
         composant.tag <<= flux;
         lireOctets(flux, composant.component_data);
-        if (!estUtile(composant))
+        if (!estUtile(composant, relecture))
             continue;
         const CORBA::ULong place = utiles.length();
         utiles.length(place + 1);
@@ -90,11 +105,16 @@ IOP::MultipleComponentProfile lireComposants(cdrStream& flux)
 }
 
 /// Reads the profile, and writes it again with what is known of it. False: it is of no use.
-bool refaire(IOP::TaggedProfile& profil)
+bool refaire(IOP::TaggedProfile& profil, Relecture relecture)
 {
+    const auto finir = [relecture](cdrStream& flux) {
+        if (relecture == Relecture::parLORB && flux.checkInputOverrun(1, 1))
+            refuser(); // the ORB wants nothing after it
+    };
     cdrEncapsulationStream flux(profil.profile_data.get_buffer(), profil.profile_data.length(), 1);
     if (profil.tag == IOP::TAG_MULTIPLE_COMPONENTS) {
-        const IOP::MultipleComponentProfile composants = lireComposants(flux);
+        const IOP::MultipleComponentProfile composants = lireComposants(flux, relecture);
+        finir(flux);
         if (composants.length() != 0)
             IIOP::encodeMultiComponentProfile(composants, profil);
         return composants.length() != 0;
@@ -110,7 +130,8 @@ bool refaire(IOP::TaggedProfile& profil)
     corps.address.port <<= flux;
     lireOctets(flux, corps.object_key);
     if (corps.version.minor > 0)
-        corps.components = lireComposants(flux);
+        corps.components = lireComposants(flux, relecture);
+    finir(flux);
     IIOP::encodeProfile(corps, profil);
     return true;
 }
@@ -153,7 +174,7 @@ CORBA::String_var lireTexteBrut(cdrStream& flux, std::size_t max)
     return texte;
 }
 
-CORBA::Object_ptr lireReference(cdrStream& flux)
+CORBA::Object_ptr lireReference(cdrStream& flux, Relecture relecture)
 {
     CORBA::String_var type = lireTexteBrut(flux, OCTETS_MAX);
     IOP::TaggedProfileList_var profils = new IOP::TaggedProfileList;
@@ -162,7 +183,7 @@ CORBA::Object_ptr lireReference(cdrStream& flux)
         IOP::TaggedProfile profil;
         profil.tag <<= flux;
         lireOctets(flux, profil.profile_data);
-        if (!refaire(profil))
+        if (!refaire(profil, relecture))
             continue;
         const CORBA::ULong place = profils->length();
         profils->length(place + 1);

@@ -14,10 +14,17 @@ namespace orix::orb {
 
 constexpr std::size_t TEXTE_MAX = 4096; ///< octets of a text that is not converted
 
+/// Whether the ORB reads what is being read once more, as it is: what it would find wrong then is refused.
+enum class Relecture
+{
+    non,
+    parLORB
+};
+
 /// An object reference: nil, or one whose profiles, of those that this ORB knows, are right. Releases
 /// nothing: the caller owns it.
 #pragma GCC visibility push(default)
-CORBA::Object_ptr lireReference(cdrStream& flux);
+CORBA::Object_ptr lireReference(cdrStream& flux, Relecture relecture = Relecture::non);
 
 /// A text of any process, without conversion.
 CORBA::String_var lireTexteBrut(cdrStream& flux, std::size_t max = TEXTE_MAX);

@@ -3,8 +3,10 @@
 #include "Accueil.h"
 #include "AppelSortant.h"
 #include "CertificatsTLS.h"
+#include "ConnexionPatiente.h"
 #include "EnvoisGroupes.h"
 #include "Pair.h"
+#include "Reponses.h"
 
 #include <omniORB4/minorCode.h>
 #include <omniORB4/omniConnectionMgmt.h>
@@ -26,6 +28,9 @@ namespace orix::orb {
 namespace {
 
 constexpr long long APPELS_DIFFERES_MAX = 4000;
+constexpr long long CONNEXIONS_A_FIL = 100;
+constexpr long long APPELS_RECUS_MAX = 4000;
+constexpr long long ATTENTE_FIL = 2; // s, before one that has nothing to do ends
 
 /// The options of ORB_init, as the pairs of C strings that it wants.
 class Options
@@ -83,6 +88,7 @@ CORBA::Boolean noterAppelant(omni::omniInterceptors::serverReceiveRequest_T::inf
 CORBA::Boolean noterAppele(omni::omniInterceptors::clientReceiveReply_T::info_T& info)
 {
     noter(t_appele, info);
+    examinerReponse(info.giop_c);
     return true;
 }
 
@@ -146,6 +152,12 @@ CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres)
     options.ajouter("maxGIOPConnectionPerServer", 1);
     options.ajouter("oneCallPerConnection", 0LL);
     options.ajouter("maxServerThreadPerConnection", 1);
+    // Beyond so many connections that came in, one that is idle holds no thread; whoever is not, or is made
+    // to wait, must not keep those of the others.
+    options.ajouter("threadPerConnectionUpperLimit", CONNEXIONS_A_FIL);
+    options.ajouter("threadPerConnectionLowerLimit", CONNEXIONS_A_FIL / 2);
+    options.ajouter("maxServerThreadPoolSize", APPELS_RECUS_MAX);
+    options.ajouter("idleThreadTimeout", ATTENTE_FIL);
     // Each call whose answer comes to a handler takes a thread until then: peers that say nothing must not
     // keep those of the others.
     options.ajouter("maxClientThreadPoolSize", APPELS_DIFFERES_MAX);
@@ -155,6 +167,7 @@ CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres)
     // time-outs.
     options.ajouter("scanGranularity", 1);
     lireCertificats(parametres.tls);
+    definirReponses(parametres.reponses);
     CORBA::ORB_var orb = options.initialiser(argc, argv);
     installerCertificats();
     omniORB::getInterceptors()->clientOpenConnection.add(&verifierServeur); // first
@@ -162,6 +175,7 @@ CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres)
     omniORB::getInterceptors()->clientReceiveReply.add(&noterAppele);
     if (parametres.grouperEnvois)
         grouperEnvois();
+    permettrePatience(); // last: of those that nobody wrapped
     ouvrirAppelsSortants();
     return orb._retn();
 }

@@ -18,6 +18,8 @@ std::string expliquerCode(int code)
         return "vol invalide : identifiant absent ou vide (" + nombre + ")";
     case cdv::code::ECHEC_MAGASIN:
         return "échec de la base du serveur (" + nombre + ")";
+    case cdv::code::INTERDIT:
+        return "le serveur ne le permet pas à ce client (" + nombre + ")";
     default:
         return "refusé par le serveur, " + nombre;
     }
@@ -37,6 +39,8 @@ std::string expliquer(orix::OXstatut statut)
         return "le serveur s'est arrêté" + nom;
     case orix::OXS_SERVEUR_INEXISTANT:
         return "aucun serveur n'est configuré" + nom;
+    case orix::OXS_CLIENT_ID_INVALIDE:
+        return "le serveur n'admet pas ce client" + nom;
     case orix::OXS_PROTOCOLE_INCOMPATIBLE:
         return "le serveur parle une autre version" + nom;
     default:

@@ -130,90 +130,12 @@ class Analyseur
         _application.fallthrough();
         _francais(_application);
         _application.require_subcommand(0, 1);
-        _application.add_option("--config", options.configuration, "fichier TOML de configuration")
-            ->type_name("FICHIER");
-        _application
-            .add_option("--url", options.urls,
-                        "serveur, HOTE:PORT ou corbaloc:… ; deux fois pour deux serveurs")
-            ->type_name("URL")
-            ->type_size(1)
-            ->allow_extra_args(false);
-        _application.add_option("--format", _format, "tableau, json, csv ou dump")
-            ->type_name("FORMAT")
-            ->check(choix(FORMATS));
-        _application.add_option("--delai", _delai, "attente d'une réponse, en ms ; 0 : sans fin (10000)")
-            ->type_name("MS")
-            ->check(entier(0, UNE_HEURE));
-        _application
-            .add_option("--trace", options.trace,
-                        "niveau des traces, sur la sortie d'erreur : 0, 100, 300, 700 ou 900 (0)")
-            ->type_name("NIVEAU")
-            ->check(entier(0, 900));
-        _application.add_flag("--champs", options.champs, "donne les noms des champs, et finit");
-
-        CLI::App& creer = _commande("creer", "crée un vol", EXPLICATION_EFFACER);
-        CLI::App& modifier = _commande("modifier", "modifie un vol", EXPLICATION_MODIFIER);
-        for (CLI::App* const ecriture : {&creer, &modifier}) {
-            _champs(*ecriture, "identifiant et champs");
-            ecriture->add_option("--point", options.points, "point de route ; 10 au plus")
-                ->type_name("POINT")
-                ->allow_extra_args(false);
-            ecriture
-                ->add_option("--changement", options.changements,
-                             "rubrique changée, RUBRIQUE[:ANCIENNE[:NOUVELLE]] ou un objet JSON ; 6 au plus")
-                ->type_name("CHANGEMENT")
-                ->allow_extra_args(false);
-            ecriture->add_option("--effacer", options.effaces, "retire un champ de ce qui est envoyé")
-                ->type_name("CHAMP")
-                ->allow_extra_args(false);
-            ecriture
-                ->add_option("--json", options.json,
-                             "part du vol que décrit ce fichier JSON ; « - » : l'entrée standard")
-                ->type_name("FICHIER");
-        }
-        _champs(_commande("supprimer", "supprime un vol", ""), "identifiant");
-        _champs(_commande("consulter", "montre un vol en entier", ""), "identifiant");
-
-        CLI::App& lister = _commande("lister", "montre les vols, un par ligne", EXPLICATION_EXEMPLE);
-        _champs(lister, "champs que les vols doivent avoir");
-        lister.add_option("--limite", _limite, "s'arrête après tant de vols")
-            ->type_name("N")
-            ->check(entier(1, UN_MILLIARD));
-        _tableur(lister);
-
-        CLI::App& importer = _commande("importer", "crée les vols d'un fichier", EXPLICATION_IMPORT);
-        _fichier(importer, "CSV, ou JSON par lignes ; « - » : l'entrée standard");
-        Importation::Reglages& importation = options.importation;
-        _depuis(importer, "commence à cette ligne du fichier");
-        importer.add_option("--rejets", options.rejets, "fichier où vont les lignes rejetées")
-            ->type_name("FICHIER");
-        importer
-            .add_option("--existants", _existants,
-                        "que faire d'un vol qui existe déjà : rejeter, modifier ou ignorer (rejeter)")
-            ->type_name("QUOI")
-            ->check(choix(EXISTANTS));
-        importer.add_option("--en-cours", importation.fenetre, "demandes sans réponse à la fois (256)")
-            ->type_name("N")
-            ->check(entier(1, 10000));
-        importer.add_flag("--stop", importation.arretAuRejet, "s'arrête à la première ligne rejetée");
-
-        CLI::App& exporter = _commande("exporter", "écrit les vols dans un fichier", EXPLICATION_EXPORT);
-        _fichier(exporter, "CSV, ou JSON par lignes ; « - » : la sortie standard");
-        _champs(exporter, "champs que les vols doivent avoir");
-        _depuis(exporter, "reprend au N-ième vol, à la suite de FICHIER.partiel");
-        _tableur(exporter);
-
-        CLI::App& surveiller =
-            _commande("surveiller", "montre l'état de la connexion et le temps de réponse, jusqu'à Ctrl-C",
-                      "Statut de sortie : 0 connecté à la fin, 3 jamais connecté, 4 connexion perdue.");
-        surveiller.add_option("--periode", _periode, "entre deux mesures, en ms (1000)")
-            ->type_name("MS")
-            ->check(entier(1, UNE_HEURE));
-        surveiller.add_option("--nombre", _mesures, "s'arrête après tant de mesures")
-            ->type_name("N")
-            ->check(entier(1, UN_MILLIARD));
-        _commande("etat", "montre chaque serveur : noyau, version, temps de réponse", "");
-        _commande("versions", "donne les versions de la commande et de l'interface", "");
+        // In the order of the help.
+        _decrireGeneralites();
+        _decrireVol();
+        _decrireListe();
+        _decrireFichiers();
+        _decrireServeurs();
     }
 
     std::optional<int> lire(int argc, const char* const* argv)
@@ -246,6 +168,106 @@ class Analyseur
     }
 
   private:
+    void _decrireGeneralites()
+    {
+        _application.add_option("--config", _options.configuration, "fichier TOML de configuration")
+            ->type_name("FICHIER");
+        _application
+            .add_option("--url", _options.urls,
+                        "serveur, HOTE:PORT ou corbaloc:… ; deux fois pour deux serveurs")
+            ->type_name("URL")
+            ->type_size(1)
+            ->allow_extra_args(false);
+        _application.add_option("--format", _format, "tableau, json, csv ou dump")
+            ->type_name("FORMAT")
+            ->check(choix(FORMATS));
+        _application.add_option("--delai", _delai, "attente d'une réponse, en ms ; 0 : sans fin (10000)")
+            ->type_name("MS")
+            ->check(entier(0, UNE_HEURE));
+        _application
+            .add_option("--trace", _options.trace,
+                        "niveau des traces, sur la sortie d'erreur : 0, 100, 300, 700 ou 900 (0)")
+            ->type_name("NIVEAU")
+            ->check(entier(0, 900));
+        _application.add_flag("--champs", _options.champs, "donne les noms des champs, et finit");
+    }
+
+    void _decrireVol()
+    {
+        CLI::App& creer = _commande("creer", "crée un vol", EXPLICATION_EFFACER);
+        CLI::App& modifier = _commande("modifier", "modifie un vol", EXPLICATION_MODIFIER);
+        for (CLI::App* const ecriture : {&creer, &modifier}) {
+            _champs(*ecriture, "identifiant et champs");
+            ecriture->add_option("--point", _options.points, "point de route ; 10 au plus")
+                ->type_name("POINT")
+                ->allow_extra_args(false);
+            ecriture
+                ->add_option("--changement", _options.changements,
+                             "rubrique changée, RUBRIQUE[:ANCIENNE[:NOUVELLE]] ou un objet JSON ; 6 au plus")
+                ->type_name("CHANGEMENT")
+                ->allow_extra_args(false);
+            ecriture->add_option("--effacer", _options.effaces, "retire un champ de ce qui est envoyé")
+                ->type_name("CHAMP")
+                ->allow_extra_args(false);
+            ecriture
+                ->add_option("--json", _options.json,
+                             "part du vol que décrit ce fichier JSON ; « - » : l'entrée standard")
+                ->type_name("FICHIER");
+        }
+        _champs(_commande("supprimer", "supprime un vol", ""), "identifiant");
+        _champs(_commande("consulter", "montre un vol en entier", ""), "identifiant");
+    }
+
+    void _decrireListe()
+    {
+        CLI::App& lister = _commande("lister", "montre les vols, un par ligne", EXPLICATION_EXEMPLE);
+        _champs(lister, "champs que les vols doivent avoir");
+        lister.add_option("--limite", _limite, "s'arrête après tant de vols")
+            ->type_name("N")
+            ->check(entier(1, UN_MILLIARD));
+        _tableur(lister);
+    }
+
+    void _decrireFichiers()
+    {
+        CLI::App& importer = _commande("importer", "crée les vols d'un fichier", EXPLICATION_IMPORT);
+        _fichier(importer, "CSV, ou JSON par lignes ; « - » : l'entrée standard");
+        Importation::Reglages& importation = _options.importation;
+        _depuis(importer, "commence à cette ligne du fichier");
+        importer.add_option("--rejets", _options.rejets, "fichier où vont les lignes rejetées")
+            ->type_name("FICHIER");
+        importer
+            .add_option("--existants", _existants,
+                        "que faire d'un vol qui existe déjà : rejeter, modifier ou ignorer (rejeter)")
+            ->type_name("QUOI")
+            ->check(choix(EXISTANTS));
+        importer.add_option("--en-cours", importation.fenetre, "demandes sans réponse à la fois (256)")
+            ->type_name("N")
+            ->check(entier(1, 10000));
+        importer.add_flag("--stop", importation.arretAuRejet, "s'arrête à la première ligne rejetée");
+
+        CLI::App& exporter = _commande("exporter", "écrit les vols dans un fichier", EXPLICATION_EXPORT);
+        _fichier(exporter, "CSV, ou JSON par lignes ; « - » : la sortie standard");
+        _champs(exporter, "champs que les vols doivent avoir");
+        _depuis(exporter, "reprend au N-ième vol, à la suite de FICHIER.partiel");
+        _tableur(exporter);
+    }
+
+    void _decrireServeurs()
+    {
+        CLI::App& surveiller =
+            _commande("surveiller", "montre l'état de la connexion et le temps de réponse, jusqu'à Ctrl-C",
+                      "Statut de sortie : 0 connecté à la fin, 3 jamais connecté, 4 connexion perdue.");
+        surveiller.add_option("--periode", _periode, "entre deux mesures, en ms (1000)")
+            ->type_name("MS")
+            ->check(entier(1, UNE_HEURE));
+        surveiller.add_option("--nombre", _mesures, "s'arrête après tant de mesures")
+            ->type_name("N")
+            ->check(entier(1, UN_MILLIARD));
+        _commande("etat", "montre chaque serveur : noyau, version, temps de réponse", "");
+        _commande("versions", "donne les versions de la commande et de l'interface", "");
+    }
+
     static void _francais(CLI::App& application)
     {
         application.set_help_flag("-h,--help", "affiche cette aide");

@@ -15,6 +15,7 @@
 #include <limits>
 #include <optional>
 #include <sstream>
+#include <string_view>
 #include <type_traits>
 #include <variant>
 
@@ -102,6 +103,7 @@ constexpr std::size_t SERVEURS_MAX = 2;
 const std::vector<Descripteur>& descripteurs()
 {
     constexpr long long UNE_HEURE = 3600000; // ms
+    const Liste TOUS{"*"};
     using namespace std::chrono_literals;
     static const Perpetuel<std::vector<Descripteur>> table(std::vector<Descripteur>{
         {cle::nomMachineHote, "processus", "machine", nomHote(), NON_VIDE},
@@ -125,6 +127,9 @@ const std::vector<Descripteur>& descripteurs()
         {cle::exigerCertificat, "tls", "exiger_certificat", true},
         {cle::nomsServeurs, "tls", "noms_serveurs", {}, NON_VIDE},
         {cle::listeRevocation, "tls", "liste_revocation", "", LISIBLE},
+        {cle::accesLecture, "acces", "lecture", TOUS, NON_VIDE},
+        {cle::accesEcriture, "acces", "ecriture", TOUS, NON_VIDE},
+        {cle::accesActivation, "acces", "activation", TOUS, NON_VIDE},
         {cle::routage, "routage", nullptr, {}},
     });
     return *table;
@@ -379,6 +384,9 @@ Configuration Configuration::analyser(const std::string& texte, const std::strin
                 Motif::autorite,
                 {nom, tls->first.source().begin.line, nomComplet("tls", "certificat_autorite")},
                 {entreGuillemets({})});
+        if (const auto acces = document.find("acces");
+            acces != document.end() && configuration[cle::certificatAutorite].empty())
+            throw ErreurConfiguration(Motif::tls, {nom, acces->first.source().begin.line, "[acces]"});
     } catch (const toml::parse_error& erreur) {
         throw ErreurConfiguration(Motif::syntaxe, {nom, erreur.source().begin.line},
                                   {std::string(erreur.description())});
@@ -397,9 +405,14 @@ void Configuration::verifier(const std::string& nom) const
             _valeurs->de(cle));
     const bool autorite = !lire(cle::certificatAutorite).empty();
     const bool certificat = !lire(cle::certificat).empty();
-    if (!autorite && (certificat || !lire(cle::motDePasse).empty() || !lire(cle::exigerCertificat)))
+    const bool autres = !lire(cle::motDePasse).empty() || !lire(cle::exigerCertificat) ||
+                        !lire(cle::nomsServeurs).empty() || !lire(cle::listeRevocation).empty();
+    if (!autorite && (certificat || autres))
         throw ErreurConfiguration(Motif::autorite, {nom, 0, nomComplet("tls", "certificat_autorite")},
                                   {entreGuillemets({})});
+    for (const Descripteur& cle : descripteurs())
+        if (!autorite && std::string_view(cle.table) == "acces" && _valeurs->de(cle) != cle.defaut)
+            throw ErreurConfiguration(Motif::tls, {nom, 0, nomComplet(cle.table, cle.nom)});
     if (autorite && !certificat)
         throw ErreurConfiguration(Motif::certificat, {nom, 0, nomComplet("tls", "certificat")},
                                   {entreGuillemets({})});

@@ -78,8 +78,11 @@ constexpr const char* PHRASES[][2] = {
      "texte trop long ou trop imbriqué ; attendu : %0 octets et %1 niveaux au plus"},
     {"got %0, expected a PEM file with a revocation list",
      "%0 ; attendu : un fichier PEM avec une liste de révocation"},
+    {"got names of clients, expected TLS too ([tls] certificat_autorite), without which they are not known",
+     "des noms de clients ; attendu : TLS aussi ([tls] certificat_autorite), sans lequel ils ne sont pas "
+     "connus"},
 };
-static_assert(std::size(PHRASES) == static_cast<std::size_t>(ErreurConfiguration::Motif::pemRevocation) + 1);
+static_assert(std::size(PHRASES) == static_cast<std::size_t>(ErreurConfiguration::Motif::tls) + 1);
 
 } // namespace
 

@@ -34,4 +34,16 @@ void LectureActivation::lire(cdrStream& flux)
     machine = lireTexte(flux);
 }
 
+void lireReponseActivation(cdrStream& flux)
+{
+    CORBA::Long nombre = 0;
+    nombre <<= flux; // the status
+    for (int texte = 0; texte < 2; ++texte)
+        const CORBA::String_var lu = lireTexte(flux);
+    for (int partie = 0; partie < 4; ++partie)
+        nombre <<= flux;
+    const CORBA::Object_var objet = orb::lireReference(flux, orb::Relecture::parLORB);
+    nombre <<= flux;
+}
+
 } // namespace orix

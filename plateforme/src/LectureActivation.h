@@ -18,6 +18,9 @@ struct LectureActivation
     void lire(cdrStream& flux);
 };
 
+/// Reads the answer to one, as it comes from a server, in bounds. Throws CORBA::MARSHAL, likewise.
+void lireReponseActivation(cdrStream& flux);
+
 } // namespace orix
 
 #endif

@@ -178,7 +178,7 @@ bool NoyauImplementation::_conclure(int numeroOperation, Instant limite, Nature 
             "Exception non prévue lors de la notification d'une activation : " << texteExceptionCourante());
     }
     _retirerReference(numeroOperation);
-    if (nature == Nature::Reponse && _estEnSuspens(adaptateur)) {
+    if (nature == Nature::reponse && _estEnSuspens(adaptateur)) {
         const std::lock_guard<std::mutex> verrou(_mutex);
         _activations.insert(std::move(activation)); // its time-out ends it
     }
@@ -237,7 +237,7 @@ bool NoyauImplementation::_abandonnerActivations(Instant limite)
                 return complet;
             numero = _activations.begin()->first;
         }
-        if (!_conclure(numero, limite, Nature::Fin, [](IAdaptateurClient& adaptateur) {
+        if (!_conclure(numero, limite, Nature::fin, [](IAdaptateurClient& adaptateur) {
                 adaptateur.notifierEchecActivation(OXS_NOYAU_NON_INITIALISE);
             })) { // not in time, or told otherwise
             complet = complet && std::chrono::steady_clock::now() < limite;

@@ -46,14 +46,14 @@ class NoyauImplementation final : public Noyau
     template <class Notification>
     bool conclure(int numeroOperation, Notification notification)
     {
-        return _conclure(numeroOperation, JAMAIS, Nature::Fin, std::ref(notification));
+        return _conclure(numeroOperation, JAMAIS, Nature::fin, std::ref(notification));
     }
     /// The same for the server's answer, which may leave the adapter waiting: the activation then ends by its
     /// time-out.
     template <class Notification>
     bool conclureReponse(int numeroOperation, Notification notification)
     {
-        return _conclure(numeroOperation, JAMAIS, Nature::Reponse, std::ref(notification));
+        return _conclure(numeroOperation, JAMAIS, Nature::reponse, std::ref(notification));
     }
 
     /// The server that answers a pending activation has its service there, in the words of
@@ -87,8 +87,8 @@ class NoyauImplementation final : public Noyau
 
     enum class Nature
     {
-        Reponse,
-        Fin
+        reponse,
+        fin
     };
 
     /// limite: of the wait for another delivery to the same adapter; false when it was reached.

@@ -1,6 +1,7 @@
 #include "ORBthreadImplementation.h"
 
 #include "ExceptionCourante.h"
+#include "LectureActivation.h"
 #include "LiaisonORB.h"
 #include "VerificationTLS.h"
 #include "orix/Configuration.h"
@@ -36,6 +37,7 @@ ORBthreadImplementation::ORBthreadImplementation(int& argc, char** argv, const C
 {
     orb::ParametresORB parametres;
     parametres.pointsAcces = configuration[cle::pointsAcces];
+    parametres.reponses = {{"activerService", &lireReponseActivation}};
     parametres.delaiConnexion = configuration[cle::delaiConnexion];
     parametres.delaiAppel = configuration[cle::delaiAppel];
     parametres.tailleMessageMax = static_cast<std::size_t>(configuration[cle::tailleMessageMax]);

@@ -41,6 +41,7 @@ class Processus
 
     OXstatut initialiser(int& argc, char** argv, const Configuration& configuration);
     OXstatut relireTLS();
+    OXstatut rouvrirTrace();
     OXstatut terminer();
     void quitter();
 
@@ -92,6 +93,16 @@ OXstatut Processus::initialiser(int& argc, char** argv, const Configuration& con
 
 void quitterEnFin();
 
+void ouvrirJournal(const Configuration& configuration)
+{
+    try {
+        journal::ouvrir(configuration[cle::fichierTrace], configuration[cle::capaciteTrace]);
+    } catch (const std::exception& erreur) {
+        throw ErreurConfiguration(ErreurConfiguration::Motif::fichierInscriptible, {"", 0, "[trace] fichier"},
+                                  {'"' + configuration[cle::fichierTrace] + '"'}, erreur.what());
+    }
+}
+
 void Processus::_demarrer(int& argc, char** argv, const Configuration& configuration)
 {
     configuration.verifier("configuration");
@@ -99,12 +110,7 @@ void Processus::_demarrer(int& argc, char** argv, const Configuration& configura
     if (!_pointsAcces.empty() && !_pointsAcces.back()->estDetruit())
         throw std::runtime_error("the ORB of the previous run has not ended yet: a request is still inside");
 
-    try {
-        journal::ouvrir(configuration[cle::fichierTrace], configuration[cle::capaciteTrace]);
-    } catch (const std::exception& erreur) {
-        throw ErreurConfiguration(ErreurConfiguration::Motif::fichierInscriptible, {"", 0, "[trace] fichier"},
-                                  {'"' + configuration[cle::fichierTrace] + '"'}, erreur.what());
-    }
+    ouvrirJournal(configuration);
     Trace::definirSeuil(configuration[cle::niveauTrace]);
 
     _configurations.push_back(std::make_unique<const Configuration>(configuration));
@@ -174,6 +180,15 @@ OXstatut Processus::relireTLS()
         return OXS_NOYAU_NON_INITIALISE;
     verifierTLS(parametresTLS(*lireConfiguration()));
     ORBthreadImplementation::relireTLS(*lireConfiguration());
+    return OXS_OK;
+}
+
+OXstatut Processus::rouvrirTrace()
+{
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    if (!_demarre)
+        return OXS_NOYAU_NON_INITIALISE;
+    ouvrirJournal(*lireConfiguration());
     return OXS_OK;
 }
 
@@ -263,6 +278,11 @@ OXstatut initialiser(int& argc, char** argv, const Configuration& configuration,
 OXstatut relireTLS(std::string* message)
 {
     return convertir(message, nullptr, [] { return Processus::instance().relireTLS(); });
+}
+
+OXstatut rouvrirTrace(std::string* message)
+{
+    return convertir(message, nullptr, [] { return Processus::instance().rouvrirTrace(); });
 }
 
 OXstatut terminer()

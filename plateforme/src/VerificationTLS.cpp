@@ -1,5 +1,7 @@
 #include "VerificationTLS.h"
 
+#include "PossessionSSL.h"
+
 #include "orix/Configuration.h"
 
 #include <openssl/err.h>
@@ -16,21 +18,12 @@ namespace orix {
 
 namespace {
 
-template <auto liberer>
-struct Liberer
-{
-    template <class T>
-    void operator()(T* objet) const
-    {
-        liberer(objet);
-    }
-};
-using Flux = std::unique_ptr<BIO, Liberer<BIO_free>>;
-using Certificat = std::unique_ptr<X509, Liberer<X509_free>>;
-using ClePrivee = std::unique_ptr<EVP_PKEY, Liberer<EVP_PKEY_free>>;
-using Contexte = std::unique_ptr<SSL_CTX, Liberer<SSL_CTX_free>>;
-using Revocation = std::unique_ptr<X509_CRL, Liberer<X509_CRL_free>>;
-using Examen = std::unique_ptr<X509_STORE_CTX, Liberer<X509_STORE_CTX_free>>;
+using orb::ContexteSSL;
+using orb::ExamenSSL;
+using Flux = orb::Possession<BIO, BIO_free>;
+using Certificat = orb::Possession<X509, X509_free>;
+using ClePrivee = orb::Possession<EVP_PKEY, EVP_PKEY_free>;
+using Revocation = orb::Possession<X509_CRL, X509_CRL_free>;
 
 constexpr const char* AUTORITE = "certificat_autorite";
 constexpr const char* CERTIFICAT = "certificat";
@@ -117,7 +110,7 @@ ClePrivee lireClePrivee(const orb::ParametresTLS& tls)
 /// Whether the authority vouches for the certificate in that part: "ssl_server" or "ssl_client".
 void verifierSignature(const orb::ParametresTLS& tls, SSL_CTX* contexte, X509* certificat, const char* role)
 {
-    const Examen examen(X509_STORE_CTX_new());
+    const ExamenSSL examen(X509_STORE_CTX_new());
     if (examen == nullptr ||
         X509_STORE_CTX_init(examen.get(), SSL_CTX_get_cert_store(contexte), certificat, nullptr) != 1)
         throw std::bad_alloc();
@@ -171,7 +164,7 @@ void verifierTLS(const orb::ParametresTLS& tls)
     if (tls.certificatAutorite.empty())
         return;
     const FileErreurs erreurs;
-    const Contexte contexte(SSL_CTX_new(TLS_method()));
+    const ContexteSSL contexte(SSL_CTX_new(TLS_method()));
     if (contexte == nullptr)
         throw std::bad_alloc();
 

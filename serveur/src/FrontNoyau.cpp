@@ -59,7 +59,12 @@ void FrontNoyau::activerService(const char* nomService, const orix_corba::Sequen
     } catch (const std::system_error&) { // no thread for the client
         statut = orix::OXS_NOK;
     }
-    if (statut != orix::OXS_OK)
+    if (statut == orix::OXS_NOK || statut == orix::OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE)
+        ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "FrontNoyau", "activerService",
+                              "Activation impossible, place ou moyens manquent, à "
+                                  << nom << " sur " << hote << " : " << statut << " ("
+                                  << orix::texteStatut(statut) << ")");
+    else if (statut != orix::OXS_OK)
         ORIX_TRACE_SANS_ECHEC(orix::NTO_REFUS, "FrontNoyau", "activerService",
                               "Activation refusée à " << nom << " sur " << hote << " : " << statut << " ("
                                                       << orix::texteStatut(statut) << ")");
@@ -77,6 +82,8 @@ void FrontNoyau::_verifier(CORBA::Object_ptr reference) const
 int FrontNoyau::_activer(const char* nomService, const orix_corba::SequenceNiveauReference& niveaux,
                          orix_corba__Client_ptr client, const std::string& nom, const std::string& machine)
 {
+    if (!_droits.permet(Droit::activation, orix::orb::identiteAppelant()))
+        throw orix::Echec(orix::OXS_CLIENT_ID_INVALIDE);
     if (std::strcmp(nomService, NOM_SERVICE) != 0)
         throw orix::Echec(orix::OXS_SERVEUR_INEXISTANT);
     const std::optional<CORBA::ULong> rang = trouverNiveau(niveaux);

@@ -2,6 +2,7 @@
 #define FRONTNOYAU_H
 
 #include "Clients.h"
+#include "Droits.h"
 #include "orix/interne/ServantNoyau.h"
 
 #include "OXcdvClientVersServeurS.h"
@@ -22,12 +23,13 @@ constexpr const char* NOM_SERVICE = "cdv";
 class FrontNoyau : public orix::ServantNoyau, public PortableServer::RefCountServantBase
 {
   public:
-    /// clients outlives the servant's last request. ailleurs: whether a client may be on another machine than
-    /// the process that activates it.
-    FrontNoyau(NomsServeur noms, Clients& clients, orix_corba::OXcdv_v3_0_0_ClientVersServeur_ptr service,
-               bool ailleurs)
+    /// clients and droits outlive the servant's last request. ailleurs: whether a client may be on another
+    /// machine than the process that activates it.
+    FrontNoyau(NomsServeur noms, Clients& clients, const Droits& droits,
+               orix_corba::OXcdv_v3_0_0_ClientVersServeur_ptr service, bool ailleurs)
         : _noms(std::move(noms)),
           _clients(clients),
+          _droits(droits),
           _ailleurs(ailleurs),
           _service(orix_corba::OXcdv_v3_0_0_ClientVersServeur::_duplicate(service))
     {}
@@ -48,6 +50,7 @@ class FrontNoyau : public orix::ServantNoyau, public PortableServer::RefCountSer
 
     const NomsServeur _noms;
     Clients& _clients;
+    const Droits& _droits;
     const bool _ailleurs;
     const orix_corba::OXcdv_v3_0_0_ClientVersServeur_var _service;
 };

@@ -11,15 +11,16 @@
 namespace serveur {
 
 namespace {
-constexpr std::size_t CAPACITE_REQUETES = 10000;
-constexpr std::chrono::seconds DELAI_ARRET{5}; // for clients that are slow to take what they are sent
+constexpr std::chrono::seconds DELAI_ARRET{
+    5}; // for requests under way, and clients slow to take their answers
 } // namespace
 
 Serveur::Serveur(Magasin& magasin, const Reglages& reglages)
-    : _requetes(CAPACITE_REQUETES),
-      _clients(reglages.clients),
-      _travailleur(magasin, _requetes, _clients),
-      _service(new Service(_clients, _requetes))
+    : _droits(reglages.configuration),
+      _magasin(magasin),
+      _executeurs(magasin, _aiguillage),
+      _clients(reglages.clients, _aiguillage),
+      _service(new Service(_clients, _aiguillage, _droits))
 {
     const CORBA::ORB_ptr orb = orix::oxNoyau()->lirePointAcces()->lireORB();
     const PortableServer::POA_ptr poa = orix::oxNoyau()->lirePointAcces()->lirePOA_ORIX();
@@ -30,7 +31,7 @@ Serveur::Serveur(Magasin& magasin, const Reglages& reglages)
     _pointAcces = orix::orb::pointAcces(reference);
     _pings = std::make_unique<Pings>(reglages.pings, reglages.noms, _clients);
     const PortableServer::Servant_var<FrontNoyau> front =
-        new FrontNoyau(reglages.noms, _clients, reference, reglages.clientsAilleurs);
+        new FrontNoyau(reglages.noms, _clients, _droits, reference, reglages.clientsAilleurs);
     orix::orb::publierSousCle(orb, "Noyau", front.in());
 }
 
@@ -47,8 +48,9 @@ Serveur::~Serveur()
 void Serveur::arreter()
 {
     _pings.reset();
-    _travailleur.arreter();
     _clients.arreter(DELAI_ARRET);
+    _magasin.presser();
+    _aiguillage.fermer();
     const PortableServer::Servant_var<Service> service = std::exchange(_service, nullptr);
     if (service.in() != nullptr)
         orix::oxNoyau()->lirePointAcces()->lirePOA_ORIX()->deactivate_object(_idService);

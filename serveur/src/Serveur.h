@@ -1,8 +1,9 @@
 #ifndef SERVEUR_H
 #define SERVEUR_H
 
+#include "Executeurs.h"
 #include "Pings.h"
-#include "Travailleur.h"
+#include "Service.h"
 
 namespace serveur {
 
@@ -16,7 +17,8 @@ class Serveur
         NomsServeur noms;
         Pings::Reglages pings;
         Clients::Reglages clients;
-        bool clientsAilleurs = false; ///< see FrontNoyau
+        bool clientsAilleurs = false;      ///< see FrontNoyau
+        orix::Configuration configuration; ///< of the process: who may do what
     };
 
     /// The store outlives this object, and this object the middleware. Clients can come from the return on.
@@ -25,13 +27,21 @@ class Serveur
 
     const std::string& pointAcces() const { return _pointAcces; } ///< "iiop:HOST:PORT" or "ssliop:HOST:PORT"
 
+    Droits& droits() { return _droits; } ///< those of now
+
+    /// Whether every thread that executes has gone on since the last time that this was asked. One thread.
+    bool avance() { return _executeurs.avancent(); }
+
     /// Executes what was accepted, sends every notification, tells the clients, and serves nobody any more.
+    /// Does not wait for clients longer than some seconds.
     void arreter();
 
   private:
-    FileRequetes _requetes;
+    Droits _droits;
+    Magasin& _magasin;
+    Aiguillage _aiguillage;
+    Executeurs _executeurs; // outlives the clients, who wait for it
     Clients _clients;
-    Travailleur _travailleur;
     PortableServer::Servant_var<Service> _service; // null once withdrawn from its POA
     PortableServer::ObjectId_var _idService;
     std::unique_ptr<Pings> _pings;

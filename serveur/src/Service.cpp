@@ -22,6 +22,12 @@ FichePartagee copier(const Vol& vol)
     }
 }
 
+Droit droitPour(Operation operation)
+{
+    return operation == Operation::consulte || operation == Operation::liste ? Droit::lecture
+                                                                             : Droit::ecriture;
+}
+
 } // namespace
 
 std::shared_ptr<Client> Service::_trouver(int numero) const
@@ -50,11 +56,27 @@ std::shared_ptr<Client> Service::_reconnaitre(int numero)
 
 void Service::_recevoir(Operation operation, const Vol& vol, int idOp, int numeroClient)
 {
-    std::shared_ptr<Client> client = _reconnaitre(numeroClient);
-    Requete requete{{operation, copier(vol)}, idOp, std::move(client)};
-    // A full queue holds this client's connection, and by it the client.
-    if (_requetes.deposer(std::move(requete)) == Depot::fermee)
+    const std::shared_ptr<Client> client = _reconnaitre(numeroClient);
+    FichePartagee copie = copier(vol);
+    const bool copiee = copie != nullptr;
+    auto requete = client->creer(operation, copiee ? std::move(copie) : _inconnue, idOp);
+    if (requete == nullptr) { // the client is to know that a request is without answer
+        _clients.abandonner(numeroClient, "mémoire insuffisante pour ses demandes");
         throw orix_corba::ClientDeconnecte();
+    }
+    if (!copiee)
+        requete->refuser(ECHEC_MAGASIN);
+    if (!_droits.permet(droitPour(operation), orix::orb::identiteAppelant())) {
+        requete->refuser(INTERDIT);
+        ORIX_TRACE_SANS_ECHEC(orix::NTO_REFUS, "Service", "_recevoir",
+                              "Demande interdite à " << orix::orb::identiteAppelant() << ", client "
+                                                     << numeroClient);
+    }
+    // A line that is full holds this client's connection, and by it the client.
+    Ligne::Suites suites;
+    if (!client->deposer(std::move(requete), suites))
+        throw orix_corba::ClientDeconnecte();
+    _aiguillage.suivre(client, suites);
 }
 
 void Service::cree_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient)

@@ -2,28 +2,23 @@
 #define SERVICE_H
 
 #include "Clients.h"
+#include "Droits.h"
 #include "Recu.h"
 
 #include "OXcdvClientVersServeurS.h"
 
 namespace serveur {
 
-/// A client's request, from its arrival to its notification. A null record: memory lacked for it, and the
-/// request fails.
-struct Requete : Demande
-{
-    int idOp;
-    std::shared_ptr<Client> client;
-};
-using FileRequetes = FileBornee<Requete>;
-
-/// The cdv service as clients call it: checks who asks, queues what is asked. The work is the Travailleur's.
+/// The cdv service as clients call it: checks who asks, and whether he may; puts what is asked into the
+/// client's line. The work is the Executeurs'.
 class Service : public orix::orb::ServantPreneur<POA_orix_corba::OXcdv_v3_0_0_ClientVersServeur>,
                 public PortableServer::RefCountServantBase
 {
   public:
-    /// Both outlive the servant's last request.
-    Service(Clients& clients, FileRequetes& requetes) : _clients(clients), _requetes(requetes) {}
+    /// All of them outlive the servant's last request.
+    Service(Clients& clients, Aiguillage& aiguillage, const Droits& droits)
+        : _clients(clients), _aiguillage(aiguillage), _droits(droits)
+    {}
 
     void cree_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient) override;
     void modifie_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient) override;
@@ -45,7 +40,9 @@ class Service : public orix::orb::ServantPreneur<POA_orix_corba::OXcdv_v3_0_0_Cl
     void _recevoir(Operation operation, const Vol& vol, int idOp, int numeroClient);
 
     Clients& _clients;
-    FileRequetes& _requetes;
+    Aiguillage& _aiguillage;
+    const Droits& _droits;
+    const FichePartagee _inconnue = Fiche::vide(); // stands for a record that memory lacked for
 };
 
 } // namespace serveur

@@ -4,12 +4,6 @@
 #include "DossierTemporaire.h"
 #include "ServeurReel.h"
 
-#include <chrono>
-#include <csignal>
-#include <cstdlib>
-#include <memory>
-#include <random>
-
 namespace essais {
 
 /// Rounds that a test makes: as many as OXCDV_TOURS says, else the number given.

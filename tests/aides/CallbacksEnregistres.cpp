@@ -1,94 +1,43 @@
 #include "CallbacksEnregistres.h"
 
 #include "OXcdvCliCB.h"
-#include "OXvol_completData.h"
-
-namespace essais {
 
 namespace {
-
-Appel resultat(const char* nom, int statut, int idOp)
+void noter(const essais::Appel& appel, OXvol_completData* vol = nullptr)
 {
-    Appel appel;
-    appel.nom = nom;
-    appel.statut = statut;
-    appel.idOp = idOp;
-    return appel;
+    essais::Callbacks::instance().noter(appel, vol);
 }
-
 } // namespace
-
-Callbacks& Callbacks::instance()
-{
-    static Callbacks callbacks;
-    return callbacks;
-}
-
-void Callbacks::noter(Appel appel, OXvol_completData* vol)
-{
-    appel.fil = std::this_thread::get_id();
-    if (vol != nullptr && vol->m_gidentifiant != nullptr)
-        appel.identifiant = vol->m_gidentifiant;
-    const bool gardee = garder; // before pendant(), which may let the test go on and change it
-    if (pendant)
-        pendant(appel, vol);
-    if (gardee)
-        _appels.poser(std::move(appel));
-}
-
-Appel Callbacks::attendre(std::chrono::milliseconds delai)
-{
-    return _appels.prendre(resultat("rien", -1, -1), delai);
-}
-
-Appel Callbacks::attendre(const std::string& nom, std::chrono::milliseconds delai)
-{
-    const auto fin = std::chrono::steady_clock::now() + delai;
-    for (;;) {
-        const auto reste = fin - std::chrono::steady_clock::now();
-        Appel appel = attendre(std::chrono::duration_cast<std::chrono::milliseconds>(reste));
-        if (appel.nom == nom || appel.nom == "rien")
-            return appel;
-    }
-}
-
-} // namespace essais
-
-using essais::Callbacks;
-using essais::resultat;
 
 void OXcdvCliCB::activeCB(orix::OXstatut statut, const char* serveur, const char* machine)
 {
-    essais::Appel appel = resultat("activeCB", statut, -1);
+    essais::Appel appel("activeCB", statut);
     appel.serveur = serveur;
     appel.machine = machine;
-    Callbacks::instance().noter(std::move(appel));
+    noter(appel);
 }
-void OXcdvCliCB::deconnexionCB(orix::OXstatut statut)
+void OXcdvCliCB::deconnexionCB(orix::OXstatut statut) { noter({"deconnexionCB", statut}); }
+void OXcdvCliCB::cree_vol_completCB(int resultat, OXvol_completData* vol, int idOp)
 {
-    Callbacks::instance().noter(resultat("deconnexionCB", statut, -1));
+    noter({"cree_vol_completCB", resultat, idOp}, vol);
 }
-void OXcdvCliCB::cree_vol_completCB(int nResuVarda, OXvol_completData* vol, int nIdOp)
+void OXcdvCliCB::modifie_vol_completCB(int resultat, OXvol_completData* vol, int idOp)
 {
-    Callbacks::instance().noter(resultat("cree_vol_completCB", nResuVarda, nIdOp), vol);
+    noter({"modifie_vol_completCB", resultat, idOp}, vol);
 }
-void OXcdvCliCB::modifie_vol_completCB(int nResuVarda, OXvol_completData* vol, int nIdOp)
+void OXcdvCliCB::supprime_vol_completCB(int resultat, int idOp)
 {
-    Callbacks::instance().noter(resultat("modifie_vol_completCB", nResuVarda, nIdOp), vol);
+    noter({"supprime_vol_completCB", resultat, idOp});
 }
-void OXcdvCliCB::supprime_vol_completCB(int nResuVarda, int nIdOp)
+void OXcdvCliCB::consulte_vol_completCB(int resultat, OXvol_completData* vol, int idOp)
 {
-    Callbacks::instance().noter(resultat("supprime_vol_completCB", nResuVarda, nIdOp));
+    noter({"consulte_vol_completCB", resultat, idOp}, vol);
 }
-void OXcdvCliCB::consulte_vol_completCB(int nResuVarda, OXvol_completData* vol, int nIdOp)
+void OXcdvCliCB::liste_vol_completCB(OXvol_completData* vol, int idOp)
 {
-    Callbacks::instance().noter(resultat("consulte_vol_completCB", nResuVarda, nIdOp), vol);
+    noter({"liste_vol_completCB", -1, idOp}, vol);
 }
-void OXcdvCliCB::liste_vol_completCB(OXvol_completData* vol, int nIdOp)
+void OXcdvCliCB::fin_liste_vol_completCB(int resultat, int idOp)
 {
-    Callbacks::instance().noter(resultat("liste_vol_completCB", -1, nIdOp), vol);
-}
-void OXcdvCliCB::fin_liste_vol_completCB(int nResuVarda, int nIdOp)
-{
-    Callbacks::instance().noter(resultat("fin_liste_vol_completCB", nResuVarda, nIdOp));
+    noter({"fin_liste_vol_completCB", resultat, idOp});
 }

@@ -1,14 +1,8 @@
 #ifndef CAPTEURTRACES_H
 #define CAPTEURTRACES_H
 
+#include "Essais.h"
 #include "orix/Trace.h"
-
-#include <functional>
-#include <mutex>
-#include <ostream>
-#include <string>
-#include <utility>
-#include <vector>
 
 namespace essais {
 

@@ -2,18 +2,39 @@
 #define CERTIFICATS_H
 
 #include "DossierTemporaire.h"
-
-#include <string>
-#include <utility>
+#include "ServeurReel.h"
 
 namespace essais {
+
+/// Unlike "openssl x509 -req", "openssl ca" can give any dates.
+inline constexpr const char* REGLAGES_AUTORITE = R"([ca]
+default_ca = essai
+[essai]
+dir = .
+database = index.txt
+new_certs_dir = .
+certificate = ca.pem
+private_key = ca.key
+default_md = sha256
+rand_serial = yes
+unique_subject = no
+policy = politique
+[politique]
+commonName = supplied
+)";
 
 /// A certification authority of its own for a test, made with the openssl command. Throws std::runtime_error
 /// with what the command said when it fails.
 class Certificats
 {
   public:
-    Certificats();
+    Certificats()
+    {
+        ecrire("ca.cnf", REGLAGES_AUTORITE);
+        ecrire("index.txt", "");
+        _executer("openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -days 3650 "
+                  "-subj '/CN=autorite' -keyout ca.key -out ca.pem");
+    }
 
     std::string autorite() const { return _dossier.fichier("ca.pem"); } ///< PEM file of its certificate
     /// What differs from a good certificate for both ends. Dates: "YYYYMMDDHHMMSSZ".
@@ -34,19 +55,45 @@ class Certificats
         std::string cle = "-newkey ec -pkeyopt ec_paramgen_curve:P-256";
     };
     /// A new certificate and its private key; returns the PEM file with both.
-    std::string emettre(const Demande& demande = Demande());
+    std::string emettre(const Demande& demande = Demande())
+    {
+        const std::string nom = "certificat-" + std::to_string(++_emis);
+        const std::string secret =
+            demande.motDePasse.empty() ? "-nodes" : "-passout pass:" + demande.motDePasse;
+        ecrire(nom + ".ext", "extendedKeyUsage = " + demande.usages + "\n");
+        _executer("openssl req " + demande.cle + " " + secret + " -subj '/CN=" + demande.nom + "' -keyout " +
+                  nom + ".key -out " + nom + ".csr && openssl ca -batch -notext -config ca.cnf -in " + nom +
+                  ".csr -out " + nom + ".crt -extfile " + nom + ".ext -startdate " + demande.debut +
+                  " -enddate " + demande.fin + " && cat " + nom + ".crt " + nom + ".key > " + nom + ".pem");
+        return _dossier.fichier(nom + ".pem");
+    }
     std::string emettre(const std::string& nom) { return emettre(Demande(nom)); }
 
     /// The revocation list, with that certificate besides those of before; "": no other. Returns the PEM
     /// file.
-    std::string revoquer(const std::string& certificat = "");
+    std::string revoquer(const std::string& certificat = "")
+    {
+        const std::string ca = "openssl ca -config ca.cnf ";
+        _executer((certificat.empty() ? "" : ca + "-revoke " + certificat + " && ") + ca +
+                  "-gencrl -crldays 30 -out revoques.pem");
+        return _dossier.fichier("revoques.pem");
+    }
 
     /// A file of that content; returns its path.
-    std::string ecrire(const std::string& nom, const std::string& contenu) const;
+    std::string ecrire(const std::string& nom, const std::string& contenu) const
+    {
+        std::ofstream(_dossier.fichier(nom)) << contenu;
+        return _dossier.fichier(nom);
+    }
 
   private:
     /// Runs the command by the shell in the folder.
-    void _executer(const std::string& commande) const;
+    void _executer(const std::string& commande) const
+    {
+        Programme shell("/bin/sh", {"-c", "cd '" + _dossier.fichier(".") + "' && " + commande});
+        if (shell.attendreFin() != 0)
+            throw std::runtime_error(commande + "\n" + shell.erreurs());
+    }
 
     DossierTemporaire _dossier;
     int _emis = 0;

@@ -15,15 +15,7 @@
 #include "orix/interne/Noyau.h"
 #include "orix/interne/ORBthread.h"
 
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <chrono>
-#include <stdexcept>
-#include <string>
-#include <tuple>
 #include <type_traits>
-#include <vector>
 
 namespace essais {
 

@@ -1,10 +1,7 @@
 #ifndef DOSSIERTEMPORAIRE_H
 #define DOSSIERTEMPORAIRE_H
 
-#include <cstdlib>
-#include <filesystem>
-#include <stdexcept>
-#include <string>
+#include "Essais.h"
 
 namespace essais {
 

@@ -2,17 +2,68 @@
 #define ENTRELACEMENT_H
 
 #include "CapteurTraces.h"
+#include "PanneMemoire.h"
 
-#include <functional>
-#include <optional>
-#include <string>
-#include <thread>
+#include <dlfcn.h>
+#include <execinfo.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 namespace essais {
 
+/// Whether every thread but the caller's sleeps, and none has run during the look.
+inline bool toutDort()
+{
+    const auto sommeils = [] {
+        rusage usage{};
+        getrusage(RUSAGE_SELF, &usage);
+        return usage.ru_nvcsw; // a thread that falls asleep adds one
+    };
+    const auto avant = sommeils();
+    const std::string moi = std::to_string(gettid());
+    for (const auto& fil : std::filesystem::directory_iterator("/proc/self/task")) {
+        if (fil.path().filename() == moi)
+            continue;
+        std::string etat;
+        std::getline(std::ifstream(fil.path() / "stat"), etat);
+        const std::size_t nom = etat.rfind(") ");
+        if (nom == std::string::npos || etat[nom + 2] == 'R') // none: it has just ended
+            return false;
+    }
+    return sommeils() == avant;
+}
+
+/// The bare name of the function that traced.
+inline std::string nomFonction(const orix::LigneTrace& ligne)
+{
+    const std::string signature = ligne.fonction.substr(0, ligne.fonction.find('('));
+    return signature.substr(signature.find_last_of(": ") + 1);
+}
+
+/// The innermost callers, for addr2line.
+inline std::string appelants()
+{
+    void* adresses[16];
+    const int nombre = backtrace(adresses, 16);
+    std::ostringstream texte;
+    for (int i = 4; i < nombre; ++i) {
+        Dl_info objet;
+        if (dladdr(adresses[i], &objet) != 0)
+            texte << std::filesystem::path(objet.dli_fname).filename().string() << "+0x" << std::hex
+                  << static_cast<char*>(adresses[i]) - static_cast<char*>(objet.dli_fbase) << ' ';
+    }
+    return texte.str();
+}
+
 /// Waits until nobody but the caller runs any more: what has not been done then waits for the caller, or for
 /// the time to pass.
-void attendreRepos();
+inline void attendreRepos()
+{
+    static std::mutex mutex; // one looks, the others sleep
+    const std::lock_guard<std::mutex> verrou(mutex);
+    while (!toutDort())
+        std::this_thread::yield();
+}
 
 /// Lets an event happen on a thread of its own at one step of an operation: there the operation's thread
 /// waits until the event is over or held back, that is until nobody runs any more, and then goes on.
@@ -28,19 +79,62 @@ class Entrelacement
     };
 
     /// ouverture: the function whose first line tells the operation's thread; empty: it is the calling one.
-    Entrelacement(const std::string& ouverture, Pas pas, int numero, std::function<void()> evenement);
+    Entrelacement(const std::string& ouverture, Pas pas, int numero, std::function<void()> evenement)
+        : _ouverture(ouverture), _pas(pas), _restants(numero), _evenement(std::move(evenement))
+    {
+        if (_ouverture.empty())
+            _fil = std::this_thread::get_id();
+        _ecoute.emplace([this](const orix::LigneTrace& ligne) { _recevoir(ligne); });
+        if (_ouverture.empty())
+            _observer();
+    }
     ~Entrelacement() { attendre(); }
     Entrelacement(const Entrelacement&) = delete;
     Entrelacement& operator=(const Entrelacement&) = delete;
 
-    /// After the operation: waits for the end of the event. Where it began; empty when the operation has no
-    /// such step.
-    const std::string& attendre();
+    /// After the operation: waits for the end of the event. Where it began; empty when the operation has
+    /// no such step.
+    const std::string& attendre()
+    {
+        observerAllocations({}, {});
+        _ecoute.reset();
+        if (_thread.joinable())
+            _thread.join();
+        return _lieu;
+    }
 
   private:
-    void _recevoir(const orix::LigneTrace& ligne);
-    void _observer();
-    void _avancer(const std::string& lieu);
+    void _recevoir(const orix::LigneTrace& ligne)
+    {
+        if (_fil == std::thread::id() && nomFonction(ligne) == _ouverture) {
+            _fil = std::this_thread::get_id();
+            _observer();
+        }
+        if (_pas != Lignes || _fil != std::this_thread::get_id() || _restants-- != 0)
+            return;
+        // The facility has one caller at a time, and this is it: nobody else may come to it meanwhile.
+        orix::Trace::definirSeuil(orix::NTO_AUCUN);
+        _avancer(nomFonction(ligne) + ": " + ligne.message);
+        orix::Trace::definirSeuil(orix::NTO_DETAIL);
+    }
+    /// For the operation's thread.
+    void _observer()
+    {
+        if (_pas == Lignes)
+            return;
+        orix::Trace::definirSeuil(orix::NTO_AUCUN);
+        observerAllocations(std::this_thread::get_id(), [this] {
+            if (_restants == 0)
+                _avancer(appelants());
+            --_restants;
+        });
+    }
+    void _avancer(const std::string& lieu)
+    {
+        _lieu = lieu;
+        _thread = std::thread(_evenement);
+        attendreRepos();
+    }
 
     const std::string _ouverture;
     const Pas _pas;

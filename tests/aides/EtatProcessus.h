@@ -1,17 +1,8 @@
 #ifndef ETATPROCESSUS_H
 #define ETATPROCESSUS_H
 
+#include "Essais.h"
 #include <malloc.h>
-
-#include <algorithm>
-#include <chrono>
-#include <cstddef>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <ostream>
-#include <string>
-#include <thread>
 
 namespace essais {
 
@@ -100,6 +91,36 @@ inline long pic() { return lire("VmHWM"); }
 inline void oublierPic() { std::ofstream("/proc/self/clear_refs") << 5; }
 
 } // namespace memoire
+
+/// What a process has when it is at rest: a thread of the ORB that has nothing to do waits for a while, a
+/// descriptor may be a file being read.
+class Repos
+{
+  public:
+    explicit Repos(std::string processus) : _processus(std::move(processus)) {}
+
+    /// Waits until it has no more threads and descriptors than that, and says what has grown since the
+    /// construction, or since the last call.
+    void verifier(const std::string& quoi, long croissanceMax)
+    {
+        const Ressources apres = Ressources::attendre(_limite, std::chrono::seconds(40), _processus);
+        EXPECT_LE(apres.fils, _limite.fils) << quoi;
+        EXPECT_LE(apres.descripteurs, _limite.descripteurs) << quoi;
+        const long memoire = memoire::lire("VmRSS", _processus);
+        EXPECT_TRUE(!MEMOIRE_MESURABLE || memoire - _memoire < croissanceMax) << quoi;
+        std::cout << quoi << ", process " << _processus << ": " << apres << ", limit " << _limite << ", "
+                  << memoire - _memoire << " kB more" << std::endl;
+        _memoire = memoire;
+    }
+
+  private:
+    static constexpr std::size_t MARGE = 4;
+
+    const std::string _processus;
+    const Ressources _limite{Ressources::lire(_processus).fils + MARGE,
+                             Ressources::lire(_processus).descripteurs + MARGE};
+    long _memoire = memoire::lire("VmRSS", _processus);
+};
 
 } // namespace essais
 

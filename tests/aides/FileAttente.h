@@ -1,11 +1,7 @@
 #ifndef FILEATTENTE_H
 #define FILEATTENTE_H
 
-#include <chrono>
-#include <condition_variable>
-#include <deque>
-#include <mutex>
-#include <utility>
+#include "Essais.h"
 
 namespace essais {
 
@@ -45,6 +41,18 @@ class FileAttente
     std::mutex _mutex;
     std::condition_variable _arrivee;
     std::deque<Element> _elements;
+};
+
+/// Something awaited: the test goes on when it comes.
+class Signal
+{
+  public:
+    void donner() { _promesse.set_value(); }
+    void attendre() { _future.wait(); }
+
+  private:
+    std::promise<void> _promesse;
+    std::future<void> _future = _promesse.get_future();
 };
 
 } // namespace essais

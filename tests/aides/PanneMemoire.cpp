@@ -6,16 +6,11 @@
 #include <execinfo.h>
 #include <pthread.h>
 
-#include <algorithm>
-#include <atomic>
-#include <cstddef>
-#include <cstring>
-#include <mutex>
-
 namespace {
 
-// The failure: set before the thread that it strikes.
+// The failure: set before the thread that it strikes, or the threads of that name.
 std::atomic<std::thread::id> victime;
+std::atomic<const char*> nomVictimes{nullptr};
 std::atomic<int> reste{0}; // allocations until the one that fails
 std::atomic<bool> epargnerORB{false};
 std::atomic<bool> desormais{false};
@@ -61,15 +56,13 @@ bool estDansORB()
     });
 }
 
-std::atomic<const char*> nomFils{nullptr}; // whose allocations fail; null: nobody's
-std::atomic<int> resteFils{0};
-
-bool estVise()
+bool estVictime()
 {
     char nom[16] = "";
-    const char* const vise = nomFils;
-    return vise != nullptr && pthread_getname_np(pthread_self(), nom, sizeof nom) == 0 &&
-           std::strcmp(nom, vise) == 0 && !estDansORB();
+    const char* const vise = nomVictimes;
+    return victime == std::this_thread::get_id() ||
+           (vise != nullptr && pthread_getname_np(pthread_self(), nom, sizeof nom) == 0 &&
+            std::strcmp(nom, vise) == 0);
 }
 
 void* allouer(void* (*operateur)(std::size_t), std::size_t taille)
@@ -78,10 +71,8 @@ void* allouer(void* (*operateur)(std::size_t), std::size_t taille)
         return operateur(taille);
     const std::thread::id moi = std::this_thread::get_id();
     const bool visee =
-        victime == moi && (reste > 0 || desormais) && !(epargnerORB && estDansORB()) && --reste <= 0;
+        (reste > 0 || desormais) && estVictime() && !(epargnerORB && estDansORB()) && --reste <= 0;
     if (!epargnee && (toujours || visee))
-        throw std::bad_alloc();
-    if (resteFils > 0 && estVise() && --resteFils == 0)
         throw std::bad_alloc();
     const Interne portee;
     if (observe == moi) {
@@ -165,23 +156,18 @@ PanneMemoire::PanneMemoire(int n, Ou ou, Duree duree, std::thread::id fil) noexc
     victime = fil;
 }
 
-PanneMemoire::~PanneMemoire() { victime = std::thread::id(); }
+PanneMemoire::PanneMemoire(const char* nom, int n) noexcept : PanneMemoire(n, HorsORB, UneFois, {})
+{
+    nomVictimes = nom;
+}
+
+PanneMemoire::~PanneMemoire()
+{
+    victime = std::thread::id();
+    nomVictimes = nullptr;
+}
 
 bool PanneMemoire::survenue() const noexcept { return reste <= 0; }
-
-PanneMemoireFils::PanneMemoireFils(const char* nom, int n) noexcept
-{
-    nomFils = nom;
-    resteFils = n;
-}
-
-PanneMemoireFils::~PanneMemoireFils()
-{
-    nomFils = nullptr;
-    resteFils = 0;
-}
-
-bool PanneMemoireFils::survenue() const noexcept { return resteFils <= 0; }
 
 void manquerToujours() noexcept { toujours = true; }
 

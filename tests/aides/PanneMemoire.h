@@ -1,11 +1,8 @@
 #ifndef PANNEMEMOIRE_H
 #define PANNEMEMOIRE_H
 
-#include <functional>
+#include "Essais.h"
 #include <new>
-#include <stdexcept>
-#include <string>
-#include <thread>
 
 namespace essais {
 
@@ -33,23 +30,13 @@ class PanneMemoire
     };
     explicit PanneMemoire(int n, Ou ou = Partout, Duree duree = UneFois,
                           std::thread::id fil = std::this_thread::get_id()) noexcept;
+    /// For the threads of that name together, outside the ORB. nom stays the caller's.
+    PanneMemoire(const char* nom, int n) noexcept;
     ~PanneMemoire();
     PanneMemoire(const PanneMemoire&) = delete;
     PanneMemoire& operator=(const PanneMemoire&) = delete;
 
     bool survenue() const noexcept; ///< whether the failure has come
-};
-
-/// The same for the threads of that name together, outside the ORB. nom stays the caller's.
-class PanneMemoireFils
-{
-  public:
-    PanneMemoireFils(const char* nom, int n) noexcept;
-    ~PanneMemoireFils();
-    PanneMemoireFils(const PanneMemoireFils&) = delete;
-    PanneMemoireFils& operator=(const PanneMemoireFils&) = delete;
-
-    bool survenue() const noexcept;
 };
 
 /// From now on no allocation of this thread succeeds.

@@ -1,8 +1,7 @@
 #ifndef PORTE_H
 #define PORTE_H
 
-#include <condition_variable>
-#include <mutex>
+#include "Essais.h"
 
 namespace essais {
 

@@ -13,15 +13,6 @@
 #include "orix/interne/ORBthread.h"
 #include "orix/interne/ParametresActivationService.h"
 
-#include <unistd.h>
-
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <mutex>
-#include <string>
-#include <vector>
-
 namespace essais {
 
 /// A message that a server received.

@@ -10,10 +10,6 @@
 #include "orix/interne/Noyau.h"
 #include "orix/interne/ORBthread.h"
 
-#include <atomic>
-#include <string>
-#include <thread>
-
 namespace essais {
 
 /// A kernel that hands activations on to a real server's, and keeps what passes: all that a stranger who
@@ -47,11 +43,25 @@ class NoyauEspion : public POA_orix_corba::Noyau
 class SessionEspionnee : public SessionReelle
 {
   protected:
+    static constexpr const char* ICI = "127.0.0.1";
+    static constexpr const char* AILLEURS = "127.0.0.2"; ///< stands for another machine
+
     /// A port and the key of an object behind it.
     struct Cible
     {
         int port;
         std::string cle;
+
+        template <class... Arguments>
+        std::string requete(const std::string& operation, const Arguments&... arguments) const
+        {
+            return giop::requete(cle, operation, giop::arguments(arguments...));
+        }
+        /// What comes of a request on a connection of its own.
+        std::string demander(const std::string& requete, const char* source = ICI) const
+        {
+            return Etranger(port, source).demander(requete);
+        }
     };
 
     explicit SessionEspionnee(orix::Configuration reglages = reglagesVifs(),
@@ -63,9 +73,14 @@ class SessionEspionnee : public SessionReelle
         _espion.veritable = orix_corba::Noyau::_unchecked_narrow(noyau);
         orix::orb::publierSousCle(orb, "Espion", &_espion);
         activer();
+        EXPECT_EQ(creer("avant"), 0);
     }
     ~SessionEspionnee() override
     {
+        if (OXcdvCliItf::lireVersion() != orix::VERSION_NULLE) { // active still, and well
+            EXPECT_EQ(creer("apres"), 0);
+            EXPECT_EQ(_callbacks.nombre(), 0u);
+        }
         // What a sanitizer has found in the server is its exit status.
         orix::detruireOXcdvCliItfAdaptateur();
         for (ServeurReel* serveur : {_premier.get(), _second.get()}) {

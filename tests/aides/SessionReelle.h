@@ -5,21 +5,10 @@
 #include "DossierTemporaire.h"
 #include "OXcdvCliArret.h"
 #include "OXcdvCliItf.h"
-#include "OXvol_completData.h"
 #include "ServeurReel.h"
 #include "orix/Configuration.h"
 #include "orix/OXchaine.h"
 #include "orix/Processus.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <chrono>
-#include <csignal>
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
 
 namespace essais {
 
@@ -40,31 +29,109 @@ class SessionReelle : public testing::Test
 {
   public:
     /// A loss is seen within a second, a call lasts at most one. changer: what is to be otherwise.
-    static orix::Configuration reglagesVifs(const std::function<void(orix::Configuration&)>& changer = {});
+    static orix::Configuration reglagesVifs(const std::function<void(orix::Configuration&)>& changer = {})
+    {
+        orix::Configuration reglages;
+        reglages[orix::cle::periodePing] = std::chrono::milliseconds(200);
+        reglages[orix::cle::delaiPing] = std::chrono::milliseconds(500);
+        reglages[orix::cle::delaiConnexion] = std::chrono::milliseconds(1000);
+        reglages[orix::cle::delaiAppel] = std::chrono::milliseconds(1000);
+        reglages[orix::cle::niveauTrace] = 0;
+        if (changer)
+            changer(reglages);
+        return reglages;
+    }
 
   protected:
     /// A routing of the service in the settings goes before that to the two servers.
     explicit SessionReelle(const orix::Configuration& reglages = reglagesVifs(),
-                           std::vector<std::string> optionsServeurs = {});
-    ~SessionReelle() override;
+                           std::vector<std::string> optionsServeurs = {})
+        : _optionsServeurs(std::move(optionsServeurs))
+    {
+        orix::Configuration configuration = reglages;
+        configuration[orix::cle::routage].insert({"cdv", {_premier->url(), _second->url()}});
+        int argc = 0;
+        std::string message;
+        EXPECT_EQ(orix::initialiser(argc, nullptr, configuration, &message), orix::OXS_OK) << message;
+    }
+    ~SessionReelle() override
+    {
+        orix::detruireOXcdvCliItfAdaptateur();
+        EXPECT_EQ(orix::terminer(), orix::OXS_OK);
+        _callbacks.pendant = {};
+    }
 
     /// Activates; returns the name of the server.
-    std::string activer();
+    std::string activer()
+    {
+        EXPECT_EQ(OXcdvCliItf::active(SERVICE), orix::OXS_OK);
+        const Appel appel = _callbacks.attendre();
+        EXPECT_EQ(appel.nom, "activeCB");
+        EXPECT_EQ(appel.statut, orix::OXS_OK);
+        return appel.serveur;
+    }
     /// Activates as an application does, again and again, on whichever server answers; returns its name.
-    std::string activerQuelquePart();
+    std::string activerQuelquePart()
+    {
+        for (int essai = 0; essai < 10; ++essai) {
+            if (OXcdvCliItf::active(SERVICE) != orix::OXS_OK)
+                continue;
+            const Appel appel = _callbacks.attendre("activeCB");
+            if (appel.statut == orix::OXS_OK)
+                return appel.serveur;
+        }
+        ADD_FAILURE() << "no server can be activated";
+        return "";
+    }
 
-    static int envoyer(Requete requete, OXvol_completData& donnees);
+    static int envoyer(Requete requete, OXvol_completData& donnees)
+    {
+        int idOp = 0;
+        EXPECT_EQ(requete(&donnees, idOp), orix::OXS_OK);
+        return idOp;
+    }
     /// Sends the request, and returns its outcome, which must be the next callback.
-    Appel demander(Requete requete, OXvol_completData& donnees);
+    Appel demander(Requete requete, OXvol_completData& donnees)
+    {
+        const int idOp = envoyer(requete, donnees);
+        Appel appel = _callbacks.attendre();
+        EXPECT_EQ(appel.idOp, idOp) << appel.nom;
+        return appel;
+    }
+    /// The result of a creation, which must be the next callback.
+    int creer(const std::string& identifiant)
+    {
+        return demander(&OXcdvCliItf::cree_vol_complet, *vol(identifiant)).statut;
+    }
     /// The identifiers of the records like the example.
-    std::vector<std::string> lister(OXvol_completData& exemple);
+    std::vector<std::string> lister(OXvol_completData& exemple)
+    {
+        const int idOp = envoyer(&OXcdvCliItf::liste_vol_complet, exemple);
+        std::vector<std::string> identifiants;
+        for (;;) {
+            const Appel appel = _callbacks.attendre();
+            EXPECT_EQ(appel.idOp, idOp);
+            if (appel.nom != "liste_vol_completCB") {
+                EXPECT_EQ(appel.nom, "fin_liste_vol_completCB");
+                EXPECT_EQ(appel.statut, 0);
+                return identifiants;
+            }
+            identifiants.push_back(appel.identifiant.value_or("?"));
+        }
+    }
 
     static constexpr const char* NOYAU_REPOND = "Connecté au noyau du serveur"; ///< active(), before it asks
 
     /// "cdv1" or "cdv2".
     ServeurReel& serveur(const std::string& nom) { return nom == "cdv1" ? *_premier : *_second; }
     /// Starts the dead server again, at the same address.
-    void relancer(const std::string& nom);
+    void relancer(const std::string& nom)
+    {
+        std::unique_ptr<ServeurReel>& place = nom == "cdv1" ? _premier : _second;
+        const int port = place->port();
+        place.reset();
+        place = _lancer(nom, port);
+    }
 
     Callbacks& _callbacks = Callbacks::instance();
     DossierTemporaire _dossier;
@@ -73,7 +140,13 @@ class SessionReelle : public testing::Test
     std::unique_ptr<ServeurReel> _second = _lancer("cdv2", portReserve());
 
   private:
-    std::unique_ptr<ServeurReel> _lancer(const std::string& nom, int port);
+    std::unique_ptr<ServeurReel> _lancer(const std::string& nom, int port)
+    {
+        std::vector<std::string> options{"--nom",          nom,   "--machine",    "tour",
+                                         "--periode-ping", "200", "--delai-ping", "500"};
+        options.insert(options.end(), _optionsServeurs.begin(), _optionsServeurs.end());
+        return std::make_unique<ServeurReel>(_dossier.fichier("vols.db"), options, port);
+    }
 };
 
 } // namespace essais

@@ -1,13 +1,12 @@
 #ifndef VOLSESSAI_H
 #define VOLSESSAI_H
 
+#include "Essais.h"
 #include "OXvol_completData.h"
 
 #include "orix/OXcci_rub_chgtData.h"
 #include "orix/OXchaine.h"
 #include "orix/OXcode_statData.h"
-
-#include <memory>
 
 namespace essais {
 

@@ -1,11 +1,6 @@
+#include "FileAttente.h"
 #include "Importation.h"
 #include "TamponFd.h"
-
-#include <gmock/gmock.h>
-
-#include <deque>
-#include <sstream>
-#include <thread>
 
 using namespace outils;
 using Etat = cdv::Resultat::Etat;
@@ -76,13 +71,8 @@ TEST_F(Import, SArreteQuandUneReponseManque)
 /// second run has all that the first one may have left there.
 TEST_F(Import, CeQuiEstConseilleReprendSansRienDefaire)
 {
-    struct Cas
-    {
-        Existants existants;
-        Etat etat; ///< of line 4's request, the second to be answered: line 5's has been done
-        std::string conseil;
-    };
-    const Cas cas[] = {
+    // The outcome is that of line 4's request, the second to be answered: line 5's has been done.
+    const std::tuple<Existants, Etat, std::string> cas[] = {
         {Existants::modifier, Etat::perdu, "--depuis 4 --existants modifier"},
         {Existants::modifier, Etat::fait, "--depuis 6 --existants modifier"},
         {Existants::ignorer, Etat::perdu, "--depuis 4 --existants ignorer"},
@@ -91,12 +81,12 @@ TEST_F(Import, CeQuiEstConseilleReprendSansRienDefaire)
         {Existants::rejeter, Etat::refuse, "--depuis 4 --existants ignorer"}, // --stop
         {Existants::rejeter, Etat::fait, "--depuis 6"},
     };
-    for (const Cas& c : cas) {
-        reglages.existants = c.existants;
+    for (const auto& [existants, etat, conseil] : cas) {
+        reglages.existants = existants;
         reglages.arretAuRejet = true;
         preparer();
         cdv::Session::Fin attente;
-        importation->creer = [&](const cdv::Vol& vol, const cdv::Session::Fin& fin) {
+        importation->creer = [&, issue = etat](const cdv::Vol& vol, const cdv::Session::Fin& fin) {
             const auto id = *vol.lire("identifiant");
             if (id == "C") {
                 attente = fin;
@@ -104,11 +94,11 @@ TEST_F(Import, CeQuiEstConseilleReprendSansRienDefaire)
             }
             fin(resultat(Etat::fait));
             if (id == "D") {
-                attente(resultat(c.etat));
+                attente(resultat(issue));
                 importation->interrompre();
             }
         };
-        EXPECT_EQ(c.conseil, optionsReprise(executer(), c.existants));
+        EXPECT_EQ(conseil, optionsReprise(executer(), existants));
     }
     EXPECT_EQ("", optionsReprise({}, Existants::modifier)) << "nothing is left";
 }
@@ -122,37 +112,21 @@ TEST_F(Import, NePassePasLaFenetreEtAttendLesReponses)
         entree += "V" + std::to_string(i) + "\n";
     preparer();
 
-    std::mutex mutex;
-    std::condition_variable arrivee;
-    std::deque<cdv::Session::Fin> enCours;
+    essais::FileAttente<cdv::Session::Fin> demandes;
+    std::atomic<std::size_t> enCours{0};
     std::size_t maximum = 0;
-    bool fini = false;
     importation->creer = [&](const cdv::Vol&, cdv::Session::Fin fin) {
-        const std::lock_guard<std::mutex> verrou(mutex);
-        enCours.push_back(std::move(fin));
-        maximum = std::max(maximum, enCours.size());
-        arrivee.notify_one();
+        maximum = std::max(maximum, ++enCours);
+        demandes.poser(std::move(fin));
     };
     std::thread serveur([&] {
-        std::unique_lock<std::mutex> verrou(mutex);
-        for (;;) {
-            arrivee.wait(verrou, [&] { return fini || !enCours.empty(); });
-            if (enCours.empty())
-                return;
-            const cdv::Session::Fin fin = std::move(enCours.front());
-            // Still counted while it is being answered.
-            verrou.unlock();
+        while (const cdv::Session::Fin fin = demandes.prendre({}, std::chrono::hours(1))) {
             fin(resultat(Etat::fait));
-            verrou.lock();
-            enCours.pop_front();
+            --enCours;
         }
     });
     const Bilan bilan = executer();
-    {
-        const std::lock_guard<std::mutex> verrou(mutex);
-        fini = true;
-        arrivee.notify_one();
-    }
+    demandes.poser({});
     serveur.join();
     EXPECT_EQ(500u, bilan.crees);
     EXPECT_EQ(0u, bilan.reprise);

@@ -90,14 +90,12 @@ def main():
     racine = pathlib.Path(sys.argv[1])
     sources = messages_des_sources(racine)
     document = messages_du_document(racine)
-    for source, niveau, texte in sorted(sources - document.keys()):
-        print(f"docs/exploitation.md has no row for: | `{source}` | {niveau} | `` {texte} `` |")
-    for source, niveau, texte in sorted(document.keys() - sources):
-        print(f"docs/exploitation.md explains what no source says: {source}, {niveau}: {texte}")
-    vides = [cle for cle, (cause, remede) in document.items() if not cause.strip() or not remede.strip()]
-    for cle in vides:
-        print(f"docs/exploitation.md gives no cause or no remedy: {cle}")
-    return 1 if vides or sources != document.keys() else 0
+    fautes = {"has no row for": sources - document.keys(), "explains what no source says": document.keys() - sources,
+              "gives no cause or no remedy": {cle for cle, textes in document.items() if not all(t.strip() for t in textes)}}
+    for quoi, cles in fautes.items():
+        for source, niveau, texte in sorted(cles):
+            print(f"docs/exploitation.md {quoi}: | `{source}` | {niveau} | `` {texte} `` |")
+    return 1 if any(fautes.values()) else 0
 
 
 sys.exit(main())

@@ -3,18 +3,8 @@
 #include "Porte.h"
 #include "SessionReelle.h"
 
-#include <gmock/gmock.h>
-
-#include <atomic>
-#include <functional>
-#include <thread>
-
-using essais::Appel;
-using essais::vol;
-using testing::AllOf;
-using testing::Contains;
-using testing::HasSubstr;
-using testing::StartsWith;
+using namespace essais;
+using namespace testing;
 
 namespace {
 

@@ -1,15 +1,7 @@
 // The process ends, in every way there is, while requests, notifications and pings are under way.
-#include "DossierTemporaire.h"
-#include "ServeurReel.h"
 #include "SessionReelle.h"
 
-#include <gtest/gtest.h>
-
-#include <csignal>
-#include <ostream>
-
-using essais::Programme;
-using essais::ServeurReel;
+using namespace essais;
 
 namespace {
 

@@ -3,11 +3,7 @@
 #include "EtatProcessus.h"
 #include "SessionReelle.h"
 
-#include <future>
-#include <thread>
-
-using essais::Appel;
-using essais::vol;
+using namespace essais;
 
 namespace {
 

@@ -1,13 +1,7 @@
 // Every event at every step of every operation of the adapter.
 #include "Arrets.h"
 #include "ClientEprouve.h"
-#include "Entrelacement.h"
 #include "EtatProcessus.h"
-
-#include <algorithm>
-#include <iostream>
-#include <map>
-#include <string>
 
 namespace {
 

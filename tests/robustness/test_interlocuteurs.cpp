@@ -5,29 +5,19 @@
 #include "orix/interne/Interlocuteurs.h"
 #include "orix/interne/RepondeurNoyau.h"
 
-#include <algorithm>
 #include <numeric>
 
-using essais::Appel;
 using essais::Etranger;
-using essais::vol;
-namespace giop = essais::giop;
 
 namespace {
-
-constexpr const char* AILLEURS = "127.0.0.2"; // stands for another machine
-constexpr const char* NO_PERMISSION = "IDL:omg.org/CORBA/NO_PERMISSION:1.0";
-constexpr const char* OBJECT_NOT_EXIST = "IDL:omg.org/CORBA/OBJECT_NOT_EXIST:1.0";
 
 class SessionAbordee : public essais::SessionEspionnee
 {
   protected:
-    SessionAbordee() { EXPECT_EQ(demander(&OXcdvCliItf::cree_vol_complet, *vol("avant")).statut, 0); }
-
     std::string notification() const
     {
-        return giop::requete(notifications().cle, "cree_vol_complet",
-                             giop::arguments(CORBA::Long(0), volFilaire("faux"), CORBA::Long(-1)));
+        return notifications().requete("cree_vol_complet", CORBA::Long(0), volFilaire("faux"),
+                                       CORBA::Long(-1));
     }
 };
 
@@ -35,24 +25,17 @@ class SessionAbordee : public essais::SessionEspionnee
 
 TEST_F(SessionAbordee, LeServeurSeulParleAuClient)
 {
-    const std::string face = client().cle;
-    const std::string cas[] = {
-        notification(),
-        giop::requete(notifications().cle, "operation_inconnue"),
-        giop::requete(face, "testerConnexionClient", giop::arguments("cdv", "cdv1", "tour", numeroClient())),
-        giop::requete(face, "deconnexionCB", giop::arguments(CORBA::Long(23))),
-        giop::requete(face, "_is_a", giop::arguments("IDL:orix_corba__Client:1.0")),
-    };
+    const std::string ping = client().requete("testerConnexionClient", "cdv", "cdv1", "tour", numeroClient());
+    const std::string cas[] = {notification(), notifications().requete("operation_inconnue"), ping,
+                               client().requete("deconnexionCB", CORBA::Long(23)),
+                               client().requete("_is_a", "IDL:orix_corba__Client:1.0")};
     essais::CapteurTraces traces(orix::NTO_REFUS);
     for (const std::string& requete : cas)
-        EXPECT_EQ(Etranger(_portClient, AILLEURS).demander(requete), NO_PERMISSION) << (&requete - cas);
+        EXPECT_EQ(client().demander(requete, AILLEURS), "NO_PERMISSION") << (&requete - cas);
     EXPECT_EQ(traces.compter("Refusé à 127.0.0.2, qui n'est pas le serveur : cree_vol_complet"), 1);
     EXPECT_EQ(traces.prendre().size(), 1u); // and no line for the rest
     EXPECT_EQ(orix::Interlocuteurs::lireRefus(), std::size(cas));
-
-    EXPECT_EQ(Etranger(_portClient).demander(cas[2]), ""); // from where the server is
-    EXPECT_EQ(demander(&OXcdvCliItf::cree_vol_complet, *vol("apres")).statut, 0);
-    EXPECT_EQ(_callbacks.nombre(), 0u);
+    EXPECT_EQ(client().demander(ping), ""); // from where the server is
 }
 
 // The answer to an activation comes over the connection that asked for it, and over no other.
@@ -64,24 +47,23 @@ TEST_F(SessionAbordee, NulNeRepondAUneActivationALaPlaceDuServeur)
     orix::OXnoyau::TransactionCreerReference<POA_orix_corba::AMI_NoyauHandler> enAttente(repondeur.in(),
                                                                                          nullptr);
     const orix_corba::AMI_NoyauHandler_var reference = enAttente.prendreReference();
-    const std::string pirate = giop::requete(
-        giop::cle(reference), "activerService",
-        giop::arguments(CORBA::Long(0), "PIRATE", "ailleurs", orix_corba::NiveauReference(), numeroClient()));
-    for (const char* source : {"127.0.0.1", AILLEURS})
-        EXPECT_EQ(Etranger(_portClient, source).demander(pirate), OBJECT_NOT_EXIST);
+    const Cible cible{_portClient, essais::giop::cle(reference)};
+    const std::string pirate = cible.requete("activerService", CORBA::Long(0), "PIRATE", "ailleurs",
+                                             orix_corba::NiveauReference(), numeroClient());
+    for (const char* source : {ICI, AILLEURS})
+        EXPECT_EQ(cible.demander(pirate, source), "OBJECT_NOT_EXIST");
 }
 
 // Else any number of keys of a kind would tell the next.
 TEST_F(SessionAbordee, LesClesNeSeDevinentPas)
 {
-    std::vector<std::string> cles;
+    std::vector<std::string> cles{service().cle};
     for (int tour = 0; tour < 3; ++tour) {
         for (const auto& cible : {client(), notifications()})
             cles.push_back(cible.cle);
         EXPECT_EQ(OXcdvCliItf::desactive(), orix::OXS_OK);
         activer();
     }
-    cles.push_back(service().cle);
     constexpr std::size_t ALEA = 16;
     for (auto a = cles.begin(); a != cles.end(); ++a) {
         ASSERT_GT(a->size(), ALEA);

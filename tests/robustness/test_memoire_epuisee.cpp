@@ -1,21 +1,9 @@
 // Memory runs out: every single allocation of a request and of the life of a connection fails in turn.
-#include "CapteurTraces.h"
 #include "ClientEprouve.h"
-#include "Entrelacement.h"
 #include "OXcdvCliItfAdaptateur.h"
-#include "PanneMemoire.h"
-#include "SessionReelle.h"
 #include "VolsEssai.h"
 
-#include <atomic>
-#include <functional>
-#include <iostream>
-#include <optional>
-
-using essais::Appel;
-using essais::bilanMemoire;
 using essais::PanneMemoire;
-using essais::vol;
 
 namespace {
 
@@ -35,59 +23,6 @@ class CompteurTrace
     std::atomic<int> _nombre{0};
     essais::EcouteTraces _ecoute;
 };
-
-class MemoireSession : public essais::SessionReelle
-{
-  protected:
-    /// Waits for the outcome of a request; the records of a listing come before it.
-    void attendreIssue()
-    {
-        while (_callbacks.attendre().nom == "liste_vol_completCB") {
-        }
-    }
-
-    /// The next callbacks are those of this consultation: what failed before it sent nothing.
-    void verifierConsultation()
-    {
-        const Appel consultation = demander(&OXcdvCliItf::consulte_vol_complet, *vol("personne"));
-        EXPECT_EQ(consultation.nom, "consulte_vol_completCB");
-    }
-};
-
-TEST_F(MemoireSession, RequestSaysSoAndTheNextOneWorks)
-{
-    activer();
-    verifierConsultation();
-    const auto complet = essais::volComplet();
-    const essais::Requete REQUETES[] = {&OXcdvCliItf::cree_vol_complet, &OXcdvCliItf::modifie_vol_complet,
-                                        &OXcdvCliItf::supprime_vol_complet,
-                                        &OXcdvCliItf::consulte_vol_complet, &OXcdvCliItf::liste_vol_complet};
-    for (const essais::Requete requete : REQUETES) {
-        int idOp = 0;
-        orix::OXstatut statut = orix::OXS_OK;
-        CompteurTrace traces("Problème d'allocation mémoire");
-        int refus = 0;
-        bool survenue = true;
-        for (int n = 1; survenue && !HasFailure(); ++n) {
-            const long bilan = bilanMemoire();
-            {
-                const PanneMemoire panne(n);
-                statut = requete(complet.get(), idOp);
-                survenue = panne.survenue();
-            }
-            if (statut == orix::OXS_OK) { // nothing failed, or a trace was cut short, no more
-                attendreIssue();
-                continue;
-            }
-            ++refus;
-            EXPECT_EQ(statut, orix::OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE) << n;
-            EXPECT_EQ(bilanMemoire(), bilan) << "leak after failure " << n;
-            EXPECT_EQ(traces.prendre(), 1) << n;
-            verifierConsultation();
-        }
-        EXPECT_GT(refus, 0);
-    }
-}
 
 // ---- The life of the connection, with servers of the test's own
 
@@ -127,6 +62,22 @@ class MemoireConnexion : public essais::ClientEprouve
             EXPECT_EQ(textes, statut == orix::OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE);
         }
         noterActive(statut);
+    }
+    /// What failed is said so, is traced once, and leaves nothing behind.
+    template <auto REQUETE>
+    void requerir()
+    {
+        const auto complet = essais::volComplet();
+        int idOp = 0;
+        orix::OXstatut statut = orix::OXS_NOK;
+        CompteurTrace compteur("Problème d'allocation mémoire");
+        const long bilan = essais::bilanMemoire();
+        _sousPanne([&] { statut = REQUETE(complet.get(), idOp); });
+        if (statut != orix::OXS_OK) { // else nothing failed, or a trace was cut short, no more
+            EXPECT_EQ(statut, orix::OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE);
+            EXPECT_EQ(essais::bilanMemoire(), bilan) << "a leak";
+            EXPECT_EQ(compteur.prendre(), _duree == PanneMemoire::UneFois);
+        }
     }
     void repondreOui() { _repondre(orix::OXS_OK); }
     void repondreNon() { _repondre(orix::OXS_CLIENT_ID_INVALIDE); }
@@ -250,6 +201,11 @@ const MemoireConnexion::Chemin MemoireConnexion::CHEMINS[] = {
     {"active with notable lines", Desactive, &MemoireConnexion::demanderActive, orix::NTO_NOTABLE},
     {"active with progress", Desactive, &MemoireConnexion::demanderActive, orix::NTO_PROGRES},
     {"active with details", Desactive, &MemoireConnexion::demanderActive, orix::NTO_DETAIL},
+    {"creation", Active, &MemoireConnexion::requerir<&OXcdvCliItf::cree_vol_complet>},
+    {"change", Active, &MemoireConnexion::requerir<&OXcdvCliItf::modifie_vol_complet>},
+    {"deletion", Active, &MemoireConnexion::requerir<&OXcdvCliItf::supprime_vol_complet>},
+    {"consultation", Active, &MemoireConnexion::requerir<&OXcdvCliItf::consulte_vol_complet>},
+    {"listing", Active, &MemoireConnexion::requerir<&OXcdvCliItf::liste_vol_complet>},
     {"acceptance", Demande, &MemoireConnexion::repondreOui},
     {"refusal", Demande, &MemoireConnexion::repondreNon},
     {"notice of an end", Active, &MemoireConnexion::annoncer23},

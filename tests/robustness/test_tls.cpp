@@ -1,22 +1,12 @@
 // TLS between the client and its servers: who may connect, and which files are refused.
 #include "Certificats.h"
+#include "OXcdvCliCode.h"
 #include "SessionEspionnee.h"
+#include "Transcription.h"
 
-#include <gmock/gmock.h>
-
-#include <functional>
-
-using essais::Appel;
-using essais::Certificats;
+using namespace essais;
 using Demande = essais::Certificats::Demande;
-using essais::Etranger;
-using essais::Programme;
-using essais::ServeurReel;
-using essais::vol;
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::Not;
-using testing::StartsWith;
+using namespace testing;
 namespace giop = essais::giop;
 
 namespace {
@@ -34,26 +24,22 @@ ContexteTLS presenter(const std::string& fichier)
     return contexte;
 }
 
-void reglerTLS(orix::Configuration& reglages, const Certificats& certificats, const std::string& certificat)
+orix::Configuration reglagesTLS(const Certificats& certificats, const std::string& certificat,
+                                orix::Configuration reglages = {})
 {
     reglages[orix::cle::certificatAutorite] = certificats.autorite();
     reglages[orix::cle::certificat] = certificat;
-}
-
-orix::Configuration reglagesTLS(const Certificats& certificats, const std::string& certificat)
-{
-    orix::Configuration reglages;
-    reglerTLS(reglages, certificats, certificat);
     return reglages;
 }
 
-/// The file that gives a server these settings.
-std::string fichierTOML(const Certificats& certificats, const orix::Configuration& tls)
+/// The file that gives a server these settings, and those lines.
+std::string fichierTOML(const Certificats& certificats, const orix::Configuration& tls,
+                        const std::string& suite = "")
 {
     return certificats.ecrire("serveur.toml", "[tls]\ncertificat_autorite = \"" +
                                                   tls[orix::cle::certificatAutorite] + "\"\ncertificat = \"" +
                                                   tls[orix::cle::certificat] + "\"\nmot_de_passe = \"" +
-                                                  tls[orix::cle::motDePasse] + "\"\n");
+                                                  tls[orix::cle::motDePasse] + "\"\n" + suite);
 }
 
 /// Before the session, which needs them.
@@ -61,59 +47,139 @@ struct AvecCertificats
 {
     Certificats certificats;
     const std::string certificatClient = certificats.emettre("client");
-    const std::string toml =
-        fichierTOML(certificats, reglagesTLS(certificats, certificats.emettre("serveur")));
+    const orix::Configuration reglagesServeur = reglagesTLS(certificats, certificats.emettre("serveur"));
+    const orix::Configuration reglagesClient =
+        reglagesTLS(certificats, certificatClient, essais::SessionReelle::reglagesVifs());
+    const std::string toml = fichierTOML(certificats, reglagesServeur);
 };
 
-orix::Configuration reglagesClient(const AvecCertificats& fichiers)
+/// A server with that configuration, the strangers who knock at it, and clients of this process.
+class ServeurTLS
 {
-    orix::Configuration reglages = essais::SessionReelle::reglagesVifs();
-    reglerTLS(reglages, fichiers.certificats, fichiers.certificatClient);
-    return reglages;
+  public:
+    explicit ServeurTLS(const std::string& toml)
+        : programme(_dossier.fichier("a.db"), toml.empty()
+                                                  ? std::vector<std::string>{}
+                                                  : std::vector<std::string>{"--configuration", toml})
+    {}
+    /// What comes of a request of who presents that file; "": nothing.
+    std::string demander(const std::string& certificat) const
+    {
+        return demander(presenter(certificat).get());
+    }
+    std::string demander(SSL_CTX* contexte) const
+    {
+        return Etranger(programme.port(), "127.0.0.1", contexte)
+            .demander(giop::requete("Noyau", "_non_existent"));
+    }
+
+  private:
+    const essais::DossierTemporaire _dossier;
+
+  public:
+    ServeurReel programme;
+};
+
+/// A client with those settings: the first outcome of active() that is one of a server, by the number of
+/// tries.
+orix::OXstatut activer(orix::Configuration reglages, const std::vector<std::string>& urls, int essais = 1)
+{
+    reglages[orix::cle::routage]["cdv"] = urls;
+    reglages[orix::cle::niveauTrace] = 0;
+    int argc = 0;
+    std::string message;
+    EXPECT_EQ(orix::initialiser(argc, nullptr, reglages, &message), orix::OXS_OK) << message;
+    orix::OXstatut statut = orix::OXS_CONNEXION_IMPOSSIBLE;
+    while (essais-- > 0)
+        statut = OXcdvCliItf::active(essais::SERVICE);
+    if (statut == orix::OXS_OK) {
+        EXPECT_EQ(essais::Callbacks::instance().attendre("activeCB").statut, orix::OXS_OK);
+    }
+    orix::detruireOXcdvCliItfAdaptateur();
+    EXPECT_EQ(orix::terminer(), orix::OXS_OK);
+    return statut;
 }
 
 class SessionTLS : protected AvecCertificats, public essais::SessionReelle
 {
   protected:
-    SessionTLS() : SessionReelle(reglagesClient(*this), {"--configuration", toml}) {}
+    SessionTLS() : SessionReelle(reglagesClient, {"--configuration", toml}) {}
+};
+
+/// The servers' file has a table [acces] too.
+class SessionAvecDroits : protected AvecCertificats, public essais::SessionReelle
+{
+  protected:
+    SessionAvecDroits()
+        : SessionReelle(reglagesClient, {"--trace", "100", "--configuration", _ecrire("lecture = ['autre']")})
+    {}
+
+    void relire(const std::string& droits, const std::string& trace)
+    {
+        _ecrire(droits);
+        for (const char* nom : {"cdv1", "cdv2"}) {
+            serveur(nom).signaler(SIGHUP);
+            EXPECT_TRUE(serveur(nom).attendreErreurs(trace)) << serveur(nom).erreurs();
+        }
+    }
+
+    /// Sends the five requests, one after another; their results in the order in which they come.
+    std::vector<int> demanderTout()
+    {
+        const essais::Requete requetes[] = {&OXcdvCliItf::consulte_vol_complet,
+                                            &OXcdvCliItf::liste_vol_complet, &OXcdvCliItf::cree_vol_complet,
+                                            &OXcdvCliItf::modifie_vol_complet,
+                                            &OXcdvCliItf::supprime_vol_complet};
+        std::vector<int> numeros;
+        for (const essais::Requete requete : requetes)
+            numeros.push_back(envoyer(requete, *vol("A")));
+        std::vector<int> resultats;
+        for (const int numero : numeros) {
+            const Appel appel = _callbacks.attendre();
+            EXPECT_EQ(appel.idOp, numero) << appel.nom;
+            resultats.push_back(appel.statut);
+        }
+        return resultats;
+    }
+
+  private:
+    std::string _ecrire(const std::string& droits)
+    {
+        return fichierTOML(certificats, reglagesServeur, "[acces]\n" + droits + "\n");
+    }
 };
 
 class EtrangersTLS : protected AvecCertificats, public essais::SessionEspionnee
 {
   protected:
-    EtrangersTLS() : SessionEspionnee(reglagesClient(*this), {"--configuration", toml, "--trace", "300"}) {}
+    EtrangersTLS() : SessionEspionnee(reglagesClient, {"--configuration", toml, "--trace", "300"}) {}
 
     /// All that may be asked of the two processes, sent with a right to nothing, is answered by nothing.
     void essayer(const std::string& qui, SSL_CTX* tls)
     {
         const CORBA::Long idOp = 1;
-        const struct
-        {
-            Cible cible;
-            const char* operation;
-            std::string arguments;
-        } demandes[] = {
-            {service(), "cree_vol_complet", giop::arguments(volFilaire("intrus"), idOp, numeroClient())},
-            {service(), "testerConnexionServeur", giop::arguments(numeroClient())},
-            {service(), "desactiveCB", giop::arguments(numeroClient())},
-            {noyau(), "_non_existent", ""},
-            {noyau(), "activerService",
-             giop::arguments("cdv", _espion.niveaux, _espion.client.in(), "ORIX", "ailleurs")},
-            {client(), "testerConnexionClient", giop::arguments("cdv", "cdv1", "tour", numeroClient())},
-            {client(), "deconnexionCB", giop::arguments(idOp)},
-            {notifications(), "cree_vol_complet", giop::arguments(idOp, volFilaire("intrus"), idOp)},
+        const Cible face = client();
+        const std::pair<int, std::string> demandes[] = {
+            {service().port,
+             service().requete("cree_vol_complet", volFilaire("intrus"), idOp, numeroClient())},
+            {service().port, service().requete("testerConnexionServeur", numeroClient())},
+            {service().port, service().requete("desactiveCB", numeroClient())},
+            {noyau().port, noyau().requete("_non_existent")},
+            {noyau().port, noyau().requete("activerService", "cdv", _espion.niveaux, _espion.client.in(),
+                                           "ORIX", "ailleurs")},
+            {face.port, face.requete("testerConnexionClient", "cdv", "cdv1", "tour", numeroClient())},
+            {face.port, face.requete("deconnexionCB", idOp)},
+            {face.port, notifications().requete("cree_vol_complet", idOp, volFilaire("intrus"), idOp)},
         };
         sousTrafic([&] {
-            for (const auto& demande : demandes) {
-                Etranger etranger(demande.cible.port, "127.0.0.1", tls);
+            for (const auto& [port, requete] : demandes) {
+                Etranger etranger(port, ICI, tls);
                 // In TLS 1.3 the handshake is over on this side before the other has looked at the
                 // certificate.
-                if (!etranger.estConnecte() && tls != nullptr)
-                    continue;
-                EXPECT_EQ(
-                    etranger.demander(giop::requete(demande.cible.cle, demande.operation, demande.arguments)),
-                    "closed")
-                    << qui << ": " << demande.operation;
+                if (etranger.estConnecte() || tls == nullptr) {
+                    EXPECT_EQ(etranger.demander(requete), "closed")
+                        << qui << ": " << (&requete - &demandes[0].second);
+                }
             }
         });
         EXPECT_TRUE(lister(*vol("intrus")).empty()) << qui;
@@ -127,7 +193,7 @@ TEST_F(SessionTLS, TraficDansLOrdrePingsEtBasculement)
 {
     EXPECT_THAT(_premier->url(), StartsWith("corbaloc:ssliop:"));
     EXPECT_EQ(activer(), "cdv1");
-    EXPECT_EQ(demander(&OXcdvCliItf::cree_vol_complet, *vol("A")).statut, 0);
+    EXPECT_EQ(creer("A"), 0);
     constexpr int CONSULTATIONS = 2000;
     std::vector<int> numeros;
     for (int i = 0; i < CONSULTATIONS; ++i)
@@ -153,6 +219,22 @@ TEST_F(SessionTLS, TraficDansLOrdrePingsEtBasculement)
     serveur("cdv1").signaler(SIGCONT);
 }
 
+// Reading is allowed to another; then writing and activating are.
+TEST_F(SessionAvecDroits, ChaqueDemandeEstRepondueSelonLesDroitsDeMaintenantEtASonTour)
+{
+    using namespace cdv::code;
+    activer();
+    EXPECT_EQ(demanderTout(), (std::vector<int>{INTERDIT, INTERDIT, FAIT, FAIT, FAIT}));
+    relire("lecture = ['cl?en*']\necriture = []\nactivation = ['autre']", "Droits relus");
+    const std::vector<int> lectureSeule{INTROUVABLE, FAIT, INTERDIT, INTERDIT, INTERDIT};
+    EXPECT_EQ(demanderTout(), lectureSeule);
+    relire("ecriture = '*'", "Droits refusés, les précédents restent : " + toml + ":");
+    EXPECT_EQ(demanderTout(), lectureSeule);
+    EXPECT_EQ(OXcdvCliItf::desactive(), orix::OXS_OK);
+    EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_OK);
+    EXPECT_EQ(_callbacks.attendre("activeCB").statut, orix::OXS_CLIENT_ID_INVALIDE);
+}
+
 TEST_F(EtrangersTLS, SansCertificatDeLAutorite)
 {
     Certificats autreAutorite;
@@ -166,19 +248,14 @@ TEST_F(EtrangersTLS, SansCertificatDeLAutorite)
 // The number of a client serves nobody else, even on the same machine and with a good certificate.
 TEST_F(EtrangersTLS, CertificatDUnAutreClient)
 {
-    const std::string refus = "IDL:orix_corba/ClientDeconnecte:1.0";
-    const Cible cible = service();
-    const std::string ping =
-        giop::requete(cible.cle, "testerConnexionServeur", giop::arguments(numeroClient()));
-    const std::string depart = giop::requete(cible.cle, "desactiveCB", giop::arguments(numeroClient()));
+    const std::string ping = service().requete("testerConnexionServeur", numeroClient());
     sousTrafic([&] {
-        Etranger autre(cible.port, "127.0.0.1", presenter(certificats.emettre("autre")).get());
-        EXPECT_EQ(autre.demander(ping), refus);
-        EXPECT_EQ(autre.demander(depart), "");
+        Etranger autre(service().port, ICI, presenter(certificats.emettre("autre")).get());
+        EXPECT_EQ(autre.demander(ping), "ClientDeconnecte");
+        EXPECT_EQ(autre.demander(service().requete("desactiveCB", numeroClient())), "");
     });
     EXPECT_TRUE(_premier->attendreErreurs("activé par local/client, refusé à local/autre"));
-    Etranger meme(cible.port, "127.0.0.1", presenter(certificatClient).get());
-    EXPECT_EQ(meme.demander(ping), "");
+    EXPECT_EQ(Etranger(service().port, ICI, presenter(certificatClient).get()).demander(ping), "");
 }
 
 // Neither side falls back to plain text, nor does it speak with a peer of another authority.
@@ -186,110 +263,70 @@ TEST(TLS, RienDAutreQueTLSEntreClientEtServeur)
 {
     const AvecCertificats ici;
     const AvecCertificats ailleurs;
-    const essais::DossierTemporaire dossier;
-    const ServeurReel enClair(dossier.fichier("a.db"), {"--trace", "0"});
-    const ServeurReel autreAutorite(dossier.fichier("b.db"),
-                                    {"--trace", "0", "--configuration", ailleurs.toml});
-    const ServeurReel bon(dossier.fichier("c.db"), {"--trace", "0", "--configuration", ici.toml});
-    const std::string port = std::to_string(bon.port());
-
-    const auto activer = [&](const orix::Configuration& reglages, const std::string& url) {
-        orix::Configuration configuration = reglages;
-        configuration[orix::cle::routage]["cdv"] = {url};
-        configuration[orix::cle::niveauTrace] = 0;
-        int argc = 0;
-        std::string message;
-        EXPECT_EQ(orix::initialiser(argc, nullptr, configuration, &message), orix::OXS_OK) << message;
-        const orix::OXstatut statut = OXcdvCliItf::active(essais::SERVICE);
-        if (statut == orix::OXS_OK) {
-            const Appel appel = essais::Callbacks::instance().attendre();
-            EXPECT_EQ(appel.nom, "activeCB");
-            EXPECT_EQ(appel.statut, orix::OXS_OK);
-        }
-        orix::detruireOXcdvCliItfAdaptateur();
-        EXPECT_EQ(orix::terminer(), orix::OXS_OK);
-        return statut;
-    };
+    const ServeurTLS enClair("");
+    const ServeurTLS autreAutorite(ailleurs.toml);
+    const ServeurTLS bon(ici.toml);
+    const std::string bonEnClair =
+        "corbaloc:iiop:127.0.0.1:" + std::to_string(bon.programme.port()) + "/Noyau";
+    const struct
+    {
+        orix::Configuration client;
+        std::string url;
+        orix::OXstatut statut;
+    } cas[] = {{{}, enClair.programme.url(), orix::OXS_OK},
+               {ici.reglagesClient, enClair.programme.url(), orix::OXS_CONNEXION_IMPOSSIBLE},
+               {ici.reglagesClient, autreAutorite.programme.url(), orix::OXS_CONNEXION_IMPOSSIBLE},
+               {ici.reglagesClient, bon.programme.url(), orix::OXS_OK},
+               {ici.reglagesClient, bonEnClair, orix::OXS_CONNEXION_IMPOSSIBLE},
+               {{}, bonEnClair, orix::OXS_CONNEXION_IMPOSSIBLE},
+               {ailleurs.reglagesClient, bon.programme.url(), orix::OXS_CONNEXION_IMPOSSIBLE}};
     // In one process, one after another: nothing of a run is left in the next.
-    const orix::Configuration sans;
-    const orix::Configuration avec = reglagesClient(ici);
-    for (int tour = 0; tour < 2; ++tour) {
-        EXPECT_EQ(activer(sans, enClair.url()), orix::OXS_OK);
-        EXPECT_EQ(activer(avec, enClair.url()), orix::OXS_CONNEXION_IMPOSSIBLE);
-        EXPECT_EQ(activer(avec, autreAutorite.url()), orix::OXS_CONNEXION_IMPOSSIBLE);
-        EXPECT_EQ(activer(avec, bon.url()), orix::OXS_OK);
-        EXPECT_EQ(activer(avec, "corbaloc:iiop:127.0.0.1:" + port + "/Noyau"),
-                  orix::OXS_CONNEXION_IMPOSSIBLE);
-        EXPECT_EQ(activer(sans, "corbaloc:iiop:127.0.0.1:" + port + "/Noyau"),
-                  orix::OXS_CONNEXION_IMPOSSIBLE);
-        EXPECT_EQ(activer(reglagesClient(ailleurs), bon.url()), orix::OXS_CONNEXION_IMPOSSIBLE);
-    }
+    for (int tour = 0; tour < 2; ++tour)
+        for (const auto& [client, url, statut] : cas)
+            EXPECT_EQ(activer(client, {url}), statut) << url;
 }
 
 // A certificate may be left optional; one of another authority is refused all the same.
 TEST(TLS, CertificatFacultatif)
 {
-    const AvecCertificats fichiers;
-    Certificats autre;
-    const orix::Configuration tls = reglagesTLS(fichiers.certificats, fichiers.certificatClient);
-    const std::string toml = fichierTOML(fichiers.certificats, tls);
-    std::ofstream(toml, std::ios::app) << "exiger_certificat = false\n";
-    const essais::DossierTemporaire dossier;
-    const ServeurReel serveur(dossier.fichier("a.db"), {"--trace", "0", "--configuration", toml});
-    const std::string requete = giop::requete("Noyau", "_non_existent");
-    const auto demander = [&](SSL_CTX* contexte) {
-        return Etranger(serveur.port(), "127.0.0.1", contexte).demander(requete);
-    };
-    EXPECT_EQ(demander(presenter("").get()), "");
-    EXPECT_EQ(demander(presenter(autre.emettre()).get()), "closed");
-    EXPECT_EQ(demander(nullptr), "closed");
+    const AvecCertificats ici;
+    const ServeurTLS serveur(
+        fichierTOML(ici.certificats, ici.reglagesServeur, "exiger_certificat = false\n"));
+    EXPECT_EQ(serveur.demander(""), "");
+    EXPECT_EQ(serveur.demander(Certificats().emettre()), "closed");
+    EXPECT_EQ(serveur.demander(nullptr), "closed");
 }
 
 // Behind the first URL is a certificate of the authority, of a process that is no server.
 TEST(TLS, UnCertificatQuiNEstPasDUnServeurNEstPasAppele)
 {
-    AvecCertificats fichiers;
-    const std::string bon = fichiers.toml;
-    const essais::DossierTemporaire dossier;
-    const ServeurReel serveur(dossier.fichier("a.db"), {"--trace", "0", "--configuration", bon});
-    fichierTOML(fichiers.certificats,
-                reglagesTLS(fichiers.certificats, fichiers.certificats.emettre("autre client")));
-    const ServeurReel imposteur(dossier.fichier("a.db"), {"--trace", "0", "--configuration", bon});
-    orix::Configuration reglages = reglagesClient(fichiers);
+    AvecCertificats ici;
+    const ServeurTLS serveur(ici.toml);
+    const ServeurTLS imposteur(
+        fichierTOML(ici.certificats, reglagesTLS(ici.certificats, ici.certificats.emettre("autre client"))));
+    orix::Configuration reglages = ici.reglagesClient;
     reglages[orix::cle::nomsServeurs] = {"secours", "serveur"};
-    reglages[orix::cle::routage]["cdv"] = {imposteur.url(), serveur.url()};
-    int argc = 0;
-    ASSERT_EQ(orix::initialiser(argc, nullptr, reglages), orix::OXS_OK);
-    EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_CONNEXION_IMPOSSIBLE);
-    EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_OK);
-    EXPECT_EQ(essais::Callbacks::instance().attendre("activeCB").statut, orix::OXS_OK);
-    orix::detruireOXcdvCliItfAdaptateur();
-    EXPECT_EQ(orix::terminer(), orix::OXS_OK);
+    const std::vector<std::string> urls{imposteur.programme.url(), serveur.programme.url()};
+    EXPECT_EQ(activer(reglages, urls), orix::OXS_CONNEXION_IMPOSSIBLE);
+    EXPECT_EQ(activer(reglages, urls, 2), orix::OXS_OK);
 }
 
 TEST(TLS, UnCertificatRevoqueNEntrePlusApresLaRelecture)
 {
-    AvecCertificats fichiers;
-    const std::string revoque = fichiers.certificats.emettre("revoque");
-    const std::string liste = fichiers.certificats.revoquer();
-    std::ofstream(fichiers.toml, std::ios::app) << "liste_revocation = \"" << liste << "\"\n";
-    const essais::DossierTemporaire dossier;
-    ServeurReel serveur(dossier.fichier("a.db"), {"--configuration", fichiers.toml, "--trace", "100"});
-    const auto demander = [&](const std::string& certificat) {
-        return Etranger(serveur.port(), "127.0.0.1", presenter(certificat).get())
-            .demander(giop::requete("Noyau", "_non_existent"));
-    };
-    EXPECT_EQ(demander(revoque), "");
-    fichiers.certificats.revoquer(revoque);
-    serveur.signaler(SIGHUP);
-    EXPECT_TRUE(serveur.attendreErreurs("Fichiers TLS relus"));
-    EXPECT_EQ(demander(revoque), "closed");
-    EXPECT_EQ(demander(fichiers.certificatClient), "");
-    fichiers.certificats.ecrire("revoques.pem", "ceci n'est pas une liste\n");
-    serveur.signaler(SIGHUP);
-    EXPECT_TRUE(serveur.attendreErreurs("Fichiers TLS refusés"));
-    EXPECT_EQ(demander(revoque), "closed");
-    EXPECT_EQ(demander(fichiers.certificatClient), "");
+    AvecCertificats ici;
+    const std::string revoque = ici.certificats.emettre("revoque");
+    ServeurTLS serveur(
+        fichierTOML(ici.certificats, ici.reglagesServeur,
+                    "liste_revocation = \"" + ici.certificats.revoquer() + "\"\n[trace]\nniveau = 100\n"));
+    EXPECT_EQ(serveur.demander(revoque), "");
+    ici.certificats.revoquer(revoque);
+    for (const char* dit : {"Fichiers TLS relus", "Fichiers TLS refusés"}) {
+        serveur.programme.signaler(SIGHUP);
+        EXPECT_TRUE(serveur.programme.attendreErreurs(dit));
+        EXPECT_EQ(serveur.demander(revoque), "closed");
+        EXPECT_EQ(serveur.demander(ici.certificatClient), "");
+        ici.certificats.ecrire("revoques.pem", "ceci n'est pas une liste\n");
+    }
 }
 
 // Each mistake in the files is told in one line that names the key, the file and what was expected, by the
@@ -297,24 +334,20 @@ TEST(TLS, UnCertificatRevoqueNEntrePlusApresLaRelecture)
 TEST(TLS, FichiersFaux)
 {
     Certificats certificats;
-    Certificats autre;
+    const Certificats autre;
     const std::string bon = certificats.emettre();
     const std::string secret = certificats.emettre(Demande().protegee("sesame"));
     const std::string dossier = bon.substr(0, bon.rfind('/'));
-    const auto contenu = [](const std::string& fichier) {
-        std::ostringstream texte;
-        texte << std::ifstream(fichier).rdbuf();
-        return texte.str();
-    };
     const std::string ca = certificats.autorite();
-    const std::string seulCertificat = certificats.ecrire("seul.pem", contenu(ca));
+    const std::string seulCertificat = certificats.ecrire("seul.pem", essais::lireFichier(ca));
     const std::string texte = certificats.ecrire("texte.pem", "ceci n'est pas un certificat\n");
-    const std::string clePareille = [&] {
-        const std::string un = contenu(bon);
-        const std::string deux = contenu(certificats.emettre());
-        return certificats.ecrire("melange.pem", un.substr(0, un.find("-----BEGIN PRIVATE")) +
-                                                     deux.substr(deux.find("-----BEGIN PRIVATE")));
-    }();
+    const auto moitie = [](const std::string& fichier, bool cle) {
+        const std::string tout = essais::lireFichier(fichier);
+        const std::size_t milieu = tout.find("-----BEGIN PRIVATE");
+        return cle ? tout.substr(milieu) : tout.substr(0, milieu);
+    };
+    const std::string clePareille =
+        certificats.ecrire("melange.pem", moitie(bon, false) + moitie(certificats.emettre(), true));
     const struct
     {
         std::string autorite;
@@ -343,14 +376,14 @@ TEST(TLS, FichiersFaux)
         {ca, certificats.emettre(Demande().avecCle("-newkey rsa:1024")), "", "certificat", "certificat-",
          "too"}, // "key too small", "too weak"
     };
+    int argc = 0;
+    std::string message;
     for (const auto& c : cas) {
         orix::Configuration configuration;
         configuration[orix::cle::certificatAutorite] = c.autorite;
         configuration[orix::cle::certificat] = c.certificat;
         configuration[orix::cle::motDePasse] = c.motDePasse;
         const std::string cle = "[tls] " + std::string(c.cle);
-        int argc = 0;
-        std::string message;
         testing::internal::CaptureStderr();
         EXPECT_EQ(orix::initialiser(argc, nullptr, configuration, &message), orix::OXS_MAUVAISE_CONF);
         EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
@@ -361,17 +394,13 @@ TEST(TLS, FichiersFaux)
                           {"--base", certificats.ecrire("a.db", ""), "--port", "0", "--configuration",
                            fichierTOML(certificats, configuration)});
         EXPECT_EQ(serveur.attendreFin(), 2);
-        const std::string erreurs = serveur.erreurs();
-        EXPECT_THAT(erreurs,
-                    AllOf(StartsWith("cdv-serveur : "), HasSubstr(cle + " : "), HasSubstr(c.fichier)));
-        EXPECT_EQ(std::count(erreurs.begin(), erreurs.end(), '\n'), 1) << erreurs;
+        EXPECT_THAT(serveur.erreurs(), MatchesRegex("cdv-serveur : [^\n]*\n"));
+        EXPECT_THAT(serveur.erreurs(), AllOf(HasSubstr(cle + " : "), HasSubstr(c.fichier)));
     }
 
     // After all these, the right ones.
     orix::Configuration configuration = reglagesTLS(certificats, secret);
     configuration[orix::cle::motDePasse] = "sesame";
-    int argc = 0;
-    std::string message;
     EXPECT_EQ(orix::initialiser(argc, nullptr, configuration, &message), orix::OXS_OK) << message;
     EXPECT_EQ(orix::terminer(), orix::OXS_OK);
 }

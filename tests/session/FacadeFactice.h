@@ -2,16 +2,19 @@
 #define FACADEFACTICE_H
 
 #include "FileAttente.h"
+#include "OXcdvCliCB.h"
 #include "OXcdvCliItf.h"
 #include "OXvol_completData.h"
-
-#include <atomic>
-#include <functional>
-#include <string>
-#include <thread>
-#include <vector>
+#include "orix/OXchaine.h"
 
 namespace essais {
+
+inline std::shared_ptr<OXvol_completData> volBrut(const std::string& identifiant)
+{
+    auto vol = std::make_shared<OXvol_completData>();
+    vol->ecrire_gidentifiant(OXdupliqueChaine(identifiant.c_str()));
+    return vol;
+}
 
 /// The callback thread: runs what is posted, in order.
 class FilCallbacks
@@ -24,7 +27,12 @@ class FilCallbacks
     }
     void poster(std::function<void()> appel) { _appels.poser(std::move(appel)); }
     /// Waits until everything posted so far has run.
-    void vider();
+    void vider()
+    {
+        const auto passe = std::make_shared<std::promise<void>>();
+        poster([passe] { passe->set_value(); });
+        passe->get_future().wait();
+    }
     /// Runs a callback. To be set before there is any.
     std::function<void(const std::function<void()>&)> executer = [](const auto& appel) { appel(); };
 
@@ -40,9 +48,32 @@ class FilCallbacks
 class Facade
 {
   public:
-    Facade();
-    ~Facade();
-    static Facade& instance();
+    Facade()
+        : surActive([this] {
+              if (!passer(Etat::inactif, Etat::enCours, [] {}))
+                  return estActif() ? orix::OXS_SERVICE_DEJA_ACTIVE : orix::OXS_ACTIVATION_EN_COURS;
+              if (accepte)
+                  accepter();
+              return orix::OXS_OK;
+          }),
+          surDesactive([this] {
+              return passer(Etat::actif, Etat::inactif, [] {}) ? orix::OXS_OK : orix::OXS_SERVICE_NON_ACTIVE;
+          }),
+          surRequete([](const Requete&) { return orix::OXS_OK; })
+    {
+        _facade = this;
+        fil.executer = [this](const auto& appel) {
+            surPoint();
+            appel();
+            surPoint();
+        };
+    }
+    ~Facade()
+    {
+        fil.vider(); // what was posted still calls
+        _facade = nullptr;
+    }
+    static Facade& instance() { return *_facade; }
 
     struct Requete
     {
@@ -66,31 +97,106 @@ class Facade
 
     /// @name The server answers the activation that is under way, if there is one
     /// @{
-    void accepter();
-    void refuser();
-    void accepterTropTard(); ///< the loss of the connection is told before its acceptance
+    void accepter()
+    {
+        passer(Etat::enCours, Etat::actif, [this] { _posterActivation(orix::OXS_OK); });
+    }
+    void refuser()
+    {
+        passer(Etat::enCours, Etat::inactif, [this] { _posterActivation(orix::OXS_NOK); });
+    }
+    /// the loss of the connection is told before its acceptance
+    void accepterTropTard()
+    {
+        passer(Etat::enCours, Etat::inactif, [this] {
+            _posterPerte(orix::OXS_SERVICE_NON_ACTIVE);
+            _posterActivation(orix::OXS_OK);
+        });
+    }
     /// @}
-    bool estActif();
-    bool estEnCours();
+    bool estActif()
+    {
+        return passer(Etat::actif, Etat::actif, [] {});
+    }
+    bool estEnCours()
+    {
+        return passer(Etat::enCours, Etat::enCours, [] {});
+    }
 
     /// @name Callbacks, on the callback thread
     /// @{
-    void perdre(orix::OXstatut statut); ///< if there is a connection
+    /// if there is a connection
+    void perdre(orix::OXstatut statut)
+    {
+        passer(Etat::actif, Etat::inactif, [&] { _posterPerte(statut); });
+    }
     /// The answer to "cree", "modifie", "supprime", "consulte", or the end of a "liste".
-    void repondre(const std::string& operation, int idOp, int code = 0);
+    void repondre(const std::string& operation, int idOp, int code = 0)
+    {
+        const std::shared_ptr<OXvol_completData> vol = volBrut("V");
+        fil.poster([=] {
+            if (operation == "cree")
+                OXcdvCliCB::cree_vol_completCB(code, vol.get(), idOp);
+            else if (operation == "modifie")
+                OXcdvCliCB::modifie_vol_completCB(code, vol.get(), idOp);
+            else if (operation == "consulte")
+                OXcdvCliCB::consulte_vol_completCB(code, vol.get(), idOp);
+            else if (operation == "supprime")
+                OXcdvCliCB::supprime_vol_completCB(code, idOp);
+            else
+                OXcdvCliCB::fin_liste_vol_completCB(code, idOp);
+        });
+    }
     void repondre(const Requete& requete, int code = 0) { repondre(requete.operation, requete.idOp, code); }
-    void repondreTout();                                    ///< to all that ever came
-    void envoyer(int idOp, const std::string& identifiant); ///< one record of a listing
+    /// to all that ever came
+    void repondreTout()
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        for (const Requete& requete : _requetes)
+            repondre(requete);
+    }
+    /// one record of a listing
+    void envoyer(int idOp, const std::string& identifiant)
+    {
+        fil.poster([idOp, vol = volBrut(identifiant)] { OXcdvCliCB::liste_vol_completCB(vol.get(), idOp); });
+    }
     FilCallbacks fil;
     /// @}
 
-    Requete derniere();
-    std::size_t nombreRequetes();
+    Requete derniere()
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        return _requetes.back();
+    }
+    std::size_t nombreRequetes()
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        return _requetes.size();
+    }
     int activations() const { return _activations; }
 
-    orix::OXstatut active();
-    orix::OXstatut desactive();
-    orix::OXstatut demander(const char* operation, OXvol_completData* vol, int& idOp);
+    orix::OXstatut active()
+    {
+        ++_activations;
+        return entre(surActive);
+    }
+    orix::OXstatut desactive() { return entre(surDesactive); }
+    orix::OXstatut demander(const char* operation, OXvol_completData* vol, int& idOp)
+    {
+        return entre([&] {
+            Requete requete;
+            {
+                const std::lock_guard<std::mutex> verrou(_mutex);
+                if (_etat != Etat::actif)
+                    return orix::OXS_SERVICE_NON_ACTIVE;
+                requete = {operation, vol->m_gidentifiant != nullptr ? vol->m_gidentifiant : "",
+                           static_cast<int>(_requetes.size()) + 1};
+                _requetes.push_back(requete);
+            }
+            idOp = requete.idOp;
+            return surRequete(requete);
+        });
+    }
 
   private:
     enum class Etat
@@ -101,10 +207,33 @@ class Facade
     };
     /// Moves on if it is in that state, and posts the callbacks under the same lock.
     template <class Suite>
-    bool passer(Etat de, Etat a, Suite suite);
+    bool passer(Etat de, Etat a, Suite suite)
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        if (_etat != de)
+            return false;
+        _etat = a;
+        suite();
+        return true;
+    }
 
-    orix::OXstatut entre(const std::function<orix::OXstatut()>& fonction);
+    void _posterActivation(orix::OXstatut statut)
+    {
+        fil.poster([=] { OXcdvCliCB::activeCB(statut, "cdv1", "machine"); });
+    }
+    void _posterPerte(orix::OXstatut statut)
+    {
+        fil.poster([=] { OXcdvCliCB::deconnexionCB(statut); });
+    }
+    orix::OXstatut entre(const std::function<orix::OXstatut()>& fonction)
+    {
+        surPoint();
+        const orix::OXstatut statut = fonction();
+        surPoint();
+        return statut;
+    }
 
+    static inline Facade* _facade = nullptr;
     std::mutex _mutex;
     Etat _etat = Etat::inactif;
     std::vector<Requete> _requetes;

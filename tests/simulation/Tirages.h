@@ -1,12 +1,20 @@
 #ifndef TIRAGES_H
 #define TIRAGES_H
 
-#include "Simulation.h"
-
 #include <cstdint>
 #include <random>
 
 namespace essais {
+
+/// Where the events come from: a seed, or the bytes of a fuzzer.
+class Choix
+{
+  public:
+    virtual ~Choix() = default;
+    /// From 0 to borne - 1.
+    virtual unsigned tirer(unsigned borne) = 0;
+    bool unSur(unsigned n) { return tirer(n) == 0; }
+};
 
 class Graine : public Choix
 {

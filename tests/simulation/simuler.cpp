@@ -1,5 +1,5 @@
 // Simulates sessions for so many seconds, from a seed on: each session has the next one.
-#include "Tirages.h"
+#include "Simulation.h"
 
 #include <chrono>
 #include <cstdlib>

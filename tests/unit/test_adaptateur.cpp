@@ -1,28 +1,19 @@
 // The adapter, the facade and the servants: what they trace, return and tell, as transcripts; and how they
 // end.
 #include "CapteurTraces.h"
+#include "Masque.h"
 #include "OXcdvCliItf.h"
 #include "OXcdvClientVersServeurHandlerImplementation.h"
 #include "OXcdvServeurVersClientImplementation.h"
-#include "OXvol_completData.h"
 #include "ServeurEssai.h"
 #include "Transcription.h"
 #include "orix/OXchaine.h"
 #include "orix/interne/Echec.h"
 #include "orix/interne/TableInformationsConnexions.h"
 
-#include <gmock/gmock.h>
-
 #ifdef __SANITIZE_ADDRESS__
 #include <sanitizer/lsan_interface.h>
 #endif
-
-#include <future>
-#include <memory>
-#include <regex>
-#include <sstream>
-#include <thread>
-#include <utility>
 
 using namespace orix;
 using testing::ElementsAre;
@@ -30,7 +21,17 @@ using Etat = OXcdvCliItfAdaptateur;
 
 namespace {
 
-using Adaptateur = essais::AvecNoyau;
+class Adaptateur : public essais::AvecNoyau
+{
+  protected:
+    /// The middleware with other settings.
+    void redemarrer(const std::function<void(Configuration&)>& changer)
+    {
+        changer(reglages);
+        orix::terminer();
+        demarrer();
+    }
+};
 
 /// Writes down what the adapter does: the lines that it traces, the calling thread's first, what its
 /// functions return, what the application is told, and where that leaves the client.
@@ -52,8 +53,7 @@ class Transcription : public essais::AvecNoyau
         std::string autresFils;
         {
             const essais::EcouteTraces ecoute([&, ici = std::this_thread::get_id()](const LigneTrace& ligne) {
-                static const std::regex TRANSCRITS("OXcdv.*|OXnoyau");
-                if (!std::regex_match(ligne.fichier, TRANSCRITS))
+                if (ligne.fichier.rfind("OXcdv", 0) != 0 && ligne.fichier != "OXnoyau")
                     return;
                 (ici == std::this_thread::get_id() ? texte : autresFils) += _transcrire(ligne);
                 panne(ligne);
@@ -102,7 +102,7 @@ class Transcription : public essais::AvecNoyau
             signature = ligne.fonction; // whole: what is traced for the application
         std::string resultat = std::to_string(ligne.niveau) + " " + signature + ": " + ligne.message + "\n";
         for (const char* variable : {"127.0.0.1:\\d+", "(resoudre l'url|le narrow): [^\n]+", "CORBA = \\d+"})
-            resultat = std::regex_replace(resultat, std::regex(variable), "...");
+            resultat = essais::masquer(resultat, variable);
         return resultat;
     }
     void _finir(const Etat& adaptateur)
@@ -213,7 +213,7 @@ TEST_F(Transcription, OfTheAdapter)
         a.notifierEchecActivation(OXS_REPLY_ERROR);
         attendreCallback();
     });
-    essais::comparerTranscription("adaptateur.txt", texte);
+    essais::comparerTranscription("unit/adaptateur.txt", texte);
 }
 
 using Requete = OXstatut (*)(OXvol_completData*, int&) noexcept;
@@ -369,7 +369,7 @@ TEST_F(TranscriptionMessages, OfTheMessages)
               demanderTout();
               rendre(OXcdvCliItf::desactive());
           }));
-    essais::comparerTranscription("messages.txt", texte);
+    essais::comparerTranscription("unit/messages.txt", texte);
 }
 
 /// What the server learns of its client.
@@ -402,14 +402,9 @@ TEST_F(Adaptateur, CORBAExceptionInADisconnectionEndsTheProcess)
     EXPECT_DEATH(deconnecter(), "reported; .*orix::Echec");
 }
 
-class AdaptateurPresse : public essais::AvecNoyau
+TEST_F(Adaptateur, GivesUpAServerOfAnotherVersionAsOneThatDoesNotAnswer)
 {
-  protected:
-    AdaptateurPresse() { reglages[orix::cle::delaiActivation] = std::chrono::milliseconds(300); }
-};
-
-TEST_F(AdaptateurPresse, GivesUpAServerOfAnotherVersionAsOneThatDoesNotAnswer)
-{
+    redemarrer([](auto& r) { r[orix::cle::delaiActivation] = std::chrono::milliseconds(300); });
     premier.version[1] = 1;
     OXcdvCliItfAdaptateur& adaptateur = *oxcdvCliItfAdaptateur();
     EXPECT_EQ(OXS_OK, adaptateur.active("cdv"));
@@ -421,14 +416,9 @@ TEST_F(AdaptateurPresse, GivesUpAServerOfAnotherVersionAsOneThatDoesNotAnswer)
     EXPECT_EQ(OXroutage::DeuxiemeServeur, adaptateur.lireServeurCourant());
 }
 
-class AdaptateurFileCourte : public essais::AvecNoyau
+TEST_F(Adaptateur, EndsWhileANotificationWaitsForAPlaceInTheQueue)
 {
-  protected:
-    AdaptateurFileCourte() { reglages[orix::cle::capaciteFileCB] = 1; }
-};
-
-TEST_F(AdaptateurFileCourte, EndsWhileANotificationWaitsForAPlaceInTheQueue)
-{
+    redemarrer([](auto& r) { r[orix::cle::capaciteFileCB] = 1; });
     activer();
     struct Etapes
     {
@@ -462,15 +452,10 @@ TEST_F(AdaptateurFileCourte, EndsWhileANotificationWaitsForAPlaceInTheQueue)
     detruireOXcdvCliItfAdaptateur();
 }
 
-class AdaptateurDelaiCourt : public essais::AvecNoyau
-{
-  protected:
-    AdaptateurDelaiCourt() { reglages[orix::cle::delaiAppel] = std::chrono::milliseconds(50); }
-};
-
 /// The client ends while a notification is inside, and stays there longer than a call may last.
-TEST_F(AdaptateurDelaiCourt, TheServantOfOneThatStaysIsNotPulledFromUnderIt)
+TEST_F(Adaptateur, TheServantOfOneThatStaysIsNotPulledFromUnderIt)
 {
+    redemarrer([](auto& r) { r[orix::cle::delaiAppel] = std::chrono::milliseconds(50); });
     {
 #ifdef __SANITIZE_ADDRESS__
         const __lsan::ScopedDisabler abandon; // what is made here is left on purpose

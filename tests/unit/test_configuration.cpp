@@ -1,13 +1,7 @@
 #include "DossierTemporaire.h"
+#include "Transcription.h"
 #include "orix/Configuration.h"
 #include "orix/Processus.h"
-
-#include <gtest/gtest.h>
-
-#include <unistd.h>
-
-#include <algorithm>
-#include <fstream>
 
 using orix::Configuration;
 using orix::ErreurConfiguration;
@@ -29,20 +23,7 @@ std::string erreur(const std::string& texte)
 
 TEST(Configuration, UneErreurTientEnUneLigneQuiDitOuEtQuoi)
 {
-    std::ifstream cas(OXCDV_SOURCES "/tests/unit/refus.txt");
-    std::string toml;
-    int refus = 0;
-    for (std::string ligne; std::getline(cas, ligne);) {
-        if (ligne.rfind("=> ", 0) == 0) {
-            EXPECT_EQ(erreur(toml), "essai.toml:" + ligne.substr(3));
-            ++refus;
-        }
-        if (ligne.empty() || ligne.rfind("=> ", 0) == 0)
-            toml.clear();
-        else
-            toml += ligne + "\n";
-    }
-    EXPECT_GE(refus, 15);
+    essais::rejouer("unit/refus.txt", [](auto&, auto& toml) { return erreur(toml) + "\n"; });
     const std::string malforme = erreur("[orb]\ndelai_appel_ms = \n");
     EXPECT_EQ(malforme.find("essai.toml:2: malformed TOML: "), 0u) << malforme;
     EXPECT_EQ(malforme.find('\n'), std::string::npos) << malforme;
@@ -79,10 +60,15 @@ TEST(Configuration, UneErreurDonneSesPartiesEtSeDitEnFrancais)
 
 TEST(Configuration, UneValeurDuProgrammeEstVerifieeAussi)
 {
+    Configuration sansTLS[5];
+    sansTLS[0][orix::cle::exigerCertificat] = false; // of what TLS?
+    sansTLS[1][orix::cle::nomsServeurs] = {"serveur"};
+    sansTLS[2][orix::cle::listeRevocation] = "/dev/null";
+    sansTLS[3][orix::cle::accesActivation] = {"client"};
+    sansTLS[4][orix::cle::accesEcriture] = {};
+    for (const Configuration& c : sansTLS)
+        EXPECT_THROW(c.verifier("essai"), ErreurConfiguration) << &c - sansTLS;
     Configuration configuration;
-    configuration[orix::cle::exigerCertificat] = false; // of what TLS?
-    EXPECT_THROW(configuration.verifier("essai"), ErreurConfiguration);
-    configuration[orix::cle::exigerCertificat] = true;
     configuration[orix::cle::delaiPing] = milliseconds(0);
     int argc = 0;
     std::string message;

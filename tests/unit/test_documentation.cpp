@@ -1,15 +1,9 @@
 // docs/configuration.md against the configuration as it is: every key, its default, its range.
 #include "OXcdvCliCode.h"
+#include "Transcription.h"
 #include "orix/Configuration.h"
 
-#include <gmock/gmock.h>
-
-#include <fstream>
-#include <map>
-#include <optional>
 #include <regex>
-#include <set>
-#include <sstream>
 
 using orix::Configuration;
 using orix::ErreurConfiguration;
@@ -22,14 +16,7 @@ struct Rang
     std::string etendue;
 };
 
-std::string lireDocument(const std::string& nom)
-{
-    std::ifstream flux(std::string(OXCDV_SOURCES) + "/" + nom);
-    std::ostringstream texte;
-    texte << flux.rdbuf();
-    EXPECT_FALSE(texte.str().empty()) << nom;
-    return texte.str();
-}
+std::string lireDocument(const std::string& nom) { return essais::lireFichier(OXCDV_SOURCES "/" + nom); }
 
 /// The rows of the table, by "[table] key".
 std::map<std::string, Rang> cles()
@@ -83,7 +70,10 @@ std::map<std::string, std::string> valeurs(const Configuration& c)
         {"[tls] mot_de_passe", c[orix::cle::motDePasse]},
         {"[tls] exiger_certificat", c[orix::cle::exigerCertificat] ? "true" : "false"},
         {"[tls] noms_serveurs", c[orix::cle::nomsServeurs].empty() ? "" : c[orix::cle::nomsServeurs].front()},
-        {"[tls] liste_revocation", c[orix::cle::listeRevocation]}};
+        {"[tls] liste_revocation", c[orix::cle::listeRevocation]},
+        {"[acces] lecture", c[orix::cle::accesLecture].at(0)},
+        {"[acces] ecriture", c[orix::cle::accesEcriture].at(0)},
+        {"[acces] activation", c[orix::cle::accesActivation].at(0)}};
 }
 
 /// What comes of the key given that value, in TOML; nothing when it is refused.
@@ -132,7 +122,7 @@ TEST(Documentation, ChaqueCleEstDecriteEtArriveASaPlace)
             continue;
         }
         EXPECT_FALSE(affecter(cle, "-1")) << cle << " takes a number, whose range is not given";
-        if (cle.find("[tls]") == 0)
+        if (cle.find("[tls]") == 0 || cle.find("[acces]") == 0)
             continue; // those want files, and each other
         if (cle == "[orb] points_acces")
             verifierPlace(cle, "[\"[::1]:7\"]", "[::1]:7");

@@ -3,20 +3,6 @@
 #include "Etranger.h"
 #include "LiaisonORB.h"
 
-#include <gtest/gtest.h>
-
-#include <arpa/inet.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <atomic>
-#include <cstring>
-#include <future>
-#include <string>
-#include <utility>
-#include <vector>
-
 namespace giop = essais::giop;
 
 namespace {
@@ -27,64 +13,28 @@ constexpr std::chrono::seconds PATIENCE(30);
 class Pair
 {
   public:
-    Pair()
-    {
-        const int octets = 4096;
-        EXPECT_EQ(setsockopt(_ecoute, SOL_SOCKET, SO_RCVBUF, &octets, sizeof octets), 0);
-        sockaddr_in adresse{};
-        adresse.sin_family = AF_INET;
-        adresse.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t taille = sizeof adresse;
-        auto* const generale = reinterpret_cast<sockaddr*>(&adresse); // how sockets want it
-        EXPECT_EQ(bind(_ecoute, generale, taille), 0);
-        EXPECT_EQ(listen(_ecoute, 1), 0);
-        EXPECT_EQ(getsockname(_ecoute, generale, &taille), 0);
-        _url = "corbaloc:iiop:127.0.0.1:" + std::to_string(ntohs(adresse.sin_port)) + "/Pair";
-    }
-    ~Pair() { fermer(); }
-
-    const std::string& url() const { return _url; }
-    void accepter() { _prise = accept(_ecoute, nullptr, nullptr); }
+    std::string url() const { return "corbaloc:iiop:127.0.0.1:" + std::to_string(_ecoute.port()) + "/Pair"; }
+    void accepter() { _client.emplace(_ecoute); }
     void fermer() ///< nobody is there any more
     {
-        close(std::exchange(_prise, -1));
-        close(std::exchange(_ecoute, -1));
+        _client.reset();
+        _ecoute.fermer();
     }
-
     /// The argument of each request, in the order of their arrival; until there are so many or the client
     /// closes.
     std::vector<int> lire(std::size_t nombre)
     {
         std::vector<int> lus;
-        std::string message;
-        while (lus.size() < nombre && recevoir(message))
-            if (message[7] == giop::REQUEST) {
-                std::int32_t argument = 0;
-                std::memcpy(&argument, &message[message.size() - sizeof argument], sizeof argument);
-                lus.push_back(argument);
-            }
+        for (std::string message = "?"; lus.size() < nombre && !message.empty();)
+            if (message = _client->recevoir(); !message.empty() && message[7] == giop::REQUEST)
+                lus.push_back(
+                    static_cast<int>(giop::entier(message, message.size() - sizeof(std::uint32_t))));
         return lus;
     }
 
   private:
-    bool recevoir(std::string& message)
-    {
-        message.resize(giop::TAILLE_ENTETE);
-        if (!lireOctets(message.data(), message.size()))
-            return false;
-        std::uint32_t reste = 0;
-        std::memcpy(&reste, &message[8], sizeof reste);
-        message.resize(giop::TAILLE_ENTETE + reste);
-        return lireOctets(&message[giop::TAILLE_ENTETE], reste);
-    }
-    bool lireOctets(char* octets, std::size_t taille)
-    {
-        return recv(_prise, octets, taille, MSG_WAITALL) == static_cast<ssize_t>(taille);
-    }
-
-    int _ecoute = socket(AF_INET, SOCK_STREAM, 0);
-    int _prise = -1;
-    std::string _url;
+    essais::Muet _ecoute{"127.0.0.1", 4096};
+    std::optional<essais::Etranger> _client;
 };
 
 class EnvoisGroupes : public testing::Test

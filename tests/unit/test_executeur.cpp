@@ -6,14 +6,6 @@
 #include "orix/interne/IExecutable.h"
 #include "orix/interne/Livraison.h"
 
-#include <gmock/gmock.h>
-
-#include <atomic>
-#include <functional>
-#include <future>
-#include <thread>
-#include <vector>
-
 using namespace orix;
 
 namespace {

@@ -4,9 +4,8 @@
 #include "CallbacksEnregistres.h"
 #include "CapteurTraces.h"
 #include "PanneMemoire.h"
+#include "Transcription.h"
 #include "orix/OXchaine.h"
-
-#include <gmock/gmock.h>
 
 #include <array>
 
@@ -60,27 +59,18 @@ TEST(Foncteurs, SeulsCeuxDeTroisArgumentsTracent)
 {
     using Foncteur = orix::FoncteurExecutable3<void (*)(int, OXvol_completData*, int), int,
                                                orix::SmartPtr<OXvol_completData>, int>;
-    const std::string classe = "orix::FoncteurExecutable3<P, T1, T2, T3>";
-    const std::string types = "SmartPtr<OXvol_completData>; T3 = int]";
     essais::CapteurTraces capteur(orix::NTO_PROGRES);
-    orix::IExecutable* const appel = orix::creerOXcdvCliCB_modifie_vol_complet(0, nullptr, 1);
-    delete appel;
-    const std::vector<orix::LigneTrace> lignes = capteur.prendre();
-    ASSERT_EQ(lignes.size(), 3u);
-    for (const orix::LigneTrace& ligne : lignes) {
-        EXPECT_EQ(ligne.niveau, 700);
-        EXPECT_EQ(ligne.fichier, "Executable");
-        EXPECT_NE(ligne.fonction.find(types), std::string::npos) << ligne.fonction;
-    }
-    EXPECT_EQ(lignes[0].message, "sizeof = " + std::to_string(sizeof(Foncteur)));
-    EXPECT_EQ(lignes[0].fonction.rfind(classe + "* orix::creerFoncteurExecutable(P, T1, T2, T3) ", 0), 0u);
-    EXPECT_EQ(lignes[1].message, "Entrée/Sortie.");
-    EXPECT_EQ(lignes[1].fonction.rfind(classe + "::FoncteurExecutable3(P, T1, T2, T3) ", 0), 0u);
-    EXPECT_EQ(lignes[2].message, "Entrée/Sortie.");
-    EXPECT_EQ(lignes[2].fonction.rfind(classe + "::~FoncteurExecutable3() ", 0), 0u);
-
-    delete orix::creerOXcdvCliCB_liste_vol_complet(nullptr, 1);
-    delete orix::creerOXcdvCliCB_supprime_vol_complet(0, 1);
-    delete orix::creerOXcdvCliCB_deconnexion(orix::OXS_OK);
-    EXPECT_TRUE(capteur.prendre().empty());
+    for (orix::IExecutable* const appel : {orix::creerOXcdvCliCB_modifie_vol_complet(0, nullptr, 1),
+                                           orix::creerOXcdvCliCB_deconnexion(orix::OXS_OK),
+                                           orix::creerOXcdvCliCB_liste_vol_complet(nullptr, 1),
+                                           orix::creerOXcdvCliCB_supprime_vol_complet(0, 1)})
+        delete appel;
+    std::string texte;
+    for (const orix::LigneTrace& ligne : capteur.prendre())
+        texte += std::to_string(ligne.niveau) + " " + ligne.fichier + " " + ligne.fonction + ": " +
+                 ligne.message + "\n";
+    const std::string taille = "sizeof = " + std::to_string(sizeof(Foncteur));
+    ASSERT_NE(texte.find(taille), std::string::npos) << texte;
+    essais::comparerTranscription("unit/foncteurs.txt",
+                                  texte.replace(texte.find(taille), taille.size(), "sizeof"));
 }

@@ -1,5 +1,4 @@
 #include "CapteurTraces.h"
-#include "FileAttente.h"
 #include "OXnoyau.h"
 #include "ServeurEssai.h"
 #include "orix/interne/Echec.h"
@@ -11,18 +10,9 @@
 #include "orix/interne/RepondeurNoyau.h"
 #include "orix/interne/SurveillantConnexions.h"
 
-#include <gmock/gmock.h>
-
-#include <functional>
-#include <future>
-#include <thread>
-#include <utility>
-
 using namespace orix;
 using std::chrono::milliseconds;
-using testing::Contains;
-using testing::HasSubstr;
-using testing::StartsWith;
+using namespace testing;
 
 namespace {
 
@@ -308,21 +298,6 @@ TEST_F(Surveillance, CeQueLeServeurEnvoieLeProuveVivant)
     oxSurveillantConnexions()->ajouterSurveillanceServeur("cdv_essai", reference, &adaptateur);
     EXPECT_EQ(adaptateur.attendre(), "automate");
     EXPECT_EQ(pings, 12);
-}
-
-TEST_F(Surveillance, UnPingReponduEffaceLeManque)
-{
-    demarrerAvec(rapide());
-    std::promise<void> assez;
-    serveur.ping = [&, n = 0](int) mutable {
-        if (++n == 20)
-            assez.set_value();
-        if (n % 2 == 1)
-            throw CORBA::TRANSIENT();
-    };
-    surveiller(adaptateur);
-    assez.get_future().wait();
-    EXPECT_EQ(adaptateur.nombre(), 0u);
 }
 
 TEST_F(Surveillance, LAdaptateurQuiRefuseNEstPasRappele)

@@ -2,16 +2,11 @@
 // that does not read.
 #include "CapteurTraces.h"
 #include "DossierTemporaire.h"
+#include "Transcription.h"
 #include "orix/Processus.h"
 #include "orix/TexteSur.h"
 
-#include <gmock/gmock.h>
-
 #include <sys/stat.h>
-
-#include <cstring>
-#include <fstream>
-#include <thread>
 
 using namespace orix;
 using std::chrono::milliseconds;
@@ -33,16 +28,9 @@ constexpr std::size_t LIGNE_MAX = 8192;
 
 TEST(TexteSur, CeQuiAgiraitEstMontre)
 {
-    const std::pair<std::string, std::string> cas[] = {
-        {"Entrée. « œ » \xF0\x9F\x98\x80", "Entrée. « œ » \xF0\x9F\x98\x80"},
-        {std::string("\0\t\n\r\x1b\x7f", 6), "\\x00\\x09\\x0A\\x0D\\x1B\\x7F"},
-        {"\xC2\x80\xC2\x9F\xC2\xA0", "\\x80\\x9F\xC2\xA0"},            // C1, then a letter like others
-        {"\xE2\x80\xAE\xE2\x80\xA8\xD8\x9C", "\\u202E\\u2028\\u061C"}, // turn a line round, or break it
-        {"\xE9t\xE9", "\\xE9t\\xE9"},                                  // another character set
-        {"\xC0\xAF \xED\xA0\x80 \xF4\x90\x80\x80 \xE2\x82", // longer than need be, surrogate, too high, cut
-         "\\xC0\\xAF \\xED\\xA0\\x80 \\xF4\\x90\\x80\\x80 \\xE2\\x82"}};
-    for (const auto& [texte, montre] : cas)
-        EXPECT_EQ(texteSur(texte), montre);
+    essais::rejouer("unit/textes.txt", [](auto&, auto& texte) {
+        return texteSur(essais::octetsDe(texte.substr(0, texte.size() - 1)));
+    });
     EXPECT_EQ(jsonSur("{\n  \"a\": \"é\xC2\x9B\x7F\xE2\x80\xAE\\u001b\"\n}"),
               "{\n  \"a\": \"é\\u009b\\u007f\\u202e\\u001b\"\n}");
 }
@@ -80,17 +68,14 @@ TEST(Trace, LeFichierGardeLesLignesJusquAuSeuil)
     ASSERT_EQ(stat(configuration[orix::cle::fichierTrace].c_str(), &infos), 0);
     EXPECT_EQ(infos.st_mode & 0777, 0640u);
     trace()->tracer(NTO_NOTABLE, "Source", "fonction", 12, "notable é");
-    std::ostringstream tout;
-    tout << std::ifstream(configuration[orix::cle::fichierTrace])
-                .rdbuf(); // without waiting lines, it is there at once
-    EXPECT_THAT(tout.str(), HasSubstr(" 100 Source:12 fonction - notable é\n"));
+    EXPECT_THAT(essais::lireFichier(configuration[orix::cle::fichierTrace]), // no line waits: it is there
+                HasSubstr(" 100 Source:12 fonction - notable é\n"));
     trace()->tracer(5, NTO_REFUS, "Source", "fonction", 13, "refus");
     trace()->tracer(NTO_PROGRES, "Source", "fonction", 14, "progrès");
     EXPECT_EQ(terminer(), OXS_OK);
-    tout.str("");
-    tout << std::ifstream(configuration[orix::cle::fichierTrace]).rdbuf();
-    EXPECT_THAT(tout.str(), HasSubstr(" 300/5 Source:13 fonction - refus\n"));
-    EXPECT_THAT(tout.str(), testing::Not(HasSubstr("progrès")));
+    EXPECT_THAT(
+        essais::lireFichier(configuration[orix::cle::fichierTrace]),
+        testing::AllOf(HasSubstr(" 300/5 Source:13 fonction - refus\n"), testing::Not(HasSubstr("progrès"))));
 }
 
 TEST(Trace, UnTexteVenuDailleursNeFaitQuUneLigne)

@@ -119,10 +119,16 @@ inline constexpr Cle<std::string> certificat{17};
 inline constexpr Cle<std::string> motDePasse{18};
 /// [tls] exiger_certificat: a peer must present a certificate of the authority
 inline constexpr Cle<bool> exigerCertificat{19};
-/// [tls] noms_serveurs: common names of the servers that this process connects to; empty: any
+/// [tls] noms_serveurs: common names of the servers that this process connects to, or patterns like those of
+/// file names; empty: any
 inline constexpr Cle<Liste> nomsServeurs{20};
 /// [tls] liste_revocation: PEM file of the authority's revocation list; empty: none
 inline constexpr Cle<std::string> listeRevocation{21};
+/// [acces] lecture, ecriture, activation: of a server, common names of the clients, or patterns, that may
+/// consult and list; create, change and delete; be activated at all. "*": everybody; empty: nobody.
+inline constexpr Cle<Liste> accesLecture{22};
+inline constexpr Cle<Liste> accesEcriture{23};
+inline constexpr Cle<Liste> accesActivation{24};
 
 } // namespace cle
 

@@ -31,9 +31,9 @@
 /// field. Always OXS_OK. The forms without status drop it.
 ///
 /// construireObjetSpecifique_v3_0_0(), and the constructor from what it makes: the record as it travels, with
-/// "__PtrNULL__" for a text that is not set.
-/// definirVersionValide_v3_0_0(): declares the content valid for version 3.0.0.
-/// operator<<: writes the record, one field a line, for people to read.
+/// "__PtrNULL__" for a text that is not set. For the library's own use: the type is whole where the ORB's
+/// stubs are, which applications neither need nor get. definirVersionValide_v3_0_0(): declares the content
+/// valid for version 3.0.0. operator<<: writes the record, one field a line, for people to read.
 ///
 /// Thread: a record belongs to one thread at a time.
 ///

@@ -51,7 +51,8 @@ class ORIX_API ErreurConfiguration : public std::runtime_error
         signature,           ///< the file of a certificate; the file of the authority that did not sign it
         inapte,              ///< the file of a certificate and a key that TLS does not take
         demesure,            ///< a text too long or nested too deep: how many bytes and levels it may have
-        pemRevocation        ///< a PEM file with a revocation list
+        pemRevocation,       ///< a PEM file with a revocation list
+        tls                  ///< TLS, from which the names of clients are known; no subject
     };
 
     /// Where it is.

@@ -30,6 +30,11 @@ ORIX_API OXstatut initialiser(int& argc, char** argv, const Configuration& confi
 /// null, says what.
 ORIX_API OXstatut relireTLS(std::string* message = nullptr);
 
+/// Opens the file of [trace] again under its name, which may have been given to another file meanwhile; what
+/// was traced before goes to the one that was open. Threads and results as above; when it cannot be opened,
+/// the lines go where they went.
+ORIX_API OXstatut rouvrirTrace(std::string* message = nullptr);
+
 /// Stops the middleware: refuses new work, runs the callbacks that wait, stops the ORB and every thread it
 /// started. Deactivate the services first (and end their adapters): a connection that is still there ends
 /// with the middleware, without a callback, and an activation that is still pending is told by a callback

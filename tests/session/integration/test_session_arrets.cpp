@@ -2,8 +2,6 @@
 #include "Arrets.h"
 #include "CdvSession.h"
 
-#include <gtest/gtest.h>
-
 using namespace std::chrono_literals;
 
 TEST(SessionArrets, TrouveLeServeurRevenu)

@@ -6,24 +6,10 @@
 #include "OXcdvCliConnexion.h"
 #include "ServeurReel.h"
 
-#include <gmock/gmock.h>
-
-#include <atomic>
-#include <csignal>
-#include <iostream>
-#include <map>
-#include <random>
-#include <set>
-#include <thread>
-
 namespace {
 
 using namespace std::chrono_literals;
-using cdv::EtatSession;
-using cdv::Evenement;
-using cdv::Resultat;
-using cdv::Session;
-using cdv::Vol;
+using namespace cdv;
 using Etat = cdv::Resultat::Etat;
 
 Vol unVol(const std::string& identifiant)
@@ -94,26 +80,6 @@ class SessionDeuxServeurs : public ::testing::Test
   private:
     essais::FileAttente<Evenement> _evenements;
 };
-
-TEST_F(SessionDeuxServeurs, UneVieDeVol)
-{
-    Session session{options()};
-    Vol vol;
-    std::string octets; // all that a text can hold
-    for (int octet = 1; octet < 256; ++octet)
-        octets += static_cast<char>(octet);
-    for (const std::string_view nom : Vol::champs())
-        vol.ecrire(nom, octets + std::string(nom));
-    vol.ecrire("identifiant", "A").ecrire("piste", "").effacer("nature");
-    vol.ajouterPoint("LFBO").ajouterChangement({"parking", "B12", std::nullopt});
-    EXPECT_EQ(*session.creer(vol).get().vol, vol);
-    EXPECT_EQ(session.creer(vol).get().texte(), "refused by the server: it already exists (code 1)");
-    EXPECT_EQ(*session.modifier(unVol("A").ecrire("parking", "Z99")).get().vol, vol.ecrire("parking", "Z99"));
-    EXPECT_EQ(*session.consulter(unVol("A")).get().vol, vol);
-    ASSERT_EQ(session.lister(unVol("*")).get().vols.size(), 1u);
-    EXPECT_TRUE(session.supprimer(unVol("A")).get());
-    EXPECT_EQ(session.consulter(unVol("A")).get().code, 2);
-}
 
 TEST_F(SessionDeuxServeurs, LaConnexionEstConnue)
 {
@@ -242,25 +208,6 @@ TEST_F(SessionDeuxServeurs, Tempete)
     EXPECT_GT(nombres[Etat::perdu], 0);
     std::cout << "storm: " << nombres[Etat::fait] << " creations, " << nombres[Etat::perdu]
               << " of unknown outcome; before " << avant << ", after " << apres << std::endl;
-}
-
-TEST_F(SessionDeuxServeurs, AucunServeurPuisUnSeulRevient)
-{
-    Session session{options()};
-    EXPECT_TRUE(session.creer(unVol("A")).get());
-    for (const char* nom : {"cdv2", "cdv1"}) {
-        _serveurs[nom]->signaler(SIGTERM); // in good order: told, not found out
-        _serveurs[nom]->attendreFin();
-    }
-    EXPECT_EQ(attendre(EtatSession::attente).statut, orix::OXS_SERVICE_NON_ACTIVE);
-    const Evenement sansPersonne = attendre(EtatSession::attente); // both were tried
-    EXPECT_FALSE(sansPersonne.perte);
-    EXPECT_GT(sansPersonne.delai, 0ms);
-    EXPECT_EQ(session.consulter(unVol("A")).get().etat, Etat::nonEnvoye);
-
-    _serveurs["cdv2"] = lancer("cdv2", _serveurs["cdv2"]->port());
-    EXPECT_EQ(attendre(EtatSession::active).serveur, "cdv2");
-    EXPECT_EQ(toutLister(session), std::set<std::string>{"A"});
 }
 
 } // namespace

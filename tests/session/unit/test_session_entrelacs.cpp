@@ -5,17 +5,11 @@
 #include "MoteurSession.h"
 #include "PanneMemoire.h"
 
-#include <gmock/gmock.h>
-
 namespace {
 
 using namespace std::chrono_literals;
-using cdv::EtatSession;
-using cdv::Evenement;
-using cdv::Resultat;
-using cdv::Session;
-using essais::PanneMemoire;
-using essais::SansPanne;
+using namespace cdv;
+using namespace essais;
 
 /// Comes back when it is so; false: it never was.
 template <class Condition>

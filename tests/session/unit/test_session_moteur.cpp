@@ -4,18 +4,10 @@
 #include "FacadeFactice.h"
 #include "MoteurSession.h"
 
-#include <future>
-#include <gmock/gmock.h>
-
 namespace {
 
 using namespace std::chrono_literals;
-using cdv::EtatSession;
-using cdv::Evenement;
-using cdv::Options;
-using cdv::Resultat;
-using cdv::Session;
-using cdv::Vol;
+using namespace cdv;
 using essais::Facade;
 using Etat = cdv::Resultat::Etat;
 using ::testing::HasSubstr;
@@ -44,37 +36,15 @@ std::vector<std::string> numeros(int nombre)
     return liste;
 }
 
-/// Something awaited: the test goes on when it comes.
-class Signal
-{
-  public:
-    void donner() { _promesse.set_value(); }
-    void attendre() { _future.wait(); }
-
-  private:
-    std::promise<void> _promesse;
-    std::future<void> _future = _promesse.get_future();
-};
-
-/// The changes of state, as an observer was told.
-class Journal : public essais::FileAttente<Evenement>
-{
-  public:
-    /// The next one, in a line.
-    std::string texte()
-    {
-        const Evenement e = prendre({});
-        return std::string(cdv::texteEtat(e.etat)) + " " + std::to_string(e.statut) +
-               (e.perte ? " loss" : "") + e.serveur;
-    }
-};
-
 class SessionFactice : public ::testing::Test
 {
   protected:
     SessionFactice()
     {
-        options.observateur = [this](const Evenement& evenement) { journal.poser(evenement); };
+        options.observateur = [this](const Evenement& e) { // the changes of state, each in a line
+            journal.poser(std::string(cdv::texteEtat(e.etat)) + " " + std::to_string(e.statut) +
+                          (e.perte ? " loss" : "") + e.serveur);
+        };
     }
 
     /// So many records of the listing that was asked for last.
@@ -84,7 +54,7 @@ class SessionFactice : public ::testing::Test
             facade.envoyer(facade.derniere().idOp, n);
     }
     Facade facade;
-    Journal journal;
+    essais::FileAttente<std::string> journal;
     Options options; ///< observed by the journal
 };
 
@@ -122,7 +92,7 @@ TEST_F(SessionFactice, LaNotificationDepasseLAppel)
 {
     Session session{Options{}};
     constexpr int NOMBRE = 2 * static_cast<int>(cdv::TableDemandes::MAX_DEPOTS);
-    Signal borne;
+    essais::Signal borne;
     facade.surRequete = [&](const Facade::Requete& requete) {
         for (int n = 1; n <= NOMBRE; ++n) {
             facade.envoyer(requete.idOp, std::to_string(n));
@@ -142,7 +112,7 @@ TEST_F(SessionFactice, LaNotificationDepasseLAppel)
         return orix::OXS_OK;
     };
     std::mutex mutex;
-    Signal faite;
+    essais::Signal faite;
     {
         const std::lock_guard<std::mutex> verrou(mutex);
         session.consulter(unVol(), [&](Resultat) {
@@ -180,35 +150,15 @@ TEST_F(SessionFactice, Perte)
     session.fermer();
     for (const char* etat : {"activating 0", "active 0cdv1", "lost 21 loss", "activating 0", "active 0cdv1",
                              "lost 23 loss", "closed 0"})
-        EXPECT_EQ(journal.texte(), etat);
+        EXPECT_EQ(journal.prendre("none"), etat);
 }
 
 // ---- End of a session
 
-TEST_F(SessionFactice, LaSessionMeurtAvantLesReponses)
-{
-    std::future<Resultat> creation;
-    std::optional<cdv::Flux> flux;
-    {
-        Session session{Options{}};
-        creation = session.creer(unVol());
-        flux = session.parcourir(unVol());
-    }
-    EXPECT_EQ(creation.get().texte(), "closed before the answer: it may or may not have been done");
-    EXPECT_EQ(flux->suivant(), std::nullopt);
-    EXPECT_EQ(flux->resultat().etat, Etat::ferme);
-
-    Session jamaisOuverte;
-    EXPECT_EQ(jamaisOuverte.creer(unVol()).get().statut, orix::OXS_SERVICE_NON_ACTIVE);
-    EXPECT_EQ(jamaisOuverte.parcourir(unVol()).suivant(), std::nullopt);
-    EXPECT_FALSE(jamaisOuverte.attendreActive(1h));
-}
-
 TEST_F(SessionFactice, LaFinAttendLaCompletionEnCours)
 {
     auto session = std::make_unique<Session>(Options{});
-    Signal entree;
-    Signal sortie;
+    essais::Signal entree, sortie;
     std::atomic<bool> finie{false};
     session->creer(unVol(), [&](Resultat) {
         entree.donner();
@@ -217,12 +167,11 @@ TEST_F(SessionFactice, LaFinAttendLaCompletionEnCours)
     });
     facade.repondre(facade.derniere());
     entree.attendre();
-    std::thread fermeture([&] {
+    const auto fermeture = std::async(std::launch::async, [&] {
         session.reset();
         EXPECT_TRUE(finie);
     });
     sortie.donner();
-    fermeture.join();
 }
 
 TEST_F(SessionFactice, LaSessionFinitDansUnRappel)
@@ -230,14 +179,14 @@ TEST_F(SessionFactice, LaSessionFinitDansUnRappel)
     // In a completion on the callback thread, with another one that waits behind it.
     for (const bool detruire : {false, true}) {
         auto session = std::make_unique<Session>(Options{});
-        Signal derniere;
+        essais::Signal derniere;
         session->creer(unVol(), [&](Resultat resultat) {
             EXPECT_EQ(resultat.etat, Etat::fait);
             detruire ? session.reset() : session->fermer();
         });
         const Facade::Requete requete = facade.derniere();
         session->creer(unVol(), [&](Resultat resultat) {
-            EXPECT_EQ(resultat.etat, Etat::ferme);
+            EXPECT_EQ(resultat.texte(), "closed before the answer: it may or may not have been done");
             derniere.donner();
         });
         facade.repondre(requete);
@@ -246,8 +195,7 @@ TEST_F(SessionFactice, LaSessionFinitDansUnRappel)
     }
     // In an observer, on the session's own thread.
     auto session = std::make_unique<Session>();
-    Signal ouverte;
-    Signal ferme;
+    essais::Signal ouverte, ferme;
     options.observateur = [&](const Evenement& evenement) {
         if (evenement.etat == EtatSession::activation) {
             ouverte.attendre();
@@ -272,7 +220,7 @@ TEST_F(SessionFactice, LesCompletionsPeuventToutAppeler)
         facade.repondre(requete);
         return orix::OXS_OK;
     };
-    Signal centieme;
+    essais::Signal centieme;
     std::function<void(int)> suivante = [&](int n) {
         session.creer(unVol(), [&, n](Resultat) {
             EXPECT_THROW(session.attendreActive(1s), std::logic_error);
@@ -297,7 +245,7 @@ TEST_F(SessionFactice, FluxBorneOuAbandonne)
     cdv::Flux flux = session.parcourir(unVol(), 4);
     EXPECT_THROW(flux.resultat(), std::logic_error);
     std::atomic<int> livres{0};
-    Signal plein;
+    essais::Signal plein;
     for (const std::string& n : numeros(100)) {
         facade.envoyer(facade.derniere().idOp, n);
         facade.fil.poster([&] {
@@ -340,6 +288,10 @@ TEST_F(SessionFactice, Refus)
         }
         throw std::logic_error("it was opened");
     };
+    Session jamaisOuverte;
+    EXPECT_EQ(jamaisOuverte.creer(unVol()).get().statut, orix::OXS_SERVICE_NON_ACTIVE);
+    EXPECT_EQ(jamaisOuverte.parcourir(unVol()).suivant(), std::nullopt);
+    EXPECT_FALSE(jamaisOuverte.attendreActive(1h));
     {
         Session premiere{Options{}};
         EXPECT_STREQ(refus().what(), "a cdv session is already open in this process");

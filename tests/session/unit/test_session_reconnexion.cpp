@@ -1,15 +1,11 @@
 // When a session asks a server, by the scenarios of reconnexion.txt.
+#include "Essais.h"
 #include "Reconnexion.h"
-
-#include <fstream>
-#include <gmock/gmock.h>
-#include <sstream>
 
 namespace {
 
 using namespace std::chrono_literals;
-using cdv::Instant;
-using cdv::Reconnexion;
+using namespace cdv;
 
 /// Plays "100 reponse 0: ...": at 100 ms the answer to the activation has come, with the status 0. Returns
 /// the state, with "!" when it is to be told, the actions, and when to look again.

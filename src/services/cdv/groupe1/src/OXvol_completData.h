@@ -68,7 +68,8 @@ class ORIX_API OXvol_completData
 #undef OXVOL_CODE_STAT
 
     OXvol_completData(const OXvol_completData& source); ///< deep copy
-    /// From the record as it travels: "__PtrNULL__" stands for a text that is not set.
+    /// From the record as it travels: "__PtrNULL__" stands for a text that is not set. For the library's own
+    /// use: the type is whole where the ORB's stubs are, which applications neither need nor get.
     OXvol_completData(const OXvol_completData_v3_0_0& source);
     ~OXvol_completData();
 
@@ -122,7 +123,8 @@ class ORIX_API OXvol_completData
     int ajouter_point(char* elem);
     /// @}
 
-    /// The record as it travels: "__PtrNULL__" for a text that is not set, "" for a null route point.
+    /// The record as it travels: "__PtrNULL__" for a text that is not set, "" for a null route point. For the
+    /// library's own use, as the constructor from it.
     OXvol_completData_v3_0_0 construireObjetSpecifique_v3_0_0() const;
 
     /// Declares the content, status codes and changed fields included, valid for version 3.0.0.

@@ -1,4 +1,4 @@
-// The record and its form on the wire, both ways: texts are lent on the way out, taken over on the way in.
+// The record and its form on the wire, both ways.
 #include "OXvol_completData.h"
 #include "VueVolComplet.h"
 
@@ -15,12 +15,7 @@
 
 namespace {
 
-constexpr const char* VERS_FIL =
-    "OXvol_completData_v3_0_0 OXvol_completData::construireObjetSpecifique_v3_0_0() const";
 constexpr const char* DEPUIS_FIL = "OXvol_completData::OXvol_completData(const OXvol_completData_v3_0_0&)";
-
-/// Stands on the wire for a text that is not set: no string is null there.
-constexpr char MARQUEUR_NUL[] = "__PtrNULL__";
 
 /// Assigned rather than constructed: where memory lacks half-way, what the sequences of this ORB have copied
 /// in their constructors is lost.
@@ -35,7 +30,7 @@ OXvol_completData_v3_0_0 copier(const OXvol_completData_v3_0_0& source)
 
 void prendre(char*& champ, CORBA::String_member& fil)
 {
-    if (std::strcmp(fil, MARQUEUR_NUL) != 0)
+    if (std::strcmp(fil, VueVolComplet::MARQUEUR_NUL) != 0)
         champ = orix::orb::prendre(fil);
 }
 
@@ -44,12 +39,6 @@ void prendre(OXcode_statData*& champ, const SeqOXcode_statData_v3_0_0& fil)
     if (fil.length() != 0)
         champ = new OXcode_statData(fil[0]);
 }
-
-void rendre(CORBA::String_member& fil) noexcept { fil._retn(); }
-void rendre(const SeqOXcode_statData_v3_0_0&) noexcept {} // borrowed nothing
-
-/// For a sequence that does not own what it shows: no text is written through it.
-char* montrable(const char* texte) noexcept { return const_cast<char*>(texte); }
 
 } // namespace
 
@@ -80,39 +69,4 @@ OXvol_completData* recevoirVolComplet(const OXvol_completData_v3_0_0& recu)
 OXvol_completData_v3_0_0 OXvol_completData::construireObjetSpecifique_v3_0_0() const
 {
     return copier(VueVolComplet(*this).lire());
-}
-
-// Made empty first: the destructor then gives back what a failure has left half lent.
-VueVolComplet::VueVolComplet(const OXvol_completData& vol) : VueVolComplet()
-{
-    DETAIL(VERS_FIL, "Entrée.");
-    pourChaqueChamp([this](const char*, const auto* champ, auto& fil) { _emprunter(champ, fil); }, vol,
-                    _objet);
-    // An array given to the constructor may hold null entries: they go as changed fields with empty texts.
-    for (int i = 0; i < vol.m_nrub_chgt; ++i)
-        _changements.ajouter(vol.m_trub_chgt[i]);
-    _objet.m_trub_chgt.replace(vol.m_nrub_chgt, _changements.debut());
-    for (int i = 0; i < vol.m_npoint; ++i) {
-        if (vol.m_tpoint[i] == nullptr)
-            DETAIL(VERS_FIL, "Element " << i << " NULL dans m_tpoint");
-        _points[i] = montrable(vol.m_tpoint[i] != nullptr ? vol.m_tpoint[i] : "");
-    }
-    _objet.m_tpoint.replace(vol.m_npoint, _points);
-    DETAIL(VERS_FIL, "Sortie.");
-}
-
-VueVolComplet::~VueVolComplet()
-{
-    pourChaqueChamp([](const char*, auto& fil) { rendre(fil); }, _objet);
-}
-
-void VueVolComplet::_emprunter(const char* texte, CORBA::String_member& fil) noexcept
-{
-    fil = montrable(texte != nullptr ? texte : MARQUEUR_NUL);
-}
-
-void VueVolComplet::_emprunter(const OXcode_statData* code, SeqOXcode_statData_v3_0_0& fil)
-{
-    if (code != nullptr)
-        fil.replace(1, _codes.ajouter(code));
 }

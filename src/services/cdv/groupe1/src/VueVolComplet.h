@@ -40,6 +40,9 @@ class ObjetsFil : orix::INonCopiable
 class VueVolComplet : orix::INonCopiable
 {
   public:
+    /// Stands on the wire for a text that is not set: no string is null there.
+    static constexpr char MARQUEUR_NUL[] = "__PtrNULL__";
+
     explicit VueVolComplet(const OXvol_completData& vol);
     ~VueVolComplet();
 

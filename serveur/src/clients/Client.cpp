@@ -1,0 +1,75 @@
+#include "Client.h"
+
+#include "EnvoiPatient.h"
+#include "EnvoiSansReponse.h"
+
+#include "orix/OXstatut.h"
+
+namespace serveur {
+
+namespace {
+using Proxy = std::remove_pointer_t<orix_corba::OXcdv_v3_0_0_ServeurVersClient_ptr>;
+constexpr std::chrono::milliseconds DELAI_CONGE{2000};
+} // namespace
+
+Client::Client(Identite identite, orix_corba::OXcdv_v3_0_0_ServeurVersClient_ptr notifications,
+               orix_corba__Client_ptr client, Memoire& memoire, Expediteurs& expediteurs, SurFin surFin)
+    : Ligne(memoire),
+      _identite(std::move(identite)),
+      _notifications(orix_corba::OXcdv_v3_0_0_ServeurVersClient::_duplicate(notifications)),
+      _client(orix_corba__Client::_duplicate(client)),
+      _expediteurs(expediteurs),
+      _surFin(std::move(surFin))
+{}
+
+void Client::envoyer(const Requete& reponse)
+{
+    static const auto sansReponse = orix_corba::AMI_OXcdv_v3_0_0_ServeurVersClientHandler::_nil();
+    const CORBA::Long resultat = reponse.resultat;
+    const CORBA::Long idOp = reponse.idOp;
+    // Its reader may be slow: the pings tell whether it is there.
+    Expediteurs::Attente attente(_expediteurs);
+    const orix::orb::EnvoiPatient patience([&] {
+        attente.attendre();
+        return !estAbandonnee();
+    });
+    const auto envoyer = [&](auto sendc, const char* operation, const auto&... arguments) {
+        orix::orb::envoyer(_notifications.in(), sendc, operation, sansReponse, arguments...);
+    };
+    if (reponse.genre == Requete::Genre::element)
+        return envoyer(&Proxy::sendc_liste_vol_complet, "liste_vol_complet", _prete.preter(*reponse.vol),
+                       idOp);
+    switch (reponse.operation) {
+    case Operation::cree:
+        return envoyer(&Proxy::sendc_cree_vol_complet, "cree_vol_complet", resultat,
+                       _prete.preter(*reponse.vol), idOp);
+    case Operation::modifie:
+        return envoyer(&Proxy::sendc_modifie_vol_complet, "modifie_vol_complet", resultat,
+                       _prete.preter(*reponse.vol), idOp);
+    case Operation::supprime:
+        return envoyer(&Proxy::sendc_supprime_vol_complet, "supprime_vol_complet", resultat, idOp);
+    case Operation::consulte:
+        return envoyer(&Proxy::sendc_consulte_vol_complet, "consulte_vol_complet", resultat,
+                       _prete.preter(*reponse.vol), idOp);
+    case Operation::liste:
+        return envoyer(&Proxy::sendc_fin_liste_vol_complet, "fin_liste_vol_complet", resultat, idOp);
+    }
+}
+
+void Client::prendreConge()
+{
+    Expediteurs::Attente attente(_expediteurs);
+    attente.attendre(); // for the answer: the ORB stops next
+    orix::orb::limiterAppels(_client.in(), DELAI_CONGE);
+    _client->deconnexionCB(orix::OXS_SERVICE_NON_ACTIVE);
+}
+
+void Client::finir(bool echec) noexcept
+{
+    if (echec)
+        _surFin(_identite.numero, "envoi impossible, ", texteException());
+    else
+        _surFin(_identite.numero, "le service s'arrête", {});
+}
+
+} // namespace serveur

@@ -1,0 +1,97 @@
+#include "MagasinSqlite.h"
+
+#include "EcritureSqlite.h"
+#include "LectureSqlite.h"
+#include "SqlVol.h"
+
+#include <algorithm>
+
+namespace serveur {
+
+namespace {
+
+constexpr int VERSION_SCHEMA = 1;
+constexpr int IDENTIFIANT_APPLICATION = 0x63647630; // "cdv0", in the header of the file
+constexpr std::chrono::milliseconds PAUSE_VERROU{10};
+/// Of one try to open the file: between two, who opens it may say so, and give up.
+constexpr std::chrono::milliseconds ATTENTE_OUVERTURE{500};
+
+std::string sqlCreation()
+{
+    return "CREATE TABLE vol (" + enumererColonnes([](const std::string& nom, const std::string& numero) {
+               return nom + (numero == "1" ? " BLOB NOT NULL PRIMARY KEY" : " BLOB");
+           }) +
+           ") WITHOUT ROWID";
+}
+
+} // namespace
+
+MagasinSqlite::MagasinSqlite(const std::string& fichier) : MagasinSqlite(fichier, Reglages{}) {}
+
+MagasinSqlite::MagasinSqlite(const std::string& fichier, const Reglages& reglages)
+    : _pagesMax(reglages.pagesMax), _fichier(fichier, reglages.attenteVerrou, reglages.surPerte)
+{
+    const auto fin = std::chrono::steady_clock::now() + reglages.attenteVerrou;
+    while (!_ouvrir())
+        if (!reglages.surVerrou() && std::chrono::steady_clock::now() >= fin)
+            _base->echouer("base verrouillée par un autre programme");
+    _fichier.noter(_base->lire());
+    _base->lireEntier("SELECT count(*) FROM (SELECT 1 FROM vol LIMIT 1)"); // a damaged root page shows now
+}
+
+bool MagasinSqlite::_ouvrir()
+{
+    try {
+        _base.emplace(_fichier, /*creer*/ true);
+        _base->definirAttente(std::min(_fichier.attenteVerrou(), ATTENTE_OUVERTURE));
+        _passerEnJournalAnticipe();
+        _verifierSchema();
+        return true;
+    } catch (const ErreurMagasin&) {
+        if (!_base || (sqlite3_errcode(_base->lire()) & 0xFF) != SQLITE_BUSY)
+            throw;
+        return false;
+    }
+}
+
+void MagasinSqlite::_passerEnJournalAnticipe()
+{
+    // SQLite does not wait for a lock here, as it does elsewhere: two servers may open a new file together.
+    const auto fin = std::chrono::steady_clock::now() + std::min(_fichier.attenteVerrou(), ATTENTE_OUVERTURE);
+    int code = SQLITE_BUSY;
+    while ((code = sqlite3_exec(_base->lire(), "PRAGMA journal_mode = WAL", nullptr, nullptr, nullptr)) ==
+               SQLITE_BUSY &&
+           std::chrono::steady_clock::now() < fin)
+        sqlite3_sleep(static_cast<int>(PAUSE_VERROU.count()));
+    if (code == SQLITE_NOTADB)
+        _base->echouer("ce n'est pas une base de vols");
+    if (code != SQLITE_OK)
+        _base->echouer("base inutilisable");
+}
+
+void MagasinSqlite::_verifierSchema()
+{
+    _base->executer("BEGIN IMMEDIATE");
+    const int version = _base->lireEntier("PRAGMA user_version");
+    const bool vide = _base->lireEntier("SELECT count(*) FROM sqlite_master") == 0;
+    if (vide && version == 0) {
+        _base->executer(sqlCreation());
+        _base->executer("PRAGMA user_version = " + std::to_string(VERSION_SCHEMA));
+        _base->executer("PRAGMA application_id = " + std::to_string(IDENTIFIANT_APPLICATION));
+    } else if (_base->lireEntier("PRAGMA application_id") != IDENTIFIANT_APPLICATION) {
+        throw ErreurMagasin(_fichier.nom() + " : ce n'est pas une base de vols");
+    } else if (version != VERSION_SCHEMA) {
+        throw ErreurMagasin(_fichier.nom() + " : schéma de version " + std::to_string(version) +
+                            ", version " + std::to_string(VERSION_SCHEMA) + " attendue");
+    }
+    _base->executer("COMMIT");
+}
+
+std::unique_ptr<Ecriture> MagasinSqlite::ouvrirEcriture()
+{
+    return std::make_unique<EcritureSqlite>(_fichier, _pagesMax);
+}
+
+std::unique_ptr<Lecture> MagasinSqlite::ouvrirLecture() { return std::make_unique<LectureSqlite>(_fichier); }
+
+} // namespace serveur
