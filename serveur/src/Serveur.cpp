@@ -50,7 +50,7 @@ void Serveur::arreter()
     _pings.reset();
     _clients.arreter(DELAI_ARRET);
     _magasin.presser();
-    _aiguillage.fermer();
+    _executeurs.arreter();
     const PortableServer::Servant_var<Service> service = std::exchange(_service, nullptr);
     if (service.in() != nullptr)
         orix::oxNoyau()->lirePointAcces()->lirePOA_ORIX()->deactivate_object(_idService);

@@ -59,7 +59,8 @@ int servir(const Options& options, const sigset_t& signaux)
             std::cerr << "cdv-serveur : " << options.base
                       << " : base verrouillée par un autre programme, attente" << std::endl;
         const timespec aussitot{};
-        return sigtimedwait(&signaux, nullptr, &aussitot) == -1; // a signal gives it up
+        const int signal = sigtimedwait(&signaux, nullptr, &aussitot);
+        return signal == -1 || signal == SIGHUP; // the others give it up
     };
     MagasinSqlite magasin(options.base, reglagesMagasin);
 

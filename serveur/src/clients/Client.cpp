@@ -2,6 +2,7 @@
 
 #include "EnvoiPatient.h"
 #include "EnvoiSansReponse.h"
+#include "Fil.h"
 
 #include "orix/OXstatut.h"
 
@@ -13,12 +14,11 @@ constexpr std::chrono::milliseconds DELAI_CONGE{2000};
 } // namespace
 
 Client::Client(Identite identite, orix_corba::OXcdv_v3_0_0_ServeurVersClient_ptr notifications,
-               orix_corba__Client_ptr client, Memoire& memoire, Expediteurs& expediteurs, SurFin surFin)
+               orix_corba__Client_ptr client, Memoire& memoire, SurFin surFin)
     : Ligne(memoire),
       _identite(std::move(identite)),
       _notifications(orix_corba::OXcdv_v3_0_0_ServeurVersClient::_duplicate(notifications)),
       _client(orix_corba__Client::_duplicate(client)),
-      _expediteurs(expediteurs),
       _surFin(std::move(surFin))
 {}
 
@@ -28,11 +28,7 @@ void Client::envoyer(const Requete& reponse)
     const CORBA::Long resultat = reponse.resultat;
     const CORBA::Long idOp = reponse.idOp;
     // Its reader may be slow: the pings tell whether it is there.
-    Expediteurs::Attente attente(_expediteurs);
-    const orix::orb::EnvoiPatient patience([&] {
-        attente.attendre();
-        return !estAbandonnee();
-    });
+    const orix::orb::EnvoiPatient patience([this] { return !estAbandonnee(); });
     const auto envoyer = [&](auto sendc, const char* operation, const auto&... arguments) {
         orix::orb::envoyer(_notifications.in(), sendc, operation, sansReponse, arguments...);
     };
@@ -58,8 +54,7 @@ void Client::envoyer(const Requete& reponse)
 
 void Client::prendreConge()
 {
-    Expediteurs::Attente attente(_expediteurs);
-    attente.attendre(); // for the answer: the ORB stops next
+    // Awaited, unlike the rest: the ORB stops next.
     orix::orb::limiterAppels(_client.in(), DELAI_CONGE);
     _client->deconnexionCB(orix::OXS_SERVICE_NON_ACTIVE);
 }

@@ -1,8 +1,8 @@
 #ifndef CLIENT_H
 #define CLIENT_H
 
-#include "Expediteurs.h"
 #include "LiaisonORB.h"
+#include "Ligne.h"
 
 #include "OXcdvServeurVersClientC.h"
 
@@ -28,7 +28,7 @@ class Client : public Ligne
     using SurFin = std::function<void(int numero, const char* raison, const std::string& precision)>;
 
     Client(Identite identite, orix_corba::OXcdv_v3_0_0_ServeurVersClient_ptr notifications,
-           orix_corba__Client_ptr client, Memoire& memoire, Expediteurs& expediteurs, SurFin surFin);
+           orix_corba__Client_ptr client, Memoire& memoire, SurFin surFin);
 
     const Identite& identite() const { return _identite; }
     orix_corba__Client_ptr reference() const { return _client.in(); } ///< stays this object's
@@ -56,7 +56,6 @@ class Client : public Ligne
     const orix::orb::PairConnu _pair{_identite.appelant};
     const orix_corba::OXcdv_v3_0_0_ServeurVersClient_var _notifications;
     const orix_corba__Client_var _client;
-    Expediteurs& _expediteurs;
     const SurFin _surFin;
     std::atomic<unsigned long> _activite{0};
     std::atomic<bool> _confirme{false};

@@ -39,7 +39,7 @@ int Clients::ajouter(const std::string& nom, const std::string& machine, const s
         numero = static_cast<int>(_prochain++ & 0x7FFFFFFFu);
     const auto client = std::make_shared<Client>(
         Client::Identite{numero, nom, machine, appelant, adresse}, notifications, face, _memoire,
-        _expediteurs, [this](int parti, const char* raison, const std::string& precision) {
+        [this](int parti, const char* raison, const std::string& precision) {
             abandonner(parti, raison, precision);
         });
     _clients.emplace(numero, client);
@@ -113,6 +113,8 @@ void Clients::arreter(std::chrono::milliseconds delai)
         abandonner(numero, "il n'a pas tout pris à l'arrêt du service");
         verrou.lock();
     }
+    verrou.unlock();
+    _expediteurs.arreter();
 }
 
 } // namespace serveur

@@ -2,6 +2,7 @@
 #define CLIENTS_H
 
 #include "Client.h"
+#include "Expediteurs.h"
 #include "Reveil.h"
 
 #include <map>

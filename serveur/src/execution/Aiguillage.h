@@ -22,13 +22,6 @@ class Aiguillage : orix::INonCopiable
         if (suites.envoi)
             envois.ajouter(ligne);
     }
-
-    void fermer()
-    {
-        ecritures.fermer();
-        lectures.fermer();
-        envois.fermer();
-    }
 };
 
 } // namespace serveur

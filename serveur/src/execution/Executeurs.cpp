@@ -183,10 +183,14 @@ Executeurs::Executeurs(Magasin& magasin, Aiguillage& aiguillage)
         _lecteurs.emplace_back(magasin.ouvrirLecture(), aiguillage);
 }
 
-Executeurs::~Executeurs()
+Executeurs::~Executeurs() { arreter(); }
+
+void Executeurs::arreter()
 {
     _aiguillage.ecritures.fermer();
     _aiguillage.lectures.fermer();
+    _redacteur.reset();
+    _lecteurs.clear();
 }
 
 bool Executeurs::avancent()

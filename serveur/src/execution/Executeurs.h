@@ -15,8 +15,10 @@ class Executeurs : orix::INonCopiable
   public:
     /// Both outlive this object. Throws ErreurMagasin, std::system_error.
     Executeurs(Magasin& magasin, Aiguillage& aiguillage);
-    /// Executes what the queues hold still.
     ~Executeurs();
+
+    /// Returns when what the queues hold still has been executed.
+    void arreter();
 
     /// Whether every thread has gone on, be it to wait, since the last time that this was asked. One thread.
     bool avancent();

@@ -16,7 +16,7 @@ Expediteurs::Expediteurs(Aiguillage& aiguillage) : _aiguillage(aiguillage)
         _lancer();
 }
 
-Expediteurs::~Expediteurs()
+void Expediteurs::arreter()
 {
     _aiguillage.envois.fermer();
     {
@@ -38,6 +38,7 @@ void Expediteurs::_lancer()
     const auto celui = _fils.emplace(_fils.end());
     try {
         celui->emplace("cdv-envois", [this, celui] { return _avancer(celui); });
+        ++_libres;
     } catch (...) {
         _fils.erase(celui);
         throw;
@@ -49,40 +50,40 @@ bool Expediteurs::_avancer(Fils::iterator celui)
     const std::shared_ptr<Ligne> ligne = _aiguillage.envois.prendre(REPOS);
     if (ligne == nullptr)
         return !_aiguillage.envois.estFermee() && !_partir(celui);
+    _relever();
     ligne->envoyer();
     _aiguillage.suivre(ligne, ligne->envoyee());
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    ++_libres;
     return true;
+}
+
+/// This thread is not free any more; another one is, if need be a new one.
+void Expediteurs::_relever() noexcept
+{
+    Fils partis; // joined without the lock
+    try {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        --_libres;
+        if (_libres > 0 || _arret)
+            return;
+        partis.swap(_partis);
+        _lancer();
+    } catch (...) {
+        ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "Expediteurs", "_relever",
+                              "Aucun fil de plus pour les envois : " << texteException());
+    }
 }
 
 /// Whether this thread is one too many; it must not be the one that joins itself.
 bool Expediteurs::_partir(Fils::iterator celui)
 {
     const std::lock_guard<std::mutex> verrou(_mutex);
-    if (_arret || _fils.size() - _attentes <= PERMANENTS)
+    if (_arret || _libres == 1 || _fils.size() <= PERMANENTS)
         return false;
+    --_libres;
     _partis.splice(_partis.end(), _fils, celui);
     return true;
-}
-
-void Expediteurs::_remplacer() noexcept
-{
-    Fils partis; // joined without the lock
-    try {
-        const std::lock_guard<std::mutex> verrou(_mutex);
-        ++_attentes;
-        partis.swap(_partis);
-        if (!_arret && _fils.size() - _attentes < PERMANENTS)
-            _lancer();
-    } catch (...) {
-        ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "Expediteurs", "_remplacer",
-                              "Aucun fil de plus pour les envois : " << texteException());
-    }
-}
-
-void Expediteurs::_revenir() noexcept
-{
-    const std::lock_guard<std::mutex> verrou(_mutex);
-    --_attentes;
 }
 
 } // namespace serveur

@@ -49,6 +49,8 @@ std::size_t LectureSqlite::consulter(const Lot& lot) noexcept
     if (ensemble) {
         sqlite3_step(_terminer.get());
         sqlite3_reset(_terminer.get());
+        if (sqlite3_get_autocommit(_base.lire()) == 0) // what is read next is to be of now
+            sqlite3_exec(_base.lire(), "ROLLBACK", nullptr, nullptr, nullptr);
     }
     if (!_base.estEnPlace())
         std::for_each(lot.begin(), demande, [](Demande* d) { d->resultat = ECHEC_MAGASIN; });
