@@ -31,7 +31,7 @@ grep -qF '@(#) 3.0.0.0 $LastChangedRevision: 808 $ ' < <(strings "$bibliotheque"
 # Public: the facade, the record, the state and the end of the adapter. Everything else stays inside.
 autres=$(nm -DC --defined-only "$bibliotheque" | cut -d' ' -f3- |
     grep -vE '^(OXcdvCliItf::|OXvol_completData::|operator<<\(std::ostream&, OXvol_completData const&\)|operator<<\(std::basic_ostream.*OXvol_completData const&\)|orix::detruireOXcdvCliItfAdaptateur\(\)|orix::lireOXcdvCliConnexion\(\))' |
-    grep -vE '^(typeinfo|vtable|guard variable|std::|__asan|__odr_asan|__ubsan)' || true)
+    grep -vE '^(typeinfo|vtable|guard variable|([a-z]+ )?std::|__asan|__odr_asan|__ubsan)' || true)
 [ -z "$autres" ] || echec "symbols that should be hidden: $(head -n 10 <<<"$autres")"
 
 export PKG_CONFIG_PATH=$(dirname "$(find "$dossier/prefixe" -name oxcdvcli.pc)")
