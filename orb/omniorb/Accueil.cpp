@@ -4,6 +4,7 @@
 #include "ConnexionEnveloppe.h"
 #include "Ecartes.h"
 #include "Pair.h"
+#include "ReceptionTLS.h"
 
 #include <omniORB4/CORBA.h>
 #include <omniORB4/callHandle.h>
@@ -124,7 +125,8 @@ class ConnexionGardee final : public ConnexionEnveloppe
             return -1;
         const bool auMilieu = _cadrage.estAuMilieu();
         const unsigned long messages = _cadrage.messages();
-        const int lus = ConnexionEnveloppe::Recv(octets, taille, auMilieu ? _limiter(limite) : limite);
+        const int lus = recevoirEnregistrement(connexion(), octets, taille,
+                                               auMilieu ? _limiter(limite) : limite, _regles.delaiMessage);
         const bool accepte =
             lus > 0 ? _accepter(octets, static_cast<std::size_t>(lus)) : lus < 0 || !auMilieu;
         if (_cadrage.messages() != messages)

@@ -62,6 +62,7 @@ void definirFichiersTLS(const ParametresTLS& parametres)
     static auto* const gardes = new ParametresTLS; // never destroyed: the ORB points at the texts
     *gardes = parametres;
     const auto texte = [](const std::string& t) { return t.empty() ? nullptr : t.c_str(); };
+    sslContext::full_peerdetails = true; // who waits for a record looks into the connection
     sslContext::certificate_authority_file = texte(gardes->certificatAutorite);
     sslContext::key_file = texte(gardes->certificat);
     sslContext::key_file_password = gardes->motDePasse.c_str();

@@ -195,6 +195,10 @@ class Etranger
     {
         if (_tls != nullptr)
             return SSL_write(_tls.get(), octets.data(), static_cast<int>(octets.size())) > 0;
+        return envoyerEnClair(octets);
+    }
+    bool envoyerEnClair(const std::string& octets) ///< under TLS, if there is any
+    {
         for (std::size_t envoyes = 0; envoyes < octets.size();) {
             const ssize_t n = send(_prise, octets.data() + envoyes, octets.size() - envoyes, MSG_NOSIGNAL);
             if (n <= 0)

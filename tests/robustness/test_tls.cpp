@@ -245,6 +245,23 @@ TEST_F(EtrangersTLS, SansCertificatDeLAutorite)
     ASSERT_NO_FATAL_FAILURE(essayer("plain text", nullptr));
 }
 
+// Whoever holds back the rest of a record is let go as quickly as who holds back that of a message.
+TEST(TLS, UnEnregistrementParMoitieEstAbandonne)
+{
+    const AvecCertificats ici;
+    const ServeurTLS serveur(ici.toml);
+    const std::string enregistrement = std::string("\x17\x03\x03\x40\x00", 5) + std::string(60, 'x');
+    const ContexteTLS contexte = presenter(ici.certificatClient);
+    std::deque<Etranger> etrangers;
+    for (const std::size_t taille : {1, 5, 40}) {
+        etrangers.emplace_back(serveur.programme.port(), "127.0.0.1", contexte.get());
+        ASSERT_EQ(etrangers.back().demander(giop::requete("Noyau", "_non_existent")), "");
+        EXPECT_TRUE(etrangers.back().envoyerEnClair(enregistrement.substr(0, taille)));
+    }
+    for (Etranger& etranger : etrangers)
+        EXPECT_TRUE(etranger.attendreFermeture());
+}
+
 // The number of a client serves nobody else, even on the same machine and with a good certificate.
 TEST_F(EtrangersTLS, CertificatDUnAutreClient)
 {
