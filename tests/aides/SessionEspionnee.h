@@ -39,8 +39,14 @@ class NoyauEspion : public POA_orix_corba::Noyau
     }
 };
 
+/// Before the session: the ORB ends with it, and holds the servant until then.
+struct AvecEspion
+{
+    NoyauEspion _espion;
+};
+
 /// A session between this process, the client, and the real server "cdv1", whose references are known.
-class SessionEspionnee : public SessionReelle
+class SessionEspionnee : protected AvecEspion, public SessionReelle
 {
   protected:
     static constexpr const char* ICI = "127.0.0.1";
@@ -123,7 +129,6 @@ class SessionEspionnee : public SessionReelle
     std::string pidServeur() const { return std::to_string(_premier->pid()); }
 
     const int _portClient = _port(orix::configuration()->lire(orix::cle::pointsAcces).front());
-    NoyauEspion _espion;
 
   private:
     static int _port(const std::string& pointAcces)
