@@ -2,13 +2,13 @@
 #define SERVEURESSAI_H
 
 #include "CallbacksEnregistres.h"
+#include "Demarrage.h"
 #include "LiaisonORB.h"
 #include "OXcdvCliArret.h"
 #include "OXcdvCliItfAdaptateur.h"
 #include "OXcdvClientVersServeurS.h"
 #include "OXcdvServeurVersClientC.h"
 #include "ServeurReel.h"
-#include "orix/Processus.h"
 #include "orix/interne/Noyau.h"
 #include "orix/interne/ORBthread.h"
 #include "orix/interne/ParametresActivationService.h"
@@ -165,9 +165,7 @@ class AvecNoyau : public testing::Test
 
     void demarrer()
     {
-        int argc = 0;
-        std::string message;
-        ASSERT_EQ(orix::OXS_OK, orix::initialiser(argc, nullptr, reglages, &message)) << message;
+        ASSERT_EQ("", essais::demarrer(reglages));
         const CORBA::ORB_ptr orb = orix::oxNoyau()->lirePointAcces()->lireORB();
         orix::orb::publierSousCle(orb, "premier", &premier);
         orix::orb::publierSousCle(orb, "deuxieme", &deuxieme);

@@ -2,13 +2,13 @@
 #define SESSIONREELLE_H
 
 #include "CallbacksEnregistres.h"
+#include "Demarrage.h"
 #include "DossierTemporaire.h"
 #include "OXcdvCliArret.h"
 #include "OXcdvCliItf.h"
 #include "ServeurReel.h"
 #include "orix/Configuration.h"
 #include "orix/OXchaine.h"
-#include "orix/Processus.h"
 
 namespace essais {
 
@@ -50,9 +50,7 @@ class SessionReelle : public testing::Test
     {
         orix::Configuration configuration = reglages;
         configuration[orix::cle::routage].insert({"cdv", {_premier->url(), _second->url()}});
-        int argc = 0;
-        std::string message;
-        EXPECT_EQ(orix::initialiser(argc, nullptr, configuration, &message), orix::OXS_OK) << message;
+        EXPECT_EQ(demarrer(configuration), "");
     }
     ~SessionReelle() override
     {

@@ -34,15 +34,12 @@ TEST_F(ApplicationFautive, ACallbackMayCallEverything)
          }},
     };
     std::size_t etape = 0;
-    Passages passages;
     _callbacks.pendant = [&](const Appel& appel, OXvol_completData*) {
         if (etape < std::size(etapes)) {
             EXPECT_EQ(appel.nom, etapes[etape].callback);
             etapes[etape++].faire(appel);
         } else if (appel.nom == "activeCB" && appel.serveur == "cdv1") {
-            int argc = 0;
-            EXPECT_EQ(orix::initialiser(argc, nullptr, *orix::configuration()),
-                      orix::OXS_NOYAU_DEJA_INITIALISE);
+            EXPECT_THAT(demarrer(*orix::configuration()), StartsWith("OXS_NOYAU_DEJA_INITIALISE"));
             EXPECT_EQ(orix::terminer(), orix::OXS_NOK);
             EXPECT_EQ(OXcdvCliItf::lireVersion(), orix::OXversion(3, 0, 0, 0));
             _premier->signaler(SIGKILL);
@@ -108,9 +105,7 @@ TEST_F(FileCourte, ACallbackThatStaysKeepsNothingElseFromEndingAndBeginningAgain
     EXPECT_EQ(orix::terminer(), orix::OXS_NOYAU_NON_INITIALISE);
 
     // It begins again, the old callback still inside; of those behind it none ever runs.
-    int argc = 0;
-    std::string message;
-    ASSERT_EQ(orix::initialiser(argc, nullptr, *orix::configuration(), &message), orix::OXS_OK) << message;
+    ASSERT_EQ(demarrer(*orix::configuration()), "");
     retenir = false;
     activer();
     EXPECT_EQ(demander(&OXcdvCliItf::cree_vol_complet, *donnees).statut, 0);

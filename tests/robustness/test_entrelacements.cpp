@@ -131,8 +131,7 @@ TEST(ArretsDuServeur, AreTold)
     orix::Configuration reglages;
     reglages[orix::cle::routage]["cdv"] = {serveur.url()};
     reglages[orix::cle::periodePing] = std::chrono::milliseconds(20);
-    int argc = 0;
-    ASSERT_EQ(orix::OXS_OK, orix::initialiser(argc, nullptr, reglages));
+    ASSERT_EQ("", essais::demarrer(reglages));
     std::map<std::string, int> issues;
     const auto noter = [&issues](const essais::Appel& appel) {
         ++issues[appel.nom + " " + orix::texteStatut(static_cast<orix::OXstatut>(appel.statut))];

@@ -147,8 +147,7 @@ TEST(ReponsesFausses, NeLaissentRienEnMemoire)
     orix::Configuration reglages = essais::SessionReelle::reglagesVifs();
     reglages[orix::cle::routage]["cdv"] = {"corbaloc:iiop:1.2@127.0.0.1:" + std::to_string(noyau.port()) +
                                            "/Noyau"};
-    int argc = 0;
-    EXPECT_EQ(orix::initialiser(argc, nullptr, reglages), orix::OXS_OK);
+    EXPECT_EQ(essais::demarrer(reglages), "");
     essais::Repos repos("self");
     for (std::size_t i = 0; i < FOIS * std::size(statuts) && !HasFailure(); ++i) {
         EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_OK) << i;

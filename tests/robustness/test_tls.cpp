@@ -86,9 +86,7 @@ orix::OXstatut activer(orix::Configuration reglages, const std::vector<std::stri
 {
     reglages[orix::cle::routage]["cdv"] = urls;
     reglages[orix::cle::niveauTrace] = 0;
-    int argc = 0;
-    std::string message;
-    EXPECT_EQ(orix::initialiser(argc, nullptr, reglages, &message), orix::OXS_OK) << message;
+    EXPECT_EQ(essais::demarrer(reglages), "");
     orix::OXstatut statut = orix::OXS_CONNEXION_IMPOSSIBLE;
     while (essais-- > 0)
         statut = OXcdvCliItf::active(essais::SERVICE);
@@ -393,8 +391,6 @@ TEST(TLS, FichiersFaux)
         {ca, certificats.emettre(Demande().avecCle("-newkey rsa:1024")), "", "certificat", "certificat-",
          "too"}, // "key too small", "too weak"
     };
-    int argc = 0;
-    std::string message;
     for (const auto& c : cas) {
         orix::Configuration configuration;
         configuration[orix::cle::certificatAutorite] = c.autorite;
@@ -402,10 +398,10 @@ TEST(TLS, FichiersFaux)
         configuration[orix::cle::motDePasse] = c.motDePasse;
         const std::string cle = "[tls] " + std::string(c.cle);
         testing::internal::CaptureStderr();
-        EXPECT_EQ(orix::initialiser(argc, nullptr, configuration, &message), orix::OXS_MAUVAISE_CONF);
+        const std::string dit = essais::demarrer(configuration);
         EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-        EXPECT_THAT(message, AllOf(HasSubstr(cle + ": got "), HasSubstr(c.fichier), HasSubstr(c.pourquoi),
-                                   Not(HasSubstr("\n"))));
+        EXPECT_THAT(dit, AllOf(StartsWith("OXS_MAUVAISE_CONF: "), HasSubstr(cle + ": got "),
+                               HasSubstr(c.fichier), HasSubstr(c.pourquoi), Not(HasSubstr("\n"))));
 
         Programme serveur(essais::cheminServeur(),
                           {"--base", certificats.ecrire("a.db", ""), "--port", "0", "--configuration",
@@ -418,6 +414,6 @@ TEST(TLS, FichiersFaux)
     // After all these, the right ones.
     orix::Configuration configuration = reglagesTLS(certificats, secret);
     configuration[orix::cle::motDePasse] = "sesame";
-    EXPECT_EQ(orix::initialiser(argc, nullptr, configuration, &message), orix::OXS_OK) << message;
+    EXPECT_EQ(essais::demarrer(configuration), "");
     EXPECT_EQ(orix::terminer(), orix::OXS_OK);
 }

@@ -1,6 +1,6 @@
 #include "CapteurTraces.h"
+#include "Demarrage.h"
 #include "PanneMemoire.h"
-#include "orix/Processus.h"
 #include "orix/interne/Echec.h"
 #include "orix/interne/ExecuteurCB.h"
 #include "orix/interne/IExecutable.h"
@@ -37,9 +37,7 @@ class Executeur : public testing::Test
     {
         Configuration configuration;
         configuration[orix::cle::capaciteFileCB] = capacite;
-        int argc = 0;
-        std::string message;
-        ASSERT_EQ(initialiser(argc, nullptr, configuration, &message), OXS_OK) << message;
+        ASSERT_EQ(essais::demarrer(configuration), "");
     }
 };
 

@@ -11,6 +11,7 @@
 #include "orix/interne/SurveillantConnexions.h"
 
 using namespace orix;
+using essais::demarrer;
 using std::chrono::milliseconds;
 using namespace testing;
 
@@ -72,19 +73,12 @@ Configuration rapide()
     return configuration;
 }
 
-OXstatut demarrer(const Configuration& configuration, std::string* message = nullptr)
-{
-    int argc = 0;
-    return initialiser(argc, nullptr, configuration, message);
-}
-
 class AvecNoyau : public testing::Test
 {
   protected:
     void demarrerAvec(const Configuration& configuration)
     {
-        std::string message;
-        ASSERT_EQ(demarrer(configuration, &message), OXS_OK) << message;
+        ASSERT_EQ(demarrer(configuration), "");
         ORBthread* const acces = oxNoyau()->lirePointAcces();
         _repondeur = new RepondeurNoyau(acces->lireORB(), acces->lirePOA_ORIX());
     }
@@ -355,7 +349,7 @@ TEST(Processus, RecommenceAutantDeFoisQuIlFaut)
         EXPECT_EQ(argc, 2); // the ORB took its option
         EXPECT_STREQ(argv[1], "autre");
         EXPECT_EQ(oxNoyau()->lireEtat(), NOYAU_INITIALISE);
-        EXPECT_EQ(demarrer({}), OXS_NOYAU_DEJA_INITIALISE);
+        EXPECT_THAT(demarrer(Configuration()), StartsWith("OXS_NOYAU_DEJA_INITIALISE"));
         EXPECT_EQ(oxRoutage()->lireNombreServeurs("cdv"), 1);
         EXPECT_EQ(oxRoutage()->lireNombreServeurs("inconnu"), 0);
         EXPECT_EQ(oxRoutage()->lireURLnoyau("cdv", OXroutage::PremierServeur),
@@ -367,28 +361,31 @@ TEST(Processus, RecommenceAutantDeFoisQuIlFaut)
 
 TEST(Processus, UnDemarrageManqueNeLaisseRien)
 {
-    std::string message;
     Configuration configuration;
     configuration[orix::cle::fichierTrace] = "/dev/null/trace.log";
-    EXPECT_EQ(demarrer(configuration, &message), OXS_MAUVAISE_CONF);
-    EXPECT_THAT(message,
-                StartsWith("[trace] fichier: got \"/dev/null/trace.log\", expected a file that can be "
-                           "written ("));
+    EXPECT_THAT(
+        demarrer(configuration),
+        StartsWith(
+            "OXS_MAUVAISE_CONF: [trace] fichier: got \"/dev/null/trace.log\", expected a file that can be "
+            "written ("));
 
     configuration = {};
     configuration[orix::cle::pointsAcces] = {"192.0.2.1:1"}; // an address that no machine has
-    EXPECT_EQ(demarrer(configuration, &message), OXS_MAUVAISE_CONF);
-    EXPECT_THAT(message, StartsWith("[orb] points_acces: got \"192.0.2.1:1\", expected endpoints that can be "
-                                    "opened ("));
+    EXPECT_THAT(
+        demarrer(configuration),
+        StartsWith(
+            "OXS_MAUVAISE_CONF: [orb] points_acces: got \"192.0.2.1:1\", expected endpoints that can be "
+            "opened ("));
 
     std::string programme = "essai", option = "-ORBinconnue", niveau = "1";
     char* argv[] = {&programme[0], &option[0], &niveau[0], nullptr};
     int argc = 3;
+    std::string message;
     EXPECT_EQ(initialiser(argc, argv, Configuration(), &message), OXS_ERREUR_CORBA);
     EXPECT_THAT(message, HasSubstr("CORBA"));
 
     EXPECT_EQ(oxNoyau()->lireEtat(), NOYAU_NON_INITIALISE);
-    EXPECT_EQ(demarrer({}, &message), OXS_OK) << message;
+    EXPECT_EQ(demarrer(Configuration()), "");
     EXPECT_EQ(terminer(), OXS_OK);
 }
 
@@ -397,7 +394,7 @@ TEST(Processus, UneRequeteQuiNeRevientPasNeRetientPasLArret)
     Configuration configuration;
     configuration[orix::cle::delaiAppel] = milliseconds(20);
     configuration[orix::cle::delaiConnexion] = milliseconds(20);
-    ASSERT_EQ(demarrer(configuration), OXS_OK);
+    ASSERT_EQ(demarrer(configuration), "");
     std::promise<void> entree, liberation;
     essais::ServeurEssai serveur("cdv");
     serveur.sansReference = true; // none can be made once its ORB is ending
@@ -418,12 +415,11 @@ TEST(Processus, UneRequeteQuiNeRevientPasNeRetientPasLArret)
     EXPECT_EQ(terminer(), OXS_NOK);
     EXPECT_THAT(traces.prendreTextes(),
                 Contains("100 Arrêt incomplet, n'est plus attendu : requêtes reçues"));
-    std::string message;
-    EXPECT_EQ(demarrer({}, &message), OXS_ERREUR_CORBA);
-    EXPECT_EQ(message, "the ORB of the previous run has not ended yet: a request is still inside");
+    EXPECT_EQ(demarrer(Configuration()),
+              "OXS_ERREUR_CORBA: the ORB of the previous run has not ended yet: a request is still inside");
     liberation.set_value();
     requete.join();
-    while (demarrer({}, &message) != OXS_OK)
+    while (!demarrer(Configuration()).empty())
         std::this_thread::yield();
     EXPECT_EQ(terminer(), OXS_OK);
 }

@@ -1,9 +1,9 @@
 // The texts that traces show, and where their lines go: receiver, file, a file that takes nothing, a reader
 // that does not read.
 #include "CapteurTraces.h"
+#include "Demarrage.h"
 #include "DossierTemporaire.h"
 #include "Transcription.h"
-#include "orix/Processus.h"
 #include "orix/TexteSur.h"
 
 #include <sys/stat.h>
@@ -13,12 +13,6 @@ using std::chrono::milliseconds;
 using testing::HasSubstr;
 
 namespace {
-
-OXstatut demarrer(const Configuration& configuration)
-{
-    int argc = 0;
-    return initialiser(argc, nullptr, configuration);
-}
 
 /// What an edge of the network may give as a name.
 const std::string FAUSSE = "x\n2026-11-21 10:00:00.000000 1 100 Source:1 fonction - fausse\x1b[2J\xC2\x9B";
@@ -61,7 +55,7 @@ TEST(Trace, LeFichierGardeLesLignesJusquAuSeuil)
     configuration[orix::cle::niveauTrace] = NTO_REFUS;
     configuration[orix::cle::capaciteTrace] = 0;
     umask(0); // as a program that asks for nothing
-    ASSERT_EQ(demarrer(configuration), OXS_OK);
+    ASSERT_EQ(essais::demarrer(configuration), "");
     struct stat infos
     {
     };
@@ -84,7 +78,7 @@ TEST(Trace, UnTexteVenuDailleursNeFaitQuUneLigne)
     Configuration configuration;
     configuration[orix::cle::fichierTrace] = dossier.fichier("trace.log");
     configuration[orix::cle::niveauTrace] = NTO_NOTABLE;
-    ASSERT_EQ(demarrer(configuration), OXS_OK);
+    ASSERT_EQ(essais::demarrer(configuration), "");
     ORIX_TRACE(NTO_NOTABLE, "Source", "fonction", "client " << FAUSSE);
     const std::string longue = FAUSSE + std::string(1 << 20, '\n');
     trace()->tracer(NTO_NOTABLE, longue, longue, 1, longue);
@@ -111,7 +105,7 @@ TEST(Trace, UnDisquePleinNeFaitQuePerdreDesLignes)
         configuration[orix::cle::fichierTrace] = "/dev/full";
         configuration[orix::cle::capaciteTrace] = capacite;
         configuration[orix::cle::niveauTrace] = NTO_NOTABLE;
-        ASSERT_EQ(demarrer(configuration), OXS_OK);
+        ASSERT_EQ(essais::demarrer(configuration), "");
         for (int i = 0; i < 10; ++i)
             EXPECT_NO_THROW(trace()->tracer(NTO_NOTABLE, "Source", "fonction", 1, std::string(5000, 'x')));
         EXPECT_EQ(terminer(), OXS_OK);
@@ -132,7 +126,7 @@ class SortieBloquee : public testing::Test
     }
     void demarrerEtTracer(int lignes, std::size_t taille = 1000)
     {
-        ASSERT_EQ(demarrer(configuration), OXS_OK);
+        ASSERT_EQ(essais::demarrer(configuration), "");
         for (int i = 0; i < lignes; ++i)
             trace()->tracer(NTO_NOTABLE, "Source", "fonction", i, "ligne " + std::string(taille, 'x'));
     }
