@@ -8,7 +8,7 @@ namespace essais {
 
 /// Gives the lines up to that level to a function in place of the log while it lives. What the function
 /// throws reaches the code that traced.
-class EcouteTraces
+class EcouteTraces : orix::INonCopiable
 {
   public:
     explicit EcouteTraces(orix::Trace::Recepteur recepteur, int seuil = orix::NTO_DETAIL)
@@ -22,8 +22,6 @@ class EcouteTraces
         orix::trace()->definirRecepteur({});
         orix::Trace::definirSeuil(_seuilAvant);
     }
-    EcouteTraces(const EcouteTraces&) = delete;
-    EcouteTraces& operator=(const EcouteTraces&) = delete;
 
   private:
     const int _seuilAvant;

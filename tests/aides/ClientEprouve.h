@@ -323,9 +323,7 @@ class ClientEprouve : public AvecNoyau
     bool _estEnregistree()
     {
         try {
-            const bool estPremier =
-                orix::oxcdvCliItfAdaptateur()->lireServeurCourant() == orix::OXroutage::PremierServeur;
-            EXPECT_EQ(estPremier ? "premier" : "deuxieme",
+            EXPECT_EQ(serveurCourant().nom,
                       orix::oxNoyau()->lireTableConnexions()->lireInformation(SERVICE).lireServeur());
             return true;
         } catch (const orix::Echec&) {
@@ -343,9 +341,7 @@ class ClientEprouve : public AvecNoyau
         int idOp = 0;
         OXvol_completData vol;
         EXPECT_EQ(orix::OXS_OK, OXcdvCliItf::cree_vol_complet(&vol, idOp));
-        const bool estPremier =
-            orix::oxcdvCliItfAdaptateur()->lireServeurCourant() == orix::OXroutage::PremierServeur;
-        ServeurEssai& serveur = estPremier ? premier : deuxieme;
+        ServeurEssai& serveur = serveurCourant();
         EXPECT_NO_THROW(serveur.client->testerConnexionClient(SERVICE, "", "", serveur.numeroClient));
         serveur.notifications()->fin_liste_vol_complet(0, idOp);
         EXPECT_TRUE(_attendre([&] { return _compte.derniereFin == idOp; }));

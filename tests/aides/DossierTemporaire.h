@@ -2,11 +2,12 @@
 #define DOSSIERTEMPORAIRE_H
 
 #include "Essais.h"
+#include "orix/INonCopiable.h"
 
 namespace essais {
 
 /// A folder of its own for a test, removed at the end with what is inside.
-class DossierTemporaire
+class DossierTemporaire : orix::INonCopiable
 {
   public:
     DossierTemporaire()
@@ -21,8 +22,6 @@ class DossierTemporaire
         std::error_code ignoree;
         std::filesystem::remove_all(_chemin, ignoree);
     }
-    DossierTemporaire(const DossierTemporaire&) = delete;
-    DossierTemporaire& operator=(const DossierTemporaire&) = delete;
 
     std::string fichier(const std::string& nom) const { return (_chemin / nom).string(); }
 

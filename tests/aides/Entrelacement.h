@@ -89,8 +89,6 @@ class Entrelacement
             _observer();
     }
     ~Entrelacement() { attendre(); }
-    Entrelacement(const Entrelacement&) = delete;
-    Entrelacement& operator=(const Entrelacement&) = delete;
 
     /// After the operation: waits for the end of the event. Where it began; empty when the operation has
     /// no such step.

@@ -2,6 +2,7 @@
 #define ETRANGER_H
 
 #include "Essais.h"
+#include "orix/INonCopiable.h"
 #include "orix_baseS.h"
 
 #include <arpa/inet.h>
@@ -126,7 +127,7 @@ inline std::string cle(CORBA::Object_ptr objet)
 
 /// A port of that address of the loopback where connections are taken in and nothing is said, until one is
 /// accepted. octets: what its system may keep of one; 0: what it likes.
-class Muet
+class Muet : orix::INonCopiable
 {
   public:
     explicit Muet(const std::string& hote, int octets = 0)
@@ -141,8 +142,6 @@ class Muet
             _port = ntohs(ici.sin_port);
     }
     ~Muet() { close(_prise); }
-    Muet(const Muet&) = delete;
-    Muet& operator=(const Muet&) = delete;
 
     int port() const { return _port; }
     int accepter() const { return accept(_prise, nullptr, nullptr); } ///< the caller's to close
@@ -186,8 +185,6 @@ class Etranger
     }
     explicit Etranger(const Muet& ecoute) : _prise(ecoute.accepter()) {} ///< the next one that comes there
     ~Etranger() { close(_prise); }
-    Etranger(const Etranger&) = delete;
-    Etranger& operator=(const Etranger&) = delete;
 
     bool estConnecte() const { return _connecte; } ///< with TLS: the handshake succeeded on this side
     /// False when the peer has closed the connection.

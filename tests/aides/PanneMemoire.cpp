@@ -95,41 +95,28 @@ void liberer(void (*operateur)(void*, Arguments...), void* memoire, Arguments...
 
 } // namespace
 
-void* operator new(std::size_t taille)
-{
-    static const auto operateur = suivant<void*(std::size_t)>("_Znwm");
-    return allouer(operateur, taille);
-}
+#define ALLOUER(nom, symbole)                                                                                \
+    void* operator nom(std::size_t taille)                                                                   \
+    {                                                                                                        \
+        static const auto operateur = suivant<void*(std::size_t)>(symbole);                                  \
+        return allouer(operateur, taille);                                                                   \
+    }
+ALLOUER(new, "_Znwm")
+ALLOUER(new[], "_Znam")
 
-void* operator new[](std::size_t taille)
-{
-    static const auto operateur = suivant<void*(std::size_t)>("_Znam");
-    return allouer(operateur, taille);
-}
-
-void operator delete(void* memoire) noexcept
-{
-    static const auto operateur = suivant<void(void*)>("_ZdlPv");
-    liberer(operateur, memoire);
-}
-
-void operator delete[](void* memoire) noexcept
-{
-    static const auto operateur = suivant<void(void*)>("_ZdaPv");
-    liberer(operateur, memoire);
-}
-
-void operator delete(void* memoire, std::size_t taille) noexcept
-{
-    static const auto operateur = suivant<void(void*, std::size_t)>("_ZdlPvm");
-    liberer(operateur, memoire, taille);
-}
-
-void operator delete[](void* memoire, std::size_t taille) noexcept
-{
-    static const auto operateur = suivant<void(void*, std::size_t)>("_ZdaPvm");
-    liberer(operateur, memoire, taille);
-}
+#define LIBERER(nom, symbole)                                                                                \
+    void operator nom(void* memoire) noexcept                                                                \
+    {                                                                                                        \
+        static const auto operateur = suivant<void(void*)>(symbole);                                         \
+        liberer(operateur, memoire);                                                                         \
+    }                                                                                                        \
+    void operator nom(void* memoire, std::size_t taille) noexcept                                            \
+    {                                                                                                        \
+        static const auto operateur = suivant<void(void*, std::size_t)>(symbole "m");                        \
+        liberer(operateur, memoire, taille);                                                                 \
+    }
+LIBERER(delete, "_ZdlPv")
+LIBERER(delete[], "_ZdaPv")
 
 namespace essais {
 

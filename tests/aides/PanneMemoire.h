@@ -2,6 +2,8 @@
 #define PANNEMEMOIRE_H
 
 #include "Essais.h"
+#include "orix/INonCopiable.h"
+
 #include <new>
 
 namespace essais {
@@ -14,7 +16,7 @@ long bilanMemoire() noexcept;
 void observerAllocations(std::thread::id fil, std::function<void()> temoin);
 
 /// While it lives, the n-th operator new of a thread (1: the next) throws std::bad_alloc. One at a time.
-class PanneMemoire
+class PanneMemoire : orix::INonCopiable
 {
   public:
     /// HorsORB: not counting what is allocated inside the ORB, which may keep a lock when it lacks memory.
@@ -33,8 +35,6 @@ class PanneMemoire
     /// For the threads of that name together, outside the ORB. nom stays the caller's.
     PanneMemoire(const char* nom, int n) noexcept;
     ~PanneMemoire();
-    PanneMemoire(const PanneMemoire&) = delete;
-    PanneMemoire& operator=(const PanneMemoire&) = delete;
 
     bool survenue() const noexcept; ///< whether the failure has come
 };
@@ -44,13 +44,11 @@ void manquerToujours() noexcept;
 
 /// While it lives, memory does not lack on this thread: for what the test itself does in the midst of a
 /// failure.
-class SansPanne
+class SansPanne : orix::INonCopiable
 {
   public:
     SansPanne() noexcept;
     ~SansPanne();
-    SansPanne(const SansPanne&) = delete;
-    SansPanne& operator=(const SansPanne&) = delete;
 
   private:
     const bool _avant;

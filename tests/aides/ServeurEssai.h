@@ -15,20 +15,9 @@
 
 namespace essais {
 
-/// A message that a server received.
-struct Message
-{
-    std::string operation;
-    int idOp = 0;
-    int idClient = 0;
-    std::string identifiant; ///< of the record, when there is one
-
-    bool operator==(const Message& m) const
-    {
-        return operation == m.operation && idOp == m.idOp && idClient == m.idClient &&
-               identifiant == m.identifiant;
-    }
-};
+/// A message that a server received: its operation, the numbers of the request and of the client, the
+/// identifier of the record, when there is one.
+using Message = std::tuple<std::string, int, int, std::string>;
 
 /// The cdv service of a server: keeps what it receives.
 class ServiceEssai : public POA_orix_corba::OXcdv_v3_0_0_ClientVersServeur
@@ -74,8 +63,9 @@ class ServiceEssai : public POA_orix_corba::OXcdv_v3_0_0_ClientVersServeur
 class ServeurEssai : public POA_orix_corba::Noyau
 {
   public:
-    explicit ServeurEssai(std::string nom) : _nom(std::move(nom)) {}
+    explicit ServeurEssai(std::string leNom) : nom(std::move(leNom)) {}
 
+    const std::string nom;
     ServiceEssai service;
 
     // What the kernel answers to an activation. To be set before.
@@ -109,7 +99,7 @@ class ServeurEssai : public POA_orix_corba::Noyau
         if (avantReponse)
             avantReponse();
         leStatut = statut;
-        serveur = CORBA::string_dup(_nom.c_str());
+        serveur = CORBA::string_dup(nom.c_str());
         machine = CORBA::string_dup("hote");
         auto* const rendu = new orix_corba::NiveauReference;
         niveau = rendu;
@@ -123,7 +113,6 @@ class ServeurEssai : public POA_orix_corba::Noyau
     }
 
   private:
-    const std::string _nom;
     std::mutex _mutex;
 };
 
@@ -179,6 +168,13 @@ class AvecNoyau : public testing::Test
             new orix::ParametresActivationService(orix::oxcdvCliItfAdaptateur())));
     }
 
+    /// Where requests go, or would.
+    ServeurEssai& serveurCourant()
+    {
+        const bool estPremier =
+            orix::oxcdvCliItfAdaptateur()->lireServeurCourant() == orix::OXroutage::PremierServeur;
+        return estPremier ? premier : deuxieme;
+    }
     /// The adapter, active on the current server.
     orix::OXcdvCliItfAdaptateur& activer(const std::string& service = "cdv")
     {

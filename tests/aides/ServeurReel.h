@@ -67,8 +67,6 @@ class Programme
         signaler(SIGKILL);
         attendreFin();
     }
-    Programme(const Programme&) = delete;
-    Programme& operator=(const Programme&) = delete;
 
     pid_t pid() const { return _pid; }
     /// does nothing once it has ended

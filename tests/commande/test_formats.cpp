@@ -19,7 +19,7 @@ cdv::Vol volDifficile()
         R"({"identifiant":"A,\"B\"","realisation":"","aerod_dest":"deux\r\nlignes\n","parking":" bords ",
             "piste":"\"","nature":"null","sens_mvt":"=cmd|'/c calc'!A1","code_stat_depart":{"code":"RTD"},
             "code_stat_arrivee":{"libelle":""},"points":["LFBO","","A\"B,é\u009b\u001b"],
-            "changements":[{"rubrique":"parking","nouvelle_valeur":""},{"ancienne_valeur":"Bé\u009b"}]})");
+            "changements":[{"rubrique":"parking","nouvelle_valeur":""},{"ancienne_valeur":"Bé\u009b"},{}]})");
     std::string tous; // every byte that a field can hold
     for (int octet = 1; octet < 256; ++octet)
         tous += static_cast<char>(octet);
@@ -159,6 +159,8 @@ TEST(Formats, CsvEtJsonSontSansPerte)
             relus.push_back(std::move(entree.vol).value());
         EXPECT_EQ(relus, vols) << texte;
     }
+    for (const int indentation : {-1, 2})
+        EXPECT_EQ(cdv::Vol::depuisJson(vols[0].versJson(indentation)), vols[0]);
 }
 
 TEST(Formats, UnTerminalNObeitARien)

@@ -7,22 +7,7 @@ using essais::PanneMemoire;
 
 namespace {
 
-/// How often the text is traced; keeps nothing, so that it takes no memory.
-class CompteurTrace
-{
-  public:
-    explicit CompteurTrace(std::string texte, int seuil = orix::NTO_NOTABLE)
-        : _texte(std::move(texte)),
-          _ecoute([this](const orix::LigneTrace& ligne) { _nombre += ligne.message == _texte; }, seuil)
-    {}
-
-    int prendre() { return _nombre.exchange(0); }
-
-  private:
-    const std::string _texte;
-    std::atomic<int> _nombre{0};
-    essais::EcouteTraces _ecoute;
-};
+const char* const MANQUE = "Problème d'allocation mémoire"; // traced, and counted without memory
 
 // ---- The life of the connection, with servers of the test's own
 
@@ -52,11 +37,11 @@ class MemoireConnexion : public essais::ClientEprouve
     void demanderActive()
     {
         orix::OXstatut statut = orix::OXS_NOK;
-        int textes = 0;
+        std::atomic<int> textes{0};
         {
-            CompteurTrace compteur("Problème d'allocation mémoire", _seuil);
+            const essais::SurTrace compteur(
+                MANQUE, [&] { ++textes; }, _seuil);
             _sousPanne([&] { statut = OXcdvCliItf::active(SERVICE); });
-            textes = compteur.prendre();
         }
         if (_seuil >= orix::NTO_NOTABLE && _duree == PanneMemoire::UneFois) {
             EXPECT_EQ(textes, statut == orix::OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE);
@@ -70,19 +55,34 @@ class MemoireConnexion : public essais::ClientEprouve
         const auto complet = essais::volComplet();
         int idOp = 0;
         orix::OXstatut statut = orix::OXS_NOK;
-        CompteurTrace compteur("Problème d'allocation mémoire");
+        std::atomic<int> textes{0};
+        const essais::SurTrace compteur(MANQUE, [&] { ++textes; });
         const long bilan = essais::bilanMemoire();
         _sousPanne([&] { statut = REQUETE(complet.get(), idOp); });
         if (statut != orix::OXS_OK) { // else nothing failed, or a trace was cut short, no more
             EXPECT_EQ(statut, orix::OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE);
             EXPECT_EQ(essais::bilanMemoire(), bilan) << "a leak";
-            EXPECT_EQ(compteur.prendre(), _duree == PanneMemoire::UneFois);
+            EXPECT_EQ(textes, _duree == PanneMemoire::UneFois);
         }
     }
-    void repondreOui() { _repondre(orix::OXS_OK); }
-    void repondreNon() { _repondre(orix::OXS_CLIENT_ID_INVALIDE); }
-    void annoncer23() { _annoncer(orix::OXS_SERVICE_NON_ACTIVE); }
-    void annoncer25() { _annoncer(orix::OXS_NOK); }
+    /// As the kernel would, while the real answer is kept back.
+    template <int STATUT>
+    void repondre()
+    {
+        orix_corba::NiveauReference niveau;
+        niveau.majeur = 3;
+        niveau.mineur = niveau.correctif = niveau.construction = 0;
+        essais::ServeurEssai& serveur = serveurCourant();
+        niveau.reference = serveur.service._this();
+        _sousPanne(
+            [&] { orix::oxcdvCliItfAdaptateur()->activeCB(STATUT, serveur.nom.c_str(), "hote", niveau, 7); });
+    }
+    /// As the ORB would.
+    template <int RAISON>
+    void annoncer()
+    {
+        _sousPanne([] { orix::oxcdvCliItfAdaptateur()->deconnexionCB(RAISON); });
+    }
     void partir()
     {
         orix::OXstatut statut = orix::OXS_NOK;
@@ -171,23 +171,6 @@ class MemoireConnexion : public essais::ClientEprouve
     {
         panne.emplace(_numero, PanneMemoire::HorsORB, _duree, _victime);
     }
-    /// As the kernel would, while the real answer is kept back.
-    void _repondre(int statut)
-    {
-        orix_corba::NiveauReference niveau;
-        niveau.majeur = 3;
-        niveau.mineur = niveau.correctif = niveau.construction = 0;
-        orix::OXcdvCliItfAdaptateur& adaptateur = *orix::oxcdvCliItfAdaptateur();
-        const bool estPremier = adaptateur.lireServeurCourant() == orix::OXroutage::PremierServeur;
-        niveau.reference = (estPremier ? premier : deuxieme).service._this();
-        _sousPanne(
-            [&] { adaptateur.activeCB(statut, estPremier ? "premier" : "deuxieme", "hote", niveau, 7); });
-    }
-    /// As the ORB would.
-    void _annoncer(int raison)
-    {
-        _sousPanne([&] { orix::oxcdvCliItfAdaptateur()->deconnexionCB(raison); });
-    }
 
     int _seuil = 0;
     PanneMemoire::Duree _duree = PanneMemoire::UneFois;
@@ -206,10 +189,10 @@ const MemoireConnexion::Chemin MemoireConnexion::CHEMINS[] = {
     {"deletion", Active, &MemoireConnexion::requerir<&OXcdvCliItf::supprime_vol_complet>},
     {"consultation", Active, &MemoireConnexion::requerir<&OXcdvCliItf::consulte_vol_complet>},
     {"listing", Active, &MemoireConnexion::requerir<&OXcdvCliItf::liste_vol_complet>},
-    {"acceptance", Demande, &MemoireConnexion::repondreOui},
-    {"refusal", Demande, &MemoireConnexion::repondreNon},
-    {"notice of an end", Active, &MemoireConnexion::annoncer23},
-    {"notice of a failure", Active, &MemoireConnexion::annoncer25},
+    {"acceptance", Demande, &MemoireConnexion::repondre<orix::OXS_OK>},
+    {"refusal", Demande, &MemoireConnexion::repondre<orix::OXS_CLIENT_ID_INVALIDE>},
+    {"notice of an end", Active, &MemoireConnexion::annoncer<orix::OXS_SERVICE_NON_ACTIVE>},
+    {"notice of a failure", Active, &MemoireConnexion::annoncer<orix::OXS_NOK>},
     {"desactive", Active, &MemoireConnexion::partir},
     {"loss", Active, &MemoireConnexion::perdre},
     {"end of an interrupted desactive", Active, &MemoireConnexion::partirDUnMort},

@@ -49,17 +49,6 @@ class Facade
 {
   public:
     Facade()
-        : surActive([this] {
-              if (!passer(Etat::inactif, Etat::enCours, [] {}))
-                  return estActif() ? orix::OXS_SERVICE_DEJA_ACTIVE : orix::OXS_ACTIVATION_EN_COURS;
-              if (accepte)
-                  accepter();
-              return orix::OXS_OK;
-          }),
-          surDesactive([this] {
-              return passer(Etat::actif, Etat::inactif, [] {}) ? orix::OXS_OK : orix::OXS_SERVICE_NON_ACTIVE;
-          }),
-          surRequete([](const Requete&) { return orix::OXS_OK; })
     {
         _facade = this;
         fil.executer = [this](const auto& appel) {
@@ -86,10 +75,15 @@ class Facade
     /// By default: what a client does that has a connection, is being given one, or has none. To be set while
     /// no session is open.
     /// @{
-    std::function<orix::OXstatut()> surActive;
-    std::function<orix::OXstatut()> surDesactive;
-    /// Runs inside the request call, which has its number already; by default OXS_OK. Without any lock.
-    std::function<orix::OXstatut(const Requete&)> surRequete;
+    std::function<orix::OXstatut()> surActive = [this] {
+        if (!_passer(Etat::inactif, Etat::enCours))
+            return estActif() ? orix::OXS_SERVICE_DEJA_ACTIVE : orix::OXS_ACTIVATION_EN_COURS;
+        if (accepte)
+            accepter();
+        return orix::OXS_OK;
+    };
+    /// Runs inside the request call, which has its number already. Without any lock.
+    std::function<orix::OXstatut(const Requete&)> surRequete = [](auto&) { return orix::OXS_OK; };
     /// At the beginning and at the end of each call and of each callback.
     std::function<void()> surPoint = [] {};
     std::atomic<bool> accepte{true}; ///< an activation is answered at once, instead of by what follows
@@ -99,53 +93,42 @@ class Facade
     /// @{
     void accepter()
     {
-        passer(Etat::enCours, Etat::actif, [this] { _posterActivation(orix::OXS_OK); });
+        _passer(Etat::enCours, Etat::actif, [this] { _posterActivation(orix::OXS_OK); });
     }
     void refuser()
     {
-        passer(Etat::enCours, Etat::inactif, [this] { _posterActivation(orix::OXS_NOK); });
+        _passer(Etat::enCours, Etat::inactif, [this] { _posterActivation(orix::OXS_NOK); });
     }
     /// the loss of the connection is told before its acceptance
     void accepterTropTard()
     {
-        passer(Etat::enCours, Etat::inactif, [this] {
+        _passer(Etat::enCours, Etat::inactif, [this] {
             _posterPerte(orix::OXS_SERVICE_NON_ACTIVE);
             _posterActivation(orix::OXS_OK);
         });
     }
     /// @}
-    bool estActif()
-    {
-        return passer(Etat::actif, Etat::actif, [] {});
-    }
-    bool estEnCours()
-    {
-        return passer(Etat::enCours, Etat::enCours, [] {});
-    }
+    bool estActif() { return _passer(Etat::actif, Etat::actif); }
+    bool estEnCours() { return _passer(Etat::enCours, Etat::enCours); }
 
     /// @name Callbacks, on the callback thread
     /// @{
     /// if there is a connection
     void perdre(orix::OXstatut statut)
     {
-        passer(Etat::actif, Etat::inactif, [&] { _posterPerte(statut); });
+        _passer(Etat::actif, Etat::inactif, [=] { _posterPerte(statut); });
     }
     /// The answer to "cree", "modifie", "supprime", "consulte", or the end of a "liste".
     void repondre(const std::string& operation, int idOp, int code = 0)
     {
-        const std::shared_ptr<OXvol_completData> vol = volBrut("V");
-        fil.poster([=] {
-            if (operation == "cree")
-                OXcdvCliCB::cree_vol_completCB(code, vol.get(), idOp);
-            else if (operation == "modifie")
-                OXcdvCliCB::modifie_vol_completCB(code, vol.get(), idOp);
-            else if (operation == "consulte")
-                OXcdvCliCB::consulte_vol_completCB(code, vol.get(), idOp);
-            else if (operation == "supprime")
-                OXcdvCliCB::supprime_vol_completCB(code, idOp);
-            else
-                OXcdvCliCB::fin_liste_vol_completCB(code, idOp);
-        });
+        using Rappel = void (*)(int, OXvol_completData*, int);
+        static const std::map<std::string, Rappel> RAPPELS{
+            {"cree", &OXcdvCliCB::cree_vol_completCB},
+            {"modifie", &OXcdvCliCB::modifie_vol_completCB},
+            {"consulte", &OXcdvCliCB::consulte_vol_completCB},
+            {"supprime", [](int c, auto*, int id) { OXcdvCliCB::supprime_vol_completCB(c, id); }},
+            {"liste", [](int c, auto*, int id) { OXcdvCliCB::fin_liste_vol_completCB(c, id); }}};
+        fil.poster([=, vol = volBrut("V")] { RAPPELS.at(operation)(code, vol.get(), idOp); });
     }
     void repondre(const Requete& requete, int code = 0) { repondre(requete.operation, requete.idOp, code); }
     /// to all that ever came
@@ -168,22 +151,22 @@ class Facade
         const std::lock_guard<std::mutex> verrou(_mutex);
         return _requetes.back();
     }
-    std::size_t nombreRequetes()
-    {
-        const std::lock_guard<std::mutex> verrou(_mutex);
-        return _requetes.size();
-    }
     int activations() const { return _activations; }
 
     orix::OXstatut active()
     {
         ++_activations;
-        return entre(surActive);
+        return _entre(surActive);
     }
-    orix::OXstatut desactive() { return entre(surDesactive); }
+    orix::OXstatut desactive()
+    {
+        return _entre([this] {
+            return _passer(Etat::actif, Etat::inactif) ? orix::OXS_OK : orix::OXS_SERVICE_NON_ACTIVE;
+        });
+    }
     orix::OXstatut demander(const char* operation, OXvol_completData* vol, int& idOp)
     {
-        return entre([&] {
+        return _entre([&] {
             Requete requete;
             {
                 const std::lock_guard<std::mutex> verrou(_mutex);
@@ -206,14 +189,14 @@ class Facade
         actif
     };
     /// Moves on if it is in that state, and posts the callbacks under the same lock.
-    template <class Suite>
-    bool passer(Etat de, Etat a, Suite suite)
+    bool _passer(Etat de, Etat a, const std::function<void()>& suite = nullptr)
     {
         const std::lock_guard<std::mutex> verrou(_mutex);
         if (_etat != de)
             return false;
         _etat = a;
-        suite();
+        if (suite)
+            suite();
         return true;
     }
 
@@ -225,7 +208,7 @@ class Facade
     {
         fil.poster([=] { OXcdvCliCB::deconnexionCB(statut); });
     }
-    orix::OXstatut entre(const std::function<orix::OXstatut()>& fonction)
+    orix::OXstatut _entre(const std::function<orix::OXstatut()>& fonction)
     {
         surPoint();
         const orix::OXstatut statut = fonction();

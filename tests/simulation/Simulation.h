@@ -36,49 +36,7 @@ class Simulation
     /// One event, then all that must hold after any event. Throws Faute.
     void pas()
     {
-        switch ("dddaarrcclvptek?"[_choix.tirer(16)]) { // as often as there are letters
-        case 'd':
-            if (_essais.size() < _plafond)
-                demander();
-            break;
-        case 'a':
-            if (const auto essai = quelconque())
-                rendreAppel(*essai);
-            break;
-        case 'r':
-            repondre();
-            break;
-        case 'c':
-            livrerRappel();
-            break;
-        case 'l':
-            if (const auto essai = quelconque())
-                lire(essai);
-            break;
-        case 'v':
-            deciderActivation(_choix.tirer(4));
-            break;
-        case 'p':
-            if (_choix.unSur(6))
-                perdreConnexion();
-            break;
-        case 't':
-            avancerTemps();
-            break;
-        case 'e':
-            _table.expirer(_maintenant);
-            break;
-        case 'k':
-            avancerConnexion();
-            break;
-        default:
-            if (_choix.unSur(8))
-                suivre(_reconnexion.activer(_maintenant));
-            else if (_occupe && _choix.unSur(4)) {
-                _occupe = false;
-                suivre(_reconnexion.libre(_maintenant));
-            }
-        }
+        avancer();
         if (_retenu)
             livrerRappel(); // woken up, whatever happened
         verifier();
@@ -152,12 +110,14 @@ class Simulation
         }
         bool conclure(cdv::Resultat resultat) noexcept override
         {
-            monde._troptot |= resultat.etat == cdv::Resultat::Etat::delai && monde._maintenant < echeance;
-            monde._finDouble |= ++fins > 1;
+            if (resultat.etat == cdv::Resultat::Etat::delai && monde._maintenant < echeance)
+                monde._faute = "a request was late before its time";
+            if (++fins > 1)
+                monde._faute = "a request ended twice";
             const bool repondue = resultat.etat <= cdv::Resultat::Etat::refuse;
-            monde._fausse |=
-                repondue && (resultat.code != codeDe(genre, idOp) ||
-                             (resultat.etat == cdv::Resultat::Etat::fait) != (resultat.code == 0));
+            if (repondue && (resultat.code != codeDe(genre, idOp) ||
+                             (resultat.etat == cdv::Resultat::Etat::fait) != (resultat.code == 0)))
+                monde._faute = "a request got the answer to another one";
             --monde._nonFinis;
             monde._aLivrer += fonction;
             return fonction;
@@ -196,6 +156,38 @@ class Simulation
         desactiveFaite
     };
 
+    void avancer()
+    {
+        switch ("dddaarrcclvptek?"[_choix.tirer(16)]) { // as often as there are letters
+        case 'd':
+            return _essais.size() < _plafond ? demander() : void();
+        case 'a':
+            return rendreAppel(quelconque());
+        case 'r':
+            return repondre();
+        case 'c':
+            return livrerRappel();
+        case 'l':
+            return lire(quelconque());
+        case 'v':
+            return deciderActivation(_choix.tirer(4));
+        case 'p':
+            return _choix.unSur(6) ? perdreConnexion() : void();
+        case 't':
+            return avancerTemps();
+        case 'e':
+            return _table.expirer(_maintenant);
+        case 'k':
+            return avancerConnexion();
+        default:
+            if (_choix.unSur(8))
+                return suivre(_reconnexion.activer(_maintenant));
+            if (_occupe && _choix.unSur(4)) {
+                _occupe = false;
+                suivre(_reconnexion.libre(_maintenant));
+            }
+        }
+    }
     void exiger(bool condition, const char* faute) const
     {
         if (!condition)
@@ -207,9 +199,7 @@ class Simulation
             _fins.prendre()->livrer();
         exiger(_aLivrer == 0, "an end was delivered twice, or not at all");
         oublierFinis();
-        exiger(!_finDouble, "a request ended twice");
-        exiger(!_fausse, "a request got the answer to another one");
-        exiger(!_troptot, "a request was late before its time");
+        exiger(_faute == nullptr, _faute);
         exiger(_table.enCours() == static_cast<std::size_t>(_nonFinis),
                "requests in the table that ended, or the contrary");
         const auto appels =
@@ -303,21 +293,21 @@ class Simulation
                                                  : orix::OXS_OK;
         _essais.push_back(essai);
     }
-    void rendreAppel(Essai& essai)
+    void rendreAppel(const std::shared_ptr<Essai>& essai)
     {
-        if (!std::exchange(essai.enAppel, false))
+        if (!essai || !std::exchange(essai->enAppel, false))
             return;
-        if (essai.statut == orix::OXS_OK)
-            _table.partie(essai.rang, essai.idOp, _maintenant);
+        if (essai->statut == orix::OXS_OK)
+            _table.partie(essai->rang, essai->idOp, _maintenant);
         else
-            _table.nonPartie(essai.rang, essai.statut);
+            _table.nonPartie(essai->rang, essai->statut);
         const cdv::Reconnexion::Action action =
-            _reconnexion.requeteRefusee(essai.statut, essai.connexion, _maintenant);
+            _reconnexion.requeteRefusee(essai->statut, essai->connexion, _maintenant);
         exiger(!action.perte || _client != Client::actif || perteDue(),
                "a connection that lives is taken for lost");
         suivre(action);
-        exiger(essai.statut != orix::OXS_SERVICE_NON_ACTIVE || _etat != cdv::EtatSession::active ||
-                   _reconnexion.connexion() != essai.connexion,
+        exiger(essai->statut != orix::OXS_SERVICE_NON_ACTIVE || _etat != cdv::EtatSession::active ||
+                   _reconnexion.connexion() != essai->connexion,
                "a connection that the client does not have any more");
     }
     /// The server answers a request: as it should, again, too late, or to nobody.
@@ -336,9 +326,9 @@ class Simulation
     }
     void lire(const std::shared_ptr<Essai>& essai)
     {
-        if (essai->flux && _choix.unSur(20))
+        if (essai && essai->flux && _choix.unSur(20))
             _table.abandonner(essai);
-        else if (essai->nonLus > 0)
+        else if (essai && essai->nonLus > 0)
             --essai->nonLus;
     }
     /// 0: accepts; 1: the connection is lost before the acceptance is told; others: refuses.
@@ -449,7 +439,7 @@ class Simulation
     {
         _serveurSain = true;
         for (const auto& essai : std::vector<std::shared_ptr<Essai>>(_essais)) {
-            rendreAppel(*essai);
+            rendreAppel(essai);
             essai->nonLus = 0;
         }
         livrerRappel();
@@ -477,9 +467,7 @@ class Simulation
     int _numero = 0;
     int _nonFinis = 0;
     int _aLivrer = 0;
-    bool _finDouble = false;
-    bool _troptot = false;
-    bool _fausse = false;
+    const char* _faute = nullptr; ///< that an end has shown
     bool _fermee = false;
     bool _perteTue = false; ///< the client has lost its connection without a notice
 

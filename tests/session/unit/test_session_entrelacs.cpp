@@ -165,8 +165,7 @@ class Monde
         facade.fil.vider();
         EXPECT_FALSE(facade.estActif() || facade.estEnCours());
         const std::lock_guard<std::mutex> verrou(_mutex);
-        for (const auto& fins : _fins)
-            EXPECT_EQ(fins.size(), 1u);
+        EXPECT_THAT(_fins, testing::Each(testing::SizeIs(1)));
         EXPECT_EQ(_etats.back(), EtatSession::fermee);
         for (std::size_t n = 1; n < _etats.size(); ++n)
             EXPECT_TRUE(ordreQuelconque || seSuivent(_etats[n - 1], _etats[n]))

@@ -146,7 +146,7 @@ TEST_F(SessionFactice, Perte)
     facade.desactive();
     EXPECT_EQ(session.creer(unVol()).get().texte(), "not sent (OXS_SERVICE_NON_ACTIVE)");
     EXPECT_EQ(enAttente.get().etat, Etat::perdu);
-    EXPECT_EQ(facade.nombreRequetes(), 3u);
+    EXPECT_EQ(facade.derniere().idOp, 3);
     session.fermer();
     for (const char* etat : {"activating 0", "active 0cdv1", "lost 21 loss", "activating 0", "active 0cdv1",
                              "lost 23 loss", "closed 0"})

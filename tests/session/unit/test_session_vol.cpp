@@ -138,20 +138,6 @@ TEST(Vol, EgaliteEtDeplacement)
     EXPECT_EQ(a.ecrire("piste", "32L").lire("piste"), "32L");
 }
 
-TEST(Vol, JsonSansPerte)
-{
-    std::string octets;
-    for (int octet = 1; octet < 256; ++octet)
-        octets += static_cast<char>(octet);
-    Vol vol = volComplet();
-    vol.ecrire("indicatif", octets).ecrire("piste", "").effacer("nature");
-    vol.ecrire("code_stat_depart.libelle", octets).effacer("code_stat_arrivee.code").ajouterPoint(octets);
-    vol.ajouterChangement({octets, std::nullopt, octets}).ajouterChangement({});
-    for (const int indentation : {-1, 2})
-        EXPECT_EQ(Vol::depuisJson(vol.versJson(indentation)), vol);
-    EXPECT_EQ(cdv::depuisUtf8(cdv::versUtf8(octets)), octets);
-}
-
 TEST(Vol, CeQuiNEstPasUtf8)
 {
     for (const char* faux : {"\xC3", "\x80", "\xC0\xAF", "\xE0\x82\x80", "\xF8\x88\x80\x80\x80", "a\xFF"})
