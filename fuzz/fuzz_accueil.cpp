@@ -2,6 +2,7 @@
 // they come; the arguments of an activation, and of a question for the type of an object, which lose no
 // memory when they are wrong.
 #include "Cadrage.h"
+#include "FluxORB.h"
 #include "Lecture.h"
 #include "LectureActivation.h"
 
@@ -36,35 +37,15 @@ void suivre(const std::uint8_t* octets, std::size_t taille)
     }
 }
 
-template <class Lecture>
-void lire(const std::uint8_t* octets, std::size_t taille, Lecture lecture)
-{
-    cdrMemoryStream flux;
-    flux.put_octet_array(octets, static_cast<int>(taille));
-    flux.rewindInputPtr();
-    try {
-        lecture(flux);
-    } catch (const CORBA::SystemException&) {
-        // The leak checker looks at what stays.
-    }
-}
-
 } // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    int argc = 0;
-    const char* options[][2] = {{"traceLevel", "0"}, {nullptr, nullptr}};
-    static const CORBA::ORB_var orb =
-        CORBA::ORB_init(argc, nullptr, "omniORB4", options); // references need it
-    return 0;
-}
+extern "C" int LLVMFuzzerInitialize(int*, char***) { return essais::creerORB(); }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* octets, std::size_t taille)
 {
     suivre(octets, taille);
-    lire(octets, taille, [](cdrStream& flux) { orix::LectureActivation().lire(flux); });
-    lire(octets, taille, [](cdrStream& flux) { orix::orb::lireTexteBrut(flux); });
-    lire(octets, taille, [](cdrStream& flux) { CORBA::release(orix::orb::lireReference(flux)); });
+    essais::lire(octets, taille, [](cdrStream& flux) { orix::LectureActivation().lire(flux); });
+    essais::lire(octets, taille, [](cdrStream& flux) { orix::orb::lireTexteBrut(flux); });
+    essais::lire(octets, taille, [](cdrStream& flux) { CORBA::release(orix::orb::lireReference(flux)); });
     return 0;
 }

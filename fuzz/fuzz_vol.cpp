@@ -1,6 +1,7 @@
 // What a peer sends as a record: octets, wire struct, record, dump, and the way back.
 #include "OXvol_completData.h"
 
+#include "FluxORB.h"
 #include "OXvol_completDataC.h"
 #include "Recu.h"
 #include "VueVolComplet.h"
@@ -42,12 +43,7 @@ void exiger(bool vrai)
 
 } // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    int argc = 0;
-    static const CORBA::ORB_var orb = CORBA::ORB_init(argc, nullptr); // texts need its code sets
-    return 0;
-}
+extern "C" int LLVMFuzzerInitialize(int*, char***) { return essais::creerORB(); }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* octets, std::size_t taille)
 {
