@@ -6,6 +6,13 @@
 
 namespace essais {
 
+/// The bare name of the function that traced.
+inline std::string nomFonction(const orix::LigneTrace& ligne)
+{
+    const std::string signature = ligne.fonction.substr(0, ligne.fonction.find('('));
+    return signature.substr(signature.find_last_of(": ") + 1);
+}
+
 /// Gives the lines up to that level to a function in place of the log while it lives. What the function
 /// throws reaches the code that traced.
 class EcouteTraces : orix::INonCopiable
@@ -77,15 +84,6 @@ class CapteurTraces
             if (ligne.fichier == fichier)
                 textes.push_back(std::to_string(ligne.niveau) + " " + ligne.fonction + ": " + ligne.message);
         return textes;
-    }
-    /// How many of the lines so far have that message.
-    int compter(const std::string& message)
-    {
-        const std::lock_guard<std::mutex> verrou(_mutex);
-        int n = 0;
-        for (const orix::LigneTrace& ligne : _lignes)
-            n += ligne.message == message;
-        return n;
     }
 
   private:

@@ -13,15 +13,14 @@ default_ca = essai
 dir = .
 database = index.txt
 new_certs_dir = .
-certificate = ca.pem
-private_key = ca.key
-default_md = sha256
 rand_serial = yes
 unique_subject = no
 policy = politique
 [politique]
 commonName = supplied
 )";
+
+inline const std::string CA = "openssl ca -config ca.cnf -cert ca.pem -keyfile ca.key -md sha256 ";
 
 /// A certification authority of its own for a test, made with the openssl command. Throws std::runtime_error
 /// with what the command said when it fails.
@@ -40,14 +39,7 @@ class Certificats
     /// What differs from a good certificate for both ends. Dates: "YYYYMMDDHHMMSSZ".
     struct Demande
     {
-        explicit Demande(std::string leNom = "essai") : nom(std::move(leNom)) {}
-        Demande& depuis(const std::string& date) { return debut = date, *this; }
-        Demande& jusqua(const std::string& date) { return fin = date, *this; }
-        Demande& protegee(const std::string& secret) { return motDePasse = secret, *this; }
-        Demande& pour(const std::string& lesUsages) { return usages = lesUsages, *this; }
-        Demande& avecCle(const std::string& options) { return cle = options, *this; }
-
-        std::string nom; ///< common name
+        std::string nom = "essai"; ///< common name
         std::string debut = "20200101000000Z";
         std::string fin = "20991231235959Z";
         std::string motDePasse; ///< of the key; empty: none
@@ -55,26 +47,30 @@ class Certificats
         std::string cle = "-newkey ec -pkeyopt ec_paramgen_curve:P-256";
     };
     /// A new certificate and its private key; returns the PEM file with both.
-    std::string emettre(const Demande& demande = Demande())
+    std::string emettre(const std::function<void(Demande&)>& changer = [](Demande&) {})
     {
+        Demande demande;
+        changer(demande);
         const std::string nom = "certificat-" + std::to_string(++_emis);
         const std::string secret =
             demande.motDePasse.empty() ? "-nodes" : "-passout pass:" + demande.motDePasse;
         ecrire(nom + ".ext", "extendedKeyUsage = " + demande.usages + "\n");
         _executer("openssl req " + demande.cle + " " + secret + " -subj '/CN=" + demande.nom + "' -keyout " +
-                  nom + ".key -out " + nom + ".csr && openssl ca -batch -notext -config ca.cnf -in " + nom +
-                  ".csr -out " + nom + ".crt -extfile " + nom + ".ext -startdate " + demande.debut +
-                  " -enddate " + demande.fin + " && cat " + nom + ".crt " + nom + ".key > " + nom + ".pem");
+                  nom + ".key -out " + nom + ".csr && " + CA + "-batch -notext -in " + nom + ".csr -out " +
+                  nom + ".crt -extfile " + nom + ".ext -startdate " + demande.debut + " -enddate " +
+                  demande.fin + " && cat " + nom + ".crt " + nom + ".key > " + nom + ".pem");
         return _dossier.fichier(nom + ".pem");
     }
-    std::string emettre(const std::string& nom) { return emettre(Demande(nom)); }
+    std::string emettre(const std::string& nom)
+    {
+        return emettre([&](Demande& d) { d.nom = nom; });
+    }
 
     /// The revocation list, with that certificate besides those of before; "": no other. Returns the PEM
     /// file.
     std::string revoquer(const std::string& certificat = "")
     {
-        const std::string ca = "openssl ca -config ca.cnf ";
-        _executer((certificat.empty() ? "" : ca + "-revoke " + certificat + " && ") + ca +
+        _executer((certificat.empty() ? "" : CA + "-revoke " + certificat + " && ") + CA +
                   "-gencrl -crldays 30 -out revoques.pem");
         return _dossier.fichier("revoques.pem");
     }

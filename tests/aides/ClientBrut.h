@@ -148,10 +148,8 @@ class ClientBrut
         Presentation p;
         orix_corba::SequenceNiveauReference& niveaux = p.niveaux;
         niveaux.length(2);
-        for (CORBA::ULong i = 0; i < 2; ++i) {
-            niveaux[i].majeur = i == 0 ? 1 : majeur;
-            niveaux[i].mineur = niveaux[i].correctif = niveaux[i].construction = 0;
-        }
+        niveaux[0] = {1, 0, 0, 0, {}};
+        niveaux[1] = {majeur, 0, 0, 0, {}};
         if (avecReferences) {
             niveaux[1].reference = _notifications._this();
             p.face = _face._this();

@@ -4,7 +4,6 @@
 #include "CapteurTraces.h"
 #include "PanneMemoire.h"
 
-#include <dlfcn.h>
 #include <execinfo.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -33,26 +32,16 @@ inline bool toutDort()
     return sommeils() == avant;
 }
 
-/// The bare name of the function that traced.
-inline std::string nomFonction(const orix::LigneTrace& ligne)
-{
-    const std::string signature = ligne.fonction.substr(0, ligne.fonction.find('('));
-    return signature.substr(signature.find_last_of(": ") + 1);
-}
-
 /// The innermost callers, for addr2line.
 inline std::string appelants()
 {
     void* adresses[16];
     const int nombre = backtrace(adresses, 16);
-    std::ostringstream texte;
-    for (int i = 4; i < nombre; ++i) {
-        Dl_info objet;
-        if (dladdr(adresses[i], &objet) != 0)
-            texte << std::filesystem::path(objet.dli_fname).filename().string() << "+0x" << std::hex
-                  << static_cast<char*>(adresses[i]) - static_cast<char*>(objet.dli_fbase) << ' ';
-    }
-    return texte.str();
+    const std::unique_ptr<char*, void (*)(void*)> noms(backtrace_symbols(adresses, nombre), &std::free);
+    std::string texte;
+    for (int i = 4; i < nombre; ++i)
+        texte += std::string(noms.get()[i]) + ' ';
+    return texte;
 }
 
 /// Waits until nobody but the caller runs any more: what has not been done then waits for the caller, or for

@@ -70,7 +70,7 @@ class ServeurEssai : public POA_orix_corba::Noyau
 
     // What the kernel answers to an activation. To be set before.
     orix::OXstatut statut = orix::OXS_OK;
-    int version[4] = {3, 0, 0, 0};
+    orix_corba::NiveauReference version{3, 0, 0, 0, {}};
     int numeroClient = 7;
     bool sansReference = false;
     std::function<void()> avantReponse; ///< may throw, or wait
@@ -101,12 +101,8 @@ class ServeurEssai : public POA_orix_corba::Noyau
         leStatut = statut;
         serveur = CORBA::string_dup(nom.c_str());
         machine = CORBA::string_dup("hote");
-        auto* const rendu = new orix_corba::NiveauReference;
+        auto* const rendu = new orix_corba::NiveauReference(version);
         niveau = rendu;
-        rendu->majeur = version[0];
-        rendu->mineur = version[1];
-        rendu->correctif = version[2];
-        rendu->construction = version[3];
         if (!sansReference)
             rendu->reference = service._this();
         numero = numeroClient;

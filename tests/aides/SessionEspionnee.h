@@ -106,6 +106,13 @@ class SessionEspionnee : protected AvecEspion, public SessionReelle
         return vol(identifiant)->construireObjetSpecifique_v3_0_0();
     }
 
+    /// A notification that answers nothing.
+    std::string notification() const
+    {
+        return notifications().requete("cree_vol_complet", CORBA::Long(0), volFilaire("faux"),
+                                       CORBA::Long(-1));
+    }
+
     /// Does it while the session works on: every request is answered, in order.
     template <class Action>
     void sousTrafic(Action&& action)

@@ -7,21 +7,14 @@
 #include "OXcdvCliArret.h"
 #include "OXcdvCliItf.h"
 #include "ServeurReel.h"
+#include "VolNomme.h"
 #include "orix/Configuration.h"
-#include "orix/OXchaine.h"
 
 namespace essais {
 
 using Requete = orix::OXstatut (*)(OXvol_completData*, int&);
 
 inline char SERVICE[] = "cdv";
-
-inline std::unique_ptr<OXvol_completData> vol(const std::string& identifiant)
-{
-    auto resultat = std::make_unique<OXvol_completData>();
-    resultat->ecrire_gidentifiant(OXdupliqueChaine(identifiant.c_str()));
-    return resultat;
-}
 
 /// Two servers over one file, and a client that knows both. The middleware of the process runs from the
 /// construction to the destruction, which must be clean.

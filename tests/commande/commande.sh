@@ -141,12 +141,6 @@ exec 9>&-
 contient erreurs "3 vols créés" interrompu "--depuis 5"
 essai 1 consulter C4-incompl --url "$url"
 
-"$commande" surveiller --periode 10 --url "$url" >sortie 2>erreurs &
-pid=$!
-attendre grep -q ping sortie
-kill -INT -- "-$pid"
-finit 0 "après Ctrl-C"
-
 # An export that is interrupted leaves the old file alone, and goes on where it stopped.
 cp vols.csv ancien.csv
 essai 0 exporter vols.csv --url "$url"

@@ -1,6 +1,5 @@
 #include "FileAttente.h"
 #include "Importation.h"
-#include "TamponFd.h"
 
 using namespace outils;
 using Etat = cdv::Resultat::Etat;
@@ -16,7 +15,7 @@ cdv::Resultat resultat(Etat etat)
 }
 
 /// An import of the identifiers given, from a server that the test plays. What people see of imports, rejects
-/// and resumptions is in commande.sh.
+/// and resumptions, and an input that stays open, are in commande.sh.
 class Import : public testing::Test
 {
   protected:
@@ -131,43 +130,4 @@ TEST_F(Import, NePassePasLaFenetreEtAttendLesReponses)
     EXPECT_EQ(500u, bilan.crees);
     EXPECT_EQ(0u, bilan.reprise);
     EXPECT_LE(maximum, reglages.fenetre + 1); // the one that is being answered counts twice for a moment
-}
-
-/// The input stays open and gives no more: whatever ends the import ends the reading, and the half of a line
-/// is no record.
-TEST_F(Import, NAttendPasUneEntreeQuiNeVientPas)
-{
-    for (const bool perte : {false, true}) {
-        creations.clear();
-        int donnees[2];
-        int reveil[2];
-        ASSERT_EQ(0, pipe(donnees));
-        ASSERT_EQ(0, pipe(reveil));
-        const std::string debut = "identifiant\nA\nB\nC-incompl";
-        ASSERT_EQ(static_cast<ssize_t>(debut.size()), write(donnees[1], debut.data(), debut.size()));
-        TamponFd tampon(donnees[0], reveil[0]);
-        std::istream flux(&tampon);
-        flux.exceptions(std::ios::badbit);
-        preparer();
-        importation->surArret = [&] { EXPECT_EQ(1, write(reveil[1], "", 1)); };
-        std::thread ailleurs;
-        importation->creer = [&](const cdv::Vol& vol, const cdv::Session::Fin& fin) {
-            creations.emplace_back(*vol.lire("identifiant"));
-            if (creations.back() == "A")
-                return fin(resultat(Etat::fait));
-            ailleurs = std::thread([&, fin] {
-                if (!perte)
-                    importation->interrompre();
-                fin(resultat(perte ? Etat::perdu : Etat::fait));
-            });
-        };
-        const auto lecteur = creerLecteur(Format::csv, flux);
-        const Bilan bilan = importation->executer(*lecteur);
-        ailleurs.join();
-        EXPECT_THAT(creations, ElementsAre("A", "B"));
-        EXPECT_EQ(!perte, bilan.interrompu);
-        EXPECT_EQ(perte ? 3u : 4u, bilan.reprise);
-        for (const int descripteur : {donnees[0], donnees[1], reveil[0], reveil[1]})
-            close(descripteur);
-    }
 }

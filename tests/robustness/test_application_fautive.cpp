@@ -10,8 +10,6 @@ namespace {
 
 using ApplicationFautive = essais::SessionReelle;
 
-using Passages = essais::FileAttente<std::string>; ///< callbacks by name, before they misbehave
-
 TEST_F(ApplicationFautive, ACallbackMayCallEverything)
 {
     const auto redemanderActivation = [] { EXPECT_EQ(OXcdvCliItf::active(essais::SERVICE), orix::OXS_OK); };
@@ -72,7 +70,7 @@ class FileCourte : public essais::SessionReelle
 TEST_F(FileCourte, ACallbackThatStaysKeepsNothingElseFromEndingAndBeginningAgain)
 {
     essais::Porte porte;
-    Passages passages;
+    essais::FileAttente<std::string> passages; // callbacks by name, before they misbehave
     std::atomic<bool> retenir{true};
     _callbacks.pendant = [&](const Appel& appel, OXvol_completData*) {
         if (appel.nom == "activeCB" || !retenir)

@@ -28,18 +28,9 @@ constexpr Maniere MANIERES[] = {
     {"signalHandler", SIGTERM},
 };
 
-std::string nom(const testing::TestParamInfo<Maniere>& info) { return info.param.nom; }
-
 class Arrets : public testing::TestWithParam<Maniere>
 {
   protected:
-    /// Brings the program to its end; returns its exit status, 128 + SIGALRM when it hung.
-    int finir(Programme& programme)
-    {
-        programme.signaler(GetParam().signal);
-        return programme.attendreFin();
-    }
-
     essais::DossierTemporaire _dossier;
     ServeurReel _serveur{_dossier.fichier("vols.db"), {"--periode-ping", "20", "--delai-ping", "20000"}};
     Programme _client{OXCDV_ARRETS, {_serveur.url(), GetParam().nom}};
@@ -48,7 +39,8 @@ class Arrets : public testing::TestWithParam<Maniere>
 TEST_P(Arrets, ProcessEndsWithoutCrashOrHang)
 {
     ASSERT_TRUE(_client.attendreSortie("traffic flows")) << _client.erreurs();
-    EXPECT_EQ(finir(_client), GetParam().statut) << _client.erreurs();
+    _client.signaler(GetParam().signal);
+    EXPECT_EQ(_client.attendreFin(), GetParam().statut) << _client.erreurs(); // 128 + SIGALRM: it hung
 
     // The server has lost a client, and serves the next one.
     Programme suivant(OXCDV_ARRETS, {_serveur.url(), "everything"});
@@ -63,13 +55,15 @@ TEST_P(Arrets, HungServerHoldsNobodyBack)
 {
     ASSERT_TRUE(_client.attendreSortie("traffic flows")) << _client.erreurs();
     _serveur.signaler(SIGSTOP);
-    const int statut = finir(_client);
+    _client.signaler(GetParam().signal);
+    const int statut = _client.attendreFin();
     EXPECT_TRUE(statut == GetParam().statut || (statut == orix::OXS_NOK && GetParam().statut == 0))
         << statut << "\n"
         << _client.erreurs();
     _serveur.signaler(SIGCONT);
 }
 
-INSTANTIATE_TEST_SUITE_P(, Arrets, testing::ValuesIn(MANIERES), nom);
+INSTANTIATE_TEST_SUITE_P(, Arrets, testing::ValuesIn(MANIERES),
+                         [](const auto& cas) { return std::string(cas.param.nom); });
 
 } // namespace

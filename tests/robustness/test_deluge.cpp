@@ -26,48 +26,30 @@ class Deluge : public essais::SessionReelle
     Deluge() : SessionReelle(reglagesVifs([](auto& r) { r[orix::cle::capaciteFileCB] = CAPACITE; })) {}
 };
 
-/// Checks the listings as they come: one after another, each whole and in order.
-class Controle
-{
-  public:
-    void recevoir(const Appel& appel)
-    {
-        if (!_commence || _conclu)
-            return;
-        if (_recus < LENTS)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1)); // an application at work
-        const int rang = _recus++ % (VOLS + 1);
-        if (rang == 0)
-            numeros.push_back(appel.idOp);
-        const bool attendu =
-            rang < VOLS ? appel.nom == "liste_vol_completCB" && appel.identifiant == identifiant(rang)
-                        : appel.nom == "fin_liste_vol_completCB" && appel.statut == 0;
-        _conclu = !attendu || appel.idOp != numeros.back() || _recus == LISTES * (VOLS + 1);
-        if (_conclu)
-            _fin.set_value(_recus);
-    }
-    void commencer() { _commence = true; }
-    /// How many came until the last one, or the first wrong one.
-    int attendre()
-    {
-        std::future<int> fin = _fin.get_future();
-        return fin.wait_for(std::chrono::seconds(100)) == std::future_status::ready ? fin.get() : -1;
-    }
-    std::vector<int> numeros; // this and what follows belong to the callback thread
-
-  private:
-    std::atomic<bool> _commence{false};
-    int _recus = 0;
-    bool _conclu = false;
-    std::promise<int> _fin;
-};
-
 } // namespace
 
 TEST_F(Deluge, DeuxCentMilleNotificationsUneFoisEtDansLOrdre)
 {
-    Controle controle;
-    _callbacks.pendant = [&controle](const Appel& appel, OXvol_completData*) { controle.recevoir(appel); };
+    // The listings as they come: one after another, each whole and in order.
+    std::vector<int> listes; // this and what follows belong to the callback thread
+    int recus = 0;
+    bool conclu = false;
+    std::promise<int> fin; // how many came until the last one, or the first wrong one
+    _callbacks.pendant = [&](const Appel& appel, OXvol_completData*) {
+        if (_callbacks.garder || conclu)
+            return;
+        if (recus < LENTS)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1)); // an application at work
+        const int rang = recus++ % (VOLS + 1);
+        if (rang == 0)
+            listes.push_back(appel.idOp);
+        const bool attendu =
+            rang < VOLS ? appel.nom == "liste_vol_completCB" && appel.identifiant == identifiant(rang)
+                        : appel.nom == "fin_liste_vol_completCB" && appel.statut == 0;
+        conclu = !attendu || appel.idOp != listes.back() || recus == LISTES * (VOLS + 1);
+        if (conclu)
+            fin.set_value(recus);
+    };
     const std::string actif = activer();
     const std::string remplissage(OCTETS, 'x');
     std::vector<int> creations;
@@ -83,7 +65,6 @@ TEST_F(Deluge, DeuxCentMilleNotificationsUneFoisEtDansLOrdre)
     }
 
     _callbacks.garder = false;
-    controle.commencer();
     const long avant = essais::memoire::residente();
     essais::memoire::oublierPic();
     std::atomic<int> pingsManques{0};
@@ -93,8 +74,10 @@ TEST_F(Deluge, DeuxCentMilleNotificationsUneFoisEtDansLOrdre)
         std::vector<int> numeros;
         for (int i = 0; i < LISTES; ++i)
             numeros.push_back(envoyer(&OXcdvCliItf::liste_vol_complet, *vol("V*")));
-        EXPECT_EQ(controle.attendre(), LISTES * (VOLS + 1));
-        EXPECT_EQ(controle.numeros, numeros);
+        std::future<int> total = fin.get_future();
+        ASSERT_EQ(total.wait_for(std::chrono::seconds(100)), std::future_status::ready);
+        EXPECT_EQ(total.get(), LISTES * (VOLS + 1));
+        EXPECT_EQ(listes, numeros);
     }
     const long pic = essais::memoire::pic();
     // The client's pings were all answered; and so were those of the server, which otherwise would have

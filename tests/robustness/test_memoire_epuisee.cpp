@@ -69,10 +69,8 @@ class MemoireConnexion : public essais::ClientEprouve
     template <int STATUT>
     void repondre()
     {
-        orix_corba::NiveauReference niveau;
-        niveau.majeur = 3;
-        niveau.mineur = niveau.correctif = niveau.construction = 0;
         essais::ServeurEssai& serveur = serveurCourant();
+        orix_corba::NiveauReference niveau = serveur.version;
         niveau.reference = serveur.service._this();
         _sousPanne(
             [&] { orix::oxcdvCliItfAdaptateur()->activeCB(STATUT, serveur.nom.c_str(), "hote", niveau, 7); });
@@ -95,7 +93,7 @@ class MemoireConnexion : public essais::ClientEprouve
         std::optional<PanneMemoire> panne;
         avantOubli = [&] {
             if (!panne)
-                _armer(panne);
+                panne.emplace(_numero, PanneMemoire::HorsORB, _duree, _victime);
         };
         oublierClient();
         EXPECT_TRUE(attendrePertes(1));
@@ -107,20 +105,22 @@ class MemoireConnexion : public essais::ClientEprouve
     void partirDUnMort()
     {
         tuerServeur();
-        std::optional<PanneMemoire> panne;
-        _armer(panne);
-        desactive();
-        EXPECT_TRUE(attendrePertes(1));
-        _survenue = panne->survenue();
+        _sousPanne(
+            [this] {
+                desactive();
+                EXPECT_TRUE(attendrePertes(1));
+            },
+            _victime);
     }
     /// On the kernel's thread.
     void attendreEnVain()
     {
-        std::optional<PanneMemoire> panne;
-        _armer(panne);
-        active();
-        EXPECT_TRUE(attendreReponses(1));
-        _survenue = panne->survenue();
+        _sousPanne(
+            [this] {
+                active();
+                EXPECT_TRUE(attendreReponses(1));
+            },
+            _victime);
     }
 
   protected:
@@ -161,15 +161,11 @@ class MemoireConnexion : public essais::ClientEprouve
 
   private:
     template <class Appel>
-    void _sousPanne(Appel appel)
+    void _sousPanne(Appel appel, std::thread::id victime = std::this_thread::get_id())
     {
-        const PanneMemoire panne(_numero, PanneMemoire::HorsORB, _duree);
+        const PanneMemoire panne(_numero, PanneMemoire::HorsORB, _duree, victime);
         appel();
         _survenue = panne.survenue();
-    }
-    void _armer(std::optional<PanneMemoire>& panne)
-    {
-        panne.emplace(_numero, PanneMemoire::HorsORB, _duree, _victime);
     }
 
     int _seuil = 0;

@@ -236,17 +236,13 @@ class Reseau
     {
         EXPECT_TRUE(lancer("ip -n " + espace("pont") + " link set " + hote + " " + etat));
     }
-    static std::string _creer(const std::string& hote)
-    {
-        const std::string e = espace(hote), pont = espace("pont");
-        return " && ip netns add " + e + " && ip -n " + e + " link add eth type veth peer name " + hote +
-               " netns " + pont + " && ip -n " + pont + " link set " + hote + " master pont up && ip -n " +
-               e + " addr add " + adresse(hote) + "/24 dev eth && ip -n " + e + " link set eth up && ip -n " +
-               e + " link set lo up";
-    }
-    const bool _existe = lancer("ip netns add " + espace("pont") + " && ip -n " + espace("pont") +
-                                " link add pont type bridge && ip -n " + espace("pont") +
-                                " link set pont up" + _creer("client") + _creer("cdv1") + _creer("cdv2"));
+    const bool _existe =
+        lancer("e=" + espace("") + R"(; p=${e}pont; ip netns add $p && ip -n $p link add pont type bridge &&
+           ip -n $p link set pont up && for h in client cdv1 cdv2; do
+             i=$((i + 1)); ip netns add $e$h && ip -n $e$h link add eth type veth peer name $h netns $p &&
+             ip -n $p link set $h master pont up && ip -n $e$h addr add 10.213.7.$i/24 dev eth &&
+             ip -n $e$h link set eth up && ip -n $e$h link set lo up || exit 1
+           done)");
 };
 
 /// What must be there before the session starts: the network, the test's thread at the client's end, a server

@@ -11,6 +11,8 @@ namespace giop = essais::giop;
 
 namespace {
 
+const char* const PASSE = "20210101000000Z";
+
 using ContexteTLS = std::unique_ptr<SSL_CTX, void (*)(SSL_CTX*)>;
 
 /// What a peer presents: nothing when there is no file.
@@ -54,13 +56,12 @@ struct AvecCertificats
 };
 
 /// A server with that configuration, the strangers who knock at it, and clients of this process.
-class ServeurTLS
+class ServeurTLS : essais::DossierTemporaire, public ServeurReel
 {
   public:
     explicit ServeurTLS(const std::string& toml)
-        : programme(_dossier.fichier("a.db"), toml.empty()
-                                                  ? std::vector<std::string>{}
-                                                  : std::vector<std::string>{"--configuration", toml})
+        : ServeurReel(fichier("a.db"), toml.empty() ? std::vector<std::string>{}
+                                                    : std::vector<std::string>{"--configuration", toml})
     {}
     /// What comes of a request of who presents that file; "": nothing.
     std::string demander(const std::string& certificat) const
@@ -69,15 +70,8 @@ class ServeurTLS
     }
     std::string demander(SSL_CTX* contexte) const
     {
-        return Etranger(programme.port(), "127.0.0.1", contexte)
-            .demander(giop::requete("Noyau", "_non_existent"));
+        return Etranger(port(), "127.0.0.1", contexte).demander(giop::requete("Noyau", "_non_existent"));
     }
-
-  private:
-    const essais::DossierTemporaire _dossier;
-
-  public:
-    ServeurReel programme;
 };
 
 /// A client with those settings: the first outcome of active() that is one of a server, by the number of
@@ -238,7 +232,7 @@ TEST_F(EtrangersTLS, SansCertificatDeLAutorite)
     Certificats autreAutorite;
     ASSERT_NO_FATAL_FAILURE(essayer("no certificate", presenter("").get()));
     ASSERT_NO_FATAL_FAILURE(essayer("another authority", presenter(autreAutorite.emettre("client")).get()));
-    const std::string perime = certificats.emettre(Demande("client").jusqua("20210101000000Z"));
+    const std::string perime = certificats.emettre([](Demande& d) { d.nom = "client", d.fin = PASSE; });
     ASSERT_NO_FATAL_FAILURE(essayer("expired", presenter(perime).get()));
     ASSERT_NO_FATAL_FAILURE(essayer("plain text", nullptr));
 }
@@ -281,20 +275,19 @@ TEST(TLS, RienDAutreQueTLSEntreClientEtServeur)
     const ServeurTLS enClair("");
     const ServeurTLS autreAutorite(ailleurs.toml);
     const ServeurTLS bon(ici.toml);
-    const std::string bonEnClair =
-        "corbaloc:iiop:127.0.0.1:" + std::to_string(bon.programme.port()) + "/Noyau";
+    const std::string bonEnClair = "corbaloc:iiop:127.0.0.1:" + std::to_string(bon.port()) + "/Noyau";
     const struct
     {
         orix::Configuration client;
         std::string url;
         orix::OXstatut statut;
-    } cas[] = {{{}, enClair.programme.url(), orix::OXS_OK},
-               {ici.reglagesClient, enClair.programme.url(), orix::OXS_CONNEXION_IMPOSSIBLE},
-               {ici.reglagesClient, autreAutorite.programme.url(), orix::OXS_CONNEXION_IMPOSSIBLE},
-               {ici.reglagesClient, bon.programme.url(), orix::OXS_OK},
+    } cas[] = {{{}, enClair.url(), orix::OXS_OK},
+               {ici.reglagesClient, enClair.url(), orix::OXS_CONNEXION_IMPOSSIBLE},
+               {ici.reglagesClient, autreAutorite.url(), orix::OXS_CONNEXION_IMPOSSIBLE},
+               {ici.reglagesClient, bon.url(), orix::OXS_OK},
                {ici.reglagesClient, bonEnClair, orix::OXS_CONNEXION_IMPOSSIBLE},
                {{}, bonEnClair, orix::OXS_CONNEXION_IMPOSSIBLE},
-               {ailleurs.reglagesClient, bon.programme.url(), orix::OXS_CONNEXION_IMPOSSIBLE}};
+               {ailleurs.reglagesClient, bon.url(), orix::OXS_CONNEXION_IMPOSSIBLE}};
     // In one process, one after another: nothing of a run is left in the next.
     for (int tour = 0; tour < 2; ++tour)
         for (const auto& [client, url, statut] : cas)
@@ -321,7 +314,7 @@ TEST(TLS, UnCertificatQuiNEstPasDUnServeurNEstPasAppele)
         fichierTOML(ici.certificats, reglagesTLS(ici.certificats, ici.certificats.emettre("autre client"))));
     orix::Configuration reglages = ici.reglagesClient;
     reglages[orix::cle::nomsServeurs] = {"secours", "serveur"};
-    const std::vector<std::string> urls{imposteur.programme.url(), serveur.programme.url()};
+    const std::vector<std::string> urls{imposteur.url(), serveur.url()};
     EXPECT_EQ(activer(reglages, urls), orix::OXS_CONNEXION_IMPOSSIBLE);
     EXPECT_EQ(activer(reglages, urls, 2), orix::OXS_OK);
 }
@@ -336,8 +329,8 @@ TEST(TLS, UnCertificatRevoqueNEntrePlusApresLaRelecture)
     EXPECT_EQ(serveur.demander(revoque), "");
     ici.certificats.revoquer(revoque);
     for (const char* dit : {"Fichiers TLS relus", "Fichiers TLS refusés"}) {
-        serveur.programme.signaler(SIGHUP);
-        EXPECT_TRUE(serveur.programme.attendreErreurs(dit));
+        serveur.signaler(SIGHUP);
+        EXPECT_TRUE(serveur.attendreErreurs(dit));
         EXPECT_EQ(serveur.demander(revoque), "closed");
         EXPECT_EQ(serveur.demander(ici.certificatClient), "");
         ici.certificats.ecrire("revoques.pem", "ceci n'est pas une liste\n");
@@ -351,18 +344,16 @@ TEST(TLS, FichiersFaux)
     Certificats certificats;
     const Certificats autre;
     const std::string bon = certificats.emettre();
-    const std::string secret = certificats.emettre(Demande().protegee("sesame"));
+    const std::string secret = certificats.emettre([](Demande& d) { d.motDePasse = "sesame"; });
     const std::string dossier = bon.substr(0, bon.rfind('/'));
     const std::string ca = certificats.autorite();
     const std::string seulCertificat = certificats.ecrire("seul.pem", essais::lireFichier(ca));
     const std::string texte = certificats.ecrire("texte.pem", "ceci n'est pas un certificat\n");
-    const auto moitie = [](const std::string& fichier, bool cle) {
-        const std::string tout = essais::lireFichier(fichier);
-        const std::size_t milieu = tout.find("-----BEGIN PRIVATE");
-        return cle ? tout.substr(milieu) : tout.substr(0, milieu);
+    const auto partie = [](std::string pem, const char* fin) {
+        return essais::lireFichier(pem.replace(pem.rfind('.'), std::string::npos, fin));
     };
     const std::string clePareille =
-        certificats.ecrire("melange.pem", moitie(bon, false) + moitie(certificats.emettre(), true));
+        certificats.ecrire("melange.pem", partie(bon, ".crt") + partie(certificats.emettre(), ".key"));
     const struct
     {
         std::string autorite;
@@ -382,14 +373,14 @@ TEST(TLS, FichiersFaux)
         {ca, secret, "", "mot_de_passe", secret, "got none"},
         {ca, secret, "ouvre-toi", "mot_de_passe", secret, "got a wrong one"},
         {autre.autorite(), bon, "", "certificat", bon, "expected a certificate signed by the authority"},
-        {ca, certificats.emettre(Demande().jusqua("20210101000000Z")), "", "certificat", "certificat-",
+        {ca, certificats.emettre([](Demande& d) { d.fin = PASSE; }), "", "certificat", "certificat-",
          "expected a certificate that is still valid (it expired on Jan  1"},
-        {ca, certificats.emettre(Demande().depuis("20980101000000Z")), "", "certificat", "certificat-",
-         "expected a certificate that is already valid (it begins on Jan  1"},
-        {ca, certificats.emettre(Demande().pour("serverAuth")), "", "certificat", "certificat-",
-         "serverAuth and clientAuth"},
-        {ca, certificats.emettre(Demande().avecCle("-newkey rsa:1024")), "", "certificat", "certificat-",
-         "too"}, // "key too small", "too weak"
+        {ca, certificats.emettre([](Demande& d) { d.debut = "20980101000000Z"; }), "", "certificat",
+         "certificat-", "expected a certificate that is already valid (it begins on Jan  1"},
+        {ca, certificats.emettre([](Demande& d) { d.usages = "serverAuth"; }), "", "certificat",
+         "certificat-", "serverAuth and clientAuth"},
+        {ca, certificats.emettre([](Demande& d) { d.cle = "-newkey rsa:1024"; }), "", "certificat",
+         "certificat-", "too"}, // "key too small", "too weak"
     };
     for (const auto& c : cas) {
         orix::Configuration configuration;

@@ -4,17 +4,9 @@
 #include "FileAttente.h"
 #include "OXcdvCliCB.h"
 #include "OXcdvCliItf.h"
-#include "OXvol_completData.h"
-#include "orix/OXchaine.h"
+#include "VolNomme.h"
 
 namespace essais {
-
-inline std::shared_ptr<OXvol_completData> volBrut(const std::string& identifiant)
-{
-    auto vol = std::make_shared<OXvol_completData>();
-    vol->ecrire_gidentifiant(OXdupliqueChaine(identifiant.c_str()));
-    return vol;
-}
 
 /// The callback thread: runs what is posted, in order.
 class FilCallbacks
@@ -128,7 +120,7 @@ class Facade
             {"consulte", &OXcdvCliCB::consulte_vol_completCB},
             {"supprime", [](int c, auto*, int id) { OXcdvCliCB::supprime_vol_completCB(c, id); }},
             {"liste", [](int c, auto*, int id) { OXcdvCliCB::fin_liste_vol_completCB(c, id); }}};
-        fil.poster([=, vol = volBrut("V")] { RAPPELS.at(operation)(code, vol.get(), idOp); });
+        fil.poster([=, vol = std::shared_ptr(vol("V"))] { RAPPELS.at(operation)(code, vol.get(), idOp); });
     }
     void repondre(const Requete& requete, int code = 0) { repondre(requete.operation, requete.idOp, code); }
     /// to all that ever came
@@ -141,7 +133,9 @@ class Facade
     /// one record of a listing
     void envoyer(int idOp, const std::string& identifiant)
     {
-        fil.poster([idOp, vol = volBrut(identifiant)] { OXcdvCliCB::liste_vol_completCB(vol.get(), idOp); });
+        fil.poster([idOp, vol = std::shared_ptr(vol(identifiant))] {
+            OXcdvCliCB::liste_vol_completCB(vol.get(), idOp);
+        });
     }
     FilCallbacks fil;
     /// @}

@@ -430,9 +430,7 @@ class Simulation
         if (but != cdv::JAMAIS && !_choix.unSur(4))
             _maintenant = std::max(_maintenant, but);
         if (but > _maintenant && but != cdv::JAMAIS)
-            _maintenant = but - std::chrono::milliseconds(1) > _maintenant
-                              ? but - std::chrono::milliseconds(1)
-                              : _maintenant; // just before
+            _maintenant = std::max(_maintenant, but - std::chrono::milliseconds(1)); // just before
     }
     /// The servers are well, whoever can go on does.
     void tourCalme()

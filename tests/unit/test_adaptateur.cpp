@@ -78,14 +78,7 @@ class Transcription : public essais::AvecNoyau
     {
         premier.avantReponse = deuxieme.avantReponse = [attente = _attente] { attente.wait(); };
     }
-    static orix_corba::NiveauReference niveau(int mineur)
-    {
-        orix_corba::NiveauReference niveau;
-        niveau.majeur = 3;
-        niveau.mineur = mineur;
-        niveau.correctif = niveau.construction = 0;
-        return niveau;
-    }
+    static orix_corba::NiveauReference niveau(int mineur) { return {3, mineur, 0, 0, {}}; }
 
     std::string texte;
     std::function<void(const LigneTrace&)> panne = [](const LigneTrace&) {}; ///< may fail at a line
@@ -93,13 +86,9 @@ class Transcription : public essais::AvecNoyau
   private:
     static std::string _transcrire(const LigneTrace& ligne)
     {
-        const std::size_t parenthese = ligne.fonction.find('(');
-        std::string signature = ligne.fonction.substr(0, parenthese);
+        std::string signature = ligne.fonction; // whole: what is traced for the application
         if (ligne.fichier == "OXcdvCliItfAdaptateur" || ligne.fichier == "OXnoyau")
-            signature = signature.substr(signature.find_last_of(": ") + 1) +
-                        (parenthese == std::string::npos ? "" : "()");
-        else
-            signature = ligne.fonction; // whole: what is traced for the application
+            signature = essais::nomFonction(ligne) + (signature.find('(') == std::string::npos ? "" : "()");
         std::string resultat = std::to_string(ligne.niveau) + " " + signature + ": " + ligne.message + "\n";
         for (const char* variable : {"127.0.0.1:\\d+", "(resoudre l'url|le narrow): [^\n]+", "CORBA = \\d+"})
             resultat = essais::masquer(resultat, variable);
@@ -278,10 +267,8 @@ class TranscriptionMessages : public Transcription
     }
     void lireVersions()
     {
-        std::ostringstream versions;
-        versions << "version " << OXcdvCliItf::lireVersion() << ", "
-                 << OXcdvCliItf::lireVersionsConnues().size() << " known\n";
-        texte += versions.str();
+        texte += "version " + testing::PrintToString(OXcdvCliItf::lireVersion()) + ", " +
+                 std::to_string(OXcdvCliItf::lireVersionsConnues().size()) + " known\n";
     }
     void toutAppeler()
     {
@@ -405,7 +392,7 @@ TEST_F(Adaptateur, CORBAExceptionInADisconnectionEndsTheProcess)
 TEST_F(Adaptateur, GivesUpAServerOfAnotherVersionAsOneThatDoesNotAnswer)
 {
     redemarrer([](auto& r) { r[orix::cle::delaiActivation] = std::chrono::milliseconds(300); });
-    premier.version[1] = 1;
+    premier.version.mineur = 1;
     OXcdvCliItfAdaptateur& adaptateur = *oxcdvCliItfAdaptateur();
     EXPECT_EQ(OXS_OK, adaptateur.active("cdv"));
     const essais::Appel appel = callbacks.attendre();

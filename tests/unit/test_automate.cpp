@@ -94,18 +94,12 @@ TEST(Singleton, CreatesOnceAndAgainAfterTheEnd)
 {
     for (int tour = 0; tour < 2; ++tour) {
         EXPECT_EQ(nullptr, orix::Singleton<Compte>::lireExistante());
-        std::set<Compte*> recus;
-        std::mutex mutex;
-        std::vector<std::thread> fils(4);
-        for (std::thread& fil : fils)
-            fil = std::thread([&] {
-                Compte* const recu = orix::Singleton<Compte>::lireInstance();
-                const std::lock_guard<std::mutex> verrou(mutex);
-                recus.insert(recu);
-            });
-        for (std::thread& fil : fils)
-            fil.join();
-        EXPECT_EQ(1u, recus.size());
+        std::vector<std::future<Compte*>> recus(4);
+        for (auto& recu : recus)
+            recu = std::async(std::launch::async, &orix::Singleton<Compte>::lireInstance);
+        Compte* const premier = recus[0].get();
+        for (std::size_t i = 1; i < recus.size(); ++i)
+            EXPECT_EQ(premier, recus[i].get());
         EXPECT_EQ(1, Compte::vivants);
         orix::Singleton<Compte>::detruire();
         EXPECT_EQ(0, Compte::vivants);

@@ -4,7 +4,6 @@
 
 namespace {
 
-constexpr const char* SERVEUR = "IDL:orix_corba/OXcdv_v3_0_0_ClientVersServeur:1.0";
 constexpr const char* NOTIFICATIONS = "IDL:orix_corba/OXcdv_v3_0_0_ServeurVersClient:1.0";
 
 } // namespace
@@ -12,8 +11,9 @@ constexpr const char* NOTIFICATIONS = "IDL:orix_corba/OXcdv_v3_0_0_ServeurVersCl
 TEST(Contrat, ChaqueInterfaceAccepteSesAncetresEtEuxSeuls)
 {
     essais::ServiceEssai serveur; // may be asked without being activated
-    for (const char* identifiant : {SERVEUR, "IDL:orix_corba/Serveur:1.0", "IDL:orix_corba/InterfacePing:1.0",
-                                    "IDL:omg.org/CORBA/Object:1.0"})
+    for (const char* identifiant :
+         {"IDL:orix_corba/OXcdv_v3_0_0_ClientVersServeur:1.0", "IDL:orix_corba/Serveur:1.0",
+          "IDL:orix_corba/InterfacePing:1.0", "IDL:omg.org/CORBA/Object:1.0"})
         EXPECT_TRUE(serveur._is_a(identifiant)) << identifiant;
     EXPECT_FALSE(serveur._is_a(NOTIFICATIONS));
 

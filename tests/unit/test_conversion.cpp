@@ -23,12 +23,7 @@ class Fil : public testing::Test
     const CORBA::ORB_var _orb = orix::orb::creerORB(_argc, nullptr, {});
 };
 
-std::string dump(const OXvol_completData& vol)
-{
-    std::ostringstream flux;
-    flux << vol;
-    return flux.str();
-}
+std::string dump(const OXvol_completData& vol) { return testing::PrintToString(vol); }
 
 /// What the other side reads.
 template <class T>
@@ -40,12 +35,6 @@ T aTraversLeFil(const T& envoye)
     T recu;
     recu <<= flux;
     return recu;
-}
-
-/// What the other side reads of the object, to be compared. (The bytes themselves hold the ORB's padding.)
-std::string lu(const OXvol_completData_v3_0_0& objet)
-{
-    return dump(OXvol_completData(aTraversLeFil(objet)));
 }
 
 } // namespace
@@ -99,7 +88,6 @@ TEST_F(Fil, UnAnyRendLEnregistrementSousSonTypeCode)
     TYPE(SeqTabOXvol_completData_m_tpoint)
     TYPE(SeqOXcode_statData_v3_0_0)
     TYPE(OXcci_rub_chgtData_v3_0_0)
-#undef TYPE
     EXPECT_EQ(_tc_OXvol_completData_v3_0_0->member_count(), 59u);
 }
 
@@ -187,14 +175,15 @@ TEST_F(Fil, UneVueSEnvoieCommeLObjetPuisRendTout)
     partiel.ecrire_gpiste(OXdupliqueChaine(""));
     partiel.ajouter_point(const_cast<char*>("AGEN"));
     for (OXvol_completData* const vol : {plein.get(), &partiel}) {
-        const std::string attendu = lu(vol->construireObjetSpecifique_v3_0_0());
+        // What the other side reads: the bytes themselves hold the ORB's padding.
+        const OXvol_completData attendu(aTraversLeFil(vol->construireObjetSpecifique_v3_0_0()));
         const std::string avant = dump(*vol);
         // Stopped half-way it gives back what it has: whatever were left would be freed twice.
         essais::chaquePanne([&] {
             const VueVolComplet vue(*vol);
             const VueVolComplet pendant(*vol);
         });
-        EXPECT_EQ(lu(VueVolComplet(*vol).lire()), attendu);
+        EXPECT_EQ(dump(OXvol_completData(aTraversLeFil(VueVolComplet(*vol).lire()))), dump(attendu));
         EXPECT_EQ(dump(*vol), avant);
     }
     EXPECT_EQ(essais::chaquePanne([&] { const VueVolComplet vue(partiel); }), 0) << "texts are lent";

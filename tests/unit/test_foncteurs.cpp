@@ -5,34 +5,18 @@
 #include "CapteurTraces.h"
 #include "PanneMemoire.h"
 #include "Transcription.h"
-#include "orix/OXchaine.h"
-
-#include <array>
-
-namespace {
-
-OXvol_completData* vol(const char* identifiant)
-{
-    auto* const vol = new OXvol_completData;
-    vol->ecrire_gidentifiant(OXdupliqueChaine(identifiant));
-    return vol;
-}
-
-} // namespace
+#include "VolNomme.h"
 
 TEST(Foncteurs, ChaqueAppelRendSesArgumentsUneFois)
 {
     essais::Callbacks& callbacks = essais::Callbacks::instance();
     callbacks.garder = false;
-    const auto tousLesAppels = [] {
-        return std::array<orix::IExecutable*, 3>{
-            orix::creerOXcdvCliCB_cree_vol_complet(0, vol("AF1234"), 1),
-            orix::creerOXcdvCliCB_liste_vol_complet(vol("AF1234"), 1),
-            orix::creerOXcdvCliCB_active(orix::OXS_OK, OXdupliqueChaine("s"), OXdupliqueChaine("m"))};
-    };
     const long avant = essais::bilanMemoire();
     for (const bool execute : {true, false})
-        for (orix::IExecutable* const appel : tousLesAppels()) {
+        for (orix::IExecutable* const appel :
+             {orix::creerOXcdvCliCB_cree_vol_complet(0, essais::vol("AF1234").release(), 1),
+              orix::creerOXcdvCliCB_liste_vol_complet(essais::vol("AF1234").release(), 1),
+              orix::creerOXcdvCliCB_active(orix::OXS_OK, OXdupliqueChaine("s"), OXdupliqueChaine("m"))}) {
             if (execute)
                 appel->executer();
             delete appel;

@@ -65,19 +65,19 @@ class Appel : public IExecutable
     void executer() override {}
 };
 
-Configuration rapide()
+void rapide(Configuration& configuration)
 {
-    Configuration configuration;
     configuration[orix::cle::periodePing] = milliseconds(10);
     configuration[orix::cle::delaiPing] = std::chrono::minutes(1); // out of reach
-    return configuration;
 }
 
 class AvecNoyau : public testing::Test
 {
   protected:
-    void demarrerAvec(const Configuration& configuration)
+    void demarrerAvec(const std::function<void(Configuration&)>& changer)
     {
+        Configuration configuration;
+        changer(configuration);
         ASSERT_EQ(demarrer(configuration), "");
         ORBthread* const acces = oxNoyau()->lirePointAcces();
         _repondeur = new RepondeurNoyau(acces->lireORB(), acces->lirePOA_ORIX());
@@ -129,7 +129,7 @@ using Surveillance = AvecNoyau;
 
 TEST_F(Activation, LaReponseEstDonneeUneFois)
 {
-    demarrerAvec({});
+    demarrerAvec([](auto&) {});
     essais::CapteurTraces traces(NTO_REFUS);
     orix_corba::AMI_NoyauHandler_var repondeur;
     std::promise<void> demande;
@@ -163,7 +163,7 @@ TEST_F(Activation, LaReponseEstDonneeUneFois)
 
 TEST_F(Activation, UnEchecDuTransportSeDistingueDesAutres)
 {
-    demarrerAvec({});
+    demarrerAvec([](auto&) {});
     const std::pair<std::function<void()>, const char*> echecs[] = {
         {[] { throw CORBA::TRANSIENT(); }, "echecActivation 14"},
         {[] { throw CORBA::NO_IMPLEMENT(); }, "echecActivation 22"}};
@@ -176,7 +176,7 @@ TEST_F(Activation, UnEchecDuTransportSeDistingueDesAutres)
 
 TEST_F(Activation, OublieeElleNeDitRienEtLArretLeDit)
 {
-    demarrerAvec({});
+    demarrerAvec([](auto&) {});
     std::promise<void> liberation;
     noyauServeur.avantReponse = [suite = liberation.get_future().share()] { suite.wait(); };
     AdaptateurEspion autre, dernier;
@@ -201,7 +201,7 @@ TEST_F(Activation, OublieeElleNeDitRienEtLArretLeDit)
 
 TEST_F(Activation, OublierAttendLaLivraisonEnCoursDAutrui)
 {
-    demarrerAvec({});
+    demarrerAvec([](auto&) {});
     std::promise<void> entree, liberation;
     std::atomic<bool> livree{false};
     adaptateur.pendant = [&](const std::string&) {
@@ -227,9 +227,7 @@ TEST_F(Activation, OublierAttendLaLivraisonEnCoursDAutrui)
 
 TEST_F(Activation, UneLivraisonSansFinNeRetientPasLArret)
 {
-    Configuration configuration;
-    configuration[orix::cle::delaiAppel] = milliseconds(20);
-    demarrerAvec(configuration);
+    demarrerAvec([](auto& c) { c[orix::cle::delaiAppel] = milliseconds(20); });
     std::promise<void> entree, liberation;
     std::thread occupe([&] {
         const Livraison livraison(&adaptateur);
@@ -249,9 +247,7 @@ TEST_F(Activation, UneLivraisonSansFinNeRetientPasLArret)
 
 TEST_F(Activation, PendantUneLivraisonLeNoyauRepondEtNulNAttend)
 {
-    Configuration configuration;
-    configuration[orix::cle::capaciteFileCB] = 1;
-    demarrerAvec(configuration);
+    demarrerAvec([](auto& c) { c[orix::cle::capaciteFileCB] = 1; });
     std::promise<void> faite;
     adaptateur.pendant = [&](const std::string&) {
         EXPECT_EQ(terminer(), OXS_NOK);
@@ -279,7 +275,7 @@ TEST_F(Activation, PendantUneLivraisonLeNoyauRepondEtNulNAttend)
 
 TEST_F(Surveillance, CeQueLeServeurEnvoieLeProuveVivant)
 {
-    demarrerAvec(rapide());
+    demarrerAvec(rapide);
     std::atomic<int> pings{0};
     serveur.ping = [&](int) {
         if (++pings <= 10) // not under the name of the supervision, but of the client
@@ -296,7 +292,7 @@ TEST_F(Surveillance, CeQueLeServeurEnvoieLeProuveVivant)
 
 TEST_F(Surveillance, LAdaptateurQuiRefuseNEstPasRappele)
 {
-    demarrerAvec(rapide());
+    demarrerAvec(rapide);
     AdaptateurEspion autre;
     std::promise<void> refus;
     adaptateur.pendant = [&](const std::string&) {
@@ -315,7 +311,7 @@ TEST_F(Surveillance, LAdaptateurQuiRefuseNEstPasRappele)
 
 TEST_F(Surveillance, UneDesactivationInterrompueSeTermineEnPerte)
 {
-    demarrerAvec(rapide());
+    demarrerAvec(rapide);
     AdaptateurEspion revenu;
     surveiller(revenu, "revenu");
     surveiller(adaptateur);
@@ -416,7 +412,8 @@ TEST(Processus, UneRequeteQuiNeRevientPasNeRetientPasLArret)
     EXPECT_THAT(traces.prendreTextes(),
                 Contains("100 Arrêt incomplet, n'est plus attendu : requêtes reçues"));
     EXPECT_EQ(demarrer(Configuration()),
-              "OXS_ERREUR_CORBA: the ORB of the previous run has not ended yet: a request is still inside");
+              texteStatut(OXS_ERREUR_CORBA) +
+                  std::string(": the ORB of the previous run has not ended yet: a request is still inside"));
     liberation.set_value();
     requete.join();
     while (!demarrer(Configuration()).empty())

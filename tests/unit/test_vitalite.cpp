@@ -6,7 +6,7 @@ using orix::Vitalite;
 
 /// On a clock that starts at 0, with pings every 10 units that are missed after 4, twice in a row. A word of
 /// vitalite.txt is an instant and what happens then; what comes of it is what each examination gave: wait
-/// (.), ping (P) or lost (!).
+/// (.), ping (P) or lost (!), and when to look again.
 TEST(Vitalite, ChaqueHistoireASonVerdict)
 {
     essais::rejouer("unit/vitalite.txt", [](const std::string&, const std::string& histoire) {
@@ -27,19 +27,9 @@ TEST(Vitalite, ChaqueHistoireASonVerdict)
                 actions += ".P!"[static_cast<int>(
                     vitalite.examiner(Vitalite::Instant(std::chrono::milliseconds(temps)), activite))];
         }
-        return actions;
+        return actions + " " +
+               (vitalite.echeance() == Vitalite::Instant::min()
+                    ? "at once"
+                    : std::to_string(vitalite.echeance().time_since_epoch() / 1ms));
     });
-}
-
-TEST(Vitalite, LEcheanceEstCelleDuProchainChangement)
-{
-    Vitalite vitalite({10ms, 4ms, 1}, Vitalite::Instant(10ms));
-    EXPECT_EQ(vitalite.echeance(), Vitalite::Instant(10ms));
-    vitalite.examiner(Vitalite::Instant(11ms), 0);
-    EXPECT_EQ(vitalite.echeance(), Vitalite::Instant(15ms));
-    vitalite.repondre();
-    EXPECT_EQ(vitalite.echeance(), Vitalite::Instant(21ms));
-    vitalite.examiner(Vitalite::Instant(21ms), 0);
-    vitalite.manquer(0);
-    EXPECT_EQ(vitalite.echeance(), Vitalite::Instant::min());
 }

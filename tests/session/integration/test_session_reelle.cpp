@@ -1,10 +1,8 @@
 // Sessions against two real servers over one file, linked as an application links them.
 #include "CdvSession.h"
-#include "DossierTemporaire.h"
 #include "EtatProcessus.h"
-#include "FileAttente.h"
 #include "OXcdvCliConnexion.h"
-#include "ServeurReel.h"
+#include "SessionReelle.h"
 
 namespace {
 
@@ -12,12 +10,7 @@ using namespace std::chrono_literals;
 using namespace cdv;
 using Etat = cdv::Resultat::Etat;
 
-Vol unVol(const std::string& identifiant)
-{
-    Vol vol;
-    vol.ecrire("identifiant", identifiant);
-    return vol;
-}
+Vol unVol(const std::string& identifiant) { return std::move(Vol().ecrire("identifiant", identifiant)); }
 
 /// Two servers, the middleware of this process, and what an observer was told.
 class SessionDeuxServeurs : public ::testing::Test
@@ -29,15 +22,14 @@ class SessionDeuxServeurs : public ::testing::Test
             _dossier.fichier("vols.db"),
             std::vector<std::string>{"--nom", nom, "--periode-ping", "200", "--delai-ping", "500"}, port);
     }
+    /// Starts both.
     orix::Configuration configuration()
     {
-        orix::Configuration configuration;
-        configuration[orix::cle::routage]["cdv"] = {_serveurs["cdv1"]->url(), _serveurs["cdv2"]->url()};
-        configuration[orix::cle::periodePing] = 200ms;
-        configuration[orix::cle::delaiPing] = 500ms;
-        configuration[orix::cle::delaiConnexion] = configuration[orix::cle::delaiAppel] = 1000ms;
-        configuration[orix::cle::niveauTrace] = 0;
-        return configuration;
+        for (const char* nom : {"cdv1", "cdv2"})
+            _serveurs[nom] = lancer(nom, essais::portReserve());
+        return essais::SessionReelle::reglagesVifs([this](auto& reglages) {
+            reglages[orix::cle::routage]["cdv"] = {_serveurs["cdv1"]->url(), _serveurs["cdv2"]->url()};
+        });
     }
     cdv::Options options()
     {
@@ -68,12 +60,7 @@ class SessionDeuxServeurs : public ::testing::Test
     }
 
     essais::DossierTemporaire _dossier;
-    std::map<std::string, std::unique_ptr<essais::ServeurReel>> _serveurs = [this] {
-        std::map<std::string, std::unique_ptr<essais::ServeurReel>> serveurs;
-        for (const char* nom : {"cdv1", "cdv2"})
-            serveurs[nom] = lancer(nom, essais::portReserve());
-        return serveurs;
-    }();
+    std::map<std::string, std::unique_ptr<essais::ServeurReel>> _serveurs;
     int _argc = 0;
     cdv::Processus _processus{_argc, nullptr, configuration()};
 
@@ -84,31 +71,26 @@ class SessionDeuxServeurs : public ::testing::Test
 TEST_F(SessionDeuxServeurs, LaConnexionEstConnue)
 {
     using Etat = orix::OXcdvCliConnexion::Etat;
-    EXPECT_EQ(orix::lireOXcdvCliConnexion().etat, Etat::inactive);
-    EXPECT_EQ(orix::lireOXcdvCliConnexion().serveur, 0) << "asking brought a client into being";
-
     Session session;
-    EXPECT_EQ(session.numeroClient(), 0);
+    const auto verifier = [&session](Etat etat, int serveur) {
+        const orix::OXcdvCliConnexion connexion = orix::lireOXcdvCliConnexion();
+        EXPECT_EQ(connexion.etat, etat);
+        EXPECT_EQ(connexion.serveur, serveur);
+        EXPECT_EQ(connexion.numeroClient != 0, etat == Etat::active);
+        EXPECT_EQ(connexion.numeroClient, session.numeroClient());
+        return connexion.numeroClient;
+    };
+    verifier(Etat::inactive, 0); // asking brings no client into being
     session.ouvrir(options());
     ASSERT_TRUE(session.attendreActive(30s));
-    EXPECT_EQ(orix::lireOXcdvCliConnexion().etat, Etat::active);
-    EXPECT_EQ(orix::lireOXcdvCliConnexion().serveur, 1);
-    EXPECT_NE(session.numeroClient(), 0);
-    EXPECT_EQ(session.numeroClient(), orix::lireOXcdvCliConnexion().numeroClient);
-
-    const int premier = session.numeroClient();
+    const int premier = verifier(Etat::active, 1);
     _serveurs["cdv1"]->signaler(SIGKILL);
     attendre(EtatSession::active);
     EXPECT_TRUE(attendre(EtatSession::attente).perte);
     attendre(EtatSession::active);
-    EXPECT_EQ(orix::lireOXcdvCliConnexion().serveur, 2);
-    EXPECT_NE(session.numeroClient(), 0);
-    EXPECT_NE(session.numeroClient(), premier) << "the number of the dead server's connection";
-
+    EXPECT_NE(verifier(Etat::active, 2), premier) << "the number of the dead server's connection";
     session.fermer();
-    EXPECT_EQ(session.numeroClient(), 0);
-    EXPECT_EQ(orix::lireOXcdvCliConnexion().etat, Etat::inactive);
-    EXPECT_EQ(orix::lireOXcdvCliConnexion().numeroClient, 0);
+    verifier(Etat::inactive, 2);
 }
 
 /// Creations without end, and what became of them.

@@ -211,16 +211,11 @@ class Monde
     }
     static bool seSuivent(EtatSession avant, EtatSession apres)
     {
-        switch (apres) {
-        case EtatSession::activation:
-            return avant == EtatSession::fermee || avant == EtatSession::attente;
-        case EtatSession::active:
-            return avant == EtatSession::activation || avant == EtatSession::attente;
-        case EtatSession::attente:
-            return avant == EtatSession::activation || avant == EtatSession::active;
-        default:
-            return apres == EtatSession::fermee && avant != EtatSession::fermee;
-        }
+        using E = EtatSession;
+        static const std::set<std::pair<E, E>> SUITES{
+            {E::fermee, E::activation}, {E::attente, E::activation}, {E::activation, E::active},
+            {E::attente, E::active},    {E::activation, E::attente}, {E::active, E::attente}};
+        return SUITES.count({avant, apres}) != 0 || (apres == E::fermee && avant != E::fermee);
     }
     void noter(const Evenement& evenement)
     {
