@@ -2,7 +2,7 @@
 
 #include "EnvoiPatient.h"
 #include "EnvoiSansReponse.h"
-#include "Fil.h"
+#include "FilServeur.h"
 
 #include "orix/OXstatut.h"
 

@@ -2,7 +2,7 @@
 #define EXECUTEURS_H
 
 #include "Aiguillage.h"
-#include "Fil.h"
+#include "FilServeur.h"
 
 #include <list>
 

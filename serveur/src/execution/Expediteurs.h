@@ -2,7 +2,7 @@
 #define EXPEDITEURS_H
 
 #include "Aiguillage.h"
-#include "Fil.h"
+#include "FilServeur.h"
 
 #include <list>
 #include <optional>

@@ -1,4 +1,4 @@
-#include "Fil.h"
+#include "FilServeur.h"
 
 #include "LiaisonORB.h"
 
