@@ -246,7 +246,7 @@ TEST(TLS, UnEnregistrementParMoitieEstAbandonne)
     const ContexteTLS contexte = presenter(ici.certificatClient);
     std::deque<Etranger> etrangers;
     for (const std::size_t taille : {1, 5, 40}) {
-        etrangers.emplace_back(serveur.programme.port(), "127.0.0.1", contexte.get());
+        etrangers.emplace_back(serveur.port(), "127.0.0.1", contexte.get());
         ASSERT_EQ(etrangers.back().demander(giop::requete("Noyau", "_non_existent")), "");
         EXPECT_TRUE(etrangers.back().envoyerEnClair(enregistrement.substr(0, taille)));
     }
