@@ -267,8 +267,10 @@ class TranscriptionMessages : public Transcription
     }
     void lireVersions()
     {
-        texte += "version " + testing::PrintToString(OXcdvCliItf::lireVersion()) + ", " +
-                 std::to_string(OXcdvCliItf::lireVersionsConnues().size()) + " known\n";
+        std::ostringstream versions; // in this order: both trace
+        versions << "version " << OXcdvCliItf::lireVersion() << ", "
+                 << OXcdvCliItf::lireVersionsConnues().size() << " known\n";
+        texte += versions.str();
     }
     void toutAppeler()
     {
