@@ -86,7 +86,6 @@ TEST_F(FileCourte, ACallbackThatStaysKeepsNothingElseFromEndingAndBeginningAgain
         envoyer(&OXcdvCliItf::consulte_vol_complet, *donnees);
     EXPECT_EQ(passages.prendre("rien"), "consulte_vol_completCB");
 
-    orix::detruireOXcdvCliItfAdaptateur(); // a notification waits for a place, and goes
     {
         essais::CapteurTraces traces(orix::NTO_NOTABLE);
         EXPECT_EQ(orix::terminer(), orix::OXS_NOK);

@@ -405,6 +405,42 @@ TEST_F(Adaptateur, GivesUpAServerOfAnotherVersionAsOneThatDoesNotAnswer)
     EXPECT_EQ(OXroutage::DeuxiemeServeur, adaptateur.lireServeurCourant());
 }
 
+TEST_F(Adaptateur, EndsWhileANotificationWaitsForAPlaceInTheQueue)
+{
+    redemarrer([](auto& r) { r[orix::cle::capaciteFileCB] = 1; });
+    activer();
+    struct Etapes
+    {
+        std::promise<void> occupe, liberation;
+        std::atomic<bool> premiere{true};
+    };
+    const auto etapes = std::make_shared<Etapes>(); // callbacks still run after the end of this test
+    callbacks.pendant = [etapes](const essais::Appel&, OXvol_completData*) {
+        if (etapes->premiere.exchange(false)) {
+            etapes->occupe.set_value();
+            etapes->liberation.get_future().wait();
+        }
+    };
+    std::thread serveur([notifications = premier.notifications()] {
+        try {
+            for (int i = 0;; ++i)
+                notifications->fin_liste_vol_complet(0, i);
+        } catch (const CORBA::Exception&) {
+            // The servant is gone.
+        }
+    });
+    etapes->occupe.get_future().wait();
+    detruireOXcdvCliItfAdaptateur();
+    serveur.join();
+    etapes->liberation.set_value();
+    EXPECT_EQ(0, callbacks.attendre("fin_liste_vol_completCB").idOp);
+    EXPECT_EQ(nullptr, Singleton<OXcdvCliItfAdaptateur>::lireExistante());
+    EXPECT_EQ((essais::Message{"desactiveCB", 0, 7, ""}), premier.service.attendre());
+    EXPECT_EQ(OXroutage::PremierServeur, oxcdvCliItfAdaptateur()->lireServeurCourant());
+    detruireOXcdvCliItfAdaptateur();
+    detruireOXcdvCliItfAdaptateur();
+}
+
 /// The client ends while a notification is inside, and stays there longer than a call may last.
 TEST_F(Adaptateur, TheServantOfOneThatStaysIsNotPulledFromUnderIt)
 {
