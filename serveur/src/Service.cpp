@@ -59,7 +59,9 @@ void Service::_recevoir(Operation operation, const Vol& vol, int idOp, int numer
     const std::shared_ptr<Client> client = _reconnaitre(numeroClient);
     FichePartagee copie = copier(vol);
     const bool copiee = copie != nullptr;
-    auto requete = client->creer(operation, copiee ? std::move(copie) : _inconnue, idOp);
+    if (!copiee)
+        copie = _inconnue;
+    auto requete = client->creer(operation, std::move(copie), idOp);
     if (requete == nullptr) { // the client is to know that a request is without answer
         _clients.abandonner(numeroClient, "mémoire insuffisante pour ses demandes");
         throw orix_corba::ClientDeconnecte();
