@@ -301,7 +301,6 @@ TEST(EntrelacsSession, ChaqueOperationAChaquePointDeChaqueAutre)
 TEST(EntrelacsSession, OuvrirEtFermerEnsemble)
 {
     Monde monde(Depart::fermee);
-    monde.ordreQuelconque = true; // the end of one opening may be told behind the beginning of the next
     std::atomic<bool> fini{false};
     std::thread fermeture([&] {
         while (!fini)

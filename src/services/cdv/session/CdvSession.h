@@ -238,9 +238,9 @@ class MoteurSession;
 ///
 /// End: fermer(), or the destructor, deactivates the service, ends what is pending, and returns when no
 /// completion and no observer runs any more; none will run afterwards. Called from a completion or an
-/// observer it cannot wait for its own end: what remains then runs right after that function returns. It
-/// waits for an activation call in progress, which takes no longer than the connection time-out of the
-/// configuration.
+/// observer it cannot wait for its own end: what remains then runs right after that function returns, and a
+/// session that the function opens may be told of before. It waits for an activation call in progress, which
+/// takes no longer than the connection time-out of the configuration.
 class ORIX_API Session : orix::INonCopiable
 {
   public:

@@ -115,23 +115,26 @@ void MoteurSession::fermer()
     verrou.unlock();
     if (connectee && client().desactiver() == orix::OXS_OK)
         client().serviceRendu();
-    client().retirer();
-    if (rappel) // what remains to be delivered waits for this very thread: it follows, on the one left behind
+    if (rappel) { // what remains to be delivered waits for this very thread: it follows, on the one left
+                  // behind
         _minuterie.detach();
-    else
+    } else {
         _minuterie.join();
+        verrou.lock();
+        _changement.wait(verrou, [this] { return _estCalme(); });
+        verrou.unlock();
+    }
+    client().retirer(); // now: of the next session nothing is told before the end of this one
     verrou.lock();
     _fermeture = true;
     _changement.notify_all();
-    _attendreCalme(verrou);
 }
 
 /// Until a closed session is really over; what runs on this thread does not wait for itself.
 void MoteurSession::_attendreCalme(Verrou& verrou)
 {
     const bool rappel = _dansRappel();
-    _changement.wait(
-        verrou, [&] { return rappel || (_fermeture && !_resteALivrer() && _livreur == std::thread::id()); });
+    _changement.wait(verrou, [&] { return rappel || (_fermeture && _estCalme()); });
 }
 
 void MoteurSession::_interdireDansRappel(std::string_view quoi) const

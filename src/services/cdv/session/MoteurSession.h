@@ -87,6 +87,7 @@ class MoteurSession : public std::enable_shared_from_this<MoteurSession>, orix::
     void _suivre(const Reconnexion::Action& action) noexcept;
     void _annoncer() noexcept;
     void _reveiller() noexcept;
+    bool _estCalme() const noexcept { return !_resteALivrer() && _livreur == std::thread::id(); }
     bool _resteALivrer() const noexcept { return !_aLivrer.estVide() || _annonceDue; }
     std::shared_ptr<Livrable> _prochaineLivraison() noexcept;
     void _livrer(Verrou& verrou) noexcept;
