@@ -4,7 +4,10 @@
 #include "Etranger.h"
 #include "ServeurReel.h"
 
+#include <sqlite3.h>
+
 using namespace essais;
+using testing::AllOf;
 using testing::HasSubstr;
 
 namespace {
@@ -214,6 +217,30 @@ TEST_F(TestServeur, CeQuIlEcritNEstPasLuParLesAutres)
         EXPECT_EQ(droits & (perms::others_all | perms::group_write), perms::none) << fichier;
         EXPECT_NE(droits & perms::owner_write, perms::none) << fichier;
     }
+}
+
+TEST_F(TestServeur, IlAttendUneBaseVerrouilleeEtRouvreSaTraceSurSIGHUP)
+{
+    const std::string configuration = _dossier.fichier("serveur.toml");
+    const std::string trace = _dossier.fichier("trace.log");
+    std::ofstream(configuration) << "[trace]\nfichier = \"" << trace << "\"\n";
+    sqlite3* autre = nullptr;
+    ASSERT_EQ(SQLITE_OK, sqlite3_open(_base.c_str(), &autre));
+    ASSERT_EQ(SQLITE_OK, sqlite3_exec(autre, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr));
+    Programme serveur(cheminServeur(),
+                      {"--base", _base, "--port", "0", "--configuration", configuration, "--trace", "100"});
+    EXPECT_TRUE(serveur.attendreErreurs("base verrouillée par un autre programme")) << serveur.erreurs();
+    serveur.signaler(SIGHUP); // no reason to give up
+    sqlite3_close(autre);
+    ASSERT_TRUE(serveur.attendreSortie("\n")) << serveur.erreurs();
+
+    std::filesystem::rename(trace, trace + ".1"); // as who rotates it does
+    serveur.signaler(SIGHUP);
+    serveur.signaler(SIGTERM); // comes behind it
+    EXPECT_EQ(0, serveur.attendreFin());
+    std::ostringstream suite;
+    suite << std::ifstream(trace).rdbuf();
+    EXPECT_THAT(suite.str(), AllOf(HasSubstr("Droits relus"), HasSubstr("Arrêt demandé")));
 }
 
 TEST_F(TestServeur, UnClientDefaillantOuQuiRenieEstAbandonneSansGenerLesAutres)
