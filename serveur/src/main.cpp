@@ -1,5 +1,5 @@
-#include "MagasinSqlite.h"
 #include "OptionsServeur.h"
+#include "OuvertureMagasin.h"
 #include "Serveur.h"
 #include "Superviseur.h"
 
@@ -49,20 +49,19 @@ int servir(const Options& options, const sigset_t& signaux)
 {
     const orix::Configuration configuration = configurer(options);
     std::atomic<bool> perdue{false};
-    MagasinSqlite::Reglages reglagesMagasin;
-    reglagesMagasin.surPerte = [&perdue] {
+    AnnoncesMagasin annonces;
+    annonces.surPerte = [&perdue] {
         perdue = true;
         kill(getpid(), SIGTERM); // ends the wait below
     };
-    reglagesMagasin.surVerrou = [&, dit = false]() mutable {
+    annonces.surAttente = [&, dit = false](const std::string& pourquoi) mutable {
         if (!std::exchange(dit, true))
-            std::cerr << "cdv-serveur : " << options.base
-                      << " : base verrouillée par un autre programme, attente" << std::endl;
+            std::cerr << "cdv-serveur : " << pourquoi << std::endl;
         const timespec aussitot{};
         const int signal = sigtimedwait(&signaux, nullptr, &aussitot);
         return signal == -1 || signal == SIGHUP; // the others give it up
     };
-    MagasinSqlite magasin(options.base, reglagesMagasin);
+    const std::unique_ptr<Magasin> magasin = ouvrirMagasin(options.base, annonces);
 
     // A refusal is told once: by main, not by a trace too.
     int sansOptions = 0; // of its own the ORB has none here
@@ -95,9 +94,9 @@ int servir(const Options& options, const sigset_t& signaux)
     reglages.clients.parAdresse = options.clientsParAdresse;
     reglages.clientsAilleurs = options.clientsAilleurs;
     reglages.configuration = configuration;
-    serveur.emplace(magasin, reglages);
+    serveur.emplace(*magasin, reglages);
     std::cout << "cdv-serveur: prêt, noyau corbaloc:" << serveur->pointAcces() << "/Noyau, base "
-              << options.base << std::endl;
+              << magasin->nom() << std::endl;
     const Superviseur superviseur;
     superviseur.pret();
     int signal = 0;

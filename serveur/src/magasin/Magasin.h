@@ -92,6 +92,8 @@ class Magasin : orix::INonCopiable
   public:
     virtual ~Magasin() = default;
 
+    virtual std::string nom() const = 0; ///< as users may see it: with nothing that is secret
+
     // Ways in end before the store. Both throw ErreurMagasin.
     virtual std::unique_ptr<Ecriture> ouvrirEcriture() = 0;
     virtual std::unique_ptr<Lecture> ouvrirLecture() = 0;

@@ -2,6 +2,7 @@
 #define MAGASINSQLITE_H
 
 #include "BaseSqlite.h"
+#include "OuvertureMagasin.h"
 
 namespace serveur {
 
@@ -16,17 +17,13 @@ class MagasinSqlite : public Magasin
     {
         std::chrono::milliseconds attenteVerrou{5000}; ///< how long another process may keep the file locked
         int pagesMax = 0; ///< limit of the file's size, in pages of 4096 bytes; 0: none
-        /// Called once, by a thread that uses the store, when the file is lost. Throws nothing.
-        std::function<void()> surPerte = [] {};
-        /// The file is locked by another process at the opening: called at every try, some in a second.
-        /// Whether to wait longer than that.
-        std::function<bool()> surVerrou = [] { return false; };
     };
 
     /// Opens the file, creates it when there is none. Throws ErreurMagasin.
     explicit MagasinSqlite(const std::string& fichier);
-    MagasinSqlite(const std::string& fichier, const Reglages& reglages);
+    MagasinSqlite(const std::string& fichier, const Reglages& reglages, const AnnoncesMagasin& annonces = {});
 
+    std::string nom() const override { return _fichier.nom(); }
     std::unique_ptr<Ecriture> ouvrirEcriture() override;
     std::unique_ptr<Lecture> ouvrirLecture() override;
     void presser() noexcept override { _fichier.presser(); }

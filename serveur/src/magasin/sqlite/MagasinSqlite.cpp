@@ -28,12 +28,14 @@ std::string sqlCreation()
 
 MagasinSqlite::MagasinSqlite(const std::string& fichier) : MagasinSqlite(fichier, Reglages{}) {}
 
-MagasinSqlite::MagasinSqlite(const std::string& fichier, const Reglages& reglages)
-    : _pagesMax(reglages.pagesMax), _fichier(fichier, reglages.attenteVerrou, reglages.surPerte)
+MagasinSqlite::MagasinSqlite(const std::string& fichier, const Reglages& reglages,
+                             const AnnoncesMagasin& annonces)
+    : _pagesMax(reglages.pagesMax), _fichier(fichier, reglages.attenteVerrou, annonces.surPerte)
 {
     const auto fin = std::chrono::steady_clock::now() + reglages.attenteVerrou;
     while (!_ouvrir())
-        if (!reglages.surVerrou() && std::chrono::steady_clock::now() >= fin)
+        if (!annonces.surAttente(fichier + " : base verrouillée par un autre programme, attente") &&
+            std::chrono::steady_clock::now() >= fin)
             _base->echouer("base verrouillée par un autre programme");
     _fichier.noter(_base->lire());
     _base->lireEntier("SELECT count(*) FROM (SELECT 1 FROM vol LIMIT 1)"); // a damaged root page shows now
