@@ -4,7 +4,10 @@
 #include "LectureSqlite.h"
 #include "SqlVol.h"
 
+#include <sys/vfs.h>
+
 #include <algorithm>
+#include <filesystem>
 
 namespace serveur {
 
@@ -24,6 +27,30 @@ std::string sqlCreation()
            ") WITHOUT ROWID";
 }
 
+/// The log's index is memory that its users share: on a file system of several machines each would have its
+/// own, and ruin the file.
+void refuserReseau(const std::string& fichier)
+{
+    // As the kernel numbers them, in statfs(2).
+    static constexpr struct
+    {
+        std::uint32_t numero;
+        const char* nom;
+    } RESEAUX[] = {{0x6969, "NFS"},      {0x517B, "SMB"},      {0xFE534D42, "SMB"},  {0xFF534D42, "CIFS"},
+                   {0x00C36400, "Ceph"}, {0x5346414F, "AFS"},  {0x73757245, "Coda"}, {0x0BD00BD0, "Lustre"},
+                   {0x01161970, "GFS2"}, {0x7461636F, "OCFS2"}};
+    const std::filesystem::path dossier = std::filesystem::path(fichier).parent_path();
+    struct statfs systeme = {};
+    if (statfs(fichier.c_str(), &systeme) != 0 &&
+        statfs(dossier.empty() ? "." : dossier.c_str(), &systeme) != 0)
+        return; // the opening tells why
+    for (const auto& [numero, nom] : RESEAUX)
+        if (static_cast<std::uint32_t>(systeme.f_type) == numero)
+            throw ErreurMagasin(
+                fichier + " : système de fichiers en réseau (" + nom +
+                "), une base SQLite veut une seule machine ; pour deux : --base postgresql://…");
+}
+
 } // namespace
 
 MagasinSqlite::MagasinSqlite(const std::string& fichier) : MagasinSqlite(fichier, Reglages{}) {}
@@ -32,6 +59,7 @@ MagasinSqlite::MagasinSqlite(const std::string& fichier, const Reglages& reglage
                              const AnnoncesMagasin& annonces)
     : _pagesMax(reglages.pagesMax), _fichier(fichier, reglages.attenteVerrou, annonces.surPerte)
 {
+    refuserReseau(fichier);
     const auto fin = std::chrono::steady_clock::now() + reglages.attenteVerrou;
     while (!_ouvrir())
         if (!annonces.surAttente(fichier + " : base verrouillée par un autre programme, attente") &&
