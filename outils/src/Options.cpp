@@ -326,7 +326,7 @@ class Analyseur
     /// In French, what people get wrong; the parser's errors begin with "OPTION: ".
     std::string _expliquer(const CLI::ParseError& erreur) const
     {
-        const std::string texte = erreur.what();
+        std::string texte = erreur.what();
         if (const auto restes = _application.remaining(true);
             dynamic_cast<const CLI::ExtrasError*>(&erreur) != nullptr && !restes.empty()) {
             const std::string& reste = restes.front();

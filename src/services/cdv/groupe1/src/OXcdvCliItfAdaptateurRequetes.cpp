@@ -112,7 +112,7 @@ OXversion OXcdvCliItfAdaptateur::lireVersion() const
 std::vector<OXversion> OXcdvCliItfAdaptateur::lireVersionsConnues() const
 {
     TRACER(NTO_PROGRES, __PRETTY_FUNCTION__, "Entrée.");
-    const std::vector<OXversion> versions{_version};
+    std::vector<OXversion> versions{_version};
     if (versions.size() == 2)
         TRACER(NTO_PROGRES, "lireVersionsConnues", "Version(s) " << versions[0] << " et " << versions[1]);
     else

@@ -133,7 +133,7 @@ void OXcdvCliItfAdaptateur::_retirerServant()
     _niveaux[0].reference = CORBA::Object::_nil();
     if (!retirer(*_servant, _poa, _idServant, "_detruirePOA")) {
         // Lost on purpose: freeing it would pull it from under the call that is inside.
-        _servant.release();
+        (void)_servant.release();
         TRACER_SANS_ECHEC(NTO_NOTABLE, "_detruirePOA",
                           "Une notification n'est pas terminée : son servant est abandonné.");
     }
