@@ -77,6 +77,30 @@ class Lecteur : public Ligne
     std::vector<std::string> _recus;
 };
 
+/// A store that knows nothing of one request.
+class MagasinIncertain : public MagasinSqlite
+{
+  public:
+    using MagasinSqlite::MagasinSqlite;
+    std::unique_ptr<Ecriture> ouvrirEcriture() override
+    {
+        struct Incertaine : Ecriture
+        {
+            explicit Incertaine(std::unique_ptr<Ecriture> vraie) : vraie(std::move(vraie)) {}
+            std::size_t executer(const Lot& lot) noexcept override
+            {
+                const std::size_t executees = vraie->executer(lot);
+                for (Demande* demande : lot)
+                    if (demande->vol->identifiant() == std::string("incertain"))
+                        demande->resultat = ISSUE_INCONNUE;
+                return executees;
+            }
+            const std::unique_ptr<Ecriture> vraie;
+        };
+        return std::make_unique<Incertaine>(MagasinSqlite::ouvrirEcriture());
+    }
+};
+
 class Lignes : public testing::Test
 {
   protected:
@@ -109,7 +133,7 @@ class Lignes : public testing::Test
     }
 
     essais::DossierTemporaire _dossier;
-    MagasinSqlite _magasin{_dossier.fichier("vols.db")};
+    MagasinIncertain _magasin{_dossier.fichier("vols.db")};
     Aiguillage _aiguillage;
     Executeurs _executeurs{_magasin, _aiguillage};
     Memoire _memoire{MEMOIRE};
@@ -227,4 +251,20 @@ TEST_F(Lignes, LeCongeVientApresToutesLesReponses)
     EXPECT_EQ(oisif->recus(1).back(), "fin");
     while (_memoire.prise() > 0 && !HasFailure())
         std::this_thread::yield(); // the sender counts after the last word
+}
+
+// Nobody is told what nobody knows, nor anything that comes after it.
+TEST_F(Lignes, QuiDemandeCeDontLIssueEstInconnueEstPerdu)
+{
+    const auto perdu = lecteur();
+    demander(perdu, Operation::cree, fiche("avant"), 1);
+    perdu->recus(1);
+    demander(perdu, Operation::cree, fiche("incertain"), 2);
+    demander(perdu, Operation::consulte, fiche("avant"), 3);
+    while (!perdu->estAbandonnee() && perdu->recus(1).size() == 1)
+        std::this_thread::yield();
+    const auto autre = lecteur();
+    demander(autre, Operation::consulte, fiche("AF"), 1);
+    autre->recus(1);
+    EXPECT_THAT(perdu->recus(1), testing::ElementsAre("1:0"));
 }

@@ -30,6 +30,15 @@ void separer(Chaine& prises, std::size_t& executees, Chaine& reponses)
     }
 }
 
+/// Whether somebody is to be told what nobody knows.
+bool contientUneInconnue(Chaine& reponses)
+{
+    const Requete* requete = reponses.vide() ? nullptr : &reponses.premiere();
+    while (requete != nullptr && requete->resultat != ISSUE_INCONNUE)
+        requete = Chaine::suivante(*requete);
+    return requete != nullptr;
+}
+
 void ajouterAuLot(Chaine& prises, Lot& lot)
 {
     for (Requete* requete = prises.vide() ? nullptr : &prises.premiere(); requete != nullptr;
@@ -62,6 +71,7 @@ class Executeurs::Redacteur : public Battement
     {
         _lot.reserve(LOT_MAX);
         _parts.reserve(LIGNES_MAX);
+        _ecriture->definirSurAttente([this] { battre(); });
         _fil.emplace("cdv-executions", [this] { return _avancer(); });
     }
 
@@ -92,6 +102,8 @@ class Executeurs::Redacteur : public Battement
         for (Part& part : _parts) {
             Chaine reponses;
             separer(part.prises, executees, reponses);
+            if (contientUneInconnue(reponses))
+                part.ligne->abandonner();
             const Ligne::Suites suites = part.ligne->rendre(std::move(reponses), std::move(part.prises));
             _aiguillage.suivre(part.ligne, suites);
         }
@@ -128,6 +140,7 @@ class Executeurs::Lecteur : public Battement
         : _lecture(std::move(lecture)), _aiguillage(aiguillage)
     {
         _lot.reserve(CONSULTATIONS_MAX);
+        _lecture->definirSurAttente([this] { battre(); });
         _fil.emplace("cdv-lectures", [this] { return _avancer(); });
     }
 

@@ -36,6 +36,10 @@ struct Demande
 };
 using Lot = std::vector<Demande*>;
 
+/// The result of a request of which nobody knows whether it was done: it is for no client to see, who loses
+/// his server instead. Only a store that is pressed gives it.
+constexpr int ISSUE_INCONNUE = -1;
+
 /// How far a listing has come. Between two slices nothing of it is held in the store.
 struct Parcours
 {
@@ -50,8 +54,22 @@ class ErreurMagasin : public std::runtime_error
     using std::runtime_error::runtime_error;
 };
 
-/// The way into a store for requests that change it, and for others between them. Used by one thread.
-class Ecriture : orix::INonCopiable
+/// A way into a store, whose calls may wait for it. Used by one thread.
+class Voie : orix::INonCopiable
+{
+  public:
+    /// Called from now on every second or so while a call waits: who calls is alive all the same.
+    void definirSurAttente(std::function<void()> surAttente) { _surAttente = std::move(surAttente); }
+
+  protected:
+    const std::function<void()>& _lireSurAttente() const { return _surAttente; }
+
+  private:
+    std::function<void()> _surAttente = [] {};
+};
+
+/// The way for requests that change the store, and for others between them.
+class Ecriture : public Voie
 {
   public:
     virtual ~Ecriture() = default;
@@ -65,8 +83,8 @@ class Ecriture : orix::INonCopiable
     virtual void reposer() noexcept {}
 };
 
-/// A way into a store for requests that change nothing, beside the others. Used by one thread.
-class Lecture : orix::INonCopiable
+/// A way for requests that change nothing, beside the others.
+class Lecture : public Voie
 {
   public:
     virtual ~Lecture() = default;
@@ -98,7 +116,8 @@ class Magasin : orix::INonCopiable
     virtual std::unique_ptr<Ecriture> ouvrirEcriture() = 0;
     virtual std::unique_ptr<Lecture> ouvrirLecture() = 0;
 
-    /// From now on what would be waited for fails instead: the end is near. Any thread.
+    /// From now on what would be waited for fails instead: the end is near, and nobody waits for answers any
+    /// more. Any thread.
     virtual void presser() noexcept {}
 };
 
