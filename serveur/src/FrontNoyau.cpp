@@ -6,6 +6,7 @@
 #include "orix/Trace.h"
 #include "orix/interne/Echec.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 #include <optional>
@@ -59,6 +60,9 @@ void FrontNoyau::activerService(const char* nomService, const orix_corba::Sequen
     } catch (const std::system_error&) { // no thread for the client
         statut = orix::OXS_NOK;
     }
+    const auto refus = std::find(REFUS.begin(), REFUS.end(), statut);
+    if (refus != REFUS.end())
+        ajouter(_mesures.refus[static_cast<std::size_t>(refus - REFUS.begin())]);
     if (statut == orix::OXS_NOK || statut == orix::OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE)
         ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "FrontNoyau", "activerService",
                               "Activation impossible, place ou moyens manquent, à "

@@ -23,13 +23,14 @@ constexpr const char* NOM_SERVICE = "cdv";
 class FrontNoyau : public orix::ServantNoyau, public PortableServer::RefCountServantBase
 {
   public:
-    /// clients and droits outlive the servant's last request. ailleurs: whether a client may be on another
-    /// machine than the process that activates it.
-    FrontNoyau(NomsServeur noms, Clients& clients, const Droits& droits,
+    /// clients, droits and mesures outlive the servant's last request. ailleurs: whether a client may be on
+    /// another machine than the process that activates it.
+    FrontNoyau(NomsServeur noms, Clients& clients, const Droits& droits, Mesures& mesures,
                orix_corba::OXcdv_v3_0_0_ClientVersServeur_ptr service, bool ailleurs)
         : _noms(std::move(noms)),
           _clients(clients),
           _droits(droits),
+          _mesures(mesures),
           _ailleurs(ailleurs),
           _service(orix_corba::OXcdv_v3_0_0_ClientVersServeur::_duplicate(service))
     {}
@@ -51,6 +52,7 @@ class FrontNoyau : public orix::ServantNoyau, public PortableServer::RefCountSer
     const NomsServeur _noms;
     Clients& _clients;
     const Droits& _droits;
+    Mesures& _mesures;
     const bool _ailleurs;
     const orix_corba::OXcdv_v3_0_0_ClientVersServeur_var _service;
 };

@@ -35,6 +35,9 @@ que lui-même.
 
 Exemples :
   cdv-serveur --base vols.db
+  cdv-serveur --base vols.db --http 9464
+  cdv-serveur sauvegarder --base vols.db copie.db
+  cdv-serveur verifier --base copie.db
   cdv-serveur --base vols.db --hote 0.0.0.0 --port 2810 --nom cdv-secours --trace 300
 
 La table [acces] du fichier de configuration dit, par les noms des certificats, quels clients
@@ -43,12 +46,40 @@ peuvent s'activer, lire, écrire.
 SIGHUP fait relire les fichiers de la table [tls], pour les connexions à venir, et la table
 [acces], pour les demandes à venir ; il rouvre le fichier de trace.
 
-Statuts de sortie : 0 arrêté par SIGTERM ou SIGINT ; 2 refus au démarrage (option, base,
+Statuts de sortie du serveur (ceux des sous-commandes sont dans leur aide) : 0 arrêté par SIGTERM ou SIGINT ; 2 refus au démarrage (option, base,
 port), dit en une ligne sur la sortie d'erreur ; 3 la base n'est plus à sa place (effacée, renommée,
 remplacée) : les demandes ont échoué par le code 4, et rien n'est perdu de ce qui était fait.)";
 
+constexpr const char* STATUTS_COMMANDE =
+    "Statuts de sortie : 0 fait ; 1 la base a des défauts, dits un par ligne "
+    "sur la sortie d'erreur ; 2 refus ou échec, dit en une ligne. Rien "
+    "n'est laissé d'une copie qui n'est pas saine ou pas achevée.";
+
+/// What is done with a database, beside the servers that it has.
+void decrireCommandes(CLI::App& application, DemandeBase& demande)
+{
+    const auto ajouter = [&](const char* nom, const char* aide, DemandeBase::Genre genre) {
+        CLI::App* const commande = application.add_subcommand(nom, aide);
+        commande->set_help_flag("-h,--help", "affiche cette aide");
+        commande->footer(STATUTS_COMMANDE);
+        commande->add_option("--base", demande.base, "base de données (obligatoire)")->type_name("FICHIER");
+        commande->add_flag("--json", demande.json, "dit le résultat en une ligne de JSON");
+        commande->callback([&demande, genre] { demande.genre = genre; });
+        return commande;
+    };
+    CLI::App* const sauvegarder = ajouter(
+        "sauvegarder", "copie une base SQLite pendant que ses serveurs y écrivent, et vérifie la copie",
+        DemandeBase::SAUVEGARDER);
+    sauvegarder->add_option("destination", demande.destination, "fichier de la copie")
+        ->type_name("DESTINATION");
+    sauvegarder->add_flag("--remplacer", demande.remplacer, "remplace le fichier de la copie s'il existe");
+    ajouter("verifier", "lit toutes les pages et tous les vols d'une base SQLite, sans y écrire",
+            DemandeBase::VERIFIER);
+}
+
 void decrireOptions(CLI::App& application, Options& options)
 {
+    decrireCommandes(application, options.demande);
     constexpr long long UNE_HEURE = 3600000;
     application.footer(COMPLEMENT);
     application.set_help_flag("-h,--help", "affiche cette aide");
@@ -89,6 +120,11 @@ void decrireOptions(CLI::App& application, Options& options)
                          "un client peut donner des références qui mènent ailleurs qu'à l'adresse d'où "
                          "il s'active");
     application
+        .add_option("--http", options.http,
+                    "adresse où montrer /metrics (mesures, pour Prometheus) et /sante ; sans HOTE, 127.0.0.1 "
+                    "(aucune)")
+        ->type_name("[HOTE:]PORT");
+    application
         .add_option(
             "--configuration", options.configuration,
             "fichier TOML de l'intergiciel (TLS, délais, trace) ; --port, --hote, --machine et --trace "
@@ -116,8 +152,11 @@ std::optional<int> lireOptions(int argc, char** argv, Options& options)
     } catch (const CLI::ParseError& erreur) {
         return refuser(std::string("option refusée : ") + erreur.what());
     }
-    if (options.base.empty())
+    const bool commande = options.demande.genre != DemandeBase::AUCUNE;
+    if ((commande ? options.demande.base : options.base).empty())
         return refuser("option obligatoire absente : --base");
+    if (options.demande.genre == DemandeBase::SAUVEGARDER && options.demande.destination.empty())
+        return refuser("argument obligatoire absent : DESTINATION");
     options.pointAccesDonne = application.count("--port") + application.count("--hote") > 0;
     return std::nullopt;
 }

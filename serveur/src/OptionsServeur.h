@@ -2,6 +2,7 @@
 #define OPTIONSSERVEUR_H
 
 #include "Clients.h"
+#include "Commandes.h"
 
 #include "orix/Configuration.h"
 
@@ -22,6 +23,8 @@ struct Options
     std::string nom = "cdv-serveur";
     std::string machine;
     std::string configuration;
+    std::string http;    ///< empty: none
+    DemandeBase demande; ///< instead of serving
     std::optional<int> trace;
     long long periodePing = 1000;
     long long delaiPing = 1000;

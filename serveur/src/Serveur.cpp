@@ -13,13 +13,15 @@ namespace serveur {
 namespace {
 constexpr std::chrono::seconds DELAI_ARRET{
     5}; // for requests under way, and clients slow to take their answers
+/// Longer than a locked database is waited for, and than a large group takes.
+constexpr std::chrono::seconds IMMOBILITE_MAX{10};
 } // namespace
 
 Serveur::Serveur(Magasin& magasin, const Reglages& reglages)
     : _droits(reglages.configuration),
       _magasin(magasin),
-      _executeurs(magasin, _aiguillage),
-      _clients(reglages.clients, _aiguillage),
+      _executeurs(magasin, _aiguillage, _mesures),
+      _clients(reglages.clients, _aiguillage, _mesures),
       _service(new Service(_clients, _aiguillage, _droits))
 {
     const CORBA::ORB_ptr orb = orix::oxNoyau()->lirePointAcces()->lireORB();
@@ -31,7 +33,7 @@ Serveur::Serveur(Magasin& magasin, const Reglages& reglages)
     _pointAcces = orix::orb::pointAcces(reference);
     _pings = std::make_unique<Pings>(reglages.pings, reglages.noms, _clients);
     const PortableServer::Servant_var<FrontNoyau> front =
-        new FrontNoyau(reglages.noms, _clients, _droits, reference, reglages.clientsAilleurs);
+        new FrontNoyau(reglages.noms, _clients, _droits, _mesures, reference, reglages.clientsAilleurs);
     orix::orb::publierSousCle(orb, "Noyau", front.in());
 }
 
@@ -45,8 +47,39 @@ Serveur::~Serveur()
     }
 }
 
+const char* Serveur::mal() const
+{
+    if (_arret)
+        return "arrêt en cours";
+    if (!_magasin.etat().utilisable)
+        return "la base est perdue ou injoignable";
+    return avance(IMMOBILITE_MAX) ? nullptr : "un fil d'exécution n'avance plus";
+}
+
+EtatServeur Serveur::etat() const
+{
+    EtatServeur etat;
+    const std::vector<std::shared_ptr<Client>> clients = _clients.tous();
+    for (const std::shared_ptr<Client>& client : clients) {
+        const Ligne::Attente attente = client->attente();
+        etat.demandes += attente.demandes.nombre;
+        etat.reponses += attente.reponses.nombre;
+        const Client::Identite& qui = client->identite();
+        if (const std::size_t octets = attente.demandes.octets + attente.reponses.octets)
+            etat.attentes.push_back({qui.machine, qui.programme(), qui.processus(), octets});
+    }
+    etat.sain = mal() == nullptr;
+    etat.clients = clients.size();
+    etat.octets = _clients.memoire().prise();
+    etat.octetsMax = _clients.memoire().maximum();
+    etat.filsEnvoi = _clients.filsEnvoi();
+    etat.magasin = _magasin.etat();
+    return etat;
+}
+
 void Serveur::arreter()
 {
+    _arret = true;
     _pings.reset();
     _clients.arreter(DELAI_ARRET);
     _magasin.presser();

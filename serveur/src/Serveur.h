@@ -2,6 +2,7 @@
 #define SERVEUR_H
 
 #include "Executeurs.h"
+#include "Exposition.h"
 #include "Pings.h"
 #include "Service.h"
 
@@ -29,16 +30,24 @@ class Serveur
 
     Droits& droits() { return _droits; } ///< those of now
 
-    /// Whether every thread that executes has gone on since the last time that this was asked. One thread.
-    bool avance() { return _executeurs.avancent(); }
+    // What an operator asks. Any thread, until the end of this object.
+
+    /// Whether every thread that executes has gone on in that time.
+    bool avance(std::chrono::nanoseconds delai) const { return _executeurs.avancent(delai); }
+    /// Why nobody should count on the service now, in one line; null when it works.
+    const char* mal() const;
+    const Mesures& mesures() const { return _mesures; }
+    EtatServeur etat() const;
 
     /// Executes what was accepted, sends every notification, tells the clients, and serves nobody any more.
     /// Does not wait for clients longer than some seconds.
     void arreter();
 
   private:
+    Mesures _mesures;
     Droits _droits;
     Magasin& _magasin;
+    std::atomic<bool> _arret{false};
     Aiguillage _aiguillage;
     Executeurs _executeurs; // outlives the clients, who wait for it
     Clients _clients;

@@ -37,8 +37,8 @@ std::shared_ptr<Client> Service::_trouver(int numero) const
         ORIX_TRACE(orix::NTO_REFUS, "Service", "_trouver", "Client " << numero << " inconnu");
     } else if (client->identite().appelant != orix::orb::identiteAppelant()) {
         ORIX_TRACE(orix::NTO_REFUS, "Service", "_trouver",
-                   "Client " << numero << " activé par " << client->identite().appelant << ", refusé à "
-                             << orix::orb::identiteAppelant());
+                   "Client " << client->identite() << " activé par " << client->identite().appelant
+                             << ", refusé à " << orix::orb::identiteAppelant());
         client.reset();
     }
     return client;
@@ -63,7 +63,7 @@ void Service::_recevoir(Operation operation, const Vol& vol, int idOp, int numer
         copie = _inconnue;
     auto requete = client->creer(operation, std::move(copie), idOp);
     if (requete == nullptr) { // the client is to know that a request is without answer
-        _clients.abandonner(numeroClient, "mémoire insuffisante pour ses demandes");
+        _clients.abandonner(numeroClient, Depart::memoire);
         throw orix_corba::ClientDeconnecte();
     }
     if (!copiee)
@@ -72,7 +72,7 @@ void Service::_recevoir(Operation operation, const Vol& vol, int idOp, int numer
         requete->refuser(INTERDIT);
         ORIX_TRACE_SANS_ECHEC(orix::NTO_REFUS, "Service", "_recevoir",
                               "Demande interdite à " << orix::orb::identiteAppelant() << ", client "
-                                                     << numeroClient);
+                                                     << client->identite());
     }
     // A line that is full holds this client's connection, and by it the client.
     Ligne::Suites suites;
@@ -105,7 +105,7 @@ void Service::liste_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long n
 void Service::desactiveCB(CORBA::Long numeroClient)
 {
     if (_trouver(numeroClient) != nullptr) // who is unknown has left already
-        _clients.abandonner(numeroClient, "il se désactive");
+        _clients.abandonner(numeroClient, Depart::desactivation);
 }
 
 void Service::deconnexionCB(CORBA::Long numeroClient)

@@ -1,6 +1,6 @@
 #include "OptionsServeur.h"
 #include "OuvertureMagasin.h"
-#include "Serveur.h"
+#include "Pages.h"
 #include "Superviseur.h"
 
 #include "orix/Enumerer.h"
@@ -95,12 +95,17 @@ int servir(const Options& options, const sigset_t& signaux)
     reglages.clientsAilleurs = options.clientsAilleurs;
     reglages.configuration = configuration;
     serveur.emplace(*magasin, reglages);
+    std::optional<ServeurHttp> http; // ends before what it shows
+    if (!options.http.empty())
+        http.emplace(options.http, [&](std::string_view chemin) { return afficher(*serveur, chemin); });
     std::cout << "cdv-serveur: prêt, noyau corbaloc:" << serveur->pointAcces() << "/Noyau, base "
-              << magasin->nom() << std::endl;
+              << magasin->nom() << (http ? ", mesures http://" + http->adresse() + "/metrics" : "")
+              << std::endl;
     const Superviseur superviseur;
     superviseur.pret();
+    const auto vivant = [&](std::chrono::nanoseconds delai) { return serveur->avance(delai); };
     int signal = 0;
-    while ((signal = superviseur.attendre(signaux, [&] { return serveur->avance(); })) == SIGHUP)
+    while ((signal = superviseur.attendre(signaux, vivant)) == SIGHUP)
         relire(options, *serveur);
     superviseur.arret();
     ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "main", "servir", "Arrêt demandé, signal " << signal);
@@ -122,11 +127,14 @@ int main(int argc, char** argv)
     sigaddset(&signaux, SIGHUP);
     pthread_sigmask(SIG_BLOCK, &signaux, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is told like a full disk
 
     try {
         Options options;
         if (const std::optional<int> statut = lireOptions(argc, argv, options))
             return *statut;
+        if (options.demande.genre != DemandeBase::AUCUNE)
+            return executer(options.demande, signaux);
         return servir(options, signaux);
     } catch (const orix::ErreurConfiguration& erreur) {
         std::cerr << "cdv-serveur : " << erreur.enFrancais() << std::endl;

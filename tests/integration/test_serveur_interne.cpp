@@ -32,9 +32,9 @@ class MemoireServeur : public testing::Test
         int argc = 0;
         ASSERT_EQ(orix::OXS_OK, orix::initialiser(argc, nullptr, orix::Configuration()));
         _magasin.emplace(_dossier.fichier("vols.db"));
-        _executeurs.emplace(*_magasin, _aiguillage);
+        _executeurs.emplace(*_magasin, _aiguillage, _mesures);
         _service = new serveur::Service(_clients, _aiguillage, _droits);
-        _front = new serveur::FrontNoyau({"s", "m"}, _clients, _droits,
+        _front = new serveur::FrontNoyau({"s", "m"}, _clients, _droits, _mesures,
                                          orix_corba::OXcdv_v3_0_0_ClientVersServeur::_nil(),
                                          /*ailleurs*/ true);
     }
@@ -82,9 +82,10 @@ class MemoireServeur : public testing::Test
     const Vol _plein = volComplet()->construireObjetSpecifique_v3_0_0();
     DossierTemporaire _dossier;
     std::optional<serveur::MagasinSqlite> _magasin;
+    serveur::Mesures _mesures;
     serveur::Aiguillage _aiguillage;
     const serveur::Droits _droits{orix::Configuration()};
-    serveur::Clients _clients{serveur::Clients::Reglages{}, _aiguillage};
+    serveur::Clients _clients{serveur::Clients::Reglages{}, _aiguillage, _mesures};
     std::optional<serveur::Executeurs> _executeurs;
     PortableServer::Servant_var<serveur::Service> _service;
     PortableServer::Servant_var<serveur::FrontNoyau> _front;
@@ -150,7 +151,7 @@ TEST_F(MemoireServeur, ElleManqueAUneActivationOuALArriveeDUneDemandeQuiEchoueAS
                   EXPECT_EQ(_clients.tous().size(), a.statut == orix::OXS_OK ? 1u : 0u);
                   EXPECT_THAT(a.statut, testing::AnyOf(-1, int(orix::OXS_OK),
                                                        int(orix::OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE)));
-                  _clients.abandonner(a.numero, "essai");
+                  _clients.abandonner(a.numero, serveur::Depart::desactivation);
                   return survenue;
               }),
               4);
@@ -197,7 +198,7 @@ class Clients : public testing::Test
     ~Clients() override
     {
         for (const auto& client : _clients.tous())
-            _clients.abandonner(client->identite().numero, "essai");
+            _clients.abandonner(client->identite().numero, serveur::Depart::desactivation);
     }
 
     /// The number; 0 when it is refused.
@@ -224,8 +225,9 @@ class Clients : public testing::Test
         r.nombreMax = 4;
         return r;
     }
+    serveur::Mesures _mesures;
     serveur::Aiguillage _aiguillage;
-    serveur::Clients _clients{reglages(), _aiguillage};
+    serveur::Clients _clients{reglages(), _aiguillage, _mesures};
 };
 
 } // namespace
@@ -251,7 +253,7 @@ TEST_F(Clients, LesPlacesSontACeuxQuiRepondent)
     EXPECT_TRUE(estLa(nouveau));
     EXPECT_EQ(ajouter("la"), 0);
 
-    _clients.abandonner(present, "essai");
+    _clients.abandonner(present, serveur::Depart::desactivation);
     EXPECT_NE(ajouter("la"), 0);
     EXPECT_EQ(_clients.tous().size(), 4u);
 }

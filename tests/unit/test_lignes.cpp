@@ -134,10 +134,11 @@ class Lignes : public testing::Test
 
     essais::DossierTemporaire _dossier;
     MagasinIncertain _magasin{_dossier.fichier("vols.db")};
+    Mesures _mesures;
     Aiguillage _aiguillage;
-    Executeurs _executeurs{_magasin, _aiguillage};
+    Executeurs _executeurs{_magasin, _aiguillage, _mesures};
     Memoire _memoire{MEMOIRE};
-    Expediteurs _expediteurs{_aiguillage};
+    Expediteurs _expediteurs{_aiguillage, _mesures};
     std::vector<std::shared_ptr<Lecteur>> _lecteurs;
 };
 

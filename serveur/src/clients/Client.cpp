@@ -6,12 +6,37 @@
 
 #include "orix/OXstatut.h"
 
+#include <ostream>
+
 namespace serveur {
 
 namespace {
 using Proxy = std::remove_pointer_t<orix_corba::OXcdv_v3_0_0_ServeurVersClient_ptr>;
 constexpr std::chrono::milliseconds DELAI_CONGE{2000};
 } // namespace
+
+/// Where the number of the process begins in the name; its end when there is none.
+std::size_t Client::Identite::_crochet() const
+{
+    const std::size_t place = nom.rfind('[');
+    if (place == std::string::npos || nom.size() < place + 3 || nom.back() != ']' ||
+        nom.find_first_not_of("0123456789", place + 1) != nom.size() - 1)
+        return nom.size();
+    return place;
+}
+
+std::string Client::Identite::programme() const { return nom.substr(0, _crochet()); }
+
+std::string Client::Identite::processus() const
+{
+    const std::size_t place = _crochet();
+    return place == nom.size() ? "" : nom.substr(place + 1, nom.size() - place - 2);
+}
+
+std::ostream& operator<<(std::ostream& flux, const Client::Identite& identite)
+{
+    return flux << identite.numero << " (" << identite.nom << " sur " << identite.machine << ")";
+}
 
 Client::Client(Identite identite, orix_corba::OXcdv_v3_0_0_ServeurVersClient_ptr notifications,
                orix_corba__Client_ptr client, Memoire& memoire, SurFin surFin)
@@ -62,9 +87,9 @@ void Client::prendreConge()
 void Client::finir(bool echec) noexcept
 {
     if (echec)
-        _surFin(_identite.numero, "envoi impossible, ", texteException());
+        _surFin(_identite.numero, Depart::envoi, texteException());
     else
-        _surFin(_identite.numero, "le service s'arrête", {});
+        _surFin(_identite.numero, Depart::arret, {});
 }
 
 } // namespace serveur

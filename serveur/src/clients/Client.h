@@ -1,12 +1,14 @@
 #ifndef CLIENT_H
 #define CLIENT_H
 
+#include "Depart.h"
 #include "LiaisonORB.h"
 #include "Ligne.h"
 
 #include "OXcdvServeurVersClientC.h"
 
 #include <functional>
+#include <iosfwd>
 #include <string>
 
 namespace serveur {
@@ -18,14 +20,22 @@ class Client : public Ligne
     struct Identite
     {
         int numero;
-        std::string nom;
+        std::string nom; ///< "PROGRAM[PROCESS]", or anything else
         std::string machine;
         std::string appelant; ///< who activated it, as the transport knows: nobody else may speak for it
         std::string adresse;  ///< that of appelant
+
+        std::string programme() const; ///< the whole name when it has another form
+        std::string processus() const; ///< its number; empty then
+        /// "12 (cdv[345] sur tour)"
+        friend std::ostream& operator<<(std::ostream& flux, const Identite& identite);
+
+      private:
+        std::size_t _crochet() const;
     };
-    /// Called once on a sender's thread when the sending ends of itself, with the reason, in two parts.
-    /// Throws nothing.
-    using SurFin = std::function<void(int numero, const char* raison, const std::string& precision)>;
+    /// Called once on a sender's thread when the sending ends of itself, with what more there is to say of
+    /// the reason. Throws nothing.
+    using SurFin = std::function<void(int numero, Depart raison, const std::string& precision)>;
 
     Client(Identite identite, orix_corba::OXcdv_v3_0_0_ServeurVersClient_ptr notifications,
            orix_corba__Client_ptr client, Memoire& memoire, SurFin surFin);

@@ -11,12 +11,13 @@
 
 namespace serveur {
 
-Clients::Clients(const Reglages& reglages, Aiguillage& aiguillage)
+Clients::Clients(const Reglages& reglages, Aiguillage& aiguillage, Mesures& mesures)
     : _reglages(reglages),
       _aiguillage(aiguillage),
+      _mesures(mesures),
       _memoire(reglages.memoireMax),
       _prochain(std::random_device{}()),
-      _expediteurs(aiguillage)
+      _expediteurs(aiguillage, mesures)
 {}
 
 Clients::~Clients() { arreter(std::chrono::milliseconds(0)); }
@@ -29,7 +30,7 @@ int Clients::ajouter(const std::string& nom, const std::string& machine, const s
     std::unique_lock<std::mutex> verrou(_mutex);
     while (const int cede = _aCeder(adresse)) {
         verrou.unlock();
-        abandonner(cede, "il cède sa place sans avoir répondu à un ping");
+        abandonner(cede, Depart::place);
         verrou.lock();
     }
     if (_arret)
@@ -39,7 +40,7 @@ int Clients::ajouter(const std::string& nom, const std::string& machine, const s
         numero = static_cast<int>(_prochain++ & 0x7FFFFFFFu);
     const auto client = std::make_shared<Client>(
         Client::Identite{numero, nom, machine, appelant, adresse}, notifications, face, _memoire,
-        [this](int parti, const char* raison, const std::string& precision) {
+        [this](int parti, Depart raison, const std::string& precision) {
             abandonner(parti, raison, precision);
         });
     _clients.emplace(numero, client);
@@ -82,7 +83,7 @@ std::vector<std::shared_ptr<Client>> Clients::tous() const
     return clients;
 }
 
-void Clients::abandonner(int numero, const char* raison, const std::string& precision)
+void Clients::abandonner(int numero, Depart raison, const std::string& precision)
 {
     std::shared_ptr<Client> client;
     {
@@ -95,9 +96,12 @@ void Clients::abandonner(int numero, const char* raison, const std::string& prec
         _depart.notify_all();
     }
     client->abandonner();
+    const auto rang = static_cast<std::size_t>(raison);
+    serveur::ajouter(_mesures.departs[rang]);
     ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "Clients", "abandonner",
                           "Client " << numero << " parti (" << client->identite().nom << " sur "
-                                    << client->identite().machine << ") : " << raison << precision);
+                                    << client->identite().machine << ") : " << DEPARTS[rang].raison
+                                    << precision);
 }
 
 void Clients::arreter(std::chrono::milliseconds delai)
@@ -110,7 +114,7 @@ void Clients::arreter(std::chrono::milliseconds delai)
     while (!_clients.empty()) {
         const int numero = _clients.begin()->first;
         verrou.unlock();
-        abandonner(numero, "il n'a pas tout pris à l'arrêt du service");
+        abandonner(numero, Depart::lenteur);
         verrou.lock();
     }
     verrou.unlock();

@@ -20,8 +20,8 @@ class Clients : orix::INonCopiable
         std::size_t parAdresse = 200;                    ///< nobody takes the places of all the others
     };
 
-    /// aiguillage outlives this object.
-    Clients(const Reglages& reglages, Aiguillage& aiguillage);
+    /// aiguillage and mesures outlive this object.
+    Clients(const Reglages& reglages, Aiguillage& aiguillage, Mesures& mesures);
     ~Clients();
 
     /// Returns the number given to the client: one that no other client of this server has or had, and that
@@ -33,13 +33,15 @@ class Clients : orix::INonCopiable
                 orix_corba::OXcdv_v3_0_0_ServeurVersClient_ptr notifications, orix_corba__Client_ptr face);
     std::shared_ptr<Client> trouver(int numero) const; ///< null when there is none
     std::vector<std::shared_ptr<Client>> tous() const;
+    const Memoire& memoire() const { return _memoire; } ///< of all that waits
+    std::size_t filsEnvoi() const { return _expediteurs.nombre(); }
     /// Rings for the pings: a client has shown for the first time that it knows its number.
     Reveil& reveil() { return _reveil; }
 
     // An end allocates nothing: none of these throws.
 
     /// Lets the client go without a word. Does nothing when the number is unknown.
-    void abandonner(int numero, const char* raison, const std::string& precision = {});
+    void abandonner(int numero, Depart raison, const std::string& precision = {});
 
     /// Refuses new clients and new requests, has those accepted executed and answered, tells each client that
     /// the server stops. Does not wait longer than the delay, then lets go of those that are left.
@@ -54,6 +56,7 @@ class Clients : orix::INonCopiable
 
     const Reglages _reglages;
     Aiguillage& _aiguillage;
+    Mesures& _mesures;
     Memoire _memoire;
     mutable std::mutex _mutex;
     ParNumero _clients;

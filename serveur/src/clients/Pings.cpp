@@ -49,10 +49,10 @@ class Reponses : public orix::orb::ServantLocal<POA_orix_corba::AMI_InterfacePin
         return _sortis > 0 && Client::Instant::clock::now() < _dernier + OUBLI;
     }
 
-    const char* motif() ///< of the loss
+    Depart motif() ///< of the loss
     {
         const std::lock_guard<std::mutex> verrou(_mutex);
-        return _vitalite.reniee() ? "il n'est plus client de ce serveur" : "il ne répond plus";
+        return _vitalite.reniee() ? Depart::renie : Depart::muet;
     }
 
     void manquer()

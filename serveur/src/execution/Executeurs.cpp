@@ -1,7 +1,6 @@
 #include "Executeurs.h"
 
 #include <algorithm>
-#include <atomic>
 #include <optional>
 #include <utility>
 
@@ -19,6 +18,8 @@ constexpr std::size_t OCTETS_CONSULTATIONS_MAX = std::size_t{1} << 20;
 constexpr std::size_t TRANCHE = std::size_t{256} << 10;
 constexpr int LECTEURS = 2;
 constexpr std::chrono::milliseconds REPOS{1000};
+
+using Horloge = std::chrono::steady_clock;
 
 /// From the first to the second, those of the first `executees` of them that were to be executed, and all
 /// that stand before the next one.
@@ -49,25 +50,62 @@ void ajouterAuLot(Chaine& prises, Lot& lot)
 
 } // namespace
 
-/// The signs of life of one thread.
-class Executeurs::Battement : orix::INonCopiable
+/// What the threads have in common: their sign of life, and the figures of what they execute.
+class Executeurs::Atelier : orix::INonCopiable
 {
-  public:
-    bool aBattu() { return _compte != std::exchange(_vu, _compte); }
-
   protected:
-    void battre() { ++_compte; }
+    Atelier(Mesures& mesures, Battement& battement) : _mesures(mesures), _battement(battement) {}
+
+    void battre() { _battement = Horloge::now(); }
+
+    // One group, or slice of a listing, after the other.
+
+    void commencer() { _debut = Horloge::now(); }
+    /// executees: how many requests the store was asked.
+    void finir(Mesures::Voie voie, std::size_t executees)
+    {
+        _voie = voie;
+        _fin = Horloge::now();
+        if (executees == 0)
+            return;
+        _mesures.magasin[voie].noter(_fin - _debut);
+        if (voie != Mesures::LISTE)
+            _mesures.lots[voie].noter(executees);
+    }
+    /// A listing has begun.
+    void noterAttente(const Requete& liste)
+    {
+        _mesures.attente[Mesures::LISTE].noter(_debut - liste.instant);
+    }
+    /// These are ready.
+    void repondre(Chaine& reponses)
+    {
+        if (reponses.vide())
+            return;
+        for (Requete* r = &reponses.premiere(); r != nullptr; r = Chaine::suivante(*r)) {
+            if (r->genre == Requete::Genre::resultat && r->aExecuter)
+                _mesures.attente[_voie].noter(_debut - r->instant);
+            if (r->genre != Requete::Genre::element && r->resultat != ISSUE_INCONNUE)
+                ajouter(_mesures.demandes[static_cast<std::size_t>(r->operation)]
+                                         [static_cast<std::size_t>(r->resultat)]);
+            r->instant = _fin;
+        }
+    }
 
   private:
-    std::atomic<unsigned long> _compte{1};
-    unsigned long _vu = 0; // of who asks
+    Mesures& _mesures;
+    Battement& _battement;
+    Mesures::Voie _voie = Mesures::ECRITURE;
+    Horloge::time_point _debut;
+    Horloge::time_point _fin;
 };
 
-class Executeurs::Redacteur : public Battement
+class Executeurs::Redacteur : public Atelier
 {
   public:
-    Redacteur(std::unique_ptr<Ecriture> ecriture, Aiguillage& aiguillage)
-        : _ecriture(std::move(ecriture)), _aiguillage(aiguillage)
+    Redacteur(std::unique_ptr<Ecriture> ecriture, Aiguillage& aiguillage, Mesures& mesures,
+              Battement& battement)
+        : Atelier(mesures, battement), _ecriture(std::move(ecriture)), _aiguillage(aiguillage)
     {
         _lot.reserve(LOT_MAX);
         _parts.reserve(LIGNES_MAX);
@@ -98,12 +136,15 @@ class Executeurs::Redacteur : public Battement
                 break;
         }
         _partager();
+        commencer();
         std::size_t executees = _lot.empty() ? 0 : _ecriture->executer(_lot);
+        finir(Mesures::ECRITURE, executees);
         for (Part& part : _parts) {
             Chaine reponses;
             separer(part.prises, executees, reponses);
             if (contientUneInconnue(reponses))
                 part.ligne->abandonner();
+            repondre(reponses);
             const Ligne::Suites suites = part.ligne->rendre(std::move(reponses), std::move(part.prises));
             _aiguillage.suivre(part.ligne, suites);
         }
@@ -133,11 +174,11 @@ class Executeurs::Redacteur : public Battement
     std::optional<Fil> _fil; // last: it uses everything above
 };
 
-class Executeurs::Lecteur : public Battement
+class Executeurs::Lecteur : public Atelier
 {
   public:
-    Lecteur(std::unique_ptr<Lecture> lecture, Aiguillage& aiguillage)
-        : _lecture(std::move(lecture)), _aiguillage(aiguillage)
+    Lecteur(std::unique_ptr<Lecture> lecture, Aiguillage& aiguillage, Mesures& mesures, Battement& battement)
+        : Atelier(mesures, battement), _lecture(std::move(lecture)), _aiguillage(aiguillage)
     {
         _lot.reserve(CONSULTATIONS_MAX);
         _lecture->definirSurAttente([this] { battre(); });
@@ -153,10 +194,12 @@ class Executeurs::Lecteur : public Battement
             return !_aiguillage.lectures.estFermee();
         Chaine prises = ligne->prendre(Ligne::Voie::lecture, CONSULTATIONS_MAX, OCTETS_CONSULTATIONS_MAX);
         Chaine reponses;
+        commencer();
         if (!prises.vide() && prises.premiere().operation == Operation::liste)
             _lister(prises, reponses);
         else
             _consulter(prises, reponses);
+        repondre(reponses);
         _aiguillage.suivre(ligne, ligne->rendre(std::move(reponses), std::move(prises)));
         return true;
     }
@@ -166,17 +209,21 @@ class Executeurs::Lecteur : public Battement
         _lot.clear();
         ajouterAuLot(prises, _lot);
         std::size_t executees = _lot.empty() ? 0 : _lecture->consulter(_lot);
+        finir(Mesures::LECTURE, executees);
         separer(prises, executees, reponses);
     }
 
     void _lister(Chaine& prises, Chaine& reponses)
     {
         Requete& liste = prises.premiere();
+        if (liste.aExecuter && liste.parcours.dernier.empty())
+            noterAttente(liste);
         if (liste.aExecuter)
             liste.resultat = _lecture->lister(*liste.vol, liste.parcours, TRANCHE, [&](FichePartagee vol) {
                 reponses.ajouter(std::make_unique<Requete>(Operation::liste, std::move(vol), liste.idOp,
                                                            Requete::Genre::element));
             });
+        finir(Mesures::LISTE, liste.aExecuter ? 1 : 0);
         if (liste.aExecuter && liste.resultat == FAIT && !liste.parcours.fini)
             return; // goes on when there is room again
         liste.genre = Requete::Genre::finListe;
@@ -189,11 +236,12 @@ class Executeurs::Lecteur : public Battement
     std::optional<Fil> _fil; // last: it uses everything above
 };
 
-Executeurs::Executeurs(Magasin& magasin, Aiguillage& aiguillage)
-    : _aiguillage(aiguillage), _redacteur(std::make_unique<Redacteur>(magasin.ouvrirEcriture(), aiguillage))
+Executeurs::Executeurs(Magasin& magasin, Aiguillage& aiguillage, Mesures& mesures) : _aiguillage(aiguillage)
 {
+    const auto battement = [this]() -> Battement& { return _battements.emplace_back(Horloge::now()); };
+    _redacteur = std::make_unique<Redacteur>(magasin.ouvrirEcriture(), aiguillage, mesures, battement());
     for (int n = 0; n < LECTEURS; ++n)
-        _lecteurs.emplace_back(magasin.ouvrirLecture(), aiguillage);
+        _lecteurs.emplace_back(magasin.ouvrirLecture(), aiguillage, mesures, battement());
 }
 
 Executeurs::~Executeurs() { arreter(); }
@@ -206,12 +254,11 @@ void Executeurs::arreter()
     _lecteurs.clear();
 }
 
-bool Executeurs::avancent()
+bool Executeurs::avancent(std::chrono::nanoseconds delai) const
 {
-    bool tous = _redacteur->aBattu();
-    for (Lecteur& lecteur : _lecteurs)
-        tous = lecteur.aBattu() && tous;
-    return tous;
+    const Horloge::time_point limite = Horloge::now() - delai;
+    return std::all_of(_battements.begin(), _battements.end(),
+                       [&](const Battement& battement) { return battement.load() >= limite; });
 }
 
 } // namespace serveur

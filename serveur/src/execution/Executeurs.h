@@ -3,6 +3,7 @@
 
 #include "Aiguillage.h"
 #include "FilServeur.h"
+#include "Mesures.h"
 
 #include <list>
 
@@ -13,22 +14,26 @@ namespace serveur {
 class Executeurs : orix::INonCopiable
 {
   public:
-    /// Both outlive this object. Throws ErreurMagasin, std::system_error.
-    Executeurs(Magasin& magasin, Aiguillage& aiguillage);
+    /// All of them outlive this object. Throws ErreurMagasin, std::system_error.
+    Executeurs(Magasin& magasin, Aiguillage& aiguillage, Mesures& mesures);
     ~Executeurs();
 
     /// Returns when what the queues hold still has been executed.
     void arreter();
 
-    /// Whether every thread has gone on, be it to wait, since the last time that this was asked. One thread.
-    bool avancent();
+    /// Whether every thread has gone on, be it to wait, in that time. Any thread, as long as this object
+    /// lives.
+    bool avancent(std::chrono::nanoseconds delai) const;
 
   private:
-    class Battement;
+    class Atelier;
     class Redacteur;
     class Lecteur;
 
+    using Battement = std::atomic<std::chrono::steady_clock::time_point>; // when a thread went on
+
     Aiguillage& _aiguillage;
+    std::list<Battement> _battements; // one for each thread
     std::unique_ptr<Redacteur> _redacteur;
     std::list<Lecteur> _lecteurs;
 };

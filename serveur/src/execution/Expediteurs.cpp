@@ -9,7 +9,8 @@ constexpr std::size_t PERMANENTS = 4;
 constexpr std::chrono::milliseconds REPOS{1000};
 } // namespace
 
-Expediteurs::Expediteurs(Aiguillage& aiguillage) : _aiguillage(aiguillage)
+Expediteurs::Expediteurs(Aiguillage& aiguillage, Mesures& mesures)
+    : _aiguillage(aiguillage), _mesures(mesures)
 {
     const std::lock_guard<std::mutex> verrou(_mutex);
     while (_fils.size() < PERMANENTS)
@@ -30,7 +31,7 @@ void Expediteurs::arreter()
 std::size_t Expediteurs::nombre() const
 {
     const std::lock_guard<std::mutex> verrou(_mutex);
-    return _fils.size();
+    return _arret ? 0 : _fils.size();
 }
 
 void Expediteurs::_lancer()
@@ -51,7 +52,7 @@ bool Expediteurs::_avancer(Fils::iterator celui)
     if (ligne == nullptr)
         return !_aiguillage.envois.estFermee() && !_partir(celui);
     _relever();
-    ligne->envoyer();
+    ligne->envoyer(_mesures);
     _aiguillage.suivre(ligne, ligne->envoyee());
     const std::lock_guard<std::mutex> verrou(_mutex);
     ++_libres;

@@ -14,12 +14,13 @@ namespace serveur {
 class Expediteurs : orix::INonCopiable
 {
   public:
-    explicit Expediteurs(Aiguillage& aiguillage); ///< which outlives this object; throws std::system_error
+    /// Both outlive this object. Throws std::system_error.
+    Expediteurs(Aiguillage& aiguillage, Mesures& mesures);
     ~Expediteurs() { arreter(); }
 
     /// Once the lines are abandoned: returns when nothing is being sent any more.
     void arreter();
-    std::size_t nombre() const;
+    std::size_t nombre() const; ///< of threads
 
   private:
     using Fils = std::list<std::optional<Fil>>;
@@ -30,6 +31,7 @@ class Expediteurs : orix::INonCopiable
     bool _partir(Fils::iterator celui);
 
     Aiguillage& _aiguillage;
+    Mesures& _mesures;
     mutable std::mutex _mutex; // guards what follows
     Fils _fils;
     Fils _partis; // to be joined

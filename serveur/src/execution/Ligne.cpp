@@ -15,18 +15,49 @@ bool vaPar(Ligne::Voie voie, const Requete& requete)
     return voie == Ligne::Voie::lecture ? lit : requete.operation != Operation::liste;
 }
 
+/// The figures of what is sent. Answers that became ready together are counted together, so that the clock is
+/// read once for them.
+class Releve
+{
+  public:
+    explicit Releve(Mesures& mesures) : _mesures(mesures) {}
+
+    /// This one is about to be sent; those before were.
+    void commencer(const Requete& reponse)
+    {
+        const auto genre = reponse.genre == Requete::Genre::resultat ? Mesures::RESULTAT : Mesures::ELEMENT;
+        if (reponse.instant != _instant || genre != _genre)
+            finir();
+        _instant = reponse.instant;
+        _genre = genre;
+        ++_nombre;
+    }
+    void finir()
+    {
+        if (_nombre > 0)
+            _mesures.notification[_genre].noter(std::chrono::steady_clock::now() - _instant, _nombre);
+        _nombre = 0;
+    }
+
+  private:
+    Mesures& _mesures;
+    std::chrono::steady_clock::time_point _instant;
+    Mesures::Genre _genre = Mesures::RESULTAT;
+    std::uint64_t _nombre = 0;
+};
+
 } // namespace
 
 Ligne::Ligne(Memoire& memoire)
     : _memoire(memoire), _reserve(std::make_unique<Requete>(Operation::consulte, nullptr, 0))
 {}
 
-Ligne::~Ligne() { _memoire.rendre(_entrees + _sorties); }
+Ligne::~Ligne() { _memoire.rendre(_entrees.octets + _sorties.octets); }
 
-void Ligne::_rendreMemoire(std::size_t& compte, std::size_t octets) noexcept
+void Ligne::_rendreMemoire(Compte& compte, const Compte& rendu) noexcept
 {
-    compte -= octets;
-    _memoire.rendre(octets);
+    compte -= rendu;
+    _memoire.rendre(rendu.octets);
 }
 
 std::unique_ptr<Requete> Ligne::creer(Operation operation, FichePartagee vol, int idOp) noexcept
@@ -44,11 +75,12 @@ std::unique_ptr<Requete> Ligne::creer(Operation operation, FichePartagee vol, in
 bool Ligne::deposer(std::unique_ptr<Requete> requete, Suites& suites)
 {
     const std::size_t octets = sizeof(Requete) + requete->vol->octets();
+    requete->instant = std::chrono::steady_clock::now();
     std::unique_lock<std::mutex> verrou(_mutex);
-    _place.wait(verrou, [&] { return _conge || _abandon || _memoire.admet(_entrees, octets); });
+    _place.wait(verrou, [&] { return _conge || _abandon || _memoire.admet(_entrees.octets, octets); });
     if (_conge || _abandon)
         return false;
-    _entrees += octets;
+    _entrees += {octets, 1};
     _memoire.prendre(octets);
     _recues.ajouter(std::move(requete));
     suites.voie = _suivre();
@@ -58,7 +90,7 @@ bool Ligne::deposer(std::unique_ptr<Requete> requete, Suites& suites)
 /// The way of the next request, when somebody is to be brought the line.
 Ligne::Voie Ligne::_suivre() noexcept
 {
-    if (_executee || _abandon || _recues.vide() || !_memoire.admet(_sorties, 0))
+    if (_executee || _abandon || _recues.vide() || !_memoire.admet(_sorties.octets, 0))
         return Voie::aucune;
     _executee = true;
     return vaPar(Voie::lecture, _recues.premiere()) ? Voie::lecture : Voie::ecriture;
@@ -86,7 +118,7 @@ Chaine Ligne::prendre(Voie voie, std::size_t nombre, std::size_t octets) noexcep
         if (liste)
             break;
     }
-    _prises = prises.octets();
+    _prises = prises.compte();
     return prises;
 }
 
@@ -95,16 +127,17 @@ Ligne::Suites Ligne::rendre(Chaine&& reponses, Chaine&& restantes) noexcept
     Chaine jetees; // freed without the lock
     const std::lock_guard<std::mutex> verrou(_mutex);
     _executee = false;
-    const std::size_t remises = restantes.octets();
+    Compte finies = std::exchange(_prises, {});
     if (_abandon) {
-        _rendreMemoire(_entrees, _prises);
+        _rendreMemoire(_entrees, finies);
         jetees.ajouter(std::move(reponses));
         jetees.ajouter(std::move(restantes));
     } else {
-        _rendreMemoire(_entrees, _prises - remises);
+        finies -= restantes.compte();
+        _rendreMemoire(_entrees, finies);
         restantes.ajouter(std::move(_recues));
         _recues = std::move(restantes);
-        _sorties += reponses.octets();
+        _sorties += reponses.compte();
         _memoire.prendre(reponses.octets());
         _reponses.ajouter(std::move(reponses));
     }
@@ -115,7 +148,7 @@ Ligne::Suites Ligne::rendre(Chaine&& reponses, Chaine&& restantes) noexcept
     return suites;
 }
 
-void Ligne::envoyer() noexcept
+void Ligne::envoyer(Mesures& mesures) noexcept
 {
     Chaine lot;
     bool conge = false;
@@ -125,10 +158,14 @@ void Ligne::envoyer() noexcept
             lot.ajouter(_reponses.prendre());
         conge = _conge && lot.vide();
     }
-    _envoyees = lot.octets();
+    _envoyees = lot.compte();
     try {
-        for (; !lot.vide() && !_abandon; _derniere = lot.prendre())
+        Releve releve(mesures);
+        for (; !lot.vide() && !_abandon; _derniere = lot.prendre()) {
+            releve.commencer(lot.premiere());
             envoyer(lot.premiere());
+        }
+        releve.finir();
         if (!conge || _abandon)
             return;
         _finie = true;
@@ -144,7 +181,7 @@ void Ligne::envoyer() noexcept
 Ligne::Suites Ligne::envoyee() noexcept
 {
     const std::lock_guard<std::mutex> verrou(_mutex);
-    _rendreMemoire(_sorties, _envoyees);
+    _rendreMemoire(_sorties, std::exchange(_envoyees, {}));
     if (_reserve == nullptr)
         _reserve = std::move(_derniere);
     _derniere.reset();
@@ -153,6 +190,12 @@ Ligne::Suites Ligne::envoyee() noexcept
     suites.voie = _suivre();
     suites.envoi = _aEnvoyer();
     return suites;
+}
+
+Ligne::Attente Ligne::attente() const
+{
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    return {_entrees, _sorties};
 }
 
 Ligne::Suites Ligne::congedier() noexcept
@@ -170,8 +213,8 @@ void Ligne::abandonner() noexcept
     Chaine jetees; // freed without the lock
     const std::lock_guard<std::mutex> verrou(_mutex);
     _abandon = true;
-    _rendreMemoire(_entrees, _recues.octets());
-    _rendreMemoire(_sorties, _reponses.octets());
+    _rendreMemoire(_entrees, _recues.compte());
+    _rendreMemoire(_sorties, _reponses.compte());
     jetees.ajouter(std::move(_recues));
     jetees.ajouter(std::move(_reponses));
     _place.notify_all();

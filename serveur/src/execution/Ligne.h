@@ -2,6 +2,7 @@
 #define LIGNE_H
 
 #include "Memoire.h"
+#include "Mesures.h"
 #include "Requete.h"
 
 #include <condition_variable>
@@ -56,7 +57,7 @@ class Ligne : public std::enable_shared_from_this<Ligne>, orix::INonCopiable
     // Who sends, once it was brought the line.
 
     /// Sends the next answers, or the last word.
-    void envoyer() noexcept;
+    void envoyer(Mesures& mesures) noexcept;
     Suites envoyee() noexcept; ///< after each envoyer()
 
     // The end. Any thread; neither takes memory.
@@ -66,6 +67,14 @@ class Ligne : public std::enable_shared_from_this<Ligne>, orix::INonCopiable
     /// Drops everything.
     void abandonner() noexcept;
     bool estAbandonnee() const { return _abandon; }
+
+    /// What waits now.
+    struct Attente
+    {
+        Compte demandes; ///< whose answer is not ready
+        Compte reponses; ///< that are not sent
+    };
+    Attente attente() const;
 
   protected:
     /// Sends one answer; waits as long as that takes. Throws what it likes.
@@ -78,7 +87,7 @@ class Ligne : public std::enable_shared_from_this<Ligne>, orix::INonCopiable
   private:
     Voie _suivre() noexcept;
     bool _aEnvoyer() noexcept;
-    void _rendreMemoire(std::size_t& compte, std::size_t octets) noexcept;
+    void _rendreMemoire(Compte& compte, const Compte& rendu) noexcept;
 
     template <Pour>
     friend class FileLignes;
@@ -87,20 +96,20 @@ class Ligne : public std::enable_shared_from_this<Ligne>, orix::INonCopiable
     Memoire& _memoire;
     std::atomic<bool> _abandon{false};
 
-    std::mutex _mutex; // guards what follows
+    mutable std::mutex _mutex; // guards what follows
     std::condition_variable _place;
     Chaine _recues;
     Chaine _reponses;
     std::unique_ptr<Requete> _reserve;
-    std::size_t _entrees = 0; // octets received whose answer is not ready
-    std::size_t _prises = 0;  // of them, those that are being executed
-    std::size_t _sorties = 0; // octets of answers that are not sent
-    bool _executee = false;   // brought to who executes
-    bool _envoyee = false;    // brought to who sends
+    Compte _entrees;        // received, the answer is not ready
+    Compte _prises;         // of them, those that are being executed
+    Compte _sorties;        // answers that are not sent
+    bool _executee = false; // brought to who executes
+    bool _envoyee = false;  // brought to who sends
     bool _conge = false;
     std::atomic<bool> _finie{false}; // the last word was said
     // Of who sends:
-    std::size_t _envoyees = 0;
+    Compte _envoyees;
     std::unique_ptr<Requete> _derniere; // kept for the reserve
 };
 

@@ -20,6 +20,7 @@ class Memoire : orix::INonCopiable
     void prendre(std::size_t octets) { _prise += octets; }
     void rendre(std::size_t octets) { _prise -= octets; }
     std::size_t prise() const { return _prise; }
+    std::size_t maximum() const { return _maximum; }
 
     /// Whether a queue that holds so much may take so much more. One that is empty may: what is too large for
     /// everything that is free does not wait for ever.

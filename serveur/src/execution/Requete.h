@@ -9,6 +9,26 @@
 
 namespace serveur {
 
+/// Of requests or answers: how many, and what they take of memory.
+struct Compte
+{
+    std::size_t octets = 0;
+    std::size_t nombre = 0;
+
+    Compte& operator+=(const Compte& autre)
+    {
+        octets += autre.octets;
+        nombre += autre.nombre;
+        return *this;
+    }
+    Compte& operator-=(const Compte& autre)
+    {
+        octets -= autre.octets;
+        nombre -= autre.nombre;
+        return *this;
+    }
+};
+
 /// A client's request from its arrival to the sending of its answer, and what tells the client of it: the
 /// same object all the way, so that an answer takes no memory.
 struct Requete : Demande
@@ -33,6 +53,7 @@ struct Requete : Demande
 
     Genre genre;
     int idOp;
+    std::chrono::steady_clock::time_point instant; ///< of the arrival, then of the end of the execution
     bool aExecuter = true;
     Parcours parcours; ///< of a listing
 
@@ -57,10 +78,8 @@ class Chaine
     ~Chaine() { vider(); }
 
     bool vide() const { return _premiere == nullptr; }
-    std::size_t octets() const
-    {
-        return _octets;
-    } ///< of memory, that its requests took when they were put in
+    const Compte& compte() const { return _compte; } ///< the memory is that of when they were put in
+    std::size_t octets() const { return _compte.octets; }
     Requete& premiere() { return *_premiere; }
     static Requete* suivante(const Requete& requete) { return requete._suivante.get(); } ///< null: none
 
@@ -68,7 +87,7 @@ class Chaine
     {
         Requete* const derniere = requete.get();
         derniere->_octets = sizeof(Requete) + derniere->vol->octets();
-        _octets += derniere->_octets;
+        _compte += {derniere->_octets, 1};
         (_derniere != nullptr ? _derniere->_suivante : _premiere) = std::move(requete);
         _derniere = derniere;
     }
@@ -78,7 +97,7 @@ class Chaine
             return;
         (_derniere != nullptr ? _derniere->_suivante : _premiere) = std::move(autre._premiere);
         _derniere = std::exchange(autre._derniere, nullptr);
-        _octets += std::exchange(autre._octets, 0);
+        _compte += std::exchange(autre._compte, {});
     }
     std::unique_ptr<Requete> prendre() noexcept ///< the first; null when there is none
     {
@@ -88,7 +107,7 @@ class Chaine
         _premiere = std::move(requete->_suivante);
         if (_premiere == nullptr)
             _derniere = nullptr;
-        _octets -= requete->_octets;
+        _compte -= {requete->_octets, 1};
         return requete;
     }
     void vider() noexcept
@@ -100,7 +119,7 @@ class Chaine
   private:
     std::unique_ptr<Requete> _premiere;
     Requete* _derniere = nullptr;
-    std::size_t _octets = 0;
+    Compte _compte;
 };
 
 } // namespace serveur

@@ -103,6 +103,14 @@ class Lecture : public Voie
                        const SurVol& surVol) noexcept = 0;
 };
 
+/// What an operator looks at of a store.
+struct EtatMagasin
+{
+    bool utilisable = true;          ///< as far as is known
+    std::uint64_t octetsJournal = 0; ///< of a log beside the records
+    std::uint64_t reconnexions = 0;  ///< made so far
+};
+
 /// The flight records. What is reported as done is durable. Texts are kept byte for byte; a field that is not
 /// set stays so.
 class Magasin : orix::INonCopiable
@@ -119,6 +127,8 @@ class Magasin : orix::INonCopiable
     /// From now on what would be waited for fails instead: the end is near, and nobody waits for answers any
     /// more. Any thread.
     virtual void presser() noexcept {}
+
+    virtual EtatMagasin etat() const noexcept { return {}; } ///< at once; any thread
 };
 
 /// What the requests of one group may give back, in octets, before the rest of them is left for later.

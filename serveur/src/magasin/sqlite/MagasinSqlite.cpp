@@ -2,8 +2,10 @@
 
 #include "EcritureSqlite.h"
 #include "LectureSqlite.h"
+#include "SchemaSqlite.h"
 #include "SqlVol.h"
 
+#include <sys/stat.h>
 #include <sys/vfs.h>
 
 #include <algorithm>
@@ -13,8 +15,6 @@ namespace serveur {
 
 namespace {
 
-constexpr int VERSION_SCHEMA = 1;
-constexpr int IDENTIFIANT_APPLICATION = 0x63647630; // "cdv0", in the header of the file
 constexpr std::chrono::milliseconds PAUSE_VERROU{10};
 /// Of one try to open the file: between two, who opens it may say so, and give up.
 constexpr std::chrono::milliseconds ATTENTE_OUVERTURE{500};
@@ -120,6 +120,16 @@ void MagasinSqlite::_verifierSchema()
 std::unique_ptr<Ecriture> MagasinSqlite::ouvrirEcriture()
 {
     return std::make_unique<EcritureSqlite>(_fichier, _pagesMax);
+}
+
+EtatMagasin MagasinSqlite::etat() const noexcept
+{
+    EtatMagasin etat;
+    etat.utilisable = !_fichier.estPerdu();
+    struct stat journal = {};
+    if (::stat(sqlite3_filename_wal(sqlite3_db_filename(_base->lire(), "main")), &journal) == 0)
+        etat.octetsJournal = static_cast<std::uint64_t>(journal.st_size);
+    return etat;
 }
 
 std::unique_ptr<Lecture> MagasinSqlite::ouvrirLecture() { return std::make_unique<LectureSqlite>(_fichier); }

@@ -27,6 +27,7 @@ class MagasinSqlite : public Magasin
     std::unique_ptr<Ecriture> ouvrirEcriture() override;
     std::unique_ptr<Lecture> ouvrirLecture() override;
     void presser() noexcept override { _fichier.presser(); }
+    EtatMagasin etat() const noexcept override;
 
   private:
     /// Whether the file was not locked.
