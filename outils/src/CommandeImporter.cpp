@@ -63,16 +63,22 @@ class Rejets
 
 void resumer(const Bilan& bilan, Existants existants, double secondes)
 {
-    std::string ligne = compte(bilan.crees, "vol créé");
-    if (bilan.modifies != 0)
-        ligne += ", " + compte(bilan.modifies, "modifié");
-    if (bilan.ignores != 0)
-        ligne += ", " + nombre(bilan.ignores) + " déjà là";
+    const cdv::Chargement::Bilan& envois = bilan.envois;
+    std::string ligne = compte(envois.crees, "vol créé");
+    if (envois.modifies != 0)
+        ligne += ", " + compte(envois.modifies, "modifié");
+    if (envois.ignores != 0)
+        ligne += ", " + nombre(envois.ignores) + " déjà là";
     if (bilan.rejets() != 0)
         ligne += ", " + compte(bilan.rejets(), "rejeté");
-    const auto debit = secondes > 0 ? static_cast<double>(bilan.faits() + bilan.refuses) / secondes : 0;
+    const auto debit = secondes > 0 ? static_cast<double>(envois.faits() + envois.refuses) / secondes : 0;
     ligne += " en " + texteDuree(secondes) + " (" + nombre(static_cast<std::uint64_t>(debit)) + "/s)";
     std::cerr << message(ligne) << '\n';
+    if (envois.pertes != 0)
+        std::cerr << message(compte(envois.pertes, "connexion perdue") +
+                             " en route : " + compte(envois.refaites, "demande refaite") + ", dont " +
+                             compte(envois.constates, "création trouvée faite"))
+                  << '\n';
     if (bilan.perte)
         std::cerr << message("cdv : " + bilan.perte->texte) << '\n';
     else if (bilan.interrompu && bilan.reprise != 0)
@@ -101,27 +107,20 @@ int importer(const Options& options, Interruption& interruption)
     Rejets rejets(options, lecteur->entete());
     const double taille = static_cast<double>(fichier.taille());
 
-    Connexion connexion(options, interruption);
-    cdv::Session& session = connexion.session();
+    Connexion connexion(options, interruption, /*reprise*/ true);
     Bilan bilan;
     double secondes = 0;
     {
         Progression progression(std::cerr,
                                 estTerminal(STDERR_FILENO) ? largeurTerminal(STDERR_FILENO) : std::nullopt);
-        Importation importation(options.importation);
-        importation.creer = [&session](const cdv::Vol& vol, cdv::Session::Fin fin) {
-            session.creer(vol, std::move(fin));
-        };
-        importation.modifier = [&session](const cdv::Vol& vol, cdv::Session::Fin fin) {
-            session.modifier(vol, std::move(fin));
-        };
+        Importation importation(options.importation, connexion.session());
         importation.surRejet = [&](const Entree& entree, const std::string& motif) {
             progression.dire(message("ligne " + std::to_string(entree.ligne) + " : " + motif));
             rejets.ajouter(entree);
         };
         importation.surArret = [&fin] { fin.sonner(); };
         importation.surAvancement = [&](const Bilan& courant) {
-            progression.avancer(courant.faits() + courant.refuses,
+            progression.avancer(courant.envois.faits() + courant.envois.refuses,
                                 taille > 0 ? std::optional(static_cast<double>(tampon.octetsLus()) / taille)
                                            : std::nullopt);
         };
@@ -129,7 +128,7 @@ int importer(const Options& options, Interruption& interruption)
         bilan = importation.executer(*lecteur);
         secondes = progression.secondes();
     }
-    resumer(bilan, options.importation.existants, secondes);
+    resumer(bilan, options.importation.envois.existants, secondes);
     rejets.verifier();
     if (bilan.perte)
         return bilan.perte->statut;

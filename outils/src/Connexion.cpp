@@ -63,18 +63,28 @@ cdv::Options reglagesSession(const Options& options, const orix::Configuration& 
     return reglages;
 }
 
-Connexion::Connexion(const Options& options, Interruption& interruption)
-    : Connexion(configurer(options), options, interruption)
+Connexion::Connexion(const Options& options, Interruption& interruption, bool reprise)
+    : Connexion(configurer(options), options, interruption, reprise)
 {}
 
 Connexion::Connexion(const orix::Configuration& configuration, const Options& options,
-                     Interruption& interruption)
+                     Interruption& interruption, bool reprise)
     : _interruption(interruption), _processus(avecErreursClaires([&] {
           orix::Trace::definirSeuil(configuration[orix::cle::niveauTrace]);
           return cdv::Processus(configuration);
       }))
 {
-    const cdv::Options reglages = reglagesSession(options, configuration);
+    cdv::Options reglages = reglagesSession(options, configuration);
+    reglages.reprise = reprise;
+    if (reprise) // nobody is waited for who has not been there
+        reglages.observateur = [this](const cdv::Evenement& evenement) {
+            if (evenement.etat == cdv::EtatSession::active)
+                _acceptee = true;
+            if (evenement.etat != cdv::EtatSession::attente || _acceptee)
+                return;
+            _refus = evenement.statut;
+            _session.fermer();
+        };
     const Interruption::Garde garde(interruption, [this] { _session.fermer(); });
     avecErreursClaires([&] { _session.ouvrir(reglages); });
     if (interruption.demandee())
@@ -83,7 +93,8 @@ Connexion::Connexion(const orix::Configuration& configuration, const Options& op
     if (!_session.attendreActive(2 * (reglages.delaiActivation + configuration[orix::cle::delaiConnexion]))) {
         if (interruption.demandee())
             throw Arret(INTERROMPU, "interrompu");
-        throw PasDeConnexion(expliquer(_session.dernierEvenement().statut),
+        const orix::OXstatut statut = _refus;
+        throw PasDeConnexion(expliquer(statut != orix::OXS_OK ? statut : _session.dernierEvenement().statut),
                              orix::enumerer(noyaux(configuration)));
     }
     _serveur = _session.dernierEvenement();

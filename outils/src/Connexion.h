@@ -8,6 +8,7 @@
 #include "CdvSession.h"
 #include "orix/Configuration.h"
 
+#include <atomic>
 #include <exception>
 #include <optional>
 
@@ -23,9 +24,11 @@ const std::vector<std::string>& noyaux(const orix::Configuration& configuration)
 class Connexion
 {
   public:
-    /// Waits until a server has accepted. Throws Arret when none did, or when the user interrupts.
-    Connexion(const Options& options, Interruption& interruption);
-    Connexion(const orix::Configuration& configuration, const Options& options, Interruption& interruption);
+    /// Waits until a server has accepted. Throws Arret when none did, or when the user interrupts. reprise:
+    /// from then on a connection that is lost is made again.
+    Connexion(const Options& options, Interruption& interruption, bool reprise = false);
+    Connexion(const orix::Configuration& configuration, const Options& options, Interruption& interruption,
+              bool reprise = false);
 
     cdv::Session& session() { return _session; }
     /// Waits for the end of a request; Ctrl-C closes the session, which ends it.
@@ -34,6 +37,8 @@ class Connexion
 
   private:
     Interruption& _interruption;
+    std::atomic<bool> _acceptee{false};
+    std::atomic<orix::OXstatut> _refus{orix::OXS_OK}; // of the first try of each kernel
     cdv::Processus _processus;
     cdv::Session _session;
     cdv::Evenement _serveur;

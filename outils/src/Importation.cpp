@@ -30,122 +30,117 @@ std::string optionsReprise(const Bilan& bilan, Existants existants)
     return depuis + (recouvre || existants == Existants::ignorer ? " --existants ignorer" : "");
 }
 
+Importation::Importation(const Reglages& reglages, cdv::Session& session)
+    : _reglages(reglages), _envois(session, reglages.envois)
+{}
+
+Importation::Importation(const Reglages& reglages, const cdv::Chargement::Voies& voies)
+    : _reglages(reglages), _envois(voies, reglages.envois)
+{}
+
 Bilan Importation::executer(Lecteur& lecteur)
 {
-    // The ends of the requests use this object: whatever happens, none is left behind.
-    const struct Attente
-    {
-        Importation& importation;
-        ~Attente() { importation._attendreFin(); }
-    } attente{*this};
-
     std::size_t prochaine = _reglages.depuis;
     const auto lire = [&]() -> std::optional<Entree> {
         try {
             return lecteur.suivante();
         } catch (const LectureInterrompue&) {
-            const std::lock_guard<std::mutex> verrou(_mutex);
             _aReprendre(prochaine);
             return std::nullopt;
         }
     };
     while (std::optional<Entree> entree = lire()) {
-        if (entree->ligne < _reglages.depuis)
+        const std::size_t ligne = entree->ligne;
+        if (ligne < _reglages.depuis)
             continue;
-        prochaine = entree->ligne + lignes(entree->texte);
-        std::unique_lock<std::mutex> verrou(_mutex);
-        _changement.wait(verrou, [this] { return _arret || _enCours < _reglages.fenetre; });
-        if (_arret) {
-            _aReprendre(entree->ligne);
+        prochaine = ligne + lignes(entree->texte);
+        const bool lisible = entree->vol.has_value();
+        if (_arret || (lisible && !_soumettre(*entree))) {
+            _aReprendre(ligne);
             break;
         }
-        if (!entree->vol) {
-            _rejeter(*entree, entree->erreur, &Bilan::illisibles);
-        } else {
-            ++_enCours;
-            verrou.unlock();
-            _soumettre(std::move(*entree));
-            verrou.lock();
+        if (!lisible) {
+            {
+                const std::lock_guard<std::mutex> verrou(_mutex);
+                ++_bilan.illisibles;
+            }
+            _rejeter(*entree, entree->erreur);
         }
-        const Bilan bilan = _bilan;
-        verrou.unlock();
-        surAvancement(bilan);
+        surAvancement(_lireBilan());
     }
-    _attendreFin();
-    const std::lock_guard<std::mutex> verrou(_mutex);
-    return _bilan;
+    _envois.attendreFin();
+    return _lireBilan();
 }
 
 void Importation::interrompre()
 {
-    const std::lock_guard<std::mutex> verrou(_mutex);
-    _bilan.interrompu = true;
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        _bilan.interrompu = true;
+    }
     _arreter();
 }
 
-void Importation::_attendreFin()
+/// False when the server is not there any more, or nothing more is to be sent.
+bool Importation::_soumettre(Entree& entree)
 {
-    std::unique_lock<std::mutex> verrou(_mutex);
-    _changement.wait(verrou, [this] { return _enCours == 0; });
+    const auto gardee = std::make_shared<Entree>(std::move(entree));
+    cdv::Vol vol = std::move(*gardee->vol);
+    return _envois.creer(std::move(vol),
+                         [this, gardee](const cdv::Vol&, cdv::Chargement::Fin fin,
+                                        const cdv::Resultat& resultat) { _finir(*gardee, fin, resultat); });
 }
 
-void Importation::_soumettre(Entree entree)
+void Importation::_finir(const Entree& entree, cdv::Chargement::Fin fin, const cdv::Resultat& resultat)
 {
-    const auto partagee = std::make_shared<Entree>(std::move(entree));
-    creer(*partagee->vol,
-          [this, partagee](cdv::Resultat resultat) { _finir(partagee, std::move(resultat), false); });
-}
-
-void Importation::_finir(const std::shared_ptr<Entree>& entree, cdv::Resultat resultat, bool modification)
-{
-    std::unique_lock<std::mutex> verrou(_mutex);
-    const bool existe = resultat.etat == cdv::Resultat::Etat::refuse &&
-                        resultat.code == cdv::code::EXISTE_DEJA && !modification;
-    if (existe && _reglages.existants == Existants::modifier) {
-        verrou.unlock(); // the request may end inside the call
-        return modifier(*entree->vol,
-                        [this, entree](cdv::Resultat suite) { _finir(entree, std::move(suite), true); });
+    using Fin = cdv::Chargement::Fin;
+    if (fin == Fin::refuse)
+        return _rejeter(entree, expliquer(resultat));
+    if (fin == Fin::abandonne) {
+        _aReprendre(entree.ligne);
+        {
+            const std::lock_guard<std::mutex> verrou(_mutex);
+            if (!_bilan.perte)
+                _bilan.perte = Issue(resultat);
+        }
+        return _arreter();
     }
-    if (resultat) {
-        ++(modification ? _bilan.modifies : _bilan.crees);
-        _bilan.derniere = std::max(_bilan.derniere, entree->ligne);
-    } else if (existe && _reglages.existants == Existants::ignorer) {
-        ++_bilan.ignores;
-    } else if (resultat.etat == cdv::Resultat::Etat::refuse) {
-        _rejeter(*entree, expliquer(resultat), &Bilan::refuses);
-    } else {
-        _arreter();
-        _aReprendre(entree->ligne);
-        if (!_bilan.perte)
-            _bilan.perte = Issue(resultat);
-    }
-    --_enCours;
-    _changement.notify_all();
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    if (fin != Fin::ignore)
+        _bilan.derniere = std::max(_bilan.derniere, entree.ligne);
 }
 
-// Below: under the mutex.
-
-void Importation::_rejeter(const Entree& entree, const std::string& motif, std::uint64_t Bilan::*compte)
+void Importation::_rejeter(const Entree& entree, const std::string& motif)
 {
-    ++(_bilan.*compte);
     if (_reglages.arretAuRejet) {
         _arreter();
         _aReprendre(entree.ligne);
     }
+    const std::lock_guard<std::mutex> rejet(_rejet);
     surRejet(entree, motif);
 }
 
 void Importation::_aReprendre(std::size_t ligne)
 {
+    const std::lock_guard<std::mutex> verrou(_mutex);
     if (_bilan.reprise == 0 || ligne < _bilan.reprise)
         _bilan.reprise = ligne;
 }
 
 void Importation::_arreter()
 {
-    _arret = true;
-    _changement.notify_all();
+    if (_arret.exchange(true))
+        return;
+    _envois.interrompre();
     surArret();
+}
+
+Bilan Importation::_lireBilan()
+{
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    Bilan bilan = _bilan;
+    bilan.envois = _envois.bilan();
+    return bilan;
 }
 
 } // namespace outils

@@ -68,7 +68,9 @@ constexpr const char* EXPLICATION_IMPORT =
     R"(CSV : UTF-8, RFC 4180, avec un en-tête ; colonnes au choix parmi les champs, « points » et
 « changements » (en JSON). Une cellule vide est un champ absent, "" est la chaîne vide.
 JSON : un objet par ligne, comme « cdv lister --format json » les écrit.
-Une ligne fautive est dite avec son numéro et la raison, et l'importation continue. Les lignes
+Une ligne fautive est dite avec son numéro et la raison, et l'importation continue. De même quand un
+serveur est perdu : ce qui est resté sans réponse est redemandé à l'autre, ou au même s'il revient ;
+une création dont nul ne sait si elle est faite est relue et comparée. Les lignes
 rejetées vont telles quelles dans le fichier de rejets, qui peut être corrigé et importé.
 Ctrl-C attend les réponses en cours, puis dit avec quelles options reprendre ; un second Ctrl-C
 abandonne.
@@ -115,7 +117,7 @@ CLI::Validator entier(long long minimum, long long maximum)
 const std::map<std::string, Format> FORMATS{
     {"tableau", Format::tableau}, {"json", Format::json}, {"csv", Format::csv}, {"dump", Format::dump}};
 const std::map<std::string, Existants> EXISTANTS{
-    {"rejeter", Existants::rejeter}, {"modifier", Existants::modifier}, {"ignorer", Existants::ignorer}};
+    {"rejeter", Existants::refuser}, {"modifier", Existants::modifier}, {"ignorer", Existants::ignorer}};
 
 constexpr long long UNE_HEURE = 3600000;
 constexpr long long UN_MILLIARD = 1000000000;
@@ -241,9 +243,15 @@ class Analyseur
                         "que faire d'un vol qui existe déjà : rejeter, modifier ou ignorer (rejeter)")
             ->type_name("QUOI")
             ->check(choix(EXISTANTS));
-        importer.add_option("--en-cours", importation.fenetre, "demandes sans réponse à la fois (256)")
+        importer
+            .add_option("--en-cours", importation.envois.fenetre, "demandes sans réponse à la fois (1000)")
             ->type_name("N")
             ->check(entier(1, 10000));
+        importer
+            .add_option("--patience", _patience,
+                        "quand les serveurs sont perdus, en attend un si longtemps, en s (60) ; 0 : s'arrête")
+            ->type_name("S")
+            ->check(entier(0, UNE_HEURE / 1000));
         importer.add_flag("--stop", importation.arretAuRejet, "s'arrête à la première ligne rejetée");
 
         CLI::App& exporter = _commande("exporter", "écrit les vols dans un fichier", EXPLICATION_EXPORT);
@@ -314,9 +322,11 @@ class Analyseur
         if (!_format.empty())
             _options.format = FORMATS.at(_format);
         if (!_existants.empty())
-            _options.importation.existants = EXISTANTS.at(_existants);
+            _options.importation.envois.existants = EXISTANTS.at(_existants);
         if (_delai)
             _options.delai = cdv::Duree(*_delai);
+        if (_patience)
+            _options.importation.envois.patience = std::chrono::seconds(*_patience);
         if (_periode)
             _options.periode = cdv::Duree(*_periode);
         _options.limite = _limite;
@@ -358,6 +368,7 @@ class Analyseur
     std::string _format;
     std::string _existants;
     std::optional<long long> _delai;
+    std::optional<long long> _patience;
     std::optional<long long> _periode;
     std::optional<std::size_t> _limite;
     std::optional<std::size_t> _mesures;

@@ -123,6 +123,12 @@ bool Session::attendreActive(Duree delai)
     return ouvert && ouvert->attendreActive(delai);
 }
 
+bool Session::attendreFin(Duree delai)
+{
+    const auto ouvert = _lireMoteur();
+    return !ouvert || ouvert->attendreFin(delai);
+}
+
 void Session::activer()
 {
     if (const auto ouvert = _lireMoteur())

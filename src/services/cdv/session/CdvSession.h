@@ -277,6 +277,9 @@ class ORIX_API Session : orix::INonCopiable
     /// client; 0 unless active.
     int numeroClient() const;
     std::size_t nombreEnCours() const; ///< requests made and not ended
+    /// Waits until every request has ended and what is to be told of it has been; false when the time has
+    /// passed. Throws std::logic_error inside a completion or an observer.
+    bool attendreFin(Duree delai);
 
     /// @name Requests
     /// Each in two forms: a future, and a function that is called with the result.
@@ -303,7 +306,8 @@ class ORIX_API Session : orix::INonCopiable
     /// @}
 
   private:
-    friend class MoteurSession;                         ///< puts itself there
+    friend class MoteurSession; ///< puts itself there
+    friend class Chargement;
     std::shared_ptr<MoteurSession> _lireMoteur() const; ///< null when never opened
 
     mutable std::shared_ptr<MoteurSession> _moteur; ///< through std::atomic_load and std::atomic_store

@@ -4,10 +4,26 @@
 #include "orix/INonCopiable.h"
 
 #include <cstddef>
+#include <exception>
 #include <memory>
 #include <utility>
 
 namespace cdv {
+
+void signalerException(const char* raison) noexcept; ///< of the application's code: traces it
+
+/// Runs the application's code; what it throws is traced, and goes no further.
+template <class Appel>
+void appelerApplication(Appel appel) noexcept
+{
+    try {
+        appel();
+    } catch (const std::exception& exception) {
+        signalerException(exception.what());
+    } catch (...) {
+        signalerException("?");
+    }
+}
 
 /// Code of the application that is to be run. It carries its own place in the queue: to be put there takes no
 /// memory.

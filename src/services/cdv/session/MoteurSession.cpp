@@ -45,6 +45,12 @@ Notification notification(Notification::Sorte sorte, int code, OXvol_completData
 
 } // namespace
 
+void signalerException(const char* raison) noexcept
+{
+    ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "MoteurSession", "livrer",
+                          "Exception non prévue dans un appel de l'application : " << raison);
+}
+
 // ---- Opening and closing
 
 MoteurSession::MoteurSession(const Options& options, std::shared_ptr<Horloge> horloge)
@@ -206,6 +212,7 @@ void MoteurSession::_annoncer() noexcept
 void MoteurSession::_reveiller() noexcept
 {
     _reprise.notify_all();
+    _changement.notify_all();
     if (_resteALivrer() || _ferme || _demandes.prochaineEcheance() < _reveilPrevu)
         _reveilMinuterie.notify_all();
 }
@@ -256,17 +263,51 @@ void MoteurSession::activer()
     _suivre(_reconnexion.activer(_horloge->maintenant()));
 }
 
-bool MoteurSession::attendreActive(Duree delai)
+bool MoteurSession::attendreActive(Duree delai, const std::atomic<bool>* abandon)
 {
     Verrou verrou(_mutex);
     _interdireDansRappel("Session::attendreActive()");
     const Instant fin = apres(_horloge->maintenant(), delai);
     while (_reconnexion.etat() == EtatSession::activation || _reconnexion.etat() == EtatSession::attente) {
-        if (_horloge->maintenant() >= fin)
+        if (_horloge->maintenant() >= fin || (abandon != nullptr && *abandon))
             return false;
         _horloge->attendre(_changement, verrou, fin);
     }
     return _reconnexion.etat() == EtatSession::active;
+}
+
+unsigned long long MoteurSession::connexion() const
+{
+    const Verrou verrou(_mutex);
+    return _reconnexion.etat() == EtatSession::active ? _reconnexion.connexion() : 0;
+}
+
+void MoteurSession::attendreAutre(unsigned long long connexion, Duree delai, const std::atomic<bool>& abandon)
+{
+    Verrou verrou(_mutex);
+    const Instant fin = apres(_horloge->maintenant(), delai);
+    while (_reconnexion.etat() == EtatSession::active && _reconnexion.connexion() == connexion && !abandon &&
+           _horloge->maintenant() < fin)
+        _horloge->attendre(_changement, verrou, fin);
+}
+
+void MoteurSession::reveiller()
+{
+    const Verrou verrou(_mutex);
+    _changement.notify_all();
+}
+
+bool MoteurSession::attendreFin(Duree delai)
+{
+    Verrou verrou(_mutex);
+    _interdireDansRappel("Session::attendreFin()");
+    const Instant fin = apres(_horloge->maintenant(), delai);
+    while (_demandes.enCours() > 0 || !_estCalme()) {
+        if (_horloge->maintenant() >= fin)
+            return false;
+        _horloge->attendre(_changement, verrou, fin);
+    }
+    return true;
 }
 
 bool MoteurSession::attendrePremierTour()
@@ -368,17 +409,7 @@ void MoteurSession::_livrer(Verrou& verrou) noexcept
     for (std::size_t n = _aLivrer.nombre() + (_annonceDue ? 1 : 0); n > 0 && _resteALivrer(); --n) {
         std::shared_ptr<Livrable> livrable = _prochaineLivraison();
         verrou.unlock();
-        const auto signaler = [](const char* raison) {
-            ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "MoteurSession", "livrer",
-                                  "Exception non prévue dans un appel de l'application : " << raison);
-        };
-        try {
-            livrable->livrer();
-        } catch (const std::exception& exception) {
-            signaler(exception.what());
-        } catch (...) {
-            signaler("?");
-        }
+        appelerApplication([&] { livrable->livrer(); });
         livrable.reset(); // what the application gave is released without the lock
         verrou.lock();
     }

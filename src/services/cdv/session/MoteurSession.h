@@ -6,6 +6,7 @@
 #include "Reconnexion.h"
 #include "TableDemandes.h"
 
+#include <atomic>
 #include <string_view>
 #include <thread>
 
@@ -28,7 +29,13 @@ class MoteurSession : public std::enable_shared_from_this<MoteurSession>, orix::
     void fermer();
 
     void activer();
-    bool attendreActive(Duree delai);
+    /// Gives up, too, when reveiller() finds abandon set.
+    bool attendreActive(Duree delai, const std::atomic<bool>* abandon = nullptr);
+    unsigned long long connexion() const; ///< the present one; 0: none
+    /// Until that one is over; gives up likewise.
+    void attendreAutre(unsigned long long connexion, Duree delai, const std::atomic<bool>& abandon);
+    void reveiller();
+    bool attendreFin(Duree delai);
     /// Waits for the outcome of the first try of each server.
     bool attendrePremierTour();
     EtatSession etat() const;
