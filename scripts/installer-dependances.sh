@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that the project needs and that are not there yet.
-# Usage: scripts/installer-dependances.sh [--tests] [--analyse] [--couverture] [--bench] [--paquets] [--doc]
+# Usage: scripts/installer-dependances.sh [--tests] [--analyse] [--couverture] [--bench] [--paquets] [--doc] [--grappe]
 #   --tests   also what the tests need beyond the build
 #   --analyse, --couverture   also what scripts/analyse.sh and scripts/couverture.sh need
 #   --paquets, --doc   also what scripts/paquets.sh and scripts/doc.sh need
+#   --grappe  also what scripts/demo-grappe.sh needs
 #   --bench   also what the benchmarks need; a peer to compare with that cannot be had is left out
 set -euo pipefail
 
@@ -22,6 +23,7 @@ for option in "$@"; do
         --couverture) paquets+=(gcovr) ;;
         --paquets) paquets+=(dpkg-dev lintian debootstrap) ;;
         --doc) paquets+=(doxygen) ;;
+        --grappe) paquets+=(postgresql-15 patroni etcd-server iproute2 procps util-linux) ;;
         --bench)
             paquets+=(libbenchmark-dev)
             facultatifs+=(libzeroc-ice-dev zeroc-ice-compilers libgrpc++-dev libprotobuf-dev protobuf-compiler-grpc gnuplot-nox)
