@@ -10,14 +10,14 @@ set(paquet ${CMAKE_INSTALL_LIBDIR}/cmake/OXcdvCli)
 set(entetes ${CMAKE_INSTALL_INCLUDEDIR}/oxcdv)
 
 # A tree installed anywhere finds its own libraries.
-set_target_properties(OXcdvCli OXcdvSession PROPERTIES INSTALL_RPATH $ORIGIN)
+set_target_properties(OXcdvCli OXcdvVol OXcdvSession PROPERTIES INSTALL_RPATH $ORIGIN)
 set_target_properties(cdv-serveur PROPERTIES INSTALL_RPATH $ORIGIN/../${CMAKE_INSTALL_LIBDIR})
 
 # Public headers are those of the file set of their target, which its CMakeLists.txt names.
 set(objets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT bibliotheques NAMELINK_COMPONENT developpement
            FILE_SET HEADERS DESTINATION ${entetes} COMPONENT developpement
            INCLUDES DESTINATION ${entetes})
-install(TARGETS OXcdvCli OXcdvSession EXPORT OXcdvCliTargets ${objets})
+install(TARGETS OXcdvCli OXcdvVol OXcdvSession EXPORT OXcdvCliTargets ${objets})
 install(TARGETS cdv-serveur RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT serveur)
 install(FILES ${PROJECT_SOURCE_DIR}/docs/cdv-serveur.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT serveur)
 # The command, its manual and its completion.
@@ -42,13 +42,12 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/OXcdvCliConfigVersion.cma
 # The files find their own prefix: the tree may be moved, or installed into a package.
 file(RELATIVE_PATH CHEMIN_PREFIXE /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" CHEMIN_PREFIXE "${CHEMIN_PREFIXE}")
-foreach(nom IN ITEMS oxcdvcli oxcdvsession)
+foreach(nom IN ITEMS oxcdvcli oxcdvvol oxcdvsession)
   configure_file(cmake/${nom}.pc.in ${PROJECT_BINARY_DIR}/${nom}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${nom}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT developpement)
 endforeach()
 install(FILES ${PROJECT_BINARY_DIR}/OXcdvCliConfig.cmake ${PROJECT_BINARY_DIR}/OXcdvCliConfigVersion.cmake
         DESTINATION ${paquet} COMPONENT developpement)
-install(FILES ${PROJECT_BINARY_DIR}/oxcdvcli.pc ${PROJECT_BINARY_DIR}/oxcdvsession.pc
-        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT developpement)
 # For who speaks the protocol without the library (docs/protocole.md).
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/plateforme/idl/ ${PROJECT_SOURCE_DIR}/src/services/cdv/groupe1/src/
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/oxcdv/idl COMPONENT developpement

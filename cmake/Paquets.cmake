@@ -30,7 +30,7 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 file(GENERATE OUTPUT ${CMAKE_BINARY_DIR}/cpack-generation.cmake CONTENT
 "set(CPACK_PACKAGE_DESCRIPTION_SUMMARY \"\") # each component has its own first line
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
-    $<TARGET_FILE_DIR:OXcdvCli> $<TARGET_FILE_DIR:OXcdvSession> $<TARGET_FILE_DIR:orix::orix>)
+    $<TARGET_FILE_DIR:OXcdvCli> $<TARGET_FILE_DIR:OXcdvVol> $<TARGET_FILE_DIR:OXcdvSession> $<TARGET_FILE_DIR:orix::orix>)
 ")
 set(CPACK_PROJECT_CONFIG_FILE ${CMAKE_BINARY_DIR}/cpack-generation.cmake)
 
@@ -54,7 +54,8 @@ oxcdv_paquet(
   DESCRIPTION "client library of the cdv flight-record service
 Shared objects for programs that create, change, delete, consult and list the
 complete flight records of an airport flight-information system over CORBA:
-the facade, the session layer and the middleware that both stand on.")
+the facade, the record as a value, the session layer and the middleware that
+they stand on.")
 oxcdv_paquet(
   developpement liboxcdvcli-dev
   SECTION libdevel

@@ -48,7 +48,7 @@ decrire() { # OBJECT FILE
 }
 
 statut=0
-for nom in liborix libOXcdvCli libOXcdvSession; do
+for nom in liborix libOXcdvCli libOXcdvVol libOXcdvSession; do
     objet=$(trouver "$nom.so.3")
     if [ "$mode" = --accepter ]; then
         decrire "$objet" "$reference/$nom.xml"
@@ -74,7 +74,7 @@ propres() {
 variables() {
     nm -C --defined-only "${@:2}" "$1" | sed -nE 's/^[0-9a-f]+ [bBdDuV] (guard variable for )?//p' | grep '^orix::' | sort -u
 }
-doubles=$(for nom in liborix.so.3 libOXcdvCli.so.3 libOXcdvSession.so.3 cdv-serveur; do
+doubles=$(for nom in liborix.so.3 libOXcdvCli.so.3 libOXcdvVol.so.3 libOXcdvSession.so.3 cdv-serveur; do
     objet=$(trouver "$nom") || exit 1
     propres "$objet"
 done | sort | uniq -d)

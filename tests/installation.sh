@@ -29,17 +29,17 @@ grep -qF '@(#) 3.0.0.0 $LastChangedRevision: 808 $ ' < <(strings "$bibliotheque"
 
 # Public: the facade, the record, the state and the end of the adapter. Everything else stays inside.
 autres=$(nm -DC --defined-only "$bibliotheque" | cut -d' ' -f3- |
-    grep -vE '^(OXcdvCliItf::|OXvol_completData::|operator<<\(std::ostream&, OXvol_completData const&\)|operator<<\(std::basic_ostream.*OXvol_completData const&\)|orix::detruireOXcdvCliItfAdaptateur\(\)|orix::lireOXcdvCliConnexion\(\))' |
+    grep -vE '^(OXcdvCliItf::|OXvol_completData::|operator<<\(std::ostream&, OXvol_completData const&\)|operator<<\(std::basic_ostream.*OXvol_completData const&\)|orix::detruireOXcdvCliItfAdaptateur\(\)|orix::lireOXcdvCliConnexion\(\)|orix::lireRappelsOXcdvCliCB\(\))' |
     grep -vE '^(typeinfo|vtable|guard variable|([a-z]+ )?std::|__asan|__odr_asan|__ubsan)' || true)
 [ -z "$autres" ] || echec "symbols that should be hidden: $(head -n 10 <<<"$autres")"
 
 export PKG_CONFIG_PATH=$(dirname "$(find "$dossier/prefixe" -name oxcdvcli.pc)")
 pkgconfig() { pkg-config --define-variable=prefix="$dossier/prefixe" "$@"; }
-exemple() { # NAME PKG-CONFIG
+compiler() { # SOURCE PROGRAM PKG-CONFIG [BEFORE THE LIBRARIES...]
     # shellcheck disable=SC2046 # several options
-    c++ -std=c++17 "${options[@]}" $(pkgconfig --cflags "$2") "$sources/exemples/$1.cpp" -o "$dossier/$1" \
-        $(pkgconfig --libs "$2")
+    c++ -std=c++17 "${options[@]}" $(pkgconfig --cflags "$3") "$1" -o "$dossier/$2" "${@:4}" $(pkgconfig --libs "$3") "${apres[@]}"
 }
+apres=() # the libraries
 # A program that reads a record, and no more, needs no other library of ours. (The library's own callbacks are the
 # application's to define.)
 cat >"$dossier/lecture.cpp" <<'FIN'
@@ -55,12 +55,20 @@ FIN
 c++ -std=c++17 "${options[@]}" $(pkgconfig --cflags oxcdvcli) "$dossier/lecture.cpp" -o "$dossier/lecture" \
     -L"$(dirname "$bibliotheque")" -lOXcdvCli -Wl,--unresolved-symbols=ignore-in-shared-libs ||
     echec "a program that reads a record needs more than libOXcdvCli"
-exemple session_cdv oxcdvcli
-exemple parkings oxcdvsession
+compiler "$sources/exemples/session_cdv.cpp" session_cdv oxcdvcli
+compiler "$sources/exemples/parkings.cpp" parkings oxcdvsession
+# Callbacks in a shared library of the application's: with cdv::Vol they hear, a session says why it would not.
+compiler "$sources/tests/installation/rappels.cpp" librappels.so oxcdvcli -fPIC -shared
+compiler "$sources/tests/installation/rappels_caches.cpp" rappels_caches oxcdvsession -L"$dossier" -lrappels
+apres=(-L"$dossier" -lrappels)
+compiler "$sources/tests/installation/rappels_entendus.cpp" rappels_entendus oxcdvvol
+copie=$(c++ -std=c++17 -fsyntax-only $(pkgconfig --cflags oxcdvvol) -include CdvVol.h -xc++ - <<<'cdv::Vol f(const cdv::Vol& vol) { return vol; }' 2>&1) &&
+    echec "a record is copied in silence"
+grep -qF 'copier()' <<<"$copie" || echec "a copy is refused without a word of copier(): $copie"
 for idl in "$dossier"/prefixe/share/oxcdv/idl/*.idl; do
     omniidl -bcxx -C"$dossier" "$idl" || echec "the installed ${idl##*/} does not compile"
 done
-export LD_LIBRARY_PATH=$(dirname "$bibliotheque")
+export LD_LIBRARY_PATH=$(dirname "$bibliotheque"):$dossier
 
 # A whole session against the installed libraries, with the installed server and command.
 mkfifo "$dossier/ligne"
@@ -75,6 +83,9 @@ sortie=$("$dossier/parkings" "$dossier/session.toml" AFR B01 2>&1) || echec "par
 grep -qx "$vols of $vols flights of AFR have their stand." <<<"$sortie" || echec "parkings says: $sortie"
 places=$("$dossier/prefixe/bin/cdv" --url "$url" --format csv lister exploitant_1=AFR parking=B01 | grep -c ,AFR,) || true
 [ "$places" -eq "$vols" ] || echec "$places of $vols flights are at the stand"
+timeout 60 "$dossier/rappels_entendus" "$dossier/session.toml" || echec "callbacks in a library of their own hear nothing (status $?)"
+sortie=$("$dossier/rappels_caches" "$dossier/session.toml") && grep -q "librappels.so defines callbacks" <<<"$sortie" ||
+    echec "a session whose callbacks are hidden says: $sortie"
 kill "$serveur"
 wait "$serveur" || echec "the server ended with status $?"
 echo "installation: the examples build and run from the installed tree"

@@ -106,7 +106,7 @@ for paquet in "${paquets[@]}"; do
 done
 arch=$(dpkg-architecture -q DEB_HOST_MULTIARCH)
 bibliotheques=("$racine/usr/lib/$arch"/lib*.so.3.*)
-[ ${#bibliotheques[@]} -eq 3 ] || echec "no three libraries in usr/lib/$arch: configure again with cmake -U CMAKE_INSTALL_LIBDIR"
+[ ${#bibliotheques[@]} -eq 4 ] || echec "no four libraries in usr/lib/$arch: configure again with cmake -U CMAKE_INSTALL_LIBDIR"
 for objet in "${bibliotheques[@]}" "$racine/usr/bin/cdv" "$racine/usr/bin/cdv-serveur"; do
     dynamique=$(readelf -dW "$objet")
     ! grep -E 'R(UN)?PATH.*\[.*[^]:]' <<<"$dynamique" || echec "${objet##*/} has a path of its own"

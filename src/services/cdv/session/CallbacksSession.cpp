@@ -3,6 +3,10 @@
 #include "ClientService.h"
 #include "MoteurSession.h"
 #include "OXcdvCliCB.h"
+#include "RappelsProcessus.h"
+#include "orix/TexteSur.h"
+
+#include <dlfcn.h>
 
 using cdv::ClientService;
 using cdv::Genre;
@@ -56,4 +60,28 @@ void OXcdvCliCB::liste_vol_completCB(OXvol_completData* vol, int nIdOp)
 void OXcdvCliCB::fin_liste_vol_completCB(int nResuVarda, int nIdOp)
 {
     repondre(Genre::lister, nResuVarda, nullptr, nIdOp);
+}
+
+namespace {
+/// The file of the process that holds that address.
+Dl_info fichierDe(const void* adresse) noexcept
+{
+    Dl_info fichier{};
+    dladdr(adresse, &fichier);
+    return fichier;
+}
+} // namespace
+
+void cdv::exigerRappels()
+{
+    static const char ici = 0;
+    for (const void* const rappel : orix::lireRappelsOXcdvCliCB()) {
+        const Dl_info fichier = fichierDe(rappel);
+        if (fichier.dli_fbase != fichierDe(&ici).dli_fbase)
+            throw Erreur(
+                orix::OXS_NOK,
+                orix::texteSur(fichier.dli_fname != nullptr ? fichier.dli_fname : "another file") +
+                    " defines callbacks (OXcdvCliCB), which hide those of the sessions: a program uses "
+                    "sessions, or callbacks of its own (then cdv::Vol comes from libOXcdvVol)");
+    }
 }

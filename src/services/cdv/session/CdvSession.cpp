@@ -6,6 +6,7 @@
 #include "OXcdvCliArret.h"
 #include "OXcdvCliCode.h"
 #include "OXcdvCliConnexion.h"
+#include "RappelsProcessus.h"
 #include "orix/Processus.h"
 
 #include <exception>
@@ -114,6 +115,7 @@ std::shared_ptr<MoteurSession> Session::_lireMoteur() const { return std::atomic
 
 void Session::ouvrir(const Options& options)
 {
+    exigerRappels();
     MoteurSession::ouvrir(*this, options, std::make_shared<Horloge>());
 }
 

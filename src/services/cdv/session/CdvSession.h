@@ -5,7 +5,7 @@
 /// Sessions of the cdv service: requests with results, in place of bare callbacks.
 ///
 /// A program that links libOXcdvSession does not define OXcdvCliCB: the library does. A program that wants
-/// the bare callbacks links libOXcdvCli alone.
+/// the bare callbacks links libOXcdvCli, and libOXcdvVol where it wants cdv::Vol.
 
 #include "CdvVol.h"
 #include "orix/Configuration.h"
@@ -257,7 +257,8 @@ class ORIX_API Session : orix::INonCopiable
     ~Session(); ///< fermer()
 
     /// Starts the activation and returns. Throws Erreur, OXS_DEJA_CONNECTE, when this session or another one
-    /// of the process is open; std::system_error or std::bad_alloc when there is no thread or no memory for
+    /// of the process is open, and OXS_NOK when the process has callbacks of its own (OXcdvCliCB), which hide
+    /// those of the sessions; std::system_error or std::bad_alloc when there is no thread or no memory for
     /// it: it is closed then. A fermer() that another thread calls meanwhile comes before or after it.
     void ouvrir(const Options& options = {});
     /// Waits until the session is active; false when the time has passed, or when it is perdue or closed.

@@ -4,6 +4,8 @@
 #include "orix/Exportation.h"
 #include "orix/OXstatut.h"
 
+#include <array>
+
 class OXvol_completData;
 
 /// The callbacks of the cdv service: the application supplies these functions, the library calls them.
@@ -53,5 +55,13 @@ class ORIX_API OXcdvCliCB
     /// End of a listing, with the server's code.
     static void fin_liste_vol_completCB(int nResuVarda, int nIdOp);
 };
+
+namespace orix {
+
+/// The addresses of the callbacks that the library calls, in the order of their declaration. When several
+/// files of a process define some, the first loaded is called, and the others hear nothing: this tells them.
+ORIX_API std::array<const void*, 8> lireRappelsOXcdvCliCB() noexcept;
+
+} // namespace orix
 
 #endif
