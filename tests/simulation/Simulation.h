@@ -278,7 +278,7 @@ class Simulation
         const auto essai = std::make_shared<Essai>(*this, _choix.unSur(4), _choix.unSur(2));
         ++_nonFinis;
         if (_reconnexion.etat() != cdv::EtatSession::active) {
-            cdv::TableDemandes::refuser(essai, _reconnexion.refus(), _fins);
+            cdv::TableDemandes::refuser(essai, essai->genre, _reconnexion.refus(), _fins);
             return;
         }
         essai->genre = essai->flux ? cdv::Genre::lister : static_cast<cdv::Genre>(_choix.tirer(5));

@@ -80,10 +80,36 @@ TEST_F(SessionFactice, ChaqueRequeteASaReponse)
                       avecVol ? std::optional<std::string_view>("V") : std::nullopt);
         }
     }
-    auto liste = session.lister(unVol("*"));
+    auto liste = session.lister({{"identifiant", "*"}});
     envoyer(3);
     facade.repondre(facade.derniere());
     EXPECT_EQ(identifiants(liste.get().vols), numeros(3));
+}
+
+TEST_F(SessionFactice, ParIdentifiantEtParFonctionQuiNeSeCopiePas)
+{
+    Session session{Options{}};
+    essais::FileAttente<std::string> fins;
+    const auto fin = [&fins](const char* nom) {
+        return [&fins, seul = std::make_unique<std::string>(nom)](const Resultat& resultat) {
+            fins.poser(*seul + " " + resultat.texte());
+        };
+    };
+    session.creer(unVol("A"), fin("cree"));
+    session.modifier(unVol("A"), fin("modifie"));
+    session.supprimer("A", fin("supprime"));
+    session.consulter(unVol("A"), fin("consulte"), 1h);
+    session.lister(unVol("A"), fin("liste"));
+    facade.repondreTout();
+    for (const char* operation : {"cree", "modifie", "supprime", "consulte", "liste"})
+        EXPECT_EQ(fins.prendre(""), std::string(operation) + " done");
+
+    const auto supprime = session.supprimer("B");
+    EXPECT_EQ(facade.derniere().operation + facade.derniere().identifiant, "supprimeB");
+    session.consulter("C", [](const Resultat&) {});
+    EXPECT_EQ(facade.derniere().operation + facade.derniere().identifiant, "consulteC");
+    const auto consulte = session.consulter("D");
+    EXPECT_EQ(facade.derniere().operation + facade.derniere().identifiant, "consulteD");
 }
 
 TEST_F(SessionFactice, LaNotificationDepasseLAppel)
@@ -128,11 +154,15 @@ TEST_F(SessionFactice, Perte)
     options.reprise = false;
     Session session{options};
     auto creation = session.creer(unVol());
+    auto consultation = session.consulter("A");
     cdv::Flux flux = session.parcourir(unVol());
     facade.envoyer(facade.derniere().idOp, "1");
     facade.perdre(orix::OXS_ECHEC_PING);
     EXPECT_THAT(creation.get().texte(), HasSubstr("(OXS_ECHEC_PING): it may or may not"));
+    // A reading does nothing.
+    EXPECT_EQ(consultation.get().texte(), "connection lost before the answer (OXS_ECHEC_PING)");
     EXPECT_EQ(identifiants(flux), numeros(1)); // what came before the loss
+    EXPECT_EQ(flux.resultat().texte(), "connection lost before the answer (OXS_ECHEC_PING)");
     EXPECT_EQ(flux.resultat().etat, Etat::perdu);
     EXPECT_FALSE(session.attendreActive(1h));
     EXPECT_EQ(session.creer(unVol()).get().texte(), "not sent (OXS_ECHEC_PING)");
@@ -144,7 +174,7 @@ TEST_F(SessionFactice, Perte)
     facade.desactive();
     EXPECT_EQ(session.creer(unVol()).get().texte(), "not sent (OXS_SERVICE_NON_ACTIVE)");
     EXPECT_EQ(enAttente.get().etat, Etat::perdu);
-    EXPECT_EQ(facade.derniere().idOp, 3);
+    EXPECT_EQ(facade.derniere().idOp, 4);
     session.fermer();
     for (const char* etat : {"activating 0", "active 0cdv1", "lost 21 loss", "activating 0", "active 0cdv1",
                              "lost 23 loss", "closed 0"})

@@ -56,6 +56,37 @@ TEST(Vol, ChampsParNomEtParChamp)
         EXPECT_THAT(erreur([&] { Vol().lire(inconnu); }), HasSubstr("is not a field")) << inconnu;
 }
 
+/// Whether a record's writer takes a value of that type: a literal is memory that it could not release.
+template <class T, class = void>
+struct SEcrit : std::false_type
+{
+};
+template <class T>
+struct SEcrit<T, std::void_t<decltype(std::declval<OXvol_completData&>().ecrire_gparking(std::declval<T>()))>>
+    : std::true_type
+{
+};
+static_assert(SEcrit<char*>() && SEcrit<std::nullptr_t>() && SEcrit<char (&)[4]>());
+static_assert(!SEcrit<const char (&)[4]>());
+
+TEST(Vol, EcrireDUnCoup)
+{
+    Vol vol{{"identifiant", "X"}, {"m_gparking", ""}, {"code_stat_depart.code", "RTD"}};
+    EXPECT_EQ(vol.versJson(), R"({"identifiant":"X","parking":"","code_stat_depart":{"code":"RTD"}})");
+    EXPECT_THAT(erreur([] { Vol({{"prking", "B12"}}); }), HasSubstr("'prking' is not a field"));
+    EXPECT_EQ(vol.lire_ou("parking", "?"), "");
+    EXPECT_EQ(vol.lire_ou("piste", "?"), "?");
+    EXPECT_EQ(vol.lire_ou(Champ::gidentifiant, "?"), "X");
+
+    OXvol_completData& record = vol.brut(); // as an application of bare callbacks has it
+    cdv::poser(record, "parking", "B12");
+    cdv::poser(record, "code_stat_depart.libelle", vol.lire_ou("parking", "?"));
+    cdv::poser(record, "parking", "C3");
+    EXPECT_STREQ(record.lire_gparking(), "C3");
+    EXPECT_EQ(record.lire_pcode_stat_depart()->lire_glibelle(), std::string("B12"));
+    EXPECT_THAT(erreur([&] { cdv::poser(record, "prking", ""); }), HasSubstr("is not a field"));
+}
+
 TEST(Vol, PoserEtEffacer)
 {
     Vol vol;

@@ -63,10 +63,18 @@ Processus::~Processus()
 
 // ---- Results
 
+namespace {
+/// Of the two names of that status the one that says what it is.
+const char* nom(orix::OXstatut statut)
+{
+    return statut == orix::OXS_ERREUR_CORBA ? "OXS_ERREUR_CORBA" : orix::texteStatut(statut);
+}
+} // namespace
+
 std::string Resultat::texte() const
 {
-    constexpr const char* INCERTAIN = ": it may or may not have been done";
-    const std::string parStatut = std::string(" (") + orix::texteStatut(statut) + ")";
+    const char* const incertain = lecture ? "" : ": it may or may not have been done";
+    const std::string parStatut = std::string(" (") + nom(statut) + ")";
     switch (etat) {
     case Etat::fait:
         return "done";
@@ -76,13 +84,13 @@ std::string Resultat::texte() const
                std::to_string(code) + ")";
     }
     case Etat::delai:
-        return std::string("no answer in time") + INCERTAIN;
+        return std::string("no answer in time") + incertain;
     case Etat::perdu:
-        return "connection lost before the answer" + parStatut + INCERTAIN;
+        return "connection lost before the answer" + parStatut + incertain;
     case Etat::nonEnvoye:
         return "not sent" + parStatut;
     case Etat::ferme:
-        return std::string("closed before the answer") + INCERTAIN;
+        return std::string("closed before the answer") + incertain;
     }
     return "?";
 }
@@ -106,7 +114,7 @@ Session::Session(const Options& options)
     const orix::OXstatut statut = ouvert->dernierEvenement().statut;
     ouvert->fermer();
     throw Erreur(statut, "no server of the service \"" + options.service + "\" accepts a session (" +
-                             orix::texteStatut(statut) + ")");
+                             nom(statut) + ")");
 }
 
 Session::~Session() { fermer(); }
@@ -170,9 +178,9 @@ void demander(const std::shared_ptr<MoteurSession>& moteur, const std::shared_pt
 {
     if (moteur)
         return moteur->demander(demande, genre, vol, delai);
-    Resultat resultat; // never opened
-    resultat.statut = orix::OXS_SERVICE_NON_ACTIVE;
-    if (demande->conclure(std::move(resultat)))
+    Livraisons fins; // never opened
+    TableDemandes::refuser(demande, genre, orix::OXS_SERVICE_NON_ACTIVE, fins);
+    if (!fins.estVide())
         demande->livrer();
 }
 
@@ -210,6 +218,19 @@ CDV_REQUETE(supprimer, Resultat, Fin)
 CDV_REQUETE(consulter, Resultat, Fin)
 CDV_REQUETE(lister, ResultatListe, FinListe)
 #undef CDV_REQUETE
+
+#define CDV_REQUETE_IDENTIFIANT(nom)                                                                         \
+    std::future<Resultat> Session::nom(std::string_view identifiant, Delai delai)                            \
+    {                                                                                                        \
+        return nom(Vol{{"identifiant", identifiant}}, delai);                                                \
+    }                                                                                                        \
+    void Session::nom(std::string_view identifiant, Fin fin, Delai delai)                                    \
+    {                                                                                                        \
+        nom(Vol{{"identifiant", identifiant}}, std::move(fin), delai);                                       \
+    }
+CDV_REQUETE_IDENTIFIANT(supprimer)
+CDV_REQUETE_IDENTIFIANT(consulter)
+#undef CDV_REQUETE_IDENTIFIANT
 
 Flux Session::parcourir(const Vol& exemple, std::size_t capacite, Delai delai)
 {

@@ -22,6 +22,9 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace cdv {
@@ -69,16 +72,17 @@ struct ORIX_API Resultat
     {
         fait,      ///< the server did it: code is 0
         refuse,    ///< the server answered with another code
-        delai,     ///< no answer in time: it may or may not have been done
+        delai,     ///< no answer in time: a change may or may not have been done
         perdu,     ///< the connection was lost first (statut says how), or memory lacked for the answer
-                   ///< (OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE): it may or may not have been done
+                   ///< (OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE): a change may or may not have been done
         nonEnvoye, ///< it never left (statut says why): it was not done
-        ferme      ///< the session was closed first: it may or may not have been done
+        ferme      ///< the session was closed first: a change may or may not have been done
     };
 
     Etat etat = Etat::nonEnvoye;          ///< which of the ends it was
     int code = 0;                         ///< the server's (OXcdvCliCode.h); meaningful for fait and refuse
     orix::OXstatut statut = orix::OXS_OK; ///< meaningful for perdu and nonEnvoye
+    bool lecture = false;                 ///< of a consultation or a listing, which change nothing
     /// The record that the server sent along, as it keeps it: after a creation, a change and a consultation.
     std::optional<Vol> vol;
 
@@ -294,10 +298,18 @@ class ORIX_API Session : orix::INonCopiable
     std::future<Resultat> supprimer(const Vol& vol, Delai delai = {}); ///< only the identifier counts
     /// As above.
     void supprimer(const Vol& vol, Fin fin, Delai delai = {});
+    /// As above.
+    std::future<Resultat> supprimer(std::string_view identifiant, Delai delai = {});
+    /// As above.
+    void supprimer(std::string_view identifiant, Fin fin, Delai delai = {});
     std::future<Resultat> consulter(const Vol& vol,
                                     Delai delai = {}); ///< likewise; the result has the record
     /// As above.
     void consulter(const Vol& vol, Fin fin, Delai delai = {});
+    /// As above.
+    std::future<Resultat> consulter(std::string_view identifiant, Delai delai = {});
+    /// As above.
+    void consulter(std::string_view identifiant, Fin fin, Delai delai = {});
     /// All the records like the example, in memory.
     std::future<ResultatListe> lister(const Vol& exemple, Delai delai = {});
     /// As above.
@@ -306,7 +318,47 @@ class ORIX_API Session : orix::INonCopiable
     Flux parcourir(const Vol& exemple, std::size_t capacite = 1000, Delai delai = {});
     /// @}
 
+    /// @name Requests whose function cannot be copied
+    /// For one that owns something alone, as a lambda that has moved a std::unique_ptr in. Quoi: a record, or
+    /// where it is enough its identifier.
+    /// @{
+    template <class F, class R>
+    using SiUnique = std::enable_if_t<!std::is_copy_constructible_v<F> && std::is_invocable_v<F&, R>>;
+
+    template <class F, class = SiUnique<F, Resultat>>
+    void creer(const Vol& vol, F fin, Delai delai = {})
+    {
+        creer(vol, _partager<Resultat>(std::move(fin)), delai);
+    }
+    template <class F, class = SiUnique<F, Resultat>>
+    void modifier(const Vol& vol, F fin, Delai delai = {})
+    {
+        modifier(vol, _partager<Resultat>(std::move(fin)), delai);
+    }
+    template <class F, class Quoi = Vol, class = SiUnique<F, Resultat>>
+    void supprimer(const Quoi& quoi, F fin, Delai delai = {})
+    {
+        supprimer(quoi, _partager<Resultat>(std::move(fin)), delai);
+    }
+    template <class F, class Quoi = Vol, class = SiUnique<F, Resultat>>
+    void consulter(const Quoi& quoi, F fin, Delai delai = {})
+    {
+        consulter(quoi, _partager<Resultat>(std::move(fin)), delai);
+    }
+    template <class F, class = SiUnique<F, ResultatListe>>
+    void lister(const Vol& exemple, F fin, Delai delai = {})
+    {
+        lister(exemple, _partager<ResultatListe>(std::move(fin)), delai);
+    }
+    /// @}
+
   private:
+    template <class R, class F>
+    static std::function<void(R)> _partager(F fin)
+    {
+        return [seule = std::make_shared<F>(std::move(fin))](R resultat) { (*seule)(std::move(resultat)); };
+    }
+
     friend class MoteurSession; ///< puts itself there
     friend class Chargement;
     std::shared_ptr<MoteurSession> _lireMoteur() const; ///< null when never opened

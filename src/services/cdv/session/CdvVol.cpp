@@ -74,6 +74,11 @@ char* allouerSiMis(std::optional<std::string_view> texte)
 // ---- Life of a value
 
 Vol::Vol() noexcept = default;
+Vol::Vol(std::initializer_list<std::pair<std::string_view, std::string_view>> champs)
+{
+    for (const auto& [nom, valeur] : champs)
+        ecrire(nom, valeur);
+}
 Vol::Vol(const OXvol_completData& source) : _vol(std::make_unique<Record>(source)) {}
 Vol::Vol(Vol&& source) noexcept = default;
 Vol& Vol::operator=(Vol&& source) noexcept = default;
@@ -142,6 +147,11 @@ Vol& Vol::ecrire(Champ champ, std::string_view valeur)
         allouer(valeur); // before the old text goes: the value may be a view of it
     poser(brut(), champ, std::move(texte));
     return *this;
+}
+
+void poser(Record& vol, std::string_view nom, std::string_view valeur)
+{
+    poser(vol, Vol::champ(nom), allouer(valeur));
 }
 
 Vol& Vol::effacer(Champ champ)

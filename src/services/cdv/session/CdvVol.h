@@ -6,10 +6,12 @@
 #include "orix/Exportation.h"
 
 #include <cstddef>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 class OXvol_completData;
@@ -49,8 +51,8 @@ struct Changement
 
 /// A flight record as a value: moved, compared, read and written by field, converted from and to JSON.
 ///
-///     cdv::Vol vol;
-///     vol.ecrire(cdv::Champ::gidentifiant, "20261121DAFR012-000").ecrire("parking", "B12");
+///     cdv::Vol vol{{"identifiant", "20261121DAFR012-000"}, {"parking", "B12"}};
+///     vol.ecrire(cdv::Champ::gpiste, "14L").ecrire("nature", "");
 ///     if (auto piste = vol.lire("piste")) ...
 ///
 /// Names: a field has one name with three spellings, "identifiant", "gidentifiant" and "m_gidentifiant"; the
@@ -65,10 +67,14 @@ struct Changement
 class ORIX_API Vol
 {
   public:
-    Vol() noexcept;                                ///< nothing is set
+    Vol() noexcept; ///< nothing is set
+    /// With these fields, by name. Throws ErreurVol as ecrire() does.
+    Vol(std::initializer_list<std::pair<std::string_view, std::string_view>> champs);
     explicit Vol(const OXvol_completData& source); ///< a deep copy
     Vol(Vol&& source) noexcept;                    ///< the source is left empty
     Vol& operator=(Vol&& source) noexcept;         ///< likewise
+    Vol(const Vol&) = delete;                      ///< a copy is asked for by name: copier()
+    Vol& operator=(const Vol&) = delete;           ///< a copy is asked for by name: copier()
     ~Vol();
 
     /// Takes the content out of a record, which is left empty; no text is copied. To be used on the record
@@ -81,6 +87,16 @@ class ORIX_API Vol
     std::optional<std::string_view> lire(Champ champ) const noexcept; ///< empty: not set
     /// By name.
     std::optional<std::string_view> lire(std::string_view nom) const { return lire(champ(nom)); }
+    /// The text; that one when the field is not set.
+    std::string_view lire_ou(Champ champ, std::string_view sinon) const noexcept
+    {
+        return lire(champ).value_or(sinon);
+    }
+    /// By name.
+    std::string_view lire_ou(std::string_view nom, std::string_view sinon) const
+    {
+        return lire_ou(champ(nom), sinon);
+    }
     /// Throws ErreurVol for a null byte in the value.
     Vol& ecrire(Champ champ, std::string_view valeur);
     /// By name.
@@ -149,6 +165,10 @@ class ORIX_API Vol
   private:
     std::unique_ptr<OXvol_completData> _vol; ///< null stands for an empty record until one is needed
 };
+
+/// Writes a field of a bare record, by name in any spelling; the text is copied, as the record's own writers
+/// want it. Throws ErreurVol, as Vol::ecrire() does.
+ORIX_API void poser(OXvol_completData& vol, std::string_view nom, std::string_view valeur);
 
 /// UTF-8 for a text in ISO-8859-1. Every byte has its character.
 ORIX_API std::string versUtf8(std::string_view latin1);

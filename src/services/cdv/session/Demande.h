@@ -16,6 +16,7 @@ enum class Genre : int
     consulter,
     lister
 };
+constexpr bool estLecture(Genre genre) { return genre == Genre::consulter || genre == Genre::lister; }
 
 /// What came for a request, as much of it as is kept.
 struct Notification

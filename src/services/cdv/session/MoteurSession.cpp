@@ -344,7 +344,7 @@ void MoteurSession::demander(const std::shared_ptr<Demande>& demande, Genre genr
     Verrou verrou(_mutex);
     if (_reconnexion.etat() != EtatSession::active) {
         Livraisons aucunFil;
-        _demandes.refuser(demande, _reconnexion.refus(), _ferme ? aucunFil : _aLivrer);
+        _demandes.refuser(demande, genre, _reconnexion.refus(), _ferme ? aucunFil : _aLivrer);
         _reveiller();
         verrou.unlock();
         if (!aucunFil.estVide())

@@ -61,11 +61,13 @@ void TableDemandes::nonPartie(Rang rang, OXstatut statut) noexcept
     _oublierDepots();
 }
 
-void TableDemandes::refuser(const std::shared_ptr<Demande>& demande, OXstatut statut,
+void TableDemandes::refuser(const std::shared_ptr<Demande>& demande, Genre genre, OXstatut statut,
                             Livraisons& fins) noexcept
 {
     demande->_finie = true;
-    if (demande->conclure(resultat(Resultat::Etat::nonEnvoye, statut)))
+    Resultat refus = resultat(Resultat::Etat::nonEnvoye, statut);
+    refus.lecture = estLecture(genre);
+    if (demande->conclure(std::move(refus)))
         fins.ajouter(demande);
 }
 
@@ -77,6 +79,7 @@ void TableDemandes::_conclure(const std::shared_ptr<Demande>& demande, Resultat 
         return;
     _echeances.erase({demande->_echeance, demande->_rang});
     _attentes.erase({demande->_idOp, demande->_genre, demande->_rang});
+    resultat.lecture = estLecture(demande->_genre);
     if (demande->conclure(std::move(resultat)))
         _fins.ajouter(demande);
 }

@@ -37,7 +37,7 @@ class TableDemandes : orix::INonCopiable
     void nonPartie(Rang rang, orix::OXstatut statut) noexcept;
     /// @}
     /// Ends one that will not be begun.
-    static void refuser(const std::shared_ptr<Demande>& demande, orix::OXstatut statut,
+    static void refuser(const std::shared_ptr<Demande>& demande, Genre genre, orix::OXstatut statut,
                         Livraisons& fins) noexcept;
 
     enum class Accueil

@@ -7,6 +7,7 @@
 #include "orix/OXstatut.h"
 #include "orix/OXversion.h"
 
+#include <cstddef>
 #include <iosfwd>
 #include <vector>
 
@@ -79,15 +80,22 @@ class ORIX_API OXvol_completData
     const TYPE* lire_##nom() const;                                                                          \
     void ecrire_##nom(TYPE* valeur, orix::OXstatut& statut);                                                 \
     void ecrire_##nom(TYPE* valeur);
-#define OXVOL_TEXTE(nom) OXVOL_ACCESSEURS(char, nom)
+// A literal is no memory that a record could release: some compilers would take it for a char*.
+#define OXVOL_TEXTE(nom)                                                                                     \
+    OXVOL_ACCESSEURS(char, nom)                                                                              \
+    template <std::size_t N>                                                                                 \
+    void ecrire_##nom(const char(&)[N], orix::OXstatut&) = delete;                                           \
+    template <std::size_t N>                                                                                 \
+    void ecrire_##nom(const char(&)[N]) = delete;
 #define OXVOL_CODE_STAT(nom) OXVOL_ACCESSEURS(OXcode_statData, nom)
     /// @endcond
     /// Four accessors for each field; NOM is its member's name without "m_".
     ///
     /// lire_NOM(): the field, which stays the record's and dies with it or at the next ecrire_NOM(); null
     /// and OXS_CHAMP_NON_INITIALISE when it is not set.
-    /// ecrire_NOM(): the record takes ownership of the value (a text must come from array new) and releases
-    /// the former one; null clears the field. Always OXS_OK.
+    /// ecrire_NOM(): the record takes ownership of the value (a text must come from array new; a literal does
+    /// not compile, cdv::poser() copies one) and releases the former one; null clears the field. Always
+    /// OXS_OK.
     /// The forms without status drop it.
     OXVOL_COMPLET_CHAMPS(OXVOL_TEXTE, OXVOL_CODE_STAT)
 #undef OXVOL_TEXTE
