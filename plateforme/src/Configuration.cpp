@@ -107,6 +107,7 @@ const std::vector<Descripteur>& descripteurs()
     using namespace std::chrono_literals;
     static const Perpetuel<std::vector<Descripteur>> table(std::vector<Descripteur>{
         {cle::nomMachineHote, "processus", "machine", nomHote(), NON_VIDE},
+        {cle::nomProcessus, "processus", "nom", ""},
         {cle::pointsAcces, "orb", "points_acces", {"127.0.0.1:0"}, 1, 0, POINT_ACCES},
         {cle::delaiConnexion, "orb", "delai_connexion_ms", 2s, 1, UNE_HEURE},
         {cle::delaiAppel, "orb", "delai_appel_ms", 5s, 1, UNE_HEURE},

@@ -8,6 +8,9 @@
 #include "orix/Enumerer.h"
 #include "orix/Trace.h"
 
+#include <unistd.h>
+
+#include <cerrno>
 #include <utility>
 
 namespace orix {
@@ -33,7 +36,16 @@ void ORBthreadImplementation::relireTLS(const Configuration& configuration)
     orb::relireTLS(parametresTLS(configuration));
 }
 
+namespace {
+/// Several programs run on one machine, and one of them several times.
+std::string nomParDefaut()
+{
+    return std::string(program_invocation_short_name) + "[" + std::to_string(::getpid()) + "]";
+}
+} // namespace
+
 ORBthreadImplementation::ORBthreadImplementation(int& argc, char** argv, const Configuration& configuration)
+    : _nom(configuration[cle::nomProcessus].empty() ? nomParDefaut() : configuration[cle::nomProcessus])
 {
     orb::ParametresORB parametres;
     parametres.pointsAcces = configuration[cle::pointsAcces];

@@ -4,9 +4,6 @@
 #include "Fil.h"
 #include "orix/interne/ORBthread.h"
 
-#include <unistd.h>
-
-#include <cerrno>
 #include <chrono>
 #include <string>
 
@@ -41,8 +38,7 @@ class ORBthreadImplementation final : public ORBthread
   private:
     void _ouvrir();
 
-    const std::string _nom = // what the server is told, and shows: several programs run on one machine
-        std::string(program_invocation_short_name) + "[" + std::to_string(::getpid()) + "]";
+    const std::string _nom; // what the server is told, and shows
     CORBA::ORB_var _orb;
     PortableServer::POA_var _poaRacine;
     PortableServer::POA_var _poaORIX;

@@ -51,6 +51,7 @@ std::map<std::string, std::string> valeurs(const Configuration& c)
     const auto nombre = [](auto valeur) { return std::to_string(valeur); };
     return {
         {"[processus] machine", c[orix::cle::nomMachineHote]},
+        {"[processus] nom", c[orix::cle::nomProcessus]},
         {"[orb] points_acces", c[orix::cle::pointsAcces].at(0)},
         {"[orb] delai_connexion_ms", nombre(c[orix::cle::delaiConnexion].count())},
         {"[orb] delai_appel_ms", nombre(c[orix::cle::delaiAppel].count())},

@@ -78,6 +78,8 @@ using Liste = Configuration::Liste;
 
 /// [processus] machine; default: this machine's host name
 inline constexpr Cle<std::string> nomMachineHote{0};
+/// [processus] nom: by which servers know this client; empty: the program's and its process number
+inline constexpr Cle<std::string> nomProcessus{25};
 /// [orb] points_acces: "HOST:PORT"; default: 127.0.0.1:0, a free port on the loopback
 inline constexpr Cle<Liste> pointsAcces{1};
 /// [orb] delai_connexion_ms: to open a connection
