@@ -3,6 +3,7 @@
 #include "FormatTableau.h"
 #include "Json.h"
 #include "Mesure.h"
+#include "Progression.h"
 #include "Sortie.h"
 #include "Terminal.h"
 
@@ -64,6 +65,14 @@ EtatNoyau interroger(orix::Configuration configuration, const std::string& url, 
     return etat;
 }
 
+/// Of all servers together.
+Statut statutSortie(std::size_t actifs, std::size_t noyaux, bool tous)
+{
+    if (actifs == noyaux)
+        return FAIT;
+    return actifs == 0 || tous ? SANS_CONNEXION : DEGRADE;
+}
+
 nlohmann::ordered_json versJson(const EtatNoyau& etat)
 {
     nlohmann::ordered_json objet{{"noyau", etat.url}, {"actif", etat.erreur.empty()}};
@@ -89,15 +98,22 @@ int etat(const Options& options, Interruption& interruption)
     for (const std::string& url : noyaux(configuration))
         etats.push_back(interroger(configuration, url, options, interruption));
 
+    const auto actifs = static_cast<std::size_t>(
+        std::count_if(etats.begin(), etats.end(), [](const EtatNoyau& e) { return e.erreur.empty(); }));
+    const char* const service = actifs == etats.size() ? "actif" : actifs == 0 ? "absent" : "dégradé";
+
     FluxFd flux(STDOUT_FILENO);
     if (format == Format::json) {
-        nlohmann::ordered_json objet{{"cdv", CDV_VERSION}, {"serveurs", nlohmann::ordered_json::array()}};
+        nlohmann::ordered_json objet{
+            {"cdv", CDV_VERSION}, {"service", service}, {"serveurs", nlohmann::ordered_json::array()}};
         for (const EtatNoyau& etat : etats)
             objet["serveurs"].push_back(versJson(etat));
         flux << ecrireJson(objet, 2) << '\n';
     } else {
         Paires paires;
         paires.ajouter("cdv", CDV_VERSION);
+        paires.ajouter("service", service + std::string(" : ") + compte(actifs, "serveur actif") + " sur " +
+                                      nombre(etats.size()));
         for (const EtatNoyau& etat : etats) {
             paires.ajouter("noyau", etat.url);
             if (!etat.erreur.empty()) {
@@ -114,9 +130,7 @@ int etat(const Options& options, Interruption& interruption)
         paires.ecrire(flux, largeurTerminal(STDOUT_FILENO));
     }
     flux.flush();
-    const bool unActif =
-        std::any_of(etats.begin(), etats.end(), [](const EtatNoyau& e) { return e.erreur.empty(); });
-    return unActif ? FAIT : SANS_CONNEXION;
+    return statutSortie(actifs, etats.size(), options.tous);
 }
 
 } // namespace outils

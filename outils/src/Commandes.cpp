@@ -61,13 +61,16 @@ int demander(const Options& options, Interruption& interruption)
         {"consulter", {&cdv::Session::consulter, nullptr}}};
     const Demande& demande = DEMANDES.at(options.commande);
     const cdv::Vol vol = composerVol(options, options.json.empty() ? "" : lireTout(options.json));
-    if (vol.lire(cdv::Champ::gidentifiant).value_or("").empty())
+    const std::string identifiant = affichable(vol.lire(cdv::Champ::gidentifiant).value_or(""));
+    if (identifiant.empty())
         throw Arret(USAGE, "il faut l'identifiant du vol");
+    if (options.commande == "modifier" && vol.copier().effacer(cdv::Champ::gidentifiant).estVide())
+        throw Arret(USAGE, "modifier " + identifiant + " : il faut au moins un champ, CHAMP=VALEUR");
 
     Connexion connexion(options, interruption);
     const cdv::Resultat resultat = connexion.attendre((connexion.session().*demande.requete)(vol, {}));
     if (!resultat)
-        throw Arret(Issue(resultat).statut, expliquer(resultat));
+        throw Arret(Issue(resultat).statut, "vol " + identifiant + " : " + expliquer(resultat));
     if (demande.fait == nullptr && options.format.value_or(Format::tableau) == Format::tableau) {
         FluxFd flux(STDOUT_FILENO);
         ecrireFiche(flux, resultat.vol ? *resultat.vol : vol, largeurTerminal(STDOUT_FILENO));

@@ -31,6 +31,10 @@ std::string expliquer(orix::OXstatut statut)
 {
     const std::string nom = std::string(" (") + orix::texteStatut(statut) + ")";
     switch (statut) {
+    case orix::OXS_ERREUR_CORBA: // this name of the status, not its first one, says what it is
+        return "l'appel du serveur a échoué : il est arrêté ou injoignable (OXS_ERREUR_CORBA)";
+    case orix::OXS_REPLY_ERROR:
+        return "le serveur n'a pas répondu à la demande d'activation" + nom;
     case orix::OXS_CONNEXION_IMPOSSIBLE:
         return "personne ne répond" + nom;
     case orix::OXS_ECHEC_PING:
@@ -51,21 +55,22 @@ std::string expliquer(orix::OXstatut statut)
 std::string expliquer(const cdv::Resultat& resultat)
 {
     using Etat = cdv::Resultat::Etat;
+    const std::string incertain = resultat.lecture ? "" : " : peut-être fait, peut-être pas";
     switch (resultat.etat) {
     case Etat::fait:
         return "fait";
     case Etat::refuse:
         return expliquerCode(resultat.code);
     case Etat::delai:
-        return "pas de réponse dans le délai : peut-être fait, peut-être pas";
+        return "pas de réponse dans le délai" + incertain;
     case Etat::perdu:
-        return "connexion perdue, " + expliquer(resultat.statut) + " : peut-être fait, peut-être pas";
+        return "connexion perdue, " + expliquer(resultat.statut) + incertain;
     case Etat::nonEnvoye:
         return "non envoyé, " + expliquer(resultat.statut);
     case Etat::ferme:
         break;
     }
-    return "interrompu : peut-être fait, peut-être pas";
+    return "interrompu" + incertain;
 }
 
 namespace {

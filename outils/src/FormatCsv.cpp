@@ -3,6 +3,7 @@
 #include "Francais.h"
 #include "Progression.h"
 #include "Statut.h"
+#include "Suggestion.h"
 #include "Terminal.h"
 
 #include "orix/TexteSur.h"
@@ -27,6 +28,12 @@ constexpr std::string_view NOM_CHANGEMENTS = "changements";
 constexpr std::size_t TAILLE_MAX = 1 << 16;
 /// Of a name that is told as unknown.
 constexpr std::size_t NOM_MAX = 128;
+
+[[noreturn]] void refuserColonne(const std::string& nom)
+{
+    throw Arret(USAGE, "en-tête CSV : colonne inconnue « " + orix::texteSur(nom, NOM_MAX) + " »" +
+                           conseilChamp(nom));
+}
 
 /// The JSON text of a list of the record, as its own JSON has it; empty when the list is.
 std::string texteListe(const cdv::Vol& vol, std::string_view nom)
@@ -137,8 +144,7 @@ LecteurCsv::LecteurCsv(Lignes lignes) : _lignes(std::move(lignes))
         else if (const auto champ = cdv::Vol::chercher(cellule.texte))
             colonne = static_cast<int>(*champ);
         else
-            throw Arret(USAGE, "en-tête CSV : colonne inconnue « " + orix::texteSur(cellule.texte, NOM_MAX) +
-                                   " » (voir cdv --champs)");
+            refuserColonne(cellule.texte);
         if (std::find(_colonnes.begin(), _colonnes.end(), colonne) != _colonnes.end())
             throw Arret(USAGE, "en-tête CSV : colonne « " + cellule.texte + " » en double");
         _colonnes.push_back(colonne);

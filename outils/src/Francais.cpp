@@ -1,5 +1,7 @@
 #include "Francais.h"
 
+#include "Suggestion.h"
+
 #include <cerrno>
 #include <cstring>
 #include <iterator>
@@ -14,7 +16,7 @@ constexpr const char* PHRASES[] = {
     "un champ ne peut pas contenir d'octet nul",
     "ce n'est pas de l'UTF-8, à l'octet %",
     "le caractère % n'existe pas en ISO-8859-1",
-    "champ inconnu (voir cdv --champs)",
+    "champ inconnu",
     "partie inconnue « % »",
     "« % » est donné deux fois",
     "donné deux fois",
@@ -40,6 +42,8 @@ std::string enFrancais(const cdv::ErreurVol& erreur)
         texte.replace(place, 1, sujets.at(0));
     if (erreur.motif() == cdv::ErreurVol::Motif::json && sujets.size() == 2)
         texte += ", ligne " + sujets[0] + ", colonne " + sujets[1];
+    if (erreur.motif() == cdv::ErreurVol::Motif::champInconnu)
+        texte += conseilChamp(sujets.at(0));
     return erreur.endroit().empty() ? texte : erreur.endroit() + " : " + texte;
 }
 

@@ -1,7 +1,7 @@
 #include "Options.h"
 
-#include "Francais.h"
 #include "Statut.h"
+#include "Suggestion.h"
 #include "Terminal.h"
 
 #include "orix/Enumerer.h"
@@ -31,6 +31,7 @@ Statuts de sortie :
   2    mauvais usage : ligne de commande, configuration, fichier
   3    pas de connexion
   4    connexion ou réponse perdue pendant le travail
+  5    etat : un serveur sur deux est actif
   130  interrompu (Ctrl-C)
 
 Exemples :
@@ -62,7 +63,12 @@ pas le faire. Pour cela : cdv supprimer, puis cdv creer --json avec --effacer.)"
 
 constexpr const char* EXPLICATION_EXEMPLE =
     R"(Seuls les vols dont chaque champ donné est égal à la valeur sont rendus ; une valeur qui finit
-par « * » donne un début : indicatif=AFR*.)";
+par « * » donne un début : indicatif=AFR*. Une étoile ailleurs qu'à la fin n'est pas un motif : elle
+est refusée, et « \* » est l'étoile elle-même.)";
+
+constexpr const char* EXPLICATION_ETAT =
+    R"(Statut de sortie : 0 chaque serveur est actif, 5 un sur deux (service dégradé), 3 aucun ; avec
+--tous, 3 dès qu'un serveur n'est pas actif.)";
 
 constexpr const char* EXPLICATION_IMPORT =
     R"(CSV : UTF-8, RFC 4180, avec un en-tête ; colonnes au choix parmi les champs, « points » et
@@ -116,6 +122,11 @@ CLI::Validator entier(long long minimum, long long maximum)
 
 const std::map<std::string, Format> FORMATS{
     {"tableau", Format::tableau}, {"json", Format::json}, {"csv", Format::csv}, {"dump", Format::dump}};
+const std::map<std::string, int> NIVEAUX{{"0", orix::NTO_AUCUN},
+                                         {"100", orix::NTO_NOTABLE},
+                                         {"300", orix::NTO_REFUS},
+                                         {"700", orix::NTO_PROGRES},
+                                         {"900", orix::NTO_DETAIL}};
 const std::map<std::string, Existants> EXISTANTS{
     {"rejeter", Existants::refuser}, {"modifier", Existants::modifier}, {"ignorer", Existants::ignorer}};
 
@@ -145,7 +156,12 @@ class Analyseur
         try {
             _application.parse(argc, argv);
         } catch (const CLI::CallForHelp&) {
+            if (const auto restes = _application.remaining(true); !restes.empty())
+                return _refuser(_enTrop(restes.front())); // the help of what does not exist
             std::cout << _application.help();
+            return FAIT;
+        } catch (const CLI::CallForVersion& version) {
+            std::cout << version.what() << '\n';
             return FAIT;
         } catch (const CLI::ParseError& erreur) {
             return _refuser(_expliquer(erreur));
@@ -187,11 +203,12 @@ class Analyseur
             ->type_name("MS")
             ->check(entier(0, UNE_HEURE));
         _application
-            .add_option("--trace", _options.trace,
+            .add_option("--trace", _trace,
                         "niveau des traces, sur la sortie d'erreur : 0, 100, 300, 700 ou 900 (0)")
             ->type_name("NIVEAU")
-            ->check(entier(0, 900));
+            ->check(choix(NIVEAUX));
         _application.add_flag("--champs", _options.champs, "donne les noms des champs, et finit");
+        _application.set_version_flag("--version", "cdv " CDV_VERSION, "donne la version, et finit");
     }
 
     void _decrireVol()
@@ -272,7 +289,8 @@ class Analyseur
         surveiller.add_option("--nombre", _mesures, "s'arrête après tant de mesures")
             ->type_name("N")
             ->check(entier(1, UN_MILLIARD));
-        _commande("etat", "montre chaque serveur : noyau, version, temps de réponse", "");
+        _commande("etat", "montre chaque serveur : noyau, version, temps de réponse", EXPLICATION_ETAT)
+            .add_flag("--tous", _options.tous, "échoue dès qu'un serveur n'est pas actif");
         _commande("versions", "donne les versions de la commande et de l'interface", "");
     }
 
@@ -323,6 +341,8 @@ class Analyseur
             _options.format = FORMATS.at(_format);
         if (!_existants.empty())
             _options.importation.envois.existants = EXISTANTS.at(_existants);
+        if (!_trace.empty())
+            _options.trace = NIVEAUX.at(_trace);
         if (_delai)
             _options.delai = cdv::Duree(*_delai);
         if (_patience)
@@ -339,11 +359,7 @@ class Analyseur
         std::string texte = erreur.what();
         if (const auto restes = _application.remaining(true);
             dynamic_cast<const CLI::ExtrasError*>(&erreur) != nullptr && !restes.empty()) {
-            const std::string& reste = restes.front();
-            if (reste.front() == '-' && reste.size() > 1)
-                return "option inconnue : " + reste;
-            return (_application.get_subcommands().empty() ? "commande inconnue : " : "argument en trop : ") +
-                   reste;
+            return _enTrop(restes.front());
         }
         const std::size_t fin = texte.find(": ");
         if (fin == std::string::npos)
@@ -353,6 +369,27 @@ class Analyseur
             return option + texte.substr(fin + 2);
         const bool manque = texte.find(" missing", fin) != std::string::npos;
         return option + (manque ? "il manque la valeur" : "donné plusieurs fois");
+    }
+
+    /// What nobody asked for: most often a word that was mistyped.
+    std::string _enTrop(const std::string& mot) const
+    {
+        std::vector<const CLI::App*> applications{&_application};
+        for (const CLI::App* const choisie : _application.get_subcommands())
+            applications.push_back(choisie);
+        std::vector<std::string> connus;
+        if (mot.front() == '-' && mot.size() > 1) {
+            for (const CLI::App* const application : applications)
+                for (const CLI::Option* const option : application->get_options())
+                    for (const std::string& nom : option->get_lnames())
+                        connus.push_back("--" + nom);
+            return "option inconnue : " + mot + suggestion(mot, {connus.begin(), connus.end()});
+        }
+        if (applications.size() > 1)
+            return "argument en trop : " + mot;
+        for (const CLI::App* const commande : _application.get_subcommands({}))
+            connus.push_back(commande->get_name());
+        return "commande inconnue : " + mot + suggestion(mot, {connus.begin(), connus.end()});
     }
 
     int _refuser(const std::string& pourquoi) const
@@ -367,52 +404,13 @@ class Analyseur
     CLI::App _application;
     std::string _format;
     std::string _existants;
+    std::string _trace;
     std::optional<long long> _delai;
     std::optional<long long> _patience;
     std::optional<long long> _periode;
     std::optional<std::size_t> _limite;
     std::optional<std::size_t> _mesures;
 };
-
-/// "RUBRIQUE[:ANCIENNE[:NOUVELLE]]"; what is not there is not set.
-void ajouterChangement(cdv::Vol& vol, const std::string& texte)
-{
-    if (!texte.empty() && texte.front() == '{') {
-        const cdv::Vol seul = cdv::Vol::depuisJson("{\"changements\":[" + texte + "]}");
-        for (const cdv::Changement& changement : seul.changements())
-            vol.ajouterChangement(changement);
-        return;
-    }
-    const std::string latin1 = cdv::depuisUtf8(texte);
-    std::string_view reste = latin1;
-    std::optional<std::string_view> parties[3];
-    for (std::size_t i = 0; i < std::size(parties); ++i) {
-        const std::size_t fin = i + 1 < std::size(parties) ? reste.find(':') : std::string_view::npos;
-        parties[i] = reste.substr(0, fin);
-        if (fin == std::string_view::npos)
-            break;
-        reste.remove_prefix(fin + 1);
-    }
-    vol.ajouterChangement({parties[0], parties[1], parties[2]});
-}
-
-cdv::Champ champConnu(const std::string& nom)
-{
-    if (const auto champ = cdv::Vol::chercher(nom))
-        return *champ;
-    throw Arret(USAGE, "champ inconnu « " + nom + " » (voir cdv --champs)");
-}
-
-/// Does it; what the library refuses is told with what it is about.
-template <class Action>
-void dire(const std::string& sujet, Action action)
-{
-    try {
-        action();
-    } catch (const cdv::ErreurVol& erreur) {
-        throw Arret(USAGE, sujet + " : " + enFrancais(erreur));
-    }
-}
 
 /// "HOST" or "HOST:PORT"; an IPv6 address has its brackets.
 bool estPointAcces(std::string_view texte)
@@ -442,49 +440,6 @@ std::string urlNoyau(const std::string& texte)
         if (texte.rfind(debut, 0) == 0)
             return texte;
     return estPointAcces(texte) ? "corbaloc:iiop:" + texte + "/Noyau" : "";
-}
-
-cdv::Vol composerVol(const Options& options, const std::string& json)
-{
-    const bool identifiantSeul = options.commande == "consulter" || options.commande == "supprimer";
-    cdv::Vol vol;
-    if (!json.empty())
-        dire(options.json, [&] { vol = cdv::Vol::depuisJson(json); });
-    std::vector<bool> donnes(cdv::Vol::champs().size());
-    for (const std::string& mot : options.mots) {
-        const std::size_t egal = mot.find('=');
-        const bool nomme = egal != std::string::npos;
-        const cdv::Champ champ = nomme ? champConnu(mot.substr(0, egal)) : cdv::Champ::gidentifiant;
-        if (identifiantSeul && champ != cdv::Champ::gidentifiant)
-            throw Arret(USAGE, "« " + mot + " » : seul l'identifiant est attendu");
-        const auto indice = static_cast<std::size_t>(champ);
-        if (donnes[indice])
-            throw Arret(USAGE, "champ donné deux fois : " + std::string(cdv::Vol::nom(champ)));
-        donnes[indice] = true;
-        dire(std::string(cdv::Vol::nom(champ)),
-             [&] { vol.ecrire(champ, cdv::depuisUtf8(nomme ? mot.substr(egal + 1) : mot)); });
-    }
-    if (!options.points.empty())
-        vol.viderPoints();
-    for (const std::string& point : options.points)
-        dire("--point " + point, [&] { vol.ajouterPoint(cdv::depuisUtf8(point)); });
-    if (!options.changements.empty())
-        vol.viderChangements();
-    for (const std::string& changement : options.changements)
-        dire("--changement " + changement, [&] { ajouterChangement(vol, changement); });
-    for (const std::string& nom : options.effaces) {
-        const cdv::Champ champ = champConnu(nom);
-        if (donnes[static_cast<std::size_t>(champ)])
-            throw Arret(USAGE, "champ donné et effacé : " + nom);
-        // Nothing to take out of a change: the user wants the server to do what it cannot.
-        if (options.commande == "modifier" && !vol.lire(champ))
-            throw Arret(USAGE, "--effacer " + nom +
-                                   " : une modification laisse tel quel un champ qui n'est pas envoyé ; pour "
-                                   "lui donner la chaîne vide : " +
-                                   nom + "= (voir cdv modifier --help)");
-        vol.effacer(champ);
-    }
-    return vol;
 }
 
 } // namespace outils

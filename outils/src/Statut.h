@@ -14,6 +14,7 @@ enum Statut : int
     USAGE = 2,          ///< wrong command line, or a file that cannot be used
     SANS_CONNEXION = 3, ///< no server accepted
     PERDU = 4,          ///< lost during the work, or not answered in time
+    DEGRADE = 5,        ///< one server of two is active
     INTERROMPU = 130    ///< by a signal, as shells tell it
 };
 

@@ -110,10 +110,12 @@ demarrer "$port"
 vol='"identifiant":"X1","indicatif":"AFR1","nature":"","parking":"Été","code_stat_depart":{"code":"OUV"},"changements":[{"rubrique":"parking","ancienne_valeur":"B12","nouvelle_valeur":"C3"}],"points":["LFBO","AGEN"]'
 echo "{$vol}" >x1.json
 sed 's/"X1"/"X2"/; s/"parking":"Été",//' x1.json >x2.json
-printf '[routage]\ncdv = ["%s"]\n' "$url" >cdv.toml
+printf '[processus]\nnom = "tour-nord"\n[routage]\ncdv = ["%s"]\n' "$url" >cdv.toml
 jouer "un vol"
+attendre grep -qE 'Client [0-9]+ activé : cdv\[[0-9]+\] sur ' serveur.log # under which names the server knows its clients
 CDV_CONFIG=cdv.toml essai 0 consulter X1
 jouer "les serveurs"
+attendre grep -qE 'Client [0-9]+ activé : tour-nord sur ' serveur.log
 grep -qE '"numero_client": [1-9]' sortie || echec "le serveur n'a pas donné de numéro"
 jouer "importer et exporter"
 lignes sortie "$(grep -c '"indicatif":"AFR' vols.json)"

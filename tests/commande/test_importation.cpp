@@ -67,6 +67,20 @@ TEST_F(Import, SArreteQuandUneReponseManque)
     }
 }
 
+TEST(Expliquer, CeQuiNAPasEuDeReponse)
+{
+    cdv::Resultat perdu = resultat(Etat::perdu);
+    perdu.statut = orix::OXS_ERREUR_CORBA;
+    const std::string raison = "connexion perdue, l'appel du serveur a échoué : il est arrêté ou injoignable "
+                               "(OXS_ERREUR_CORBA)";
+    EXPECT_EQ(raison + " : peut-être fait, peut-être pas", expliquer(perdu));
+    perdu.lecture = true;
+    EXPECT_EQ(raison, expliquer(perdu));
+    EXPECT_EQ("connection lost before the answer (OXS_ERREUR_CORBA)", perdu.texte());
+    perdu.etat = Etat::delai;
+    EXPECT_EQ("pas de réponse dans le délai", expliquer(perdu));
+}
+
 /// What was done before the end is neither undone nor refused by what the command advises: the server of the
 /// second run has all that the first one may have left there.
 TEST_F(Import, CeQuiEstConseilleReprendSansRienDefaire)
