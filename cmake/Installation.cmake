@@ -56,9 +56,11 @@ install(FILES ${PROJECT_SOURCE_DIR}/exemples/CMakeLists.txt ${PROJECT_SOURCE_DIR
               ${PROJECT_SOURCE_DIR}/exemples/session_cdv.cpp ${PROJECT_SOURCE_DIR}/exemples/vols.csv
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/liboxcdvcli-dev/examples COMPONENT developpement)
 set(documents ${PROJECT_SOURCE_DIR}/docs)
-install(FILES ${documents}/guide.md ${documents}/configuration.md ${documents}/protocole.md ${documents}/architecture.md
+set(mesures ${documents}/performance.md ${documents}/performance-comparaison.svg ${documents}/performance-courbes.svg)
+install(FILES ${documents}/reference.md ${documents}/guide.md ${documents}/configuration.md ${documents}/protocole.md
+              ${documents}/securite.md ${documents}/architecture.md ${mesures}
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/liboxcdvcli-dev COMPONENT developpement)
 install(DIRECTORY ${documents}/decisions DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/liboxcdvcli-dev
         COMPONENT developpement)
-install(FILES ${documents}/exploitation.md ${documents}/configuration.md
+install(FILES ${documents}/exploitation.md ${documents}/configuration.md ${documents}/securite.md ${mesures}
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/cdv-serveur COMPONENT serveur)

@@ -45,6 +45,9 @@ cd "$sources"
 python3 tests/documentation/traces.py . || echec "the traces and docs/exploitation.md differ (above)"
 sans_faute "doxygen warns" scripts/doc.sh "$dossier/html"
 [ -s "$dossier/html/html/classcdv_1_1Session.html" ] || echec "doxygen made no page of cdv::Session"
+for page in classcdv_1_1Session classOXcdvCliItf md_guide; do
+    grep -qF "href=\"$page.html\"" "$dossier/html/html/index.html" || echec "the first page of the HTML does not lead to $page"
+done
 
 # Each row of what holds against strangers names tests, and they are there.
 essais=0
@@ -62,11 +65,7 @@ done < <(awk '/^## /{ dans = $0 == "## What holds" } dans && /^\|/ && ++ligne > 
 [ "$essais" -gt 20 ] || echec "docs/securite.md: the table of what holds is not understood"
 
 documents=(README.md docs/*.md)
-for document in "${documents[@]}" CONTRIBUTING.md docs/decisions/*.md; do
-    while read -r lien; do
-        [ -e "$(dirname "$document")/$lien" ] || echec "$document links to $lien, which is not there"
-    done < <(grep -oE '\]\([^)#:]+\)' "$document" | tr -d ']()')
-done
+sans_faute "dead links" python3 tests/documentation/liens.py README.md CONTRIBUTING.md CHANGELOG.md docs
 
 # The lines of the blocks of that language.
 blocs() { awk -v debut="\`\`\`$2" '$0 == debut { dans = 1; next } /^```/ { dans = 0 } dans' "$1"; }
@@ -109,6 +108,7 @@ attendre() { # until somebody listens at that port
     echec "nobody listens at port $1: $(cat "$dossier/journal")"
 }
 
+export PATH=$construction/serveur:$construction/outils:$PATH # where operators find the programs
 total=0
 for document in "${documents[@]}"; do
     ici=$dossier/${document//\//_}.d

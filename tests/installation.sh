@@ -25,6 +25,12 @@ cmake --install "$construction" --prefix "$dossier/prefixe" >"$dossier/install.l
 bibliotheque=$(find "$dossier/prefixe" -name 'libOXcdvCli.so.3.0.0.0')
 [ -n "$bibliotheque" ] || echec "libOXcdvCli.so.3.0.0.0 is not installed"
 
+# What operators read leads nowhere but to what they have.
+documents=$dossier/prefixe/share/doc
+python3 "$sources/tests/documentation/liens.py" "$documents" || echec "dead links in the installed documents"
+! grep -nE '(src|scripts|build|plateforme)/[A-Za-z]' "$documents"/cdv-serveur/{exploitation,configuration}.md "$dossier"/prefixe/share/man/man1/* ||
+    echec "a path of the source tree in what operators read"
+
 grep -qF '@(#) 3.0.0.0 $LastChangedRevision: 808 $ ' < <(strings "$bibliotheque") || echec "no identification string"
 
 # Public: the facade, the record, the state and the end of the adapter. Everything else stays inside.
