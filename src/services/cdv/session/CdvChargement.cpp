@@ -204,6 +204,7 @@ void Chargement::_demander(const Partage& element, Voies::Demande demande)
 void Chargement::_recevoir(const Partage& element, Voies::Demande demande, Resultat resultat)
 {
     constexpr Fin FAITS[] = {Fin::cree, Fin::modifie, Fin::supprime};
+    resultat.lecture = false; // a reading is a step of the change that is told
     if (resultat.etat != Etat::fait && resultat.etat != Etat::refuse)
         return _sansReponse(element, demande, std::move(resultat));
     {
