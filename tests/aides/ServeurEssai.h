@@ -27,12 +27,22 @@ class ServiceEssai : public POA_orix_corba::OXcdv_v3_0_0_ClientVersServeur
 
     Message attendre() { return _messages.prendre({"rien", 0, 0, ""}); }
 
-    /// Takes the object away: what is sent to it from now on fails.
+    /// The object, for who is inside a call of the ORB.
+    orix_corba::OXcdv_v3_0_0_ClientVersServeur_ptr publier()
+    {
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        _poa = _default_POA();
+        return _this();
+    }
+    /// Takes the object away: what is sent to it from now on fails. To ask an ORB that ends for its POA ends
+    /// the process: the one of the publication is asked.
     void retirer()
     {
-        const PortableServer::POA_var poa = _default_POA();
-        const PortableServer::ObjectId_var id = poa->servant_to_id(this);
-        poa->deactivate_object(id);
+        const std::lock_guard<std::mutex> verrou(_mutex);
+        if (CORBA::is_nil(_poa))
+            return;
+        const PortableServer::ObjectId_var id = _poa->servant_to_id(this);
+        _poa->deactivate_object(id);
     }
 
 #define RECEVOIR(nom)                                                                                        \
@@ -57,6 +67,8 @@ class ServiceEssai : public POA_orix_corba::OXcdv_v3_0_0_ClientVersServeur
 
   private:
     FileAttente<Message> _messages;
+    std::mutex _mutex;
+    PortableServer::POA_var _poa;
 };
 
 /// A server that a test commands, kernel and service, in the client's own process.
@@ -104,7 +116,7 @@ class ServeurEssai : public POA_orix_corba::Noyau
         auto* const rendu = new orix_corba::NiveauReference(version);
         niveau = rendu;
         if (!sansReference)
-            rendu->reference = service._this();
+            rendu->reference = service.publier();
         numero = numeroClient;
     }
 
