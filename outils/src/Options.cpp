@@ -5,6 +5,7 @@
 #include "Terminal.h"
 
 #include "orix/Enumerer.h"
+#include "orix/Trace.h"
 
 #include <CLI/CLI.hpp>
 
