@@ -161,9 +161,11 @@ TEST(Chargement, UnDouteSeReglePasAuHasard)
         std::string demandes;
         Fin fin;
         std::optional<std::string> apres;
+        Etat premiere = Etat::perdu;
     } cas[] = {
         {Demande::CREER, E::refuser, {}, true, "CX CX LX", Fin::cree, "B12"},
         {Demande::CREER, E::refuser, {}, false, "CX CX", Fin::cree, "B12"},
+        {Demande::CREER, E::refuser, {}, true, "CX CX LX", Fin::cree, "B12", Etat::nonEnvoye}, // half sent
         {Demande::CREER, E::refuser, "C3", true, "CX CX LX", Fin::refuse, "C3"},
         {Demande::CREER, E::ignorer, "C3", true, "CX CX LX", Fin::ignore, "C3"},
         {Demande::CREER, E::modifier, "C3", true, "CX CX LX MX", Fin::modifie, "B12"},
@@ -179,7 +181,7 @@ TEST(Chargement, UnDouteSeReglePasAuHasard)
             serveur.vols["X"] = *c.avant;
         serveur.sort = [&, premiere = true](Demande, const std::string&) mutable {
             const bool celle = std::exchange(premiere, false);
-            return std::pair(!celle || c.faite, celle ? std::optional(Etat::perdu) : std::nullopt);
+            return std::pair(!celle || c.faite, celle ? std::optional(c.premiere) : std::nullopt);
         };
         Chargement::Reglages reglages;
         reglages.existants = c.existants;

@@ -252,7 +252,9 @@ void Chargement::_sansReponse(const Partage& element, Voies::Demande demande, Re
     const bool sansConnexion =
         resultat.statut == orix::OXS_SERVICE_NON_ACTIVE || resultat.statut == orix::OXS_ACTIVATION_EN_COURS;
     const unsigned long long connexion = partie || sansConnexion ? 0 : _voies.connexion();
-    element->doute = element->doute || (partie && demande != Voies::CONSULTER);
+    // That status may come of a send that had begun.
+    const bool peutEtreFaite = partie || resultat.statut == orix::OXS_ERREUR_CORBA;
+    element->doute = element->doute || (peutEtreFaite && demande != Voies::CONSULTER);
     if ((resultat.etat == Etat::delai || connexion != 0) && ++element->essais >= ESSAIS && !partie)
         return _finir(element, Fin::refuse, resultat); // the library itself does not want it
     Verrou verrou(_mutex);
