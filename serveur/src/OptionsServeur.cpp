@@ -148,7 +148,7 @@ std::optional<int> lireOptions(int argc, char** argv, Options& options)
         std::cout << application.help();
         return EXIT_SUCCESS;
     } catch (const CLI::ExtrasError&) {
-        return refuser("argument inconnu : " + application.remaining().front());
+        return refuser("argument inconnu : " + application.remaining(true).front());
     } catch (const CLI::ParseError& erreur) {
         return refuser(std::string("option refusée : ") + erreur.what());
     }

@@ -23,7 +23,7 @@ struct Options
     std::string nom = "cdv-serveur";
     std::string machine;
     std::string configuration;
-    std::string http;    ///< empty: none
+    std::optional<std::string> http;
     DemandeBase demande; ///< instead of serving
     std::optional<int> trace;
     long long periodePing = 1000;

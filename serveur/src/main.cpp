@@ -96,8 +96,8 @@ int servir(const Options& options, const sigset_t& signaux)
     reglages.configuration = configuration;
     serveur.emplace(*magasin, reglages);
     std::optional<ServeurHttp> http; // ends before what it shows
-    if (!options.http.empty())
-        http.emplace(options.http, [&](std::string_view chemin) { return afficher(*serveur, chemin); });
+    if (options.http)
+        http.emplace(*options.http, [&](std::string_view chemin) { return afficher(*serveur, chemin); });
     std::cout << "cdv-serveur: prêt, noyau corbaloc:" << serveur->pointAcces() << "/Noyau, base "
               << magasin->nom() << (http ? ", mesures http://" + http->adresse() + "/metrics" : "")
               << std::endl;

@@ -160,7 +160,7 @@ class ClientBrut
     template <class Noyau>
     static void demander(Noyau& noyau, const std::string& service, const Presentation& p, Activation& a)
     {
-        noyau.activerService(service.c_str(), p.niveaux, p.face.in(), "essai", "machine", a.statut,
+        noyau.activerService(service.c_str(), p.niveaux, p.face.in(), "essai[7]", "machine", a.statut,
                              a.serveur.out(), a.machine.out(), a.niveau.out(), a.numero);
     }
     Activation demander(const std::string& service, int majeur, bool avecReferences)

@@ -220,6 +220,14 @@ class Etranger
         const std::string entete = _lire(giop::TAILLE_ENTETE);
         return entete.size() < giop::TAILLE_ENTETE ? "" : entete + _lire(giop::entier(entete, 8));
     }
+    /// All that comes until the peer closes the connection, or says nothing for a long time.
+    std::string toutRecevoir()
+    {
+        std::string recus;
+        for (std::string octet = _lire(1); !octet.empty(); octet = _lire(1))
+            recus += octet;
+        return recus;
+    }
     /// Waits until the peer closes the connection; false when it has not after a long time.
     bool attendreFermeture()
     {

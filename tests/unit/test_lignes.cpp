@@ -269,3 +269,60 @@ TEST_F(Lignes, QuiDemandeCeDontLIssueEstInconnueEstPerdu)
     autre->recus(1);
     EXPECT_THAT(perdu->recus(1), testing::ElementsAre("1:0"));
 }
+
+namespace {
+
+/// A store that keeps who writes until it is told.
+class MagasinFige : public Magasin
+{
+  public:
+    std::promise<void> suite;
+
+    std::unique_ptr<Ecriture> ouvrirEcriture() override
+    {
+        struct Figee : Ecriture
+        {
+            explicit Figee(std::future<void> suite) : _suite(std::move(suite)) {}
+            std::size_t executer(const Lot& lot) noexcept override
+            {
+                _suite.wait();
+                return lot.size();
+            }
+            std::future<void> _suite;
+        };
+        return std::make_unique<Figee>(suite.get_future());
+    }
+    std::unique_ptr<Lecture> ouvrirLecture() override
+    {
+        struct Vide : Lecture
+        {
+            std::size_t consulter(const Lot& lot) noexcept override { return lot.size(); }
+            int lister(const Fiche&, Parcours&, std::size_t, const SurVol&) noexcept override { return FAIT; }
+        };
+        return std::make_unique<Vide>();
+    }
+    std::string nom() const override { return "fige"; }
+};
+
+} // namespace
+
+TEST_F(Lignes, UnFilQuiNAvancePlusSeVoitJusquACeQuIlAvance)
+{
+    MagasinFige fige;
+    Aiguillage aiguillage;
+    Executeurs executeurs(fige, aiguillage, _mesures);
+    const auto un = lecteur();
+    Ligne::Suites suites;
+    un->deposer(un->creer(Operation::cree, fiche("AF1"), 1), suites);
+    aiguillage.suivre(un, suites);
+    const std::chrono::seconds delai(2); // an idle thread shows itself twice in that time
+    const auto attendre = [&](bool avance) {
+        const auto fin = std::chrono::steady_clock::now() + PATIENCE;
+        while (executeurs.avancent(delai) != avance && std::chrono::steady_clock::now() < fin)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10)); // time passes, nothing else
+        return executeurs.avancent(delai) == avance;
+    };
+    EXPECT_TRUE(attendre(false));
+    fige.suite.set_value();
+    EXPECT_TRUE(attendre(true));
+}
