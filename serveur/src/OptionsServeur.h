@@ -2,7 +2,7 @@
 #define OPTIONSSERVEUR_H
 
 #include "Clients.h"
-#include "Commandes.h"
+#include "CommandesBase.h"
 
 #include "orix/Configuration.h"
 
