@@ -74,7 +74,7 @@ declare -A noyau # MACHINE -> the process that holds it
 nettoyer() {
     local statut=$? machine
     trap - EXIT
-    [ -z "${client:-}" ] || kill -KILL "$client" 2>/dev/null || true
+    [ -z "${client:-}" ] || { kill -KILL "$client" && wait "$client"; } 2>/dev/null || true
     for machine in "${!noyau[@]}"; do tuer "$machine"; done
     for machine in pont "${machines[@]}"; do ip netns del "$espace-$machine" 2>/dev/null || true; done
     [ -z "$traces" ] || { mkdir -p "$traces" && (cd "$dossier" && cp --parents ./*/*.log "$traces") || true; }
@@ -198,13 +198,13 @@ mkfifo "$dossier/client"
 ip netns exec "$espace-cdv-3" "$binaires/tests/durabilite" "$dossier/session.toml" >"$dossier/client" 2>&1 &
 client=$!
 exec {dit}<"$dossier/client"
-lire_client 90 "^3000 answers"
+lire_client 300 "^2000 answers"
 dire "$premiere dies: cable and processes, all at once."
 tuer "$premiere"
-lire_client 60 "^active .* on $seconde"
-lire_client 60 "^answers again"
+lire_client 120 "^active .* on $seconde"
+lire_client 120 "^answers again"
 attendre 60 "the PostgreSQL of $seconde takes the writes" a_le_role "$seconde" primary
-lire_client 90 "^6000 answers"
+lire_client 300 "^4000 answers"
 demarrer "$premiere"
 attendre 90 "$premiere is back, its PostgreSQL has every commit again" a_le_role "$premiere" synchronous
 attendre 30 "the server of $premiere answers" cdv "$premiere" etat
