@@ -213,6 +213,6 @@ lire_client 120 "^(Nothing|FAULTS)"
 wait "$client" || echec "what the client was told is not what is there"
 client=
 
-for machine in "$premiere" "$seconde"; do cdv "$machine" exporter | sort | sha256sum >"$dossier/$machine/somme"; done
+for machine in "$premiere" "$seconde"; do cdv "$machine" exporter - | sort | sha256sum >"$dossier/$machine/somme"; done
 cmp "$dossier/$premiere/somme" "$dossier/$seconde/somme" || echec "the two servers do not serve the same records"
 dire "Both servers serve the same records. Every answer was the expected one."

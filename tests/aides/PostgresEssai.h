@@ -12,8 +12,8 @@
 
 namespace essais {
 
-/// A throw-away PostgreSQL, for one test program: with durability left out, which is not what tests look at. It is
-/// run as its own user by root, who may not.
+/// A throw-away PostgreSQL, for one test program: with durability left out, which is not what tests look at.
+/// It is run as its own user by root, who may not.
 class PostgresEssai : orix::INonCopiable
 {
   public:
@@ -38,11 +38,26 @@ class PostgresEssai : orix::INonCopiable
 
     void demarrer() const
     {
-        _lancer("pg_ctl -w -l " + _dossier.fichier("journal") + " -o '-p " + std::to_string(_port) +
-                " -c listen_addresses=127.0.0.1 -c unix_socket_directories= -c fsync=off -c max_connections=60"
-                " -c log_min_messages=fatal' start");
+        _lancer(
+            "pg_ctl -w -l " + _dossier.fichier("journal") + " -o '-p " + std::to_string(_port) +
+            " -c listen_addresses=127.0.0.1 -c unix_socket_directories= -c fsync=off -c max_connections=60"
+            " -c log_min_messages=fatal' start");
     }
     void arreter(const std::string& comment = "fast") const { _lancer("pg_ctl -w -m " + comment + " stop"); }
+
+    /// Its first process dies, the others end by themselves; it is started again as soon as they have.
+    void tuer() const
+    {
+        pid_t premier = 0;
+        std::ifstream(_dossier.fichier("donnees/postmaster.pid")) >> premier;
+        kill(premier, SIGKILL);
+        for (bool repart = false; !repart;)
+            try {
+                demarrer();
+                repart = true;
+            } catch (const std::runtime_error&) { // some are still there
+            }
+    }
 
     int port() const { return _port; }
     /// A new database, empty.
@@ -60,7 +75,8 @@ class PostgresEssai : orix::INonCopiable
     std::string demander(const std::string& sql, const std::string& base) const
     {
         const std::unique_ptr<PGconn, void (*)(PGconn*)> connexion(PQconnectdb(uri(base).c_str()), &PQfinish);
-        const std::unique_ptr<PGresult, void (*)(PGresult*)> resultat(PQexec(connexion.get(), sql.c_str()), &PQclear);
+        const std::unique_ptr<PGresult, void (*)(PGresult*)> resultat(PQexec(connexion.get(), sql.c_str()),
+                                                                      &PQclear);
         const ExecStatusType statut = PQresultStatus(resultat.get());
         EXPECT_TRUE(statut == PGRES_COMMAND_OK || statut == PGRES_TUPLES_OK)
             << sql << ": " << PQerrorMessage(connexion.get());
@@ -70,9 +86,9 @@ class PostgresEssai : orix::INonCopiable
   private:
     void _lancer(const std::string& commande) const
     {
-        const std::string ligne = _commeLui + "$(pg_config --bindir)/" + commande.substr(0, commande.find(' ')) +
-                                  " -D " + _dossier.fichier("donnees") + commande.substr(commande.find(' ')) +
-                                  " >/dev/null 2>&1";
+        const std::string ligne =
+            _commeLui + "$(pg_config --bindir)/" + commande.substr(0, commande.find(' ')) + " -D " +
+            _dossier.fichier("donnees") + commande.substr(commande.find(' ')) + " >/dev/null 2>&1";
         if (std::system(ligne.c_str()) != 0) // NOLINT(cert-env33-c): the shell of a test
             throw std::runtime_error("failed: " + ligne);
     }
