@@ -129,10 +129,12 @@ void lister(cdv::Session& session, int debit)
     cdv::Flux flux = session.parcourir(cdv::Vol(), 1000);
     exiger(flux.suivant().has_value(), "nothing to list");
     bench::dire("PRET");
-    const auto attente = debit > 0 ? std::chrono::milliseconds(10) : std::chrono::milliseconds(-1);
-    for (const std::int64_t debut = bench::maintenant(); !commande(attente);)
-        for (static std::int64_t lus = 0; lus < (bench::maintenant() - debut) * debit / 1000000000; ++lus)
-            exiger(flux.suivant().has_value(), "the listing ended: " + flux.resultat().texte());
+    std::int64_t lus = 0;
+    const std::int64_t debut = bench::maintenant();
+    while (!commande(std::chrono::milliseconds(debit > 0 ? 10 : -1)))
+        for (; lus < (bench::maintenant() - debut) * debit / 1000000000; ++lus)
+            if (!flux.suivant())
+                throw std::runtime_error("the listing ended: " + flux.resultat().texte());
 }
 
 void etreClient(const Options& options)

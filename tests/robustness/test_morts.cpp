@@ -70,7 +70,7 @@ class Morts : public testing::Test
         const std::size_t fin = sortie.rfind(" answers\n");
         const std::size_t debut = fin == std::string::npos ? 0 : sortie.rfind('\n', fin) + 1;
         const int dits = fin == std::string::npos ? 0 : std::stoi(sortie.substr(debut));
-        if (!_client->attendreSortie("\n" + std::to_string(dits + 1000) + " answers"))
+        if (!_client->attendreSortie("\n" + std::to_string(dits + 500) + " answers"))
             throw std::runtime_error("no answers any more: " + _client->sortie());
     }
     /// The client compares what it was told with what is there.
@@ -81,7 +81,7 @@ class Morts : public testing::Test
         std::cout << _client->sortie();
     }
 
-    const unsigned _morts = environnement("OXCDV_MORTS", 4);
+    const unsigned _morts = environnement("OXCDV_MORTS", 3);
 
   private:
     void _lancer(const std::string& nom, int port)
