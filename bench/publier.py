@@ -105,6 +105,7 @@ def main():
         (resultats / "contexte.txt").read_text().strip(),
         (resultats / "comparaison.md").read_text().strip(),
         (resultats / "serveur.md").read_text().strip(),
+        (resultats / "foule.md").read_text().strip(),
         tableau_processus(resultats / "enprocessus.json"),
     ))
     page.write_text(f"{avant}{DEBUT}\n{corps}\n{FIN}{apres}")

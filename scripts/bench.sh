@@ -8,10 +8,10 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-tours=() reperes=(--benchmark_min_time=0.5) vols=() publier=false
+tours=() reperes=(--benchmark_min_time=0.5) vols=() foule=() publier=false
 for option in "$@"; do
     case $option in
-        --court) tours=(--court) reperes=(--benchmark_min_time=0.05) vols=(--nombre 50000) ;;
+        --court) tours=(--court) reperes=(--benchmark_min_time=0.05) vols=(--nombre 50000) foule=(--nombre 50000 --tours 2 --duree 5) ;;
         --publier) publier=true ;;
         *)
             echo "bench.sh: unknown option $option (--court, --publier)" >&2
@@ -42,6 +42,10 @@ echo "The reference server..."
 "$construction/bench/debit_serveur" "${vols[@]}" --dossier "$resultats" --jsonl "$resultats/serveur.jsonl" \
     >"$resultats/serveur.md"
 cat "$resultats/serveur.md"
+echo "The reference server among many clients..."
+"$construction/bench/foule_serveur" "${foule[@]}" --dossier "$resultats" --jsonl "$resultats/foule.jsonl" \
+    >"$resultats/foule.md"
+cat "$resultats/foule.md"
 
 echo "Comparison..."
 statut=0

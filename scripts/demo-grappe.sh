@@ -74,7 +74,7 @@ declare -A noyau # MACHINE -> the process that holds it
 nettoyer() {
     local statut=$? machine
     trap - EXIT
-    [ -z "${client:-}" ] || kill -KILL "$client" 2>/dev/null || true
+    [ -z "${client:-}" ] || { kill -KILL "$client" && wait "$client"; } 2>/dev/null || true
     for machine in "${!noyau[@]}"; do tuer "$machine"; done
     for machine in pont "${machines[@]}"; do ip netns del "$espace-$machine" 2>/dev/null || true; done
     [ -z "$traces" ] || { mkdir -p "$traces" && (cd "$dossier" && cp --parents ./*/*.log "$traces") || true; }
@@ -107,7 +107,7 @@ reseau() {
 demarrer() { # MACHINE
     ip -n "$espace-pont" link set "$1" up
     ip netns exec "$espace-$1" unshare --pid --fork --kill-child --mount-proc \
-        "$racine/scripts/demo-grappe.sh" --machine "$1" "$dossier" &
+        "$racine/scripts/demo-grappe.sh" --machine "$1" "$dossier" 2>/dev/null &
     noyau[$1]=$!
     disown # the shell need not report its death: that is part of the show
 }
@@ -136,13 +136,13 @@ deux_roles() {
     a_le_role cdv-1 primary || { premiere=cdv-2 seconde=cdv-1 && a_le_role cdv-2 primary; }
     a_le_role "$seconde" synchronous
 }
-cdv() { dans cdv-3 "$binaires/outils/cdv" --url "${adresse[$1]}:2809" "${@:2}"; } # MACHINE ARGUMENT...
+cdv() { dans cdv-3 "$binaires/outils/cdv" --config "$dossier/session.toml" --url "${adresse[$1]}:2809" "${@:2}"; } # MACHINE ARGUMENT...
 
 # What the client says, as it says it, until it says that.
 lire_client() { # SECONDS EXPRESSION
     local ligne fin=$((SECONDS + $1))
     while read -r -t $((fin > SECONDS ? fin - SECONDS : 1)) ligne <&"$dit"; do
-        dire "client: $ligne"
+        [[ ! $ligne =~ $2 ]] && [[ $ligne =~ ^[0-9]+\ answers$ ]] || dire "client: $ligne"
         [[ ! $ligne =~ $2 ]] || return 0
     done
     echec "the client has not said $2 within $1 s"
@@ -198,13 +198,13 @@ mkfifo "$dossier/client"
 ip netns exec "$espace-cdv-3" "$binaires/tests/durabilite" "$dossier/session.toml" >"$dossier/client" 2>&1 &
 client=$!
 exec {dit}<"$dossier/client"
-lire_client 60 "^20000 "
+lire_client 300 "^2000 answers"
 dire "$premiere dies: cable and processes, all at once."
 tuer "$premiere"
-lire_client 60 "^active .* on $seconde"
-lire_client 60 "^answers again"
+lire_client 120 "^active .* on $seconde"
+lire_client 120 "^answers again"
 attendre 60 "the PostgreSQL of $seconde takes the writes" a_le_role "$seconde" primary
-lire_client 60 "^40000 "
+lire_client 300 "^4000 answers"
 demarrer "$premiere"
 attendre 90 "$premiere is back, its PostgreSQL has every commit again" a_le_role "$premiere" synchronous
 attendre 30 "the server of $premiere answers" cdv "$premiere" etat
@@ -213,6 +213,6 @@ lire_client 120 "^(Nothing|FAULTS)"
 wait "$client" || echec "what the client was told is not what is there"
 client=
 
-for machine in "$premiere" "$seconde"; do cdv "$machine" exporter | sort | sha256sum >"$dossier/$machine/somme"; done
+for machine in "$premiere" "$seconde"; do cdv "$machine" exporter - | sort | sha256sum >"$dossier/$machine/somme"; done
 cmp "$dossier/$premiere/somme" "$dossier/$seconde/somme" || echec "the two servers do not serve the same records"
 dire "Both servers serve the same records. Every answer was the expected one."

@@ -3,6 +3,7 @@
 #include "../comparer/Processus.h"
 #include "../mesure.h"
 #include "../pairs/VolApplication.h"
+#include "Serveur.h"
 
 #include "OXcdvCliArret.h"
 #include "OXcdvCliCB.h"
@@ -12,7 +13,6 @@
 #include <nlohmann/json.hpp>
 
 #include <cstdio>
-#include <filesystem>
 #include <future>
 
 namespace {
@@ -32,79 +32,17 @@ struct Options
     std::string jsonl;
 };
 
-void exiger(bool condition, const std::string& message)
-{
-    if (!condition)
-        throw std::runtime_error(message);
-}
+using bench::exiger;
 void exigerOK(orix::OXstatut statut, const std::string& quoi)
 {
     exiger(statut == orix::OXS_OK, quoi + ": " + orix::texteStatut(statut));
 }
 
-/// A folder for the database, removed with it.
-class DossierBase
-{
-  public:
-    explicit DossierBase(const std::string& parent)
-        : _chemin(std::filesystem::path(parent) / ("debit_serveur-" + std::to_string(getpid())))
-    {
-        std::filesystem::create_directory(_chemin);
-    }
-    ~DossierBase()
-    {
-        std::error_code sansSuite;
-        std::filesystem::remove_all(_chemin, sansSuite);
-    }
-    DossierBase(const DossierBase&) = delete;
-    DossierBase& operator=(const DossierBase&) = delete;
-    std::string base() const { return (_chemin / "vols.db").string(); }
-
-  private:
-    std::filesystem::path _chemin;
-};
-
-/// What another process uses.
-class Usage
-{
-  public:
-    explicit Usage(pid_t pid) : _dossier("/proc/" + std::to_string(pid) + "/") {}
-
-    /// Forgets the peak so far; where the kernel does not allow it, the peak is that since the start.
-    void oublierMaximum() const { std::ofstream(_dossier + "clear_refs") << 5; }
-    long residente() const { return lire("VmRSS:"); } ///< KiB
-    long maximum() const { return lire("VmHWM:"); }   ///< KiB
-    double processeur() const                         ///< us so far, of all its threads
-    {
-        std::ifstream etat(_dossier + "stat");
-        std::string mot;
-        for (int champ = 1; champ <= 13; ++champ) // its name, the second, is one word
-            etat >> mot;
-        long utilisateur = 0, systeme = 0;
-        etat >> utilisateur >> systeme;
-        return 1e6 * static_cast<double>(utilisateur + systeme) / static_cast<double>(sysconf(_SC_CLK_TCK));
-    }
-
-  private:
-    long lire(const std::string& ligne) const
-    {
-        std::ifstream statut(_dossier + "status");
-        for (std::string mot; statut >> mot;)
-            if (mot == ligne) {
-                long ko = 0;
-                statut >> ko;
-                return ko;
-            }
-        throw std::runtime_error("the server is gone");
-    }
-    std::string _dossier;
-};
-
 /// One thing measured, from its first request to its last notification.
 class Mesure
 {
   public:
-    Mesure(std::string nom, int nombre, double voulu, const Usage& usage)
+    Mesure(std::string nom, int nombre, double voulu, const bench::Usage& usage)
         : _nom(std::move(nom)), _nombre(nombre), _voulu(voulu), _usage(usage)
     {
         _usage.oublierMaximum();
@@ -147,7 +85,7 @@ class Mesure
     std::string _nom;
     int _nombre;
     double _voulu; // a second, at least
-    const Usage& _usage;
+    const bench::Usage& _usage;
     int _recus = 0; // written by the callbacks, read when the last is over
     std::int64_t _debut = 0;
     double _secondes = 0, _processeur = 0;
@@ -194,7 +132,7 @@ class Session
     Session& operator=(const Session&) = delete;
 };
 
-json mesurerCreations(const Options& options, const Usage& usage)
+json mesurerCreations(const Options& options, const bench::Usage& usage)
 {
     OXvol_completData vol;
     bench::remplir(vol, bench::Contenu(CHAMPS, LONGUEUR));
@@ -217,7 +155,7 @@ json mesurerCreations(const Options& options, const Usage& usage)
     return mesure.ligne();
 }
 
-json mesurerListe(const std::string& nom, const Options& options, const Usage& usage)
+json mesurerListe(const std::string& nom, const Options& options, const bench::Usage& usage)
 {
     OXvol_completData tous;
     s_finListe = {};
@@ -256,13 +194,10 @@ void mesurer(const Options& options)
         jsonl.open(options.jsonl);
         exiger(jsonl.good(), options.jsonl + " cannot be written");
     }
-    const DossierBase dossier(options.dossier);
-    bench::Processus serveur({options.serveur, "--base", dossier.base(), "--port", "0", "--trace", "0"});
-    const std::string pret = serveur.lire(PATIENCE);
-    const std::size_t noyau = pret.find("corbaloc:");
-    exiger(noyau != std::string::npos, "the server said '" + pret + "'");
-    const Usage usage(serveur.pid());
-    const Session session(pret.substr(noyau, pret.find(',', noyau) - noyau));
+    const bench::DossierBase dossier(options.dossier);
+    const bench::Serveur serveur(options.serveur, dossier.base());
+    const bench::Usage& usage = serveur.usage();
+    const Session session(serveur.noyau());
 
     std::vector<json> lignes;
     lignes.push_back(mesurerCreations(options, usage));

@@ -2,7 +2,7 @@
 // killed at random moments. OXCDV_MORTS: how many deaths, instead of a handful; OXCDV_GRAINE: the seed, that
 // of a run before.
 #include "DossierTemporaire.h"
-#include "ServeurReel.h"
+#include "PostgresEssai.h"
 
 using namespace essais;
 
@@ -52,6 +52,27 @@ class Morts : public testing::Test
         _serveurs.erase(nom); // SIGKILL
         _lancer(nom, port);
     }
+    void tuerLesServeurs(const std::string& base)
+    {
+        demarrer(base);
+        for (unsigned mort = 0; mort < _morts; ++mort) {
+            const std::string nom = attendreConnexion();
+            laisserAller();
+            tuerServeur(nom);
+        }
+        attendreConnexion();
+        compter();
+    }
+    /// Waits until the client has had answers to what it asks from now on.
+    void attendreReponses()
+    {
+        const std::string sortie = _client->sortie();
+        const std::size_t fin = sortie.rfind(" answers\n");
+        const std::size_t debut = fin == std::string::npos ? 0 : sortie.rfind('\n', fin) + 1;
+        const int dits = fin == std::string::npos ? 0 : std::stoi(sortie.substr(debut));
+        if (!_client->attendreSortie("\n" + std::to_string(dits + 500) + " answers"))
+            throw std::runtime_error("no answers any more: " + _client->sortie());
+    }
     /// The client compares what it was told with what is there.
     void compter()
     {
@@ -60,7 +81,7 @@ class Morts : public testing::Test
         std::cout << _client->sortie();
     }
 
-    const unsigned _morts = environnement("OXCDV_MORTS", 4);
+    const unsigned _morts = environnement("OXCDV_MORTS", 3);
 
   private:
     void _lancer(const std::string& nom, int port)
@@ -84,15 +105,23 @@ class Morts : public testing::Test
     int _connexions = 0;
 };
 
-TEST_F(Morts, DuServeurSurSqlite)
+TEST_F(Morts, DuServeurSurSqlite) { tuerLesServeurs(_dossier.fichier("vols.db")); }
+TEST_F(Morts, DuServeurSurPostgresql)
 {
-    demarrer(_dossier.fichier("vols.db"));
-    for (unsigned mort = 0; mort < _morts; ++mort) {
-        const std::string nom = attendreConnexion();
-        laisserAller();
-        tuerServeur(nom);
-    }
+    tuerLesServeurs(PostgresEssai::celui().uri(PostgresEssai::celui().creerBase()));
+}
+
+/// The database itself: its servers wait for it, settle what was under way, and go on.
+TEST_F(Morts, DePostgresql)
+{
+    PostgresEssai& postgres = PostgresEssai::celui();
+    demarrer(postgres.uri(postgres.creerBase()));
     attendreConnexion();
+    for (unsigned mort = 0; mort < _morts; ++mort) {
+        laisserAller();
+        postgres.tuer();
+        attendreReponses();
+    }
     compter();
 }
 

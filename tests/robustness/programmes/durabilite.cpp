@@ -220,7 +220,7 @@ void Charge::_noterReponse()
     if (silence > 1s)
         std::cout << "answers again, " << std::chrono::duration<double>(silence).count()
                   << " s after the last one" << std::endl;
-    if (++_reponses % 5000 == 0)
+    if (++_reponses % 500 == 0)
         std::cout << _reponses << " answers" << std::endl;
 }
 

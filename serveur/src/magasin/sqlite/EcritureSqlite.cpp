@@ -5,7 +5,6 @@
 #include "orix/Trace.h"
 
 #include <algorithm>
-#include <new>
 
 namespace serveur {
 
@@ -18,20 +17,6 @@ constexpr int PAGES_JOURNAL = 4000;
 constexpr int PAGES_JOURNAL_MAX = 2 * PAGES_JOURNAL;
 constexpr std::chrono::milliseconds ATTENTE_LECTEURS{200};
 
-std::string sqlInsertion()
-{
-    return "INSERT INTO vol (" + listeColonnes() + ") VALUES (" +
-           enumererColonnes([](const std::string&, const std::string& numero) { return "?" + numero; }) +
-           ") ON CONFLICT DO NOTHING";
-}
-std::string sqlModification()
-{
-    return "UPDATE vol SET " + enumererColonnes([](const std::string& nom, const std::string& numero) {
-               return nom + " = coalesce(?" + numero + ", " + nom + ")";
-           }) +
-           " WHERE m_gidentifiant = ?1 RETURNING " + listeColonnes();
-}
-
 } // namespace
 
 EcritureSqlite::EcritureSqlite(FichierSqlite& fichier, int pagesMax)
@@ -39,10 +24,10 @@ EcritureSqlite::EcritureSqlite(FichierSqlite& fichier, int pagesMax)
       _commencerLecture(_base.preparer("BEGIN DEFERRED")),
       _commencerEcriture(_base.preparer("BEGIN IMMEDIATE")),
       _valider(_base.preparer("COMMIT")),
-      _annuler(_base.preparer("ROLLBACK")),
+      _annulation(_base.preparer("ROLLBACK")),
       _insertion(_base.preparer(sqlInsertion())),
       _modification(_base.preparer(sqlModification())),
-      _suppression(_base.preparer("DELETE FROM vol WHERE m_gidentifiant = ?1")),
+      _suppression(_base.preparer(sqlSuppression())),
       _consultation(_base.preparer(sqlConsultation())),
       _prochaineRemise(PAGES_JOURNAL_MAX)
 {
@@ -60,8 +45,7 @@ EcritureSqlite::EcritureSqlite(FichierSqlite& fichier, int pagesMax)
 
 std::size_t EcritureSqlite::executer(const Lot& lot) noexcept
 {
-    _rendus = 0;
-    const Place fin = _base.estEnPlace() ? _executer(lot.begin(), lot.end()) : lot.end();
+    const Place fin = _base.estEnPlace() ? _executerLot(lot.begin(), lot.end()) : lot.end();
     if (!_base.estEnPlace()) // what was committed went where nobody finds it
         std::for_each(lot.begin(), fin, [](Demande* demande) { demande->resultat = ECHEC_MAGASIN; });
     else
@@ -69,60 +53,7 @@ std::size_t EcritureSqlite::executer(const Lot& lot) noexcept
     return static_cast<std::size_t>(fin - lot.begin());
 }
 
-EcritureSqlite::Place EcritureSqlite::_executer(Place debut, Place fin) noexcept
-{
-    Place ici = fin;
-    try {
-        if (_tenter(debut, ici)) {
-            std::for_each(debut, ici, [](Demande* demande) {
-                if (demande->rendu != nullptr)
-                    demande->vol = std::move(demande->rendu);
-            });
-            return ici;
-        }
-        // Nobody's fault, and the same for all of them.
-        const bool verrou = (sqlite3_errcode(_base.lire()) & 0xFF) == SQLITE_BUSY;
-        _abandonner(debut, fin, sqlite3_errmsg(_base.lire()));
-        if (verrou) {
-            ORIX_TRACE_SANS_ECHEC(
-                orix::NTO_NOTABLE, "EcritureSqlite", "executer",
-                "Base verrouillée par un autre programme, demandes sans effet : " << fin - debut);
-            return fin;
-        }
-    } catch (const std::bad_alloc& exception) {
-        _abandonner(debut, fin, exception.what());
-    }
-    // By halves, down to the request that is to blame.
-    const auto nombre = fin - debut;
-    if (nombre <= 1)
-        return fin;
-    const Place milieu = debut + nombre / 2;
-    const Place arret = _executer(debut, milieu);
-    return arret == milieu ? _executer(milieu, fin) : arret;
-}
-
-void EcritureSqlite::_abandonner(Place debut, Place fin, const char* pourquoi) noexcept
-{
-    if (fin - debut == 1)
-        ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "EcritureSqlite", "executer",
-                              "Demande abandonnée : " << pourquoi);
-    else
-        ORIX_TRACE_SANS_ECHEC(orix::NTO_REFUS, "EcritureSqlite", "executer",
-                              "Lot de " << fin - debut << " demandes abandonné : " << pourquoi);
-    if (sqlite3_get_autocommit(_base.lire()) == 0) { // else SQLite has already rolled back
-        sqlite3_step(_annuler.get());
-        sqlite3_reset(_annuler.get());
-    }
-    std::for_each(debut, fin, [this](Demande* demande) {
-        if (demande->rendu != nullptr)
-            _rendus -= demande->rendu->octets();
-        demande->rendu = nullptr;
-        demande->resultat = ECHEC_MAGASIN;
-    });
-}
-
-/// Whether the group was committed, up to fin.
-bool EcritureSqlite::_tenter(Place debut, Place& fin)
+EcritureSqlite::Issue EcritureSqlite::_tenter(Place debut, Place& fin)
 {
     const bool ecriture =
         std::any_of(debut, fin, [](const Demande* d) { return d->operation != Operation::consulte; });
@@ -130,10 +61,24 @@ bool EcritureSqlite::_tenter(Place debut, Place& fin)
     for (Place demande = debut; fait && demande != fin; ++demande) {
         (*demande)->resultat = _executer(**demande);
         fait = (*demande)->resultat != ECHEC_MAGASIN;
-        if (fait && _rendus > OCTETS_RENDUS_MAX)
+        if (fait && !_restePlace())
             fin = demande + 1;
     }
-    return fait && Execution(_valider.get()).achever();
+    if (fait && Execution(_valider.get()).achever())
+        return Issue::faite;
+    if ((sqlite3_errcode(_base.lire()) & 0xFF) != SQLITE_BUSY)
+        return Issue::fautive;
+    ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "EcritureSqlite", "executer",
+                          "Base verrouillée par un autre programme, demandes sans effet : " << fin - debut);
+    return Issue::vaine;
+}
+
+void EcritureSqlite::_annuler() noexcept
+{
+    if (sqlite3_get_autocommit(_base.lire()) != 0)
+        return; // SQLite has already rolled back
+    sqlite3_step(_annulation.get());
+    sqlite3_reset(_annulation.get());
 }
 
 int EcritureSqlite::_executer(Demande& demande)
@@ -146,9 +91,9 @@ int EcritureSqlite::_executer(Demande& demande)
     case Operation::supprime:
         return _supprime(*demande.vol);
     case Operation::modifie:
-        return _rendre(_modification.get(), demande);
+        return _rendreVol(_modification.get(), demande);
     case Operation::consulte:
-        return _rendre(_consultation.get(), demande);
+        return _rendreVol(_consultation.get(), demande);
     case Operation::liste:
         break; // has its own way
     }
@@ -173,7 +118,7 @@ int EcritureSqlite::_supprime(const Fiche& vol)
     return sqlite3_changes(_base.lire()) == 0 ? INTROUVABLE : FAIT;
 }
 
-int EcritureSqlite::_rendre(sqlite3_stmt* ordre, Demande& demande)
+int EcritureSqlite::_rendreVol(sqlite3_stmt* ordre, Demande& demande)
 {
     Execution execution(ordre);
     if (ordre == _consultation.get())
@@ -181,10 +126,8 @@ int EcritureSqlite::_rendre(sqlite3_stmt* ordre, Demande& demande)
     else
         execution.lierFiche(*demande.vol);
     const bool trouve = execution.avancer();
-    if (trouve) {
-        demande.rendu = execution.lireFiche();
-        _rendus += demande.rendu->octets();
-    }
+    if (trouve)
+        _rendre(demande, execution.lireFiche());
     if (!execution.achever())
         return ECHEC_MAGASIN;
     return trouve ? FAIT : INTROUVABLE;

@@ -2,12 +2,13 @@
 #define ECRITURESQLITE_H
 
 #include "BaseSqlite.h"
+#include "EcritureParMoities.h"
 
 namespace serveur {
 
 /// Writes into the database. Keeps its log small, which grows while somebody reads: what is in it goes back
 /// into the file from time to time, and all of it when nobody writes.
-class EcritureSqlite : public Ecriture
+class EcritureSqlite : public EcritureParMoities
 {
   public:
     /// Throws ErreurMagasin. pagesMax: of the file, 0: no limit. fichier outlives this object.
@@ -16,17 +17,16 @@ class EcritureSqlite : public Ecriture
     std::size_t executer(const Lot& lot) noexcept override;
     void reposer() noexcept override;
 
-  private:
-    using Place = Lot::const_iterator;
+  protected:
+    Issue _tenter(Place debut, Place& fin) override;
+    void _annuler() noexcept override;
+    const char* _pourquoi() const noexcept override { return sqlite3_errmsg(_base.lire()); }
 
-    /// Where it stopped.
-    Place _executer(Place debut, Place fin) noexcept;
-    bool _tenter(Place debut, Place& fin);
-    void _abandonner(Place debut, Place fin, const char* pourquoi) noexcept;
+  private:
     int _executer(Demande& demande);
     int _cree(const Fiche& vol);
     int _supprime(const Fiche& vol);
-    int _rendre(sqlite3_stmt* ordre, Demande& demande);
+    int _rendreVol(sqlite3_stmt* ordre, Demande& demande);
     void _entretenirJournal() noexcept;
     void _vider(int mode, std::chrono::milliseconds attente) noexcept;
 
@@ -34,14 +34,13 @@ class EcritureSqlite : public Ecriture
     const BaseSqlite::Ordre _commencerLecture;
     const BaseSqlite::Ordre _commencerEcriture;
     const BaseSqlite::Ordre _valider;
-    const BaseSqlite::Ordre _annuler;
+    const BaseSqlite::Ordre _annulation;
     const BaseSqlite::Ordre _insertion;
     const BaseSqlite::Ordre _modification;
     const BaseSqlite::Ordre _suppression;
     const BaseSqlite::Ordre _consultation;
-    std::size_t _rendus = 0; // octets that the group gives back
-    int _pagesJournal = 1;   // at the last commit; a process that died may have left some
-    int _prochaineRemise;    // pages from which the log is begun again
+    int _pagesJournal = 1; // at the last commit; a process that died may have left some
+    int _prochaineRemise;  // pages from which the log is begun again
 };
 
 } // namespace serveur

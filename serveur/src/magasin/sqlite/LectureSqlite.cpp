@@ -11,8 +11,6 @@ namespace serveur {
 
 namespace {
 constexpr std::size_t ORDRES_GARDES = 32;
-/// Of a listing whose conditions may match none: how many records one slice looks at.
-constexpr int VOLS_EXAMINES = 4096;
 } // namespace
 
 LectureSqlite::LectureSqlite(FichierSqlite& fichier)
@@ -91,28 +89,9 @@ int LectureSqlite::_lister(const Fiche& exemple, Parcours& parcours, std::size_t
         return FAIT;
     }
     const std::string borne = _borner(filtre, parcours);
-    std::string conditions;
-    std::vector<std::string_view> valeurs;
-    const auto exiger = [&](const char* relation, std::string_view valeur) {
-        conditions += (conditions.empty() ? " WHERE m_gidentifiant" : " AND m_gidentifiant");
-        conditions += relation;
-        valeurs.push_back(valeur);
-    };
-    if (!filtre.egal.empty())
-        exiger(" = ?", filtre.egal);
-    else if (parcours.dernier.empty()) // one bound only on either side: the key's range is no wider then
-        exiger(" >= ?", filtre.depuis);
-    else
-        exiger(" > ?", parcours.dernier);
-    if (!borne.empty())
-        exiger(" <= ?", borne);
-    else if (!filtre.jusquA.empty())
-        exiger(" < ?", filtre.jusquA);
-    valeurs.insert(valeurs.end(), filtre.valeurs.begin(), filtre.valeurs.end());
-
-    static const std::string SELECTION = "SELECT " + listeColonnes() + " FROM vol";
-    Execution execution(_ordre(SELECTION + conditions + filtre.autres + " ORDER BY m_gidentifiant"));
-    for (const std::string_view valeur : valeurs)
+    const RequeteSql tranche = sqlTranche(filtre, parcours, borne);
+    Execution execution(_ordre(tranche.texte));
+    for (const std::string_view valeur : tranche.valeurs)
         execution.lier(valeur);
     for (std::size_t donnes = 0; donnes < octets;) {
         if (!execution.avancer()) {
@@ -133,16 +112,12 @@ int LectureSqlite::_lister(const Fiche& exemple, Parcours& parcours, std::size_t
 /// The last record of the slice when its conditions may match none for long; empty: there is no need.
 std::string LectureSqlite::_borner(const Filtre& filtre, const Parcours& parcours)
 {
-    if (filtre.autres.empty() || !filtre.egal.empty())
+    if (!aBorner(filtre))
         return "";
-    const bool debut = parcours.dernier.empty();
-    Execution execution(_ordre(std::string("SELECT m_gidentifiant FROM vol WHERE m_gidentifiant ") +
-                               (debut ? ">= ?" : "> ?") +
-                               (filtre.jusquA.empty() ? "" : " AND m_gidentifiant < ?") +
-                               " ORDER BY m_gidentifiant LIMIT 1 OFFSET " + std::to_string(VOLS_EXAMINES)));
-    execution.lier(debut ? std::string_view(filtre.depuis) : std::string_view(parcours.dernier));
-    if (!filtre.jusquA.empty())
-        execution.lier(filtre.jusquA);
+    const RequeteSql requete = sqlBorne(filtre, parcours);
+    Execution execution(_ordre(requete.texte));
+    for (const std::string_view valeur : requete.valeurs)
+        execution.lier(valeur);
     return execution.avancer() ? std::string(execution.lireOctets(0)) : "";
 }
 

@@ -19,14 +19,6 @@ constexpr std::chrono::milliseconds PAUSE_VERROU{10};
 /// Of one try to open the file: between two, who opens it may say so, and give up.
 constexpr std::chrono::milliseconds ATTENTE_OUVERTURE{500};
 
-std::string sqlCreation()
-{
-    return "CREATE TABLE vol (" + enumererColonnes([](const std::string& nom, const std::string& numero) {
-               return nom + (numero == "1" ? " BLOB NOT NULL PRIMARY KEY" : " BLOB");
-           }) +
-           ") WITHOUT ROWID";
-}
-
 /// The log's index is memory that its users share: on a file system of several machines each would have its
 /// own, and ruin the file.
 void refuserReseau(const std::string& fichier)
@@ -105,7 +97,7 @@ void MagasinSqlite::_verifierSchema()
     const int version = _base->lireEntier("PRAGMA user_version");
     const bool vide = _base->lireEntier("SELECT count(*) FROM sqlite_master") == 0;
     if (vide && version == 0) {
-        _base->executer(sqlCreation());
+        _base->executer(sqlCreationTable("BLOB") + " WITHOUT ROWID");
         _base->executer("PRAGMA user_version = " + std::to_string(VERSION_SCHEMA));
         _base->executer("PRAGMA application_id = " + std::to_string(IDENTIFIANT_APPLICATION));
     } else if (_base->lireEntier("PRAGMA application_id") != IDENTIFIANT_APPLICATION) {
