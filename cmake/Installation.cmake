@@ -64,3 +64,6 @@ install(DIRECTORY ${documents}/decisions DESTINATION ${CMAKE_INSTALL_DATAROOTDIR
         COMPONENT developpement)
 install(FILES ${documents}/exploitation.md ${documents}/configuration.md ${documents}/securite.md ${mesures}
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/cdv-serveur COMPONENT serveur)
+# Two machines: what exploitation.md puts on them.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/exemples/grappe DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/cdv-serveur/examples
+        COMPONENT serveur)
