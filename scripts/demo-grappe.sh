@@ -38,7 +38,7 @@ vivre() {
     install -d -o postgres -g postgres /run/postgresql
     garder etcd comme_postgres "$dossier/$moi/etcd.env" etcd --data-dir "$dossier/$moi/donnees/etcd"
     if [ "$moi" != cdv-3 ]; then
-        garder patroni comme_postgres "$dossier/$moi/patroni.env" patroni "$dossier/patroni.yml"
+        garder patroni comme_postgres "$dossier/$moi/patroni.env" patroni "$dossier/$moi/patroni.yml"
         PGPASSFILE=$dossier/pgpass garder serveur "$binaires/serveur/cdv-serveur" --nom "$moi" --machine "$moi" \
             --hote "${adresse[$moi]}" --base "$(grep -o 'postgresql://[^ ]*' "$dossier/$moi/cdv-serveur.conf")"
     fi
@@ -155,13 +155,12 @@ dire "Packages and programs are there."
 
 secret=$(od -An -N16 -tx1 /dev/urandom | tr -d ' \n')
 chmod 711 "$dossier"
-cp exemples/grappe/patroni.yml "$dossier"
 echo "*:*:cdv:cdv:$secret" >"$dossier/pgpass"
 chmod 600 "$dossier/pgpass"
 for machine in "${machines[@]}"; do
     install -d -m 711 "$dossier/$machine"
     install -d -o postgres -g postgres -m 700 "$dossier/$machine/donnees"
-    for fichier in etcd.env patroni.env cdv-serveur.conf; do
+    for fichier in etcd.env patroni.yml patroni.env cdv-serveur.conf; do
         sed -e "s/@NOM@/$machine/; s/@ADRESSE@/${adresse[$machine]}/; s|@DONNEES@|$dossier/$machine/donnees|; s/@SECRET@/$secret/" \
             -e "s/@ADRESSE1@/${adresse[cdv-1]}/; s/@ADRESSE2@/${adresse[cdv-2]}/; s/@ADRESSE3@/${adresse[cdv-3]}/" \
             "exemples/grappe/$fichier.in" >"$dossier/$machine/$fichier"
