@@ -3,7 +3,7 @@
 #include "../comparer/Processus.h"
 #include "../mesure.h"
 #include "../pairs/VolApplication.h"
-#include "Serveur.h"
+#include "ServeurMesure.h"
 
 #include "OXcdvCliArret.h"
 #include "OXcdvCliCB.h"

@@ -2,7 +2,7 @@
 // change, and, half of the time, a listing read slowly and another one that is not read at all. Each client
 // is a process, behind the session layer.
 #include "../mesure.h"
-#include "Serveur.h"
+#include "ServeurMesure.h"
 
 #include "CdvSession.h"
 

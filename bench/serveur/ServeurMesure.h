@@ -1,5 +1,5 @@
-#ifndef BENCH_SERVEUR_H
-#define BENCH_SERVEUR_H
+#ifndef BENCH_SERVEURMESURE_H
+#define BENCH_SERVEURMESURE_H
 
 #include "../comparer/Processus.h"
 
