@@ -118,7 +118,7 @@ const std::vector<Descripteur>& descripteurs()
         {cle::delaiPing, "surveillance", "delai_ms", 1s, 1, UNE_HEURE},
         {cle::pingsManques, "surveillance", "pings_manques", 2, 1, 1000},
         {cle::capaciteFileCB, "executeur", "capacite", 10000, 1, 100000000},
-        {cle::guetFileCB, "executeur", "guet_us", 100, 0, 10000},
+        {cle::guetFileCB, "executeur", "guet_us", 0, 0, 10000},
         {cle::niveauTrace, "trace", "niveau", 0, 0, 1000},
         {cle::fichierTrace, "trace", "fichier", ""},
         {cle::capaciteTrace, "trace", "capacite", 8192, 0, 10000000},

@@ -103,7 +103,7 @@ inline constexpr Cle<int> pingsManques{10};
 /// [executeur] capacite: callbacks that may wait before posters do
 inline constexpr Cle<int> capaciteFileCB{11};
 /// [executeur] guet_us: how long the callback thread watches, awake, for the next callback, while they come
-/// that close to each other
+/// that close to each other; 0: not at all. Pays where two processors are free
 inline constexpr Cle<int> guetFileCB{12};
 /// [trace] niveau: lines up to that level are written. 0: none; statuses and callbacks tell an application
 /// all it needs. 100 is for service: errors and notable events, among them each message sent and received.
