@@ -11,7 +11,8 @@ set -euo pipefail
 paquets=(
     g++ cmake ninja-build pkg-config                      # tools
     omniidl libomniorb4-dev libssl-dev libace-dev         # ORB, TLS, timers
-    libspdlog-dev libtomlplusplus-dev libsqlite3-dev      # traces, configuration, store
+    libspdlog-dev libtomlplusplus-dev                     # traces, configuration
+    libsqlite3-dev libpq-dev                              # stores
     libcli11-dev nlohmann-json3-dev libsystemd-dev        # programs
     libmicrohttpd-dev prometheus-cpp-dev                  # figures of the server
     libgtest-dev libgmock-dev                             # tests are part of the build
@@ -19,7 +20,7 @@ paquets=(
 facultatifs=()
 for option in "$@"; do
     case $option in
-        --tests) paquets+=(binutils abigail-tools openssl iproute2 python3 dpkg-dev lintian doxygen prometheus clang libclang-rt-dev) ;;
+        --tests) paquets+=(postgresql-15 binutils abigail-tools openssl iproute2 python3 dpkg-dev lintian doxygen prometheus clang libclang-rt-dev) ;;
         --analyse) paquets+=(clang-format-14 clang-tidy-14) ;;
         --couverture) paquets+=(gcovr) ;;
         --paquets) paquets+=(dpkg-dev lintian debootstrap) ;;

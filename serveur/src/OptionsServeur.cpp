@@ -12,7 +12,7 @@ namespace {
 
 constexpr const char* PRESENTATION =
     "Serveur de référence du service cdv : garde des vols complets dans une base "
-    "SQLite et les sert aux clients CORBA.";
+    "SQLite, ou PostgreSQL, et les sert aux clients CORBA.";
 
 constexpr const char* COMPLEMENT =
     R"(Codes de résultat portés par les notifications :
@@ -29,7 +29,9 @@ Opérations :
             précède une « * » finale ; les listes de l'exemple sont ignorées
 
 Un vol est sur le disque avant que sa notification ne parte. Deux serveurs peuvent partager
-une base : ce sont les deux serveurs du service. Un client qui manque deux pings de suite est
+une base, SQLite sur une machine, PostgreSQL sur plusieurs : ce sont les deux serveurs du
+service. Le mot de passe de PostgreSQL vient de PGPASSFILE ou PGPASSWORD, pas de l'adresse,
+que ps montrerait. Un client qui manque deux pings de suite est
 abandonné ; celui qui y répond peut lire ses réponses aussi lentement qu'il veut : il n'attend
 que lui-même.
 
@@ -38,6 +40,7 @@ Exemples :
   cdv-serveur --base vols.db --http 9464
   cdv-serveur sauvegarder --base vols.db copie.db
   cdv-serveur verifier --base copie.db
+  cdv-serveur --base postgresql://cdv@10.0.0.1,10.0.0.2/cdv
   cdv-serveur --base vols.db --hote 0.0.0.0 --port 2810 --nom cdv-secours --trace 300
 
 La table [acces] du fichier de configuration dit, par les noms des certificats, quels clients
@@ -83,8 +86,11 @@ void decrireOptions(CLI::App& application, Options& options)
     constexpr long long UNE_HEURE = 3600000;
     application.footer(COMPLEMENT);
     application.set_help_flag("-h,--help", "affiche cette aide");
-    application.add_option("--base", options.base, "base de données, créée s'il n'y en a pas (obligatoire)")
-        ->type_name("FICHIER");
+    application
+        .add_option("--base", options.base,
+                    "base de données, créée s'il n'y en a pas : fichier SQLite, ou adresse PostgreSQL "
+                    "(obligatoire)")
+        ->type_name("BASE");
     application.add_option("--port", options.port, "port TCP ; 0 : un port libre (2809)")
         ->type_name("PORT")
         ->check(CLI::Range(0u, 65535u));

@@ -38,10 +38,10 @@ class PostgresEssai : orix::INonCopiable
 
     void demarrer() const
     {
-        _lancer(
-            "pg_ctl -w -l " + _dossier.fichier("journal") + " -o '-p " + std::to_string(_port) +
-            " -c listen_addresses=127.0.0.1 -c unix_socket_directories= -c fsync=off -c max_connections=60"
-            " -c log_min_messages=fatal' start");
+        _lancer("pg_ctl -w -l " + _dossier.fichier("journal") + " -o '-p " + std::to_string(_port) +
+                " -c listen_addresses=127.0.0.1 -c unix_socket_directories= -c fsync=off -c "
+                "max_connections=60 -c deadlock_timeout=20ms"
+                " -c log_min_messages=fatal' start");
     }
     void arreter(const std::string& comment = "fast") const { _lancer("pg_ctl -w -m " + comment + " stop"); }
 

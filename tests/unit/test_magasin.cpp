@@ -1,8 +1,8 @@
-#include "ColonnesVol.h"
 #include "DossierTemporaire.h"
+#include "MagasinEssai.h"
 #include "MagasinSqlite.h"
-#include "OXvol_completData.h"
 #include "PanneMemoire.h"
+#include "PostgresEssai.h"
 
 #include <sqlite3.h>
 
@@ -13,129 +13,10 @@
 #include <mutex>
 #include <thread>
 
-using namespace serveur;
+using namespace essais;
 using namespace testing;
 
 namespace {
-
-/// A record with nothing set but, where given, the identifier.
-Vol volNul(const char* identifiant = TEXTE_NUL)
-{
-    Vol vol = OXvol_completData().construireObjetSpecifique_v3_0_0();
-    vol.m_gidentifiant = identifiant;
-    return vol;
-}
-
-/// A status code with those parts.
-void poser(SeqOXcode_statData_v3_0_0& codes, const char* code, const char* libelle, const char* heure)
-{
-    codes.length(1);
-    codes[0].m_gcode = code;
-    codes[0].m_glibelle = libelle;
-    codes[0].m_gheure_chgt = heure;
-}
-
-/// A record with everything set, each text different, and all bytes that a text can hold.
-Vol volPlein(const std::string& identifiant)
-{
-    Vol vol = volNul();
-    int numero = 0;
-    for (const Colonne& colonne : colonnesVol()) {
-        const std::string texte = "valeur " + std::to_string(++numero);
-        colonne.poser(vol, CORBA::string_dup(texte.c_str()));
-    }
-    std::string octets;
-    for (int octet = 1; octet < 256; ++octet)
-        octets += static_cast<char>(octet);
-    vol.m_gidentifiant = identifiant.c_str();
-    vol.m_gnature = octets.c_str();
-    vol.m_gpiste = "";
-    vol.m_gparking = "__PtrNULL__";
-    vol.m_pcode_stat_arrivee[0].m_glibelle = "__PtrNULL__";
-    vol.m_trub_chgt.length(6);
-    for (CORBA::ULong i = 0; i < 6; ++i) {
-        vol.m_trub_chgt[i].m_grubrique = ("rubrique " + std::to_string(i)).c_str();
-        vol.m_trub_chgt[i].m_gancienne_valeur = "";
-        vol.m_trub_chgt[i].m_gnouvelle_valeur = "__PtrNULL__";
-    }
-    vol.m_tpoint.length(10);
-    for (CORBA::ULong i = 0; i < 10; ++i)
-        vol.m_tpoint[i] = i % 2 == 0 ? "" : octets.c_str();
-    return vol;
-}
-
-/// Everything that the record holds, byte for byte.
-std::string contenu(const Vol& vol)
-{
-    std::ostringstream texte;
-    texte << OXvol_completData(vol);
-    return texte.str();
-}
-
-std::string contenu(const Fiche& fiche)
-{
-    VolPrete prete;
-    const Fiche avant(volPlein("avant"));
-    prete.preter(avant); // a loan leaves nothing behind for the next
-    return contenu(prete.preter(fiche));
-}
-
-struct Issue
-{
-    int resultat;
-    FichePartagee vol;
-};
-
-/// A store, and the ways into it.
-struct Ouvert
-{
-    explicit Ouvert(const std::string& fichier, const MagasinSqlite::Reglages& reglages = {})
-        : magasin(fichier, reglages), ecriture(magasin.ouvrirEcriture()), lecture(magasin.ouvrirLecture())
-    {}
-
-    MagasinSqlite magasin;
-    std::unique_ptr<Ecriture> ecriture;
-    std::unique_ptr<Lecture> lecture;
-};
-
-/// By the way of the changes; consultations by the other one too, which says the same.
-Issue executer(Ouvert& base, Operation operation, const Vol& vol)
-{
-    Demande demande{operation, std::make_shared<Fiche>(vol)};
-    base.ecriture->executer({&demande});
-    if (operation == Operation::consulte) {
-        Demande lue{operation, std::make_shared<Fiche>(vol)};
-        base.lecture->consulter({&lue});
-        EXPECT_EQ(lue.resultat, demande.resultat);
-        EXPECT_EQ(contenu(*lue.vol), contenu(*demande.vol));
-    }
-    return {demande.resultat, demande.vol};
-}
-
-/// The results of a group.
-std::vector<int> executer(Ouvert& base, std::vector<Demande>& demandes)
-{
-    Lot lot;
-    for (Demande& demande : demandes)
-        lot.push_back(&demande);
-    EXPECT_EQ(base.ecriture->executer(lot), lot.size());
-    std::vector<int> resultats;
-    for (const Demande& demande : demandes)
-        resultats.push_back(demande.resultat);
-    return resultats;
-}
-
-/// In slices of one record each, or of many.
-std::vector<std::string> lister(Ouvert& base, const Vol& exemple, std::size_t octets = 1)
-{
-    std::vector<std::string> identifiants;
-    Parcours parcours;
-    while (!parcours.fini && !testing::Test::HasFailure())
-        EXPECT_EQ(FAIT, base.lecture->lister(Fiche(exemple), parcours, octets, [&](const FichePartagee& vol) {
-            identifiants.emplace_back(vol->identifiant());
-        }));
-    return identifiants;
-}
 
 std::string refus(const std::string& fichier)
 {
@@ -165,16 +46,32 @@ class Autre
     sqlite3* _base = nullptr;
 };
 
-class TestMagasin : public testing::Test
+Ouvert ouvrirSqlite(const std::string& fichier, const MagasinSqlite::Reglages& reglages)
+{
+    return Ouvert(std::make_unique<MagasinSqlite>(fichier, reglages));
+}
+
+/// What holds of one store alone.
+class TestSqlite : public testing::Test
 {
   protected:
-    essais::DossierTemporaire _dossier;
+    DossierTemporaire _dossier;
     std::string _fichier = _dossier.fichier("vols.db");
+};
+
+/// What holds of each: of a new one, empty.
+class TestMagasin : public testing::TestWithParam<const char*>
+{
+  protected:
+    DossierTemporaire _dossier;
+    const std::string _base = GetParam() == std::string("Sqlite")
+                                  ? _dossier.fichier("vols.db")
+                                  : PostgresEssai::celui().uri(PostgresEssai::celui().creerBase());
 };
 
 } // namespace
 
-TEST_F(TestMagasin, CeQuiEntreRessortOctetPourOctetApresReouverture)
+TEST_P(TestMagasin, CeQuiEntreRessortOctetPourOctetApresReouverture)
 {
     const Vol plein = volPlein("AF1");
     const Vol nul = volNul("AF2");
@@ -185,11 +82,11 @@ TEST_F(TestMagasin, CeQuiEntreRessortOctetPourOctetApresReouverture)
     // Present, with nothing set: not the same as absent.
     poser(vide.m_pcode_stat_depart, TEXTE_NUL, TEXTE_NUL, TEXTE_NUL);
     {
-        Ouvert magasin(_fichier);
+        Ouvert magasin(_base);
         for (const Vol* vol : std::initializer_list<const Vol*>{&plein, &nul, &vide})
             EXPECT_EQ(FAIT, executer(magasin, Operation::cree, *vol).resultat);
     }
-    Ouvert magasin(_fichier);
+    Ouvert magasin(_base);
     for (const Vol* vol : std::initializer_list<const Vol*>{&plein, &nul, &vide}) {
         const Issue issue = executer(magasin, Operation::consulte, volNul(vol->m_gidentifiant));
         EXPECT_EQ(FAIT, issue.resultat);
@@ -197,9 +94,9 @@ TEST_F(TestMagasin, CeQuiEntreRessortOctetPourOctetApresReouverture)
     }
 }
 
-TEST_F(TestMagasin, ChaqueOperationRendSonCode)
+TEST_P(TestMagasin, ChaqueOperationRendSonCode)
 {
-    Ouvert magasin(_fichier);
+    Ouvert magasin(_base);
     for (const Operation operation :
          {Operation::cree, Operation::modifie, Operation::supprime, Operation::consulte}) {
         for (const char* identifiant : {TEXTE_NUL, ""})
@@ -223,9 +120,9 @@ TEST_F(TestMagasin, ChaqueOperationRendSonCode)
     EXPECT_EQ(contenu(*plein), contenu(*demandes[3].vol));
 }
 
-TEST_F(TestMagasin, UneModificationNeToucheQueCeQuiEstRenseigne)
+TEST_P(TestMagasin, UneModificationNeToucheQueCeQuiEstRenseigne)
 {
-    Ouvert magasin(_fichier);
+    Ouvert magasin(_base);
     Vol attendu = volPlein("AF1");
     executer(magasin, Operation::cree, attendu);
 
@@ -247,9 +144,9 @@ TEST_F(TestMagasin, UneModificationNeToucheQueCeQuiEstRenseigne)
     EXPECT_EQ(contenu(attendu), contenu(*executer(magasin, Operation::consulte, volNul("AF1")).vol));
 }
 
-TEST_F(TestMagasin, ListeParLExemple)
+TEST_P(TestMagasin, ListeParLExemple)
 {
-    Ouvert magasin(_fichier);
+    Ouvert magasin(_base);
     const auto creer = [&](const char* identifiant, const char* piste, const char* code) {
         Vol vol = volNul(identifiant);
         vol.m_gpiste = piste;
@@ -291,8 +188,82 @@ TEST_F(TestMagasin, ListeParLExemple)
     EXPECT_THAT(lister(magasin, exemple), ElementsAre("AF2"));
 }
 
+TEST_P(TestMagasin, UneListeSansReponseAvanceParTranches)
+{
+    constexpr int NOMBRE = 10000;
+    Ouvert magasin(_base);
+    std::vector<Demande> creations;
+    for (int i = 0; i < NOMBRE; ++i) {
+        Vol vol = volNul(("AF" + std::to_string(NOMBRE + i)).c_str());
+        vol.m_gpiste = i == NOMBRE - 1 ? "27L" : "09R";
+        creations.push_back({Operation::cree, std::make_shared<Fiche>(vol)});
+    }
+    executer(magasin, creations);
+    Vol exemple = volNul("AF1*");
+    exemple.m_gpiste = "27L";
+    Parcours parcours;
+    EXPECT_EQ(FAIT, magasin.lecture->lister(Fiche(exemple), parcours, 1 << 20, [](const FichePartagee&) {}));
+    EXPECT_FALSE(parcours.fini);
+    EXPECT_THAT(lister(magasin, exemple, 1 << 20), ElementsAre("AF19999"));
+    creations.clear(); // and goes on behind what was deleted meanwhile
+    EXPECT_EQ(FAIT, executer(magasin, Operation::supprime, volNul(parcours.dernier.c_str())).resultat);
+    EXPECT_EQ(FAIT, magasin.lecture->lister(Fiche(exemple), parcours, 1 << 20, [](const FichePartagee&) {}));
+}
+
+TEST_P(TestMagasin, LaMemoireQuiManqueNeLaisseRienAMoitieFait)
+{
+    Ouvert magasin(_base);
+    Vol attendu = volNul("AF1");
+    executer(magasin, Operation::cree, attendu);
+    int pannes = 0;
+    for (bool survenue = true; survenue && !HasFailure();) {
+        Vol modification = volNul("AF1");
+        modification.m_gpiste = std::to_string(++pannes).c_str();
+        std::vector<Demande> demandes(3, {Operation::modifie, std::make_shared<Fiche>(modification)});
+        const Lot seule{&demandes[0]};
+        const Lot ensemble{&demandes[0], &demandes[1], &demandes[2]};
+        {
+            const essais::PanneMemoire panne(pannes);
+            magasin.ecriture->executer(seule);
+            survenue = panne.survenue();
+        }
+        EXPECT_EQ(demandes[0].resultat, survenue ? ECHEC_MAGASIN : FAIT);
+        EXPECT_EQ(contenu(survenue ? attendu : modification),
+                  contenu(*executer(magasin, Operation::consulte, attendu).vol));
+
+        const essais::PanneMemoire panne(pannes); // what fails among others is tried again
+        magasin.ecriture->executer(ensemble);
+        attendu = modification;
+        for (const Demande& demande : demandes)
+            EXPECT_EQ(demande.resultat, FAIT);
+    }
+    EXPECT_GT(pannes, 1);
+}
+
+TEST_P(TestMagasin, DeuxMagasinsPartagentUnFichierDesSaCreation)
+{
+    constexpr int NOMBRE = 200;
+    std::vector<std::thread> fils;
+    for (const char* prefixe : {"A", "B"})
+        fils.emplace_back([this, prefixe] {
+            Ouvert magasin(_base);
+            for (int i = 0; i < NOMBRE; ++i) {
+                const Vol vol = volNul((prefixe + std::to_string(i)).c_str());
+                EXPECT_EQ(FAIT, executer(magasin, Operation::cree, vol).resultat);
+            }
+        });
+    for (std::thread& fil : fils)
+        fil.join();
+    Ouvert magasin(_base);
+    EXPECT_EQ(2u * NOMBRE, lister(magasin, volNul()).size());
+}
+
+INSTANTIATE_TEST_SUITE_P(Magasins, TestMagasin, Values("Sqlite", "Postgresql"),
+                         [](const auto& celui) { return std::string(celui.param); });
+
 // Who asks for what cannot be done, or touches what is damaged, is the only one to hear of it.
-TEST_F(TestMagasin, DUnLotSeulCeQuiEstEnCauseEchoue)
+
+TEST_F(TestSqlite, DUnLotSeulCeQuiEstEnCauseEchoue)
 {
     constexpr int NOMBRE = 200;
     const auto nom = [](int i) { return "AF" + std::to_string(i); };
@@ -306,7 +277,7 @@ TEST_F(TestMagasin, DUnLotSeulCeQuiEstEnCauseEchoue)
     {
         MagasinSqlite::Reglages reglages;
         reglages.pagesMax = 40;
-        Ouvert magasin(_fichier, reglages);
+        const Ouvert magasin = ouvrirSqlite(_fichier, reglages);
         EXPECT_EQ(FAIT, executer(magasin, Operation::cree, volNul("avant")).resultat);
         std::vector<Demande> creations = demander(Operation::cree);
         const std::vector<int> resultats = executer(magasin, creations); // the file is full on the way
@@ -342,30 +313,10 @@ TEST_F(TestMagasin, DUnLotSeulCeQuiEstEnCauseEchoue)
 }
 
 // A condition that nothing fulfils keeps nobody inside: slices end all the same, and the rest is found.
-TEST_F(TestMagasin, UneListeSansReponseAvanceParTranches)
-{
-    constexpr int NOMBRE = 10000;
-    Ouvert magasin(_fichier);
-    std::vector<Demande> creations;
-    for (int i = 0; i < NOMBRE; ++i) {
-        Vol vol = volNul(("AF" + std::to_string(NOMBRE + i)).c_str());
-        vol.m_gpiste = i == NOMBRE - 1 ? "27L" : "09R";
-        creations.push_back({Operation::cree, std::make_shared<Fiche>(vol)});
-    }
-    executer(magasin, creations);
-    Vol exemple = volNul("AF1*");
-    exemple.m_gpiste = "27L";
-    Parcours parcours;
-    EXPECT_EQ(FAIT, magasin.lecture->lister(Fiche(exemple), parcours, 1 << 20, [](const FichePartagee&) {}));
-    EXPECT_FALSE(parcours.fini);
-    EXPECT_THAT(lister(magasin, exemple, 1 << 20), ElementsAre("AF19999"));
-    creations.clear(); // and goes on behind what was deleted meanwhile
-    EXPECT_EQ(FAIT, executer(magasin, Operation::supprime, volNul(parcours.dernier.c_str())).resultat);
-    EXPECT_EQ(FAIT, magasin.lecture->lister(Fiche(exemple), parcours, 1 << 20, [](const FichePartagee&) {}));
-}
 
 // With somebody always inside, the log is begun again all the same; with nobody, it is emptied.
-TEST_F(TestMagasin, LeJournalResteCourt)
+
+TEST_F(TestSqlite, LeJournalResteCourt)
 {
     Ouvert magasin(_fichier);
     const auto journal = [&] { return std::filesystem::file_size(_fichier + "-wal"); };
@@ -412,59 +363,11 @@ TEST_F(TestMagasin, LeJournalResteCourt)
     EXPECT_EQ(journal(), 0u);
 }
 
-TEST_F(TestMagasin, LaMemoireQuiManqueNeLaisseRienAMoitieFait)
-{
-    Ouvert magasin(_fichier);
-    Vol attendu = volNul("AF1");
-    executer(magasin, Operation::cree, attendu);
-    int pannes = 0;
-    for (bool survenue = true; survenue && !HasFailure();) {
-        Vol modification = volNul("AF1");
-        modification.m_gpiste = std::to_string(++pannes).c_str();
-        std::vector<Demande> demandes(3, {Operation::modifie, std::make_shared<Fiche>(modification)});
-        const Lot seule{&demandes[0]};
-        const Lot ensemble{&demandes[0], &demandes[1], &demandes[2]};
-        {
-            const essais::PanneMemoire panne(pannes);
-            magasin.ecriture->executer(seule);
-            survenue = panne.survenue();
-        }
-        EXPECT_EQ(demandes[0].resultat, survenue ? ECHEC_MAGASIN : FAIT);
-        EXPECT_EQ(contenu(survenue ? attendu : modification),
-                  contenu(*executer(magasin, Operation::consulte, attendu).vol));
-
-        const essais::PanneMemoire panne(pannes); // what fails among others is tried again
-        magasin.ecriture->executer(ensemble);
-        attendu = modification;
-        for (const Demande& demande : demandes)
-            EXPECT_EQ(demande.resultat, FAIT);
-    }
-    EXPECT_GT(pannes, 1);
-}
-
-TEST_F(TestMagasin, DeuxMagasinsPartagentUnFichierDesSaCreation)
-{
-    constexpr int NOMBRE = 200;
-    std::vector<std::thread> fils;
-    for (const char* prefixe : {"A", "B"})
-        fils.emplace_back([this, prefixe] {
-            Ouvert magasin(_fichier);
-            for (int i = 0; i < NOMBRE; ++i) {
-                const Vol vol = volNul((prefixe + std::to_string(i)).c_str());
-                EXPECT_EQ(FAIT, executer(magasin, Operation::cree, vol).resultat);
-            }
-        });
-    for (std::thread& fil : fils)
-        fil.join();
-    Ouvert magasin(_fichier);
-    EXPECT_EQ(2u * NOMBRE, lister(magasin, volNul()).size());
-}
-
-TEST_F(TestMagasin, UnVerrouQuiDureDonneUnEchecEtRienDAutre)
+TEST_F(TestSqlite, UnVerrouQuiDureDonneUnEchecEtRienDAutre)
 {
     MagasinSqlite::Reglages reglages;
     reglages.attenteVerrou = std::chrono::milliseconds(1);
-    Ouvert magasin(_fichier, reglages);
+    const Ouvert magasin = ouvrirSqlite(_fichier, reglages);
     executer(magasin, Operation::cree, volNul("AF1"));
     {
         const Autre autre(_fichier);
@@ -476,7 +379,7 @@ TEST_F(TestMagasin, UnVerrouQuiDureDonneUnEchecEtRienDAutre)
     EXPECT_EQ(FAIT, executer(magasin, Operation::supprime, volNul("AF1")).resultat);
 }
 
-TEST_F(TestMagasin, UneBaseInutilisableEstRefuseeEnUneLigne)
+TEST_F(TestSqlite, UneBaseInutilisableEstRefuseeEnUneLigne)
 {
     const auto sql = [&](const char* ordre) { Autre(_fichier).executer(ordre); };
     sql("CREATE TABLE autre (x)");

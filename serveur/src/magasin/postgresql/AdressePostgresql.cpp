@@ -65,16 +65,19 @@ void verifier(const Parametres& parametres)
         refuser();
 }
 
-/// The URI up to its parameters, without what stands between the user's name and the "@".
+/// The URI up to its parameters, without what stands between the user's name and the "@": as libpq takes it
+/// apart.
 std::string montrable(const std::string& uri)
 {
-    const std::string debut = uri.substr(0, uri.find('?'));
-    const std::size_t nom = debut.find("//") + 2;
-    const std::size_t arobase = debut.find('@', nom);
-    const std::size_t secret = debut.find(':', nom);
-    if (arobase == std::string::npos || secret > arobase)
-        return debut;
-    return debut.substr(0, secret) + debut.substr(arobase);
+    const std::size_t debut = uri.find("//") + 2;
+    const std::size_t arobase = uri.find_first_of("@/", debut);
+    std::string compte;
+    std::size_t suite = debut;
+    if (arobase != std::string::npos && uri[arobase] == '@') {
+        compte = uri.substr(debut, std::min(arobase, uri.find(':', debut)) - debut) + "@";
+        suite = arobase + 1;
+    }
+    return uri.substr(0, debut) + compte + uri.substr(suite, uri.find('?', suite) - suite);
 }
 
 } // namespace

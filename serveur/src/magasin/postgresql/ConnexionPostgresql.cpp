@@ -1,8 +1,6 @@
 #include "ConnexionPostgresql.h"
 
 #include <poll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -58,20 +56,6 @@ std::vector<const char*> pointeurs(const std::vector<std::string>& textes)
 
 } // namespace
 
-Presse::Presse() : _descripteur(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
-{
-    if (_descripteur < 0)
-        throw ErreurMagasin("aucun descripteur libre");
-}
-
-Presse::~Presse() { close(_descripteur); }
-
-void Presse::presser() noexcept
-{
-    _presse = true;
-    eventfd_write(_descripteur, 1);
-}
-
 std::string_view ReponsePostgresql::etat() const
 {
     const char* etat = PQresultErrorField(_resultat.get(), PG_DIAG_SQLSTATE);
@@ -108,21 +92,21 @@ FichePartagee ReponsePostgresql::lireFiche() const
     return fiche;
 }
 
-ConnexionPostgresql::ConnexionPostgresql(const AdressePostgresql& adresse, const Presse& presse,
+ConnexionPostgresql::ConnexionPostgresql(const PartagePostgresql& partage,
                                          const std::function<void()>& surAttente, bool refusEstDefinitif)
-    : _presse(presse), _surAttente(surAttente)
+    : _partage(partage), _surAttente(surAttente)
 {
     std::string pourquoi;
-    for (const AdressePostgresql::Membre& membre : adresse.membres())
-        if (_connecter(membre, adresse, refusEstDefinitif, pourquoi))
+    for (const AdressePostgresql::Membre& membre : partage.adresse().membres())
+        if (_connecter(membre, refusEstDefinitif, pourquoi))
             return;
     throw ConnexionPerdue(pourquoi);
 }
 
-bool ConnexionPostgresql::_connecter(const AdressePostgresql::Membre& membre,
-                                     const AdressePostgresql& adresse, bool refusEstDefinitif,
+bool ConnexionPostgresql::_connecter(const AdressePostgresql::Membre& membre, bool refusEstDefinitif,
                                      std::string& pourquoi)
 {
+    const AdressePostgresql& adresse = _partage.adresse();
     _connexion.reset(
         PQconnectStartParams(pointeurs(membre.cles).data(), pointeurs(membre.valeurs).data(), /*expand*/ 0));
     if (_connexion == nullptr)
@@ -208,7 +192,7 @@ void ConnexionPostgresql::lierFiche(const Fiche& vol)
 
 void ConnexionPostgresql::envoyer(const std::string& sql, bool ligneALigne)
 {
-    const std::string& nom = _preparer(sql);
+    const std::string& nom = _ordres.at(sql);
     const int envoye = PQsendQueryPrepared(_connexion.get(), nom.c_str(), static_cast<int>(_valeurs.size()),
                                            _valeurs.data(), _tailles.data(), _formats.data(), /*binary*/ 1);
     _valeurs.clear();
@@ -218,30 +202,30 @@ void ConnexionPostgresql::envoyer(const std::string& sql, bool ligneALigne)
         _perdre();
 }
 
-const std::string& ConnexionPostgresql::_preparer(const std::string& sql)
+void ConnexionPostgresql::preparer(std::initializer_list<std::string_view> ordres)
 {
-    const auto place = _ordres.find(sql);
-    if (place != _ordres.end())
-        return place->second;
-    if (_ordres.size() >= ORDRES_GARDES) {
+    if (_ordres.size() + ordres.size() > ORDRES_GARDES) {
         executer("DEALLOCATE ALL");
         _ordres.clear();
     }
-    std::string nom = "o" + std::to_string(_ordres.size());
-    if (PQsendPrepare(_connexion.get(), nom.c_str(), sql.c_str(), 0, nullptr) != 1)
-        _perdre();
+    std::size_t nouveaux = 0;
+    for (const std::string_view sql : ordres) {
+        const auto [place, nouveau] = _ordres.emplace(sql, "o" + std::to_string(_ordres.size()));
+        if (!nouveau)
+            continue;
+        ++nouveaux;
+        if (PQsendPrepare(_connexion.get(), place->second.c_str(), place->first.c_str(), 0, nullptr) != 1)
+            _perdre();
+    }
+    if (nouveaux == 0)
+        return;
     synchroniser();
-    const ReponsePostgresql reponse = recevoir();
-    if (reponse.estUneErreur())
-        throw ErreurSql(reponse.message());
+    for (; nouveaux > 0; --nouveaux) {
+        const ReponsePostgresql reponse = recevoir();
+        if (reponse.estUneErreur())
+            throw ErreurSql(reponse.message());
+    }
     attendreSynchronisation();
-    return _ordres.emplace(sql, std::move(nom)).first->second;
-}
-
-void ConnexionPostgresql::demanderReponses()
-{
-    if (PQsendFlushRequest(_connexion.get()) != 1 || PQflush(_connexion.get()) < 0)
-        _perdre();
 }
 
 void ConnexionPostgresql::synchroniser()
@@ -310,9 +294,9 @@ bool ConnexionPostgresql::_attendre(short evenements, std::optional<Instant> lim
             delai = std::clamp(std::chrono::ceil<std::chrono::milliseconds>(*limite - Instant::clock::now()),
                                std::chrono::milliseconds(0), delai);
         std::array<pollfd, 2> prises{
-            {{PQsocket(_connexion.get()), evenements, 0}, {_presse.descripteur(), POLLIN, 0}}};
+            {{PQsocket(_connexion.get()), evenements, 0}, {_partage.descripteurPresse(), POLLIN, 0}}};
         const int pretes = poll(prises.data(), prises.size(), static_cast<int>(delai.count()));
-        if (_presse.estPresse())
+        if (_partage.estPresse())
             throw ArretDemande();
         if (pretes > 0)
             return true;

@@ -1,13 +1,13 @@
 #ifndef CONNEXIONPOSTGRESQL_H
 #define CONNEXIONPOSTGRESQL_H
 
-#include "AdressePostgresql.h"
 #include "Magasin.h"
+#include "PartagePostgresql.h"
 
 #include <libpq-fe.h>
 
-#include <atomic>
 #include <chrono>
+#include <initializer_list>
 #include <map>
 #include <optional>
 #include <string_view>
@@ -32,22 +32,6 @@ class ArretDemande : public std::runtime_error
 {
   public:
     ArretDemande() : std::runtime_error("arrêt demandé") {}
-};
-
-/// Whether the store is pressed, for those who wait on a descriptor. Any thread.
-class Presse : orix::INonCopiable
-{
-  public:
-    Presse(); ///< throws ErreurMagasin
-    ~Presse();
-
-    void presser() noexcept;
-    bool estPresse() const noexcept { return _presse; }
-    int descripteur() const noexcept { return _descripteur; } ///< can be read once it is pressed
-
-  private:
-    std::atomic<bool> _presse{false};
-    int _descripteur;
 };
 
 /// The answer to one statement.
@@ -80,24 +64,25 @@ class ReponsePostgresql
 class ConnexionPostgresql : orix::INonCopiable
 {
   public:
-    /// surAttente: see Voie. All three outlive this object. Tries the members one after the other. Throws
+    /// surAttente: see Voie. Both outlive this object. Tries the members one after the other. Throws
     /// ConnexionPerdue when none will do now, ArretDemande; refusEstDefinitif: ErreurMagasin when one is
     /// there that refuses.
-    ConnexionPostgresql(const AdressePostgresql& adresse, const Presse& presse,
-                        const std::function<void()>& surAttente, bool refusEstDefinitif = false);
+    ConnexionPostgresql(const PartagePostgresql& partage, const std::function<void()>& surAttente,
+                        bool refusEstDefinitif = false);
 
     // The parameters of the next statement; what is bound lives until it was sent.
 
     void lier(std::string_view octets); ///< null data: NULL
     void lierFiche(const Fiche& vol);
 
-    /// Sends a statement, which is prepared at its first use. Waits for its preparation alone, so nothing may
-    /// be under way then. ligneALigne: each row is an answer of its own. Throws ConnexionPerdue, ErreurSql
-    /// for a statement that is refused, std::bad_alloc.
+    /// Prepares those that are not, which is waited for: nothing may be under way. Throws ConnexionPerdue,
+    /// ArretDemande, std::bad_alloc; ErreurSql for one that is refused, and then the connection is of no more
+    /// use.
+    void preparer(std::initializer_list<std::string_view> ordres);
+    /// Sends one that was prepared. ligneALigne: each row is an answer of its own. Throws ConnexionPerdue,
+    /// std::bad_alloc.
     void envoyer(const std::string& sql, bool ligneALigne = false);
-    void preparer(const std::string& sql) { _preparer(sql); }
-    /// Asks for the answers so far; after an error, what follows until the next synchronisation is skipped.
-    void demanderReponses();
+    /// Asks for the answers so far; after an error, what was sent before is skipped up to here.
     void synchroniser();
 
     /// Waits for the next answer. Throws ConnexionPerdue, ArretDemande.
@@ -121,20 +106,18 @@ class ConnexionPostgresql : orix::INonCopiable
     using Instant = std::chrono::steady_clock::time_point;
 
     /// False: the member will not do now, for a reason that is added.
-    bool _connecter(const AdressePostgresql::Membre& membre, const AdressePostgresql& adresse,
-                    bool refusEstDefinitif, std::string& pourquoi);
+    bool _connecter(const AdressePostgresql::Membre& membre, bool refusEstDefinitif, std::string& pourquoi);
     bool _etablir(Instant limite);
     void _regler();
-    const std::string& _preparer(const std::string& sql);
     PGresult* _lireResultat(); ///< null between two answers
     /// Whether the socket is ready for that; false when the limit has come. Throws ArretDemande.
     bool _attendre(short evenements, std::optional<Instant> limite = std::nullopt) const;
     [[noreturn]] void _perdre() const;
 
-    const Presse& _presse;
+    const PartagePostgresql& _partage;
     const std::function<void()>& _surAttente;
     std::unique_ptr<PGconn, Fermeture> _connexion;
-    std::map<std::string, std::string> _ordres; // their names, by their texts
+    std::map<std::string, std::string, std::less<>> _ordres; // their names, by their texts
     std::vector<const char*> _valeurs;
     std::vector<int> _tailles;
     std::vector<int> _formats;

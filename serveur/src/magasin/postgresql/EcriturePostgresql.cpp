@@ -35,9 +35,9 @@ bool rend(const Demande& demande)
 
 } // namespace
 
-EcriturePostgresql::EcriturePostgresql(const AdressePostgresql& adresse, const Presse& presse)
+EcriturePostgresql::EcriturePostgresql(PartagePostgresql& partage)
     : _ordres{sqlInsertion(), sqlModification(), sqlSuppression(), sqlConsultation()},
-      _lien("écritures", adresse, presse, _lireSurAttente())
+      _lien("écritures", partage, _lireSurAttente())
 {
     if (getrandom(_instance.data(), _instance.size(), 0) != static_cast<ssize_t>(_instance.size()))
         throw ErreurMagasin("aucun nombre au hasard");
@@ -107,22 +107,13 @@ EcriturePostgresql::Essai EcriturePostgresql::_essayer(Place debut, Place& fin)
         std::any_of(debut, fin, [](const Demande* d) { return d->operation != Operation::consulte; });
     _etat.clear();
     ConnexionPostgresql& connexion = _lien.obtenir();
-    for (const std::string* ordre : {&COMMENCER, &VALIDER, &MARQUER, &CONFIRMER})
-        connexion.preparer(*ordre);
-    for (const std::string& ordre : _ordres)
-        connexion.preparer(ordre);
+    connexion.preparer({COMMENCER, VALIDER, MARQUER, _ordres[0], _ordres[1], _ordres[2], _ordres[3]});
     if (!_derouler(connexion, debut, fin, ecriture)) {
-        connexion.synchroniser();
-        connexion.attendreSynchronisation();
         if (ecriture)
             connexion.executer("ROLLBACK");
         return _qualifier();
     }
-    if (ecriture)
-        return _valider(connexion);
-    connexion.synchroniser();
-    connexion.attendreSynchronisation();
-    return Essai::valide;
+    return ecriture ? _valider(connexion) : Essai::valide;
 }
 
 bool EcriturePostgresql::_derouler(ConnexionPostgresql& connexion, Place debut, Place& fin, bool ecriture)
@@ -135,11 +126,13 @@ bool EcriturePostgresql::_derouler(ConnexionPostgresql& connexion, Place debut, 
     }
     bool entete = ecriture; // whose answers come before the requests'
     const auto recevoir = [&](Place jusqua) {
-        connexion.demanderReponses();
-        for (int n = std::exchange(entete, false) ? 2 : 0; n > 0; --n)
-            if (!_noter(connexion.recevoir()))
-                return false;
-        return _recevoir(connexion, recues, jusqua);
+        connexion.synchroniser(); // and so the server knows that it waits for us, which it does not for long
+        bool sansErreur = true;
+        for (int n = std::exchange(entete, false) ? 2 : 0; sansErreur && n > 0; --n)
+            sansErreur = _noter(connexion.recevoir());
+        sansErreur = sansErreur && _recevoir(connexion, recues, jusqua);
+        connexion.attendreSynchronisation();
+        return sansErreur;
     };
     int enCours = 0;
     for (Place demande = debut; demande != fin; ++demande) {
@@ -253,11 +246,11 @@ EcriturePostgresql::Essai EcriturePostgresql::_valider(ConnexionPostgresql& conn
 EcriturePostgresql::Essai EcriturePostgresql::_trancher()
 {
     ConnexionPostgresql& connexion = _lien.obtenir(/*sansFin*/ true);
-    connexion.preparer(MARQUER);
-    connexion.preparer(CONFIRMER);
-    connexion.executer(COMMENCER);
+    connexion.preparer({COMMENCER, VALIDER, MARQUER, CONFIRMER});
+    connexion.envoyer(COMMENCER);
     _marquer(connexion);
     connexion.synchroniser();
+    _noter(connexion.recevoir());
     const ReponsePostgresql marque = connexion.recevoir();
     const bool tranche = _noter(marque); // an error: that transaction is open still
     const bool annule = tranche && marque.lignes() > 0;

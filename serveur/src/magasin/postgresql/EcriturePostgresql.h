@@ -17,8 +17,8 @@ namespace serveur {
 class EcriturePostgresql : public EcritureParMoities
 {
   public:
-    /// Both outlive this object.
-    EcriturePostgresql(const AdressePostgresql& adresse, const Presse& presse);
+    /// partage outlives this object.
+    explicit EcriturePostgresql(PartagePostgresql& partage);
 
     std::size_t executer(const Lot& lot) noexcept override;
     void reposer() noexcept override { _lien.entretenir(); }

@@ -18,8 +18,8 @@ constexpr int REPRISES_MAX = 5;
 constexpr std::size_t LIGNES_MAX = 4096;
 } // namespace
 
-LecturePostgresql::LecturePostgresql(const AdressePostgresql& adresse, const Presse& presse)
-    : _consultation(sqlConsultation()), _lien("lectures", adresse, presse, _lireSurAttente())
+LecturePostgresql::LecturePostgresql(PartagePostgresql& partage)
+    : _consultation(sqlConsultation()), _lien("lectures", partage, _lireSurAttente())
 {}
 
 template <class Action>
@@ -63,6 +63,7 @@ void LecturePostgresql::_consulter(Lot::const_iterator& demande, Lot::const_iter
 {
     const auto jusqua = demande + std::min(fin - demande, CONSULTATIONS_EN_COURS);
     ConnexionPostgresql& connexion = _lien.obtenir();
+    connexion.preparer({_consultation});
     for (auto place = demande; place != jusqua; ++place) {
         const char* identifiant = (*place)->vol->identifiant();
         if (identifiant == nullptr)
@@ -110,7 +111,7 @@ void LecturePostgresql::_lister(const Filtre& filtre, Parcours& parcours, std::s
     const std::string borne = _borner(connexion, filtre, parcours);
     RequeteSql tranche = sqlTranche(filtre, parcours, borne);
     tranche.texte += " LIMIT $" + std::to_string(tranche.valeurs.size() + 1);
-    connexion.preparer(tranche.texte);
+    connexion.preparer({tranche.texte});
     const std::uint64_t limite = htobe64(_lignes);
     for (const std::string_view valeur : tranche.valeurs)
         connexion.lier(valeur);
@@ -152,7 +153,7 @@ std::string LecturePostgresql::_borner(ConnexionPostgresql& connexion, const Fil
     if (!aBorner(filtre))
         return "";
     const RequeteSql requete = sqlBorne(filtre, parcours);
-    connexion.preparer(requete.texte);
+    connexion.preparer({requete.texte});
     for (const std::string_view valeur : requete.valeurs)
         connexion.lier(valeur);
     connexion.envoyer(requete.texte);

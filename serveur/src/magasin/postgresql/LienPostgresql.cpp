@@ -16,7 +16,7 @@ constexpr std::chrono::milliseconds PAUSE_MAX{2000};
 ConnexionPostgresql& LienPostgresql::obtenir(bool sansFin)
 {
     while (!_connexion) {
-        if (_presse.estPresse())
+        if (_partage.estPresse())
             throw ArretDemande();
         if (_essayer())
             break;
@@ -30,7 +30,7 @@ ConnexionPostgresql& LienPostgresql::obtenir(bool sansFin)
 bool LienPostgresql::_essayer()
 {
     try {
-        _connexion.emplace(_adresse, _presse, _surAttente);
+        _connexion.emplace(_partage, _surAttente);
     } catch (const ArretDemande&) {
         throw;
     } catch (const std::runtime_error& erreur) {
@@ -39,6 +39,7 @@ bool LienPostgresql::_essayer()
         return false;
     }
     if (_perdueDepuis) {
+        _partage.noterReconnexion();
         const auto duree =
             std::chrono::duration_cast<std::chrono::milliseconds>(Instant::clock::now() - *_perdueDepuis);
         ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "LienPostgresql", "obtenir",
@@ -54,6 +55,7 @@ void LienPostgresql::perdre(const char* pourquoi) noexcept
 {
     if (!_perdueDepuis) {
         _perdueDepuis = Instant::clock::now();
+        _partage.noterPerte();
         ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "LienPostgresql", "perdre",
                               "Connexion à PostgreSQL perdue (" << _nom << ") : " << pourquoi);
     }
@@ -63,7 +65,7 @@ void LienPostgresql::perdre(const char* pourquoi) noexcept
 void LienPostgresql::patienter()
 {
     _pause = std::clamp(_pause * 2, PAUSE_MIN, PAUSE_MAX);
-    pollfd prise{_presse.descripteur(), POLLIN, 0};
+    pollfd prise{_partage.descripteurPresse(), POLLIN, 0};
     poll(&prise, 1, static_cast<int>(_pause.count()));
     _surAttente();
 }

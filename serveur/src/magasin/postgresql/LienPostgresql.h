@@ -21,9 +21,8 @@ class LienPostgresql : orix::INonCopiable
     static constexpr std::chrono::seconds ATTENTE_MAX{60};
 
     /// nom: whose it is, for the traces. All of them outlive this object.
-    LienPostgresql(const char* nom, const AdressePostgresql& adresse, const Presse& presse,
-                   const std::function<void()>& surAttente)
-        : _nom(nom), _adresse(adresse), _presse(presse), _surAttente(surAttente)
+    LienPostgresql(const char* nom, PartagePostgresql& partage, const std::function<void()>& surAttente)
+        : _nom(nom), _partage(partage), _surAttente(surAttente)
     {}
 
     /// The connection, made again if need be, which is waited for. sansFin: as long as it takes. Throws
@@ -44,8 +43,7 @@ class LienPostgresql : orix::INonCopiable
     bool _essayer();
 
     const char* const _nom;
-    const AdressePostgresql& _adresse;
-    const Presse& _presse;
+    PartagePostgresql& _partage;
     const std::function<void()>& _surAttente;
     std::optional<ConnexionPostgresql> _connexion;
     std::optional<Instant> _perdueDepuis;

@@ -28,7 +28,7 @@ constexpr const char* PURGE = "DELETE FROM marque WHERE quand < now() - interval
 
 } // namespace
 
-MagasinPostgresql::MagasinPostgresql(const std::string& uri, const AnnoncesMagasin& annonces) : _adresse(uri)
+MagasinPostgresql::MagasinPostgresql(const std::string& uri, const AnnoncesMagasin& annonces) : _partage(uri)
 {
     for (;;) {
         try {
@@ -45,7 +45,7 @@ MagasinPostgresql::MagasinPostgresql(const std::string& uri, const AnnoncesMagas
 void MagasinPostgresql::_verifierSchema()
 {
     const std::function<void()> surAttente = [] {};
-    ConnexionPostgresql connexion(_adresse, _presse, surAttente, /*refusEstDefinitif*/ true);
+    ConnexionPostgresql connexion(_partage, surAttente, /*refusEstDefinitif*/ true);
     const auto refuser = [this](const std::string& pourquoi) {
         throw ErreurMagasin(nom() + " : " + pourquoi);
     };
@@ -74,14 +74,22 @@ void MagasinPostgresql::_verifierSchema()
     }
 }
 
+EtatMagasin MagasinPostgresql::etat() const noexcept
+{
+    EtatMagasin etat;
+    etat.utilisable = _partage.toutesLa();
+    etat.reconnexions = _partage.reconnexions();
+    return etat;
+}
+
 std::unique_ptr<Ecriture> MagasinPostgresql::ouvrirEcriture()
 {
-    return std::make_unique<EcriturePostgresql>(_adresse, _presse);
+    return std::make_unique<EcriturePostgresql>(_partage);
 }
 
 std::unique_ptr<Lecture> MagasinPostgresql::ouvrirLecture()
 {
-    return std::make_unique<LecturePostgresql>(_adresse, _presse);
+    return std::make_unique<LecturePostgresql>(_partage);
 }
 
 } // namespace serveur

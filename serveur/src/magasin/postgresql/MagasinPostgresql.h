@@ -17,16 +17,16 @@ class MagasinPostgresql : public Magasin
     /// Waits for a member that takes writes, makes the schema when there is none. Throws ErreurMagasin.
     explicit MagasinPostgresql(const std::string& uri, const AnnoncesMagasin& annonces = {});
 
-    std::string nom() const override { return _adresse.nom(); }
+    std::string nom() const override { return _partage.adresse().nom(); }
     std::unique_ptr<Ecriture> ouvrirEcriture() override;
     std::unique_ptr<Lecture> ouvrirLecture() override;
-    void presser() noexcept override { _presse.presser(); }
+    void presser() noexcept override { _partage.presser(); }
+    EtatMagasin etat() const noexcept override;
 
   private:
     void _verifierSchema();
 
-    const AdressePostgresql _adresse;
-    Presse _presse;
+    PartagePostgresql _partage;
 };
 
 } // namespace serveur
