@@ -161,6 +161,7 @@ struct Bilan
 {
     std::vector<std::int64_t> durees; // us
     std::int64_t crees = 0;
+    double processeur = 0;                   // us, of the server
     long memoire = 0, fils = 0, journal = 0; // at most: KiB, threads, octets
 
     double centile(double proportion) ///< ms
@@ -208,6 +209,7 @@ class Foule
     void _phase(Bilan& bilan)
     {
         _serveur.usage().oublierMaximum();
+        bilan.processeur -= _serveur.usage().processeur();
         for (const auto& client : _clients)
             client->dire("MESURE");
         const auto fin = std::chrono::steady_clock::now() + std::chrono::seconds(_options.duree);
@@ -218,6 +220,7 @@ class Foule
             const auto journal = std::filesystem::file_size(_dossier.base() + "-wal", absent);
             bilan.journal = std::max(bilan.journal, absent ? 0 : static_cast<long>(journal));
         }
+        bilan.processeur += _serveur.usage().processeur();
         bilan.memoire = std::max(bilan.memoire, _serveur.usage().maximum());
         for (const auto& client : _clients) {
             client->dire("DIRE");
@@ -245,6 +248,7 @@ json ligne(const std::string& nom, Bilan& bilan, const Options& options)
             {"creations", static_cast<double>(bilan.crees) / secondes},
             {"p50_ms", bilan.centile(0.5)},
             {"p99_ms", bilan.centile(0.99)},
+            {"processeur", bilan.processeur / 1e6 / secondes},
             {"memoire_max_ko", bilan.memoire},
             {"journal_max", bilan.journal},
             {"fils_max", bilan.fils}};
@@ -262,17 +266,18 @@ void mesurer(const Options& options)
         "%s, %d records and more: one client imports, 64 creations in flight, %d consult at random (every "
         "tenth request is a change), each\npausing %d ms between two; a listing of all is read at %d "
         "records/s, another one not at all. %d phases of %d s of each kind, interleaved.\n\n"
-        "| Phases | consultations/s | p50, ms | p99, ms | imported/s | server at most: MiB | log, MiB | "
-        "threads |\n| --- | --- | --- | --- | --- | --- | --- | --- |\n",
+        "| Phases | consultations/s | p50, ms | p99, ms | imported/s | server: processors | MiB at most | "
+        "log, MiB | "
+        "threads |\n| --- | --- | --- | --- | --- | --- | --- | --- | --- |\n",
         options.base.empty() ? "SQLite" : "PostgreSQL", options.nombre, options.clients,
         static_cast<int>(PAUSE.count()), options.debitLent, options.tours, options.duree);
     for (const json& l : lignes) {
         jsonl << l << std::endl;
-        std::printf("| %s | %.0f | %.2f | %.2f | %.0f | %.1f | %.1f | %ld |\n",
+        std::printf("| %s | %.0f | %.2f | %.2f | %.0f | %.2f | %.1f | %.1f | %ld |\n",
                     l["mesure"].get<std::string>().c_str(), l["consultations"].get<double>(),
                     l["p50_ms"].get<double>(), l["p99_ms"].get<double>(), l["creations"].get<double>(),
-                    l["memoire_max_ko"].get<double>() / 1024, l["journal_max"].get<double>() / 1048576,
-                    l["fils_max"].get<long>());
+                    l["processeur"].get<double>(), l["memoire_max_ko"].get<double>() / 1024,
+                    l["journal_max"].get<double>() / 1048576, l["fils_max"].get<long>());
     }
     for (const char* centile : {"p50", "p99"}) {
         const std::string cle = std::string(centile) + "_ms";
