@@ -63,9 +63,12 @@ c++ -std=c++17 "${options[@]}" $(pkgconfig --cflags oxcdvcli) "$dossier/lecture.
     echec "a program that reads a record needs more than libOXcdvCli"
 compiler "$sources/exemples/session_cdv.cpp" session_cdv oxcdvcli
 compiler "$sources/exemples/parkings.cpp" parkings oxcdvsession
+echo '#include "CdvVol.h"
+int main() { return cdv::Vol{{"parking", "B12"}}.lire_ou("parking", "") != "B12"; }' >"$dossier/valeur.cpp"
+compiler "$dossier/valeur.cpp" valeur oxcdvsession -Wl,--as-needed # nothing of the session itself is named
 # Callbacks in a shared library of the application's: with cdv::Vol they hear, a session says why it would not.
 compiler "$sources/tests/installation/rappels.cpp" librappels.so oxcdvcli -fPIC -shared
-compiler "$sources/tests/installation/rappels_caches.cpp" rappels_caches oxcdvsession -L"$dossier" -lrappels
+compiler "$sources/tests/installation/rappels_caches.cpp" rappels_caches oxcdvsession -Wl,--no-as-needed -L"$dossier" -lrappels
 apres=(-L"$dossier" -lrappels)
 compiler "$sources/tests/installation/rappels_entendus.cpp" rappels_entendus oxcdvvol
 copie=$(c++ -std=c++17 -fsyntax-only $(pkgconfig --cflags oxcdvvol) -include CdvVol.h -xc++ - <<<'cdv::Vol f(const cdv::Vol& vol) { return vol; }' 2>&1) &&
@@ -89,6 +92,7 @@ sortie=$("$dossier/parkings" "$dossier/session.toml" AFR B01 2>&1) || echec "par
 grep -qx "$vols of $vols flights of AFR have their stand." <<<"$sortie" || echec "parkings says: $sortie"
 places=$("$dossier/prefixe/bin/cdv" --url "$url" --format csv lister exploitant_1=AFR parking=B01 | grep -c ,AFR,) || true
 [ "$places" -eq "$vols" ] || echec "$places of $vols flights are at the stand"
+"$dossier/valeur" || echec "a program with records alone fails"
 timeout 60 "$dossier/rappels_entendus" "$dossier/session.toml" || echec "callbacks in a library of their own hear nothing (status $?)"
 sortie=$("$dossier/rappels_caches" "$dossier/session.toml") && grep -q "librappels.so defines callbacks" <<<"$sortie" ||
     echec "a session whose callbacks are hidden says: $sortie"
