@@ -35,9 +35,10 @@ bool rend(const Demande& demande)
 
 } // namespace
 
-EcriturePostgresql::EcriturePostgresql(const AdressePostgresql& adresse, const Presse& presse)
+EcriturePostgresql::EcriturePostgresql(const AdressePostgresql& adresse, const Presse& presse,
+                                       SuiviLiens& suivi)
     : _ordres{sqlInsertion(), sqlModification(), sqlSuppression(), sqlConsultation()},
-      _lien("écritures", adresse, presse, _lireSurAttente())
+      _lien("écritures", adresse, presse, suivi, _lireSurAttente())
 {
     if (getrandom(_instance.data(), _instance.size(), 0) != static_cast<ssize_t>(_instance.size()))
         throw ErreurMagasin("aucun nombre au hasard");

@@ -17,8 +17,8 @@ namespace serveur {
 class EcriturePostgresql : public EcritureParMoities
 {
   public:
-    /// Both outlive this object.
-    EcriturePostgresql(const AdressePostgresql& adresse, const Presse& presse);
+    /// All of them outlive this object.
+    EcriturePostgresql(const AdressePostgresql& adresse, const Presse& presse, SuiviLiens& suivi);
 
     std::size_t executer(const Lot& lot) noexcept override;
     void reposer() noexcept override { _lien.entretenir(); }

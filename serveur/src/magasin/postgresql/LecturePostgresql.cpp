@@ -18,8 +18,9 @@ constexpr int REPRISES_MAX = 5;
 constexpr std::size_t LIGNES_MAX = 4096;
 } // namespace
 
-LecturePostgresql::LecturePostgresql(const AdressePostgresql& adresse, const Presse& presse)
-    : _consultation(sqlConsultation()), _lien("lectures", adresse, presse, _lireSurAttente())
+LecturePostgresql::LecturePostgresql(const AdressePostgresql& adresse, const Presse& presse,
+                                     SuiviLiens& suivi)
+    : _consultation(sqlConsultation()), _lien("lectures", adresse, presse, suivi, _lireSurAttente())
 {}
 
 template <class Action>

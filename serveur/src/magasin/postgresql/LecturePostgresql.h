@@ -11,8 +11,8 @@ struct Filtre;
 class LecturePostgresql : public Lecture
 {
   public:
-    /// Both outlive this object.
-    LecturePostgresql(const AdressePostgresql& adresse, const Presse& presse);
+    /// All of them outlive this object.
+    LecturePostgresql(const AdressePostgresql& adresse, const Presse& presse, SuiviLiens& suivi);
 
     std::size_t consulter(const Lot& lot) noexcept override;
     int lister(const Fiche& exemple, Parcours& parcours, std::size_t octets,

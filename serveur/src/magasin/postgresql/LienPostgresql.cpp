@@ -39,6 +39,8 @@ bool LienPostgresql::_essayer()
         return false;
     }
     if (_perdueDepuis) {
+        --_suivi.perdus;
+        ++_suivi.reconnexions;
         const auto duree =
             std::chrono::duration_cast<std::chrono::milliseconds>(Instant::clock::now() - *_perdueDepuis);
         ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "LienPostgresql", "obtenir",
@@ -53,6 +55,7 @@ bool LienPostgresql::_essayer()
 void LienPostgresql::perdre(const char* pourquoi) noexcept
 {
     if (!_perdueDepuis) {
+        ++_suivi.perdus;
         _perdueDepuis = Instant::clock::now();
         ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "LienPostgresql", "perdre",
                               "Connexion à PostgreSQL perdue (" << _nom << ") : " << pourquoi);

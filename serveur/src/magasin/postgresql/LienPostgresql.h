@@ -12,6 +12,13 @@ class BaseAbsente : public std::runtime_error
     using std::runtime_error::runtime_error;
 };
 
+/// How the connections of one store fare. Any thread.
+struct SuiviLiens
+{
+    std::atomic<std::uint64_t> reconnexions{0};
+    std::atomic<int> perdus{0};
+};
+
 /// A connection that is made again when it is lost. Used by one thread.
 class LienPostgresql : orix::INonCopiable
 {
@@ -21,10 +28,15 @@ class LienPostgresql : orix::INonCopiable
     static constexpr std::chrono::seconds ATTENTE_MAX{60};
 
     /// nom: whose it is, for the traces. All of them outlive this object.
-    LienPostgresql(const char* nom, const AdressePostgresql& adresse, const Presse& presse,
+    LienPostgresql(const char* nom, const AdressePostgresql& adresse, const Presse& presse, SuiviLiens& suivi,
                    const std::function<void()>& surAttente)
-        : _nom(nom), _adresse(adresse), _presse(presse), _surAttente(surAttente)
+        : _nom(nom), _adresse(adresse), _presse(presse), _suivi(suivi), _surAttente(surAttente)
     {}
+    ~LienPostgresql()
+    {
+        if (_perdueDepuis)
+            --_suivi.perdus;
+    }
 
     /// The connection, made again if need be, which is waited for. sansFin: as long as it takes. Throws
     /// ArretDemande, std::bad_alloc, BaseAbsente.
@@ -46,6 +58,7 @@ class LienPostgresql : orix::INonCopiable
     const char* const _nom;
     const AdressePostgresql& _adresse;
     const Presse& _presse;
+    SuiviLiens& _suivi;
     const std::function<void()>& _surAttente;
     std::optional<ConnexionPostgresql> _connexion;
     std::optional<Instant> _perdueDepuis;

@@ -76,12 +76,12 @@ void MagasinPostgresql::_verifierSchema()
 
 std::unique_ptr<Ecriture> MagasinPostgresql::ouvrirEcriture()
 {
-    return std::make_unique<EcriturePostgresql>(_adresse, _presse);
+    return std::make_unique<EcriturePostgresql>(_adresse, _presse, _suivi);
 }
 
 std::unique_ptr<Lecture> MagasinPostgresql::ouvrirLecture()
 {
-    return std::make_unique<LecturePostgresql>(_adresse, _presse);
+    return std::make_unique<LecturePostgresql>(_adresse, _presse, _suivi);
 }
 
 } // namespace serveur

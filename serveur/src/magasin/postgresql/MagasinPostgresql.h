@@ -1,7 +1,7 @@
 #ifndef MAGASINPOSTGRESQL_H
 #define MAGASINPOSTGRESQL_H
 
-#include "ConnexionPostgresql.h"
+#include "LienPostgresql.h"
 #include "OuvertureMagasin.h"
 
 namespace serveur {
@@ -21,12 +21,14 @@ class MagasinPostgresql : public Magasin
     std::unique_ptr<Ecriture> ouvrirEcriture() override;
     std::unique_ptr<Lecture> ouvrirLecture() override;
     void presser() noexcept override { _presse.presser(); }
+    EtatMagasin etat() const noexcept override { return {_suivi.perdus == 0, 0, _suivi.reconnexions}; }
 
   private:
     void _verifierSchema();
 
     const AdressePostgresql _adresse;
     Presse _presse;
+    SuiviLiens _suivi;
 };
 
 } // namespace serveur
