@@ -31,9 +31,12 @@ class TestPostgresql : public Test
     /// Until a connection of the server waits for that.
     void attendre(const std::string& quoi) const
     {
+        const auto fin = std::chrono::steady_clock::now() + Programme::PATIENCE;
         while (sql("SELECT count(*) FROM pg_stat_activity WHERE datname = '" + _base + "' AND " + quoi) ==
-               "0")
+               "0") {
+            ASSERT_LT(std::chrono::steady_clock::now(), fin) << quoi;
             std::this_thread::yield();
+        }
     }
     void regler(const std::string& reglage) const
     {
