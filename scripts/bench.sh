@@ -2,22 +2,25 @@
 # Installs what is missing, builds, measures: the costs inside one process, the reference server, and the comparison
 # with the bare ORB and the other transports. A peer whose packages cannot be had is left out. Results:
 # build/bench/resultats/.
-# Usage: scripts/bench.sh [--court] [--publier]
-#   --court     about two minutes in all after the build, instead of about fifteen
+# Usage: scripts/bench.sh [--court] [--publier] [--base URI]
+#   --court     about two minutes in all after the build, instead of about twenty
+#   --base      an empty database of PostgreSQL for the clients of which there are many, instead of a file
 #   --publier   also puts the results into docs/performance.md and its figures
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-tours=() reperes=(--benchmark_min_time=0.5) vols=() foule=() publier=false
-for option in "$@"; do
-    case $option in
+tours=() reperes=(--benchmark_min_time=0.5) vols=() foule=() base=() publier=false
+while [ $# -gt 0 ]; do
+    case $1 in
         --court) tours=(--court) reperes=(--benchmark_min_time=0.05) vols=(--nombre 50000) foule=(--nombre 50000 --tours 2 --duree 5) ;;
         --publier) publier=true ;;
+        --base) base=(--base "${2:?--base wants an address}") && shift ;;
         *)
-            echo "bench.sh: unknown option $option (--court, --publier)" >&2
+            echo "bench.sh: unknown option $1 (--court, --publier, --base URI)" >&2
             exit 2
             ;;
     esac
+    shift
 done
 
 scripts/installer-dependances.sh --bench
@@ -43,7 +46,7 @@ echo "The reference server..."
     >"$resultats/serveur.md"
 cat "$resultats/serveur.md"
 echo "The reference server among many clients..."
-"$construction/bench/foule_serveur" "${foule[@]}" --dossier "$resultats" --jsonl "$resultats/foule.jsonl" \
+"$construction/bench/foule_serveur" "${foule[@]}" "${base[@]}" --dossier "$resultats" --jsonl "$resultats/foule.jsonl" \
     >"$resultats/foule.md"
 cat "$resultats/foule.md"
 

@@ -45,11 +45,16 @@ class PostgresEssai : orix::INonCopiable
     }
     void arreter(const std::string& comment = "fast") const { _lancer("pg_ctl -w -m " + comment + " stop"); }
 
-    /// Its first process dies, the others end by themselves; it is started again as soon as they have.
+    /// All its processes die at once, whatever they were doing; it is started again.
     void tuer() const
     {
         pid_t premier = 0;
         std::ifstream(_dossier.fichier("donnees/postmaster.pid")) >> premier;
+        kill(premier, SIGSTOP); // or it would see to the deaths of the others
+        const std::string numero = std::to_string(premier);
+        std::ifstream autres("/proc/" + numero + "/task/" + numero + "/children");
+        for (pid_t autre = 0; autres >> autre;)
+            kill(autre, SIGKILL);
         kill(premier, SIGKILL);
         for (bool repart = false; !repart;)
             try {
