@@ -190,7 +190,7 @@ essai 2 "$hostile"
 
 # ---- Lost during the work
 exec 9<>tube
-"$commande" importer - --url "$url" <tube >sortie 2>erreurs &
+"$commande" importer - --patience 0 --url "$url" <tube >sortie 2>erreurs &
 pid=$!
 printf 'identifiant\nP1\n' >&9
 attendre "$commande" consulter P1 --url "$url"
@@ -203,6 +203,18 @@ contient erreurs "1 vol créé" "--depuis 3"
 demarrer "$port"
 essai 0 importer - --depuis 3 --url "$url" <<<$'identifiant\nP1\nP2\nP3'
 contient erreurs "2 vols créés"
+mkfifo suite
+"$commande" importer - --url "$url" <suite >sortie 2>erreurs & # goes on by itself
+pid=$!
+exec 9>suite
+printf 'identifiant\nP4\n' >&9
+attendre "$commande" consulter P4 --url "$url"
+arreter KILL
+printf 'P5\nP6\n' >&9
+exec 9>&-
+demarrer "$port"
+finit 0 "alors que le serveur est revenu"
+contient erreurs "3 vols créés"
 "$commande" surveiller --periode 50 --url "$url" >sortie 2>erreurs &
 pid=$!
 attendre grep -q ping sortie
