@@ -12,11 +12,6 @@ namespace cdv {
 using Etat = Resultat::Etat;
 using Maintenant = std::chrono::steady_clock;
 
-namespace {
-/// A request that cannot leave while the connection is there: as a rule the loss is about to be known.
-constexpr Duree PAUSE{5000};
-} // namespace
-
 /// A record of a load, until it has ended.
 struct Chargement::Element
 {
@@ -171,8 +166,8 @@ bool Chargement::_attendreServeur(Verrou& verrou)
         return false;
     const unsigned long long suspecte = std::exchange(_suspecte, 0);
     verrou.unlock();
-    if (suspecte != 0)
-        _voies.attendreAutre(suspecte, std::min(reste, PAUSE));
+    if (suspecte != 0) // as a rule the loss is about to be known
+        _voies.attendreAutre(suspecte, std::min(reste, _reglages.patience / ESSAIS));
     const bool active = _voies.attendreActive(reste);
     verrou.lock();
     return active;

@@ -26,8 +26,9 @@ namespace cdv {
 /// server has that very record, it is counted as created. A change is made again, which changes nothing when
 /// it was done; a deletion that finds nothing the second time was done the first. It gives up when no server
 /// has answered for Reglages::patience, when a request had no answer in time ESSAIS times, and when the
-/// session is closed: what has not ended then ends as abandonne. A session without Options::reprise is
-/// activated again once for each loss.
+/// session is closed: what has not ended then ends as abandonne. A request that cannot leave for as long,
+/// although the connection stands, is refused alone. A session without Options::reprise is activated again
+/// once for each loss.
 ///
 /// The records of one load should be of different flights: requests that are made again come behind others.
 ///
@@ -38,7 +39,7 @@ namespace cdv {
 class ORIX_API Chargement : orix::INonCopiable
 {
   public:
-    /// How often a request is made that gets no answer in time while the server is there.
+    /// How often a request is made that gets no answer in time, or cannot leave, while the server is there.
     static constexpr int ESSAIS = 3;
 
     /// What to do with a flight that the server has already, with another content.
