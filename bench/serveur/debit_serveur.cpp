@@ -28,6 +28,7 @@ struct Options
     int nombre = 200000;
     int enVol = 2000;
     std::string serveur = OXCDV_CDV_SERVEUR;
+    std::string base;
     std::string dossier = std::filesystem::temp_directory_path().string();
     std::string jsonl;
 };
@@ -195,7 +196,7 @@ void mesurer(const Options& options)
         exiger(jsonl.good(), options.jsonl + " cannot be written");
     }
     const bench::DossierBase dossier(options.dossier);
-    const bench::Serveur serveur(options.serveur, dossier.base());
+    const bench::Serveur serveur(options.serveur, options.base.empty() ? dossier.base() : options.base);
     const bench::Usage& usage = serveur.usage();
     const Session session(serveur.noyau());
 
@@ -234,6 +235,9 @@ int main(int argc, char** argv)
     application.add_option("--en-vol", options.enVol, "creations in flight (2000)")
         ->check(CLI::PositiveNumber);
     application.add_option("--serveur", options.serveur, "the program to measure (the one of this build)");
+    application.add_option(
+        "--base", options.base,
+        "an empty database of PostgreSQL, postgresql://... (a file of SQLite's in --dossier)");
     application.add_option("--dossier", options.dossier,
                            "where the database is made and removed: on a disk, not in memory (the system's "
                            "temporary folder)");
