@@ -5,6 +5,7 @@
 #include <libpq-fe.h>
 
 #include <algorithm>
+#include <charconv>
 #include <map>
 
 namespace serveur {
@@ -94,8 +95,13 @@ AdressePostgresql::AdressePostgresql(const std::string& uri) : _nom(montrable(ur
     Parametres parametres = analyser(uri);
     verifier(parametres);
     const auto delai = parametres.find("connect_timeout");
-    if (delai != parametres.end())
-        _delaiConnexion = std::chrono::seconds(std::max(1, std::atoi(delai->second.c_str())));
+    if (delai != parametres.end()) {
+        const std::string& texte = delai->second;
+        int secondes = 0;
+        if (std::from_chars(texte.data(), texte.data() + texte.size(), secondes).ec != std::errc())
+            refuser();
+        _delaiConnexion = std::chrono::seconds(std::max(1, secondes));
+    }
     const auto session = parametres.find("target_session_attrs");
     _veutEcrire = session == parametres.end() || session->second == "read-write";
     if (_veutEcrire)

@@ -48,6 +48,7 @@ bool estDuMembre(std::string_view etat)
 std::vector<const char*> pointeurs(const std::vector<std::string>& textes)
 {
     std::vector<const char*> adresses;
+    adresses.reserve(textes.size() + 1);
     for (const std::string& texte : textes)
         adresses.push_back(texte.c_str());
     adresses.push_back(nullptr);
@@ -73,7 +74,7 @@ bool ReponsePostgresql::aFait(const char* commande) const
     return std::string_view(PQcmdStatus(_resultat.get())) == commande;
 }
 
-long ReponsePostgresql::lignes() const { return std::atol(PQcmdTuples(_resultat.get())); }
+long ReponsePostgresql::lignes() const { return std::strtol(PQcmdTuples(_resultat.get()), nullptr, 10); }
 
 std::string_view ReponsePostgresql::lireOctets(int colonne) const
 {

@@ -35,8 +35,9 @@ MagasinPostgresql::MagasinPostgresql(const std::string& uri, const AnnoncesMagas
             _verifierSchema();
             return;
         } catch (const ConnexionPerdue& perte) {
-            if (!annonces.surAttente(nom() + " : PostgreSQL ne répond pas, attente (" + perte.what() + ")"))
-                throw ErreurMagasin(nom() + " : " + perte.what());
+            if (!annonces.surAttente(_partage.adresse().nom() + " : PostgreSQL ne répond pas, attente (" +
+                                     perte.what() + ")"))
+                throw ErreurMagasin(_partage.adresse().nom() + " : " + perte.what());
         }
         std::this_thread::sleep_for(PAUSE_OUVERTURE); // nobody tells when it comes
     }
@@ -47,7 +48,7 @@ void MagasinPostgresql::_verifierSchema()
     const std::function<void()> surAttente = [] {};
     ConnexionPostgresql connexion(_partage, surAttente, /*refusEstDefinitif*/ true);
     const auto refuser = [this](const std::string& pourquoi) {
-        throw ErreurMagasin(nom() + " : " + pourquoi);
+        throw ErreurMagasin(_partage.adresse().nom() + " : " + pourquoi);
     };
     try {
         connexion.executer("BEGIN");
