@@ -263,10 +263,11 @@ TEST(Chargement, LInterruptionAttendCeQuiEstParti)
     EXPECT_TRUE(chargement.creer(vol("1")));
     serveur.revenir = [&] {
         chargement.interrompre();
-        return false;
+        return true; // too late: nothing more is asked
     };
     const Chargement::Bilan bilan = chargement.attendreFin();
     EXPECT_EQ(bilan.crees, 1u);
+    EXPECT_EQ(bilan.refaites, 0u);
     EXPECT_EQ(bilan.abandonnes, 1u);
     EXPECT_FALSE(bilan.arret) << "nothing but the application's will";
     EXPECT_EQ(dites, 2);

@@ -170,7 +170,7 @@ bool Chargement::_attendreServeur(Verrou& verrou)
         _voies.attendreAutre(suspecte, std::min(reste, _reglages.patience / ESSAIS));
     const bool active = _voies.attendreActive(reste);
     verrou.lock();
-    return active;
+    return active && !_arret; // it may have come to its end meanwhile
 }
 
 /// With the lock.

@@ -24,11 +24,11 @@ namespace cdv {
 /// A loss: what had no answer is asked again once a server has accepted, so each record ends as one of
 /// Bilan's figures says. A creation of which nobody knows whether it was done is settled by reading: when the
 /// server has that very record, it is counted as created. A change is made again, which changes nothing when
-/// it was done; a deletion that finds nothing the second time was done the first. It gives up when no server
-/// has answered for Reglages::patience, when a request had no answer in time ESSAIS times, and when the
-/// session is closed: what has not ended then ends as abandonne. A request that cannot leave for as long,
-/// although the connection stands, is refused alone. A session without Options::reprise is activated again
-/// once for each loss.
+/// it was done and nobody else has changed the flight since; a deletion that finds nothing the second time
+/// was done the first. It gives up when no server has answered for Reglages::patience, when a request had no
+/// answer in time ESSAIS times, and when the session is closed: what has not ended then ends as abandonne. A
+/// request that cannot leave for as long, although the connection stands, is refused alone. A session without
+/// Options::reprise is activated again once for each loss.
 ///
 /// The records of one load should be of different flights: requests that are made again come behind others.
 ///
