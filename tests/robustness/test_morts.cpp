@@ -1,8 +1,10 @@
 // What was told is done and what was refused is not, whatever dies: the servers of a client under load are
-// killed at random moments. OXCDV_MORTS: how many deaths, instead of a handful; OXCDV_GRAINE: the seed, that
-// of a run before.
+// killed at random moments, while their store refuses some of the writes. OXCDV_MORTS: how many deaths,
+// instead of a handful; OXCDV_GRAINE: the seed, that of a run before.
 #include "DossierTemporaire.h"
 #include "PostgresEssai.h"
+
+#include <sys/resource.h>
 
 using namespace essais;
 
@@ -52,16 +54,31 @@ class Morts : public testing::Test
         _serveurs.erase(nom); // SIGKILL
         _lancer(nom, port);
     }
-    void tuerLesServeurs(const std::string& base)
+    /// gener: told which server the client is connected to, makes trouble for its store until it dies.
+    template <class Gener>
+    void tuerLesServeurs(Gener gener)
     {
-        demarrer(base);
         for (unsigned mort = 0; mort < _morts; ++mort) {
             const std::string nom = attendreConnexion();
+            laisserAller();
+            gener(nom);
             laisserAller();
             tuerServeur(nom);
         }
         attendreConnexion();
         compter();
+    }
+    /// From now on no file of that server may have more octets, as on a full disk.
+    void bornerFichiers(const std::string& nom, rlim_t octets)
+    {
+        const rlimit borne{octets, RLIM_INFINITY};
+        ASSERT_EQ(prlimit(_serveurs.at(nom)->pid(), RLIMIT_FSIZE, &borne, nullptr), 0);
+    }
+    rlim_t tirer(rlim_t max) { return std::uniform_int_distribution<rlim_t>(0, max)(_hasard); }
+    void attendreRefus()
+    {
+        if (!_client->attendreSortie("code 4 for the first time"))
+            throw std::runtime_error("nothing is refused: " + _client->sortie());
     }
     /// Waits until the client has had answers to what it asks from now on.
     void attendreReponses()
@@ -76,6 +93,7 @@ class Morts : public testing::Test
     /// The client compares what it was told with what is there.
     void compter()
     {
+        attendreRefus();
         _client->signaler(SIGTERM);
         EXPECT_EQ(_client->attendreFin(), 0);
         std::cout << _client->sortie();
@@ -105,21 +123,58 @@ class Morts : public testing::Test
     int _connexions = 0;
 };
 
-TEST_F(Morts, DuServeurSurSqlite) { tuerLesServeurs(_dossier.fichier("vols.db")); }
-TEST_F(Morts, DuServeurSurPostgresql)
+/// On a disk that is full again and again.
+TEST_F(Morts, DuServeurSurSqlite)
 {
-    tuerLesServeurs(PostgresEssai::celui().uri(PostgresEssai::celui().creerBase()));
+    demarrer(_dossier.fichier("vols.db"));
+    bool premiere = true;
+    tuerLesServeurs([&](const std::string& nom) {
+        bornerFichiers(nom, premiere ? 0 : tirer(256 * 1024));
+        if (std::exchange(premiere, false))
+            attendreRefus();
+    });
+}
+
+class MortsPostgresql : public Morts
+{
+  protected:
+    /// Of a hundred rows one is refused when it is written, and one when its transaction is to be committed;
+    /// again when it is tried again.
+    void demarrerPostgresql()
+    {
+        const std::string base = _postgres.creerBase();
+        demarrer(_postgres.uri(base));
+        _postgres.demander(
+            "CREATE FUNCTION panne() RETURNS trigger LANGUAGE plpgsql AS $$ DECLARE ligne record; "
+            "BEGIN IF TG_OP = 'DELETE' THEN ligne := OLD; ELSE ligne := NEW; END IF; "
+            "IF hashtext(TG_NAME || ligne::text) % 100 = 0 THEN RAISE EXCEPTION 'panne'; END IF; "
+            "RETURN ligne; END $$",
+            base);
+        const std::string sur = " INSERT OR UPDATE OR DELETE ON vol ";
+        const std::string faire = "FOR EACH ROW EXECUTE FUNCTION panne()";
+        _postgres.demander("CREATE TRIGGER ecriture BEFORE" + sur + faire, base);
+        _postgres.demander("CREATE CONSTRAINT TRIGGER validation AFTER" + sur +
+                               "DEFERRABLE INITIALLY DEFERRED " + faire,
+                           base);
+    }
+
+    PostgresEssai& _postgres = PostgresEssai::celui();
+};
+
+TEST_F(MortsPostgresql, DuServeur)
+{
+    demarrerPostgresql();
+    tuerLesServeurs([](const std::string&) {});
 }
 
 /// The database itself: its servers wait for it, settle what was under way, and go on.
-TEST_F(Morts, DePostgresql)
+TEST_F(MortsPostgresql, DeLaBase)
 {
-    PostgresEssai& postgres = PostgresEssai::celui();
-    demarrer(postgres.uri(postgres.creerBase()));
+    demarrerPostgresql();
     attendreConnexion();
     for (unsigned mort = 0; mort < _morts; ++mort) {
         laisserAller();
-        postgres.tuer();
+        _postgres.tuer();
         attendreReponses();
     }
     compter();

@@ -227,7 +227,8 @@ void Charge::_noterReponse()
 void Charge::_juger(const std::string& identifiant, Fiche& fiche, const cdv::Resultat& resultat)
 {
     if (resultat.code == cdv::code::ECHEC_MAGASIN) {
-        ++_abandonnes;
+        if (++_abandonnes == 1)
+            std::cout << "code 4 for the first time" << std::endl;
         if (fiche.codeAttendu() == cdv::code::FAIT)
             fiche.abandonne = fiche.suivant();
         return;
