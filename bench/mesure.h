@@ -136,11 +136,18 @@ class EnVol
   public:
     explicit EnVol(std::size_t places) : _departs(places) {}
 
-    /// Before a request: waits for a place.
-    void partir()
+    /// Before a request: waits for a place, and calls avantAttente before it does.
+    template <class AvantAttente>
+    void partir(AvantAttente avantAttente)
     {
         std::unique_lock<std::mutex> verrou(_mutex);
-        attendre(verrou, [this] { return _partis - _revenus < _departs.size(); });
+        const auto place = [this] { return _partis - _revenus < _departs.size(); };
+        if (!place()) {
+            verrou.unlock();
+            avantAttente();
+            verrou.lock();
+        }
+        attendre(verrou, place);
         _departs[_partis++ % _departs.size()] = maintenant();
     }
     /// In the callback of the application.
@@ -195,6 +202,8 @@ class Envoyeur
     /// Sends one record; called by options.fils threads. dernier: none follows for now, nothing may stay in a
     /// buffer.
     virtual void envoyer(int numero, bool dernier) = 0;
+    /// The thread that sends is going to wait for a callback.
+    virtual void avantAttente() {}
 };
 
 /// Connects; with options.rappel each callback must end in EnVol::revenir().
@@ -274,7 +283,7 @@ inline void envoyerTous(const Options& options, Envoyeur& envoyeur, EnVol& enVol
         try {
             for (int numero = debut; numero < fin; ++numero) {
                 if (options.rappel)
-                    enVol.partir();
+                    enVol.partir([&] { envoyeur.avantAttente(); });
                 envoyeur.envoyer(numero, numero + 1 == fin);
             }
         } catch (...) {

@@ -38,7 +38,7 @@ def main():
     faites = collections.Counter(map(cle, mesurees))
     exiger(annoncees == faites, f"announced but not measured: {annoncees - faites}; the contrary: {faites - annoncees}")
     for pair in pairs:
-        for mesure in ("envoi", "envoi_occupe", "rappel_64", "rappel_1"):
+        for mesure in ("envoi", "envoi_occupe", "rappel_64", "rappel_1", "rappel_1_charge"):
             exiger((mesure, pair, 2, None) in faites, f"{pair} takes no part in {mesure}")
     for ligne in mesurees:
         exiger(ligne["debit"] > 0 and ligne["cpu_us"] > 0, f"no sensible figures in {ligne}")

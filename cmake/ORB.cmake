@@ -15,6 +15,9 @@ if(NOT OMNIIDL)
 endif()
 pkg_check_modules(OMNIORB REQUIRED IMPORTED_TARGET omniDynamic4 omniConnectionMgmt4)
 
+# Its header of TCP connections wants one that stands beside, without its folder.
+find_path(OMNIORB_INTERNE SocketCollection.h PATH_SUFFIXES omniORB4/internal REQUIRED)
+
 # The TLS transport has no pkg-config file of its own.
 find_library(OMNISSL omnisslTP4 REQUIRED)
 find_package(OpenSSL REQUIRED)

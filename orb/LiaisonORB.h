@@ -40,7 +40,7 @@ struct ParametresORB
     std::chrono::milliseconds delaiConnexion{2000};
     std::chrono::milliseconds delaiAppel{5000};
     std::size_t tailleMessageMax = 2097152;
-    bool grouperEnvois = true; ///< the messages of a burst leave in one write, on TCP connections
+    bool grouperEnvois = true; ///< messages may wait for each other where that is asked for (ouvrirGroupe())
     ParametresTLS tls;
     std::vector<Reponse> reponses; ///< those of the calls that are made
 };
@@ -86,6 +86,16 @@ std::string alea(std::size_t octets);
 /// The same object, over connections shared only with references of the same number (1 and up): what travels
 /// there does not queue behind the messages of other references. Numbers are the caller's.
 CORBA::Object_ptr surConnexion(CORBA::Object_ptr objet, unsigned numero);
+
+/// Until fermerGroupe(), the calling thread's messages that want no response wait for each other. Those for
+/// one peer leave in one write: when there are some tens of kilobytes of them, before any other message to
+/// it, of whichever thread, at envoyerGroupe(), and when as many groups were closed as were opened. Nothing
+/// waits where there is no memory for it.
+void ouvrirGroupe() noexcept;
+void fermerGroupe() noexcept;
+/// What waits because of the calling thread leaves; blocks as a send does. False when a peer did not take it,
+/// and is lost.
+bool envoyerGroupe() noexcept;
 
 /// Who made the call that the calling thread is serving, as far as the transport knows: its address, or
 /// "local" for a process of this machine, then with TLS "/" and the common name of its certificate. Two

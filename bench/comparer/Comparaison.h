@@ -20,6 +20,7 @@ struct Systeme
 };
 
 inline const std::string FACADE = "facade";
+inline const std::string FACADE_GROUPEE = "facade_groupee"; ///< messages leave together until it waits
 inline const std::string ORB_PRET = "omniorb";
 
 const std::vector<Systeme>& systemes();
@@ -34,6 +35,7 @@ struct Mesure
     Arguments seulement;  ///< systems; empty: all
     std::string courbe;   ///< of a curve: the option that varies
     int x = 0;            ///< and its value here
+    bool charge = false;  ///< as many processes as there are processors run beside it, and never wait
     bool uneFois = false; ///< in the first round only
 };
 
@@ -42,15 +44,18 @@ inline const std::string MEMOIRE = "memoire";
 /// The comparison proper, then each point of the curves.
 std::vector<Mesure> mesures(int occupation, bool courbes);
 
-/// What the library is to reach: a ratio of one of its figures to that of another system.
+/// What the library is to reach: the ratio of a figure of ours, the library in one of its ways, to that of
+/// another system.
 struct Objectif
 {
-    std::string texte, mesure, grandeur, contre;
+    std::string texte, mesure;
+    int x; ///< of a curve
+    std::string grandeur, notre, contre;
     bool auPlus;
     double borne;
 };
 
-const std::vector<Objectif>& objectifs();
+std::vector<Objectif> objectifs();
 
 } // namespace comparaison
 

@@ -3,10 +3,12 @@
 #include "Processus.h"
 
 #include <arpa/inet.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 
 #include <cstdint>
 #include <filesystem>
+#include <thread>
 
 namespace comparaison {
 
@@ -54,6 +56,38 @@ class DossierTemporaire
     std::filesystem::path _chemin;
 };
 
+/// As many processes as there are processors, which do nothing and never wait; while it lives.
+class MachineOccupee
+{
+  public:
+    explicit MachineOccupee(bool occupee)
+    {
+        for (unsigned i = 0; occupee && i < std::thread::hardware_concurrency(); ++i) {
+            const pid_t pid = fork();
+            if (pid == 0) {
+                prctl(PR_SET_PDEATHSIG, SIGKILL);
+                close_range(0, ~0u, 0); // or the pipes of the others would not end
+                for (volatile unsigned tour = 0;; tour = tour + 1)
+                    ;
+            }
+            if (pid > 0)
+                _pids.push_back(pid);
+        }
+    }
+    ~MachineOccupee()
+    {
+        for (const pid_t pid : _pids) {
+            kill(pid, SIGKILL);
+            waitpid(pid, nullptr, 0);
+        }
+    }
+    MachineOccupee(const MachineOccupee&) = delete;
+    MachineOccupee& operator=(const MachineOccupee&) = delete;
+
+  private:
+    std::vector<pid_t> _pids;
+};
+
 std::filesystem::path programmes() { return std::filesystem::canonical("/proc/self/exe").parent_path(); }
 
 } // namespace
@@ -85,6 +119,7 @@ json executer(const Mesure& mesure, const Systeme& systeme, int nombre)
     bench::Processus client(commande(systeme.client));
     client.attendre("CHAUD", PATIENCE);
     serveur.attendre("RECU", PATIENCE);
+    const MachineOccupee occupee(mesure.charge);
     client.dire("DEPART");
     client.attendre("ENVOYE", PATIENCE);
     const std::int64_t recu = std::stoll(serveur.attendre("RECU", PATIENCE));

@@ -54,9 +54,9 @@ std::string Resultats::texte(const Mesure& mesure, const std::string& systeme, c
 }
 
 std::optional<double> Resultats::rapport(const Mesure& mesure, const std::string& systeme,
-                                         const std::string& grandeur) const
+                                         const std::string& grandeur, const std::string& notre) const
 {
-    const std::vector<double> notres = valeurs(mesure, FACADE, grandeur),
+    const std::vector<double> notres = valeurs(mesure, notre, grandeur),
                               siens = valeurs(mesure, systeme, grandeur);
     std::vector<double> rapports;
     for (std::size_t tour = 0; tour < std::min(notres.size(), siens.size()); ++tour)

@@ -24,9 +24,9 @@ class Resultats
     std::string texte(const Mesure& mesure, const std::string& systeme, const std::string& grandeur,
                       double unite, int decimales) const;
 
-    /// The library's figure over the other system's: the median of the rounds' ratios.
+    /// Our figure over the other system's: the median of the rounds' ratios.
     std::optional<double> rapport(const Mesure& mesure, const std::string& systeme,
-                                  const std::string& grandeur) const;
+                                  const std::string& grandeur, const std::string& notre = FACADE) const;
     std::string texteRapport(const Mesure& mesure, const std::string& systeme,
                              const std::string& grandeur) const;
 

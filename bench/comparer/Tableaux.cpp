@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <iostream>
+#include <map>
+#include <utility>
 
 namespace comparaison {
 
@@ -53,35 +55,52 @@ void ecrireMemoire(const Resultats& resultats, const Mesure& mesure)
                  resultats.texte(mesure, FACADE, "memoire_max_ko", 1024, 1)});
 }
 
+void ecrireCourbe(const Resultats& resultats, const std::vector<const Mesure*>& points)
+{
+    bool entete = true;
+    for (const Mesure* const mesure : points) {
+        Arguments titres = {mesure->titre, "libOXcdvCli, k records/s", "client CPU, us"};
+        Arguments ligne = {std::to_string(mesure->x), resultats.texte(*mesure, FACADE, "debit", 1000, 1),
+                           resultats.texte(*mesure, FACADE, "cpu_us", 1, 2)};
+        for (const Systeme& systeme : systemes()) {
+            if (systeme.nom == FACADE || resultats.valeurs(*mesure, systeme.nom, "debit").empty())
+                continue;
+            titres.insert(titres.end(),
+                          {systeme.titre + ", k records/s", "rate, ours / it", "CPU, ours / it"});
+            ligne.insert(ligne.end(), {resultats.texte(*mesure, systeme.nom, "debit", 1000, 1),
+                                       resultats.texteRapport(*mesure, systeme.nom, "debit"),
+                                       resultats.texteRapport(*mesure, systeme.nom, "cpu_us")});
+        }
+        if (std::exchange(entete, false))
+            ecrireEntete("Against: " + mesure->titre, titres);
+        ecrireLigne(ligne);
+    }
+}
+
 void ecrireCourbes(const Resultats& resultats, const std::vector<Mesure>& mesures)
 {
-    std::string courbe;
-    for (const Mesure& mesure : mesures) {
-        if (mesure.courbe.empty())
-            continue;
-        if (mesure.courbe != courbe)
-            ecrireEntete("Against: " + mesure.titre, {mesure.titre, "libOXcdvCli, k records/s",
-                                                      "client CPU, us", "omniORB ready, k records/s",
-                                                      "client CPU, us", "rate, ours / it", "CPU, ours / it"});
-        courbe = mesure.courbe;
-        ecrireLigne({std::to_string(mesure.x), resultats.texte(mesure, FACADE, "debit", 1000, 1),
-                     resultats.texte(mesure, FACADE, "cpu_us", 1, 2),
-                     resultats.texte(mesure, ORB_PRET, "debit", 1000, 1),
-                     resultats.texte(mesure, ORB_PRET, "cpu_us", 1, 2),
-                     resultats.texteRapport(mesure, ORB_PRET, "debit"),
-                     resultats.texteRapport(mesure, ORB_PRET, "cpu_us")});
-    }
+    std::vector<std::string> courbes; // in the order of their first points
+    std::map<std::string, std::vector<const Mesure*>> points;
+    for (const Mesure& mesure : mesures)
+        if (!mesure.courbe.empty()) {
+            if (points.count(mesure.courbe) == 0)
+                courbes.push_back(mesure.courbe);
+            points[mesure.courbe].push_back(&mesure);
+        }
+    for (const std::string& courbe : courbes)
+        ecrireCourbe(resultats, points[courbe]);
 }
 
 void ecrireObjectifs(const Resultats& resultats, const std::vector<Mesure>& mesures)
 {
     ecrireEntete("Objectives", {"Ours to theirs", "wanted", "measured", "reached"});
     for (const Objectif& objectif : objectifs()) {
-        const auto mesure = std::find_if(mesures.begin(), mesures.end(),
-                                         [&](const Mesure& une) { return une.nom == objectif.mesure; });
+        const auto mesure = std::find_if(mesures.begin(), mesures.end(), [&](const Mesure& une) {
+            return une.nom == objectif.mesure && une.x == objectif.x;
+        });
         if (mesure == mesures.end())
             continue;
-        const auto rapport = resultats.rapport(*mesure, objectif.contre, objectif.grandeur);
+        const auto rapport = resultats.rapport(*mesure, objectif.contre, objectif.grandeur, objectif.notre);
         if (!rapport)
             continue;
         const bool atteint = objectif.auPlus ? *rapport <= objectif.borne : *rapport >= objectif.borne;

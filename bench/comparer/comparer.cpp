@@ -186,9 +186,10 @@ int main(int argc, char** argv)
                 noms += (noms.empty() ? "" : " ") + systeme.nom;
             return noms;
         }());
-    application.add_option(
-        "--mesures", options.mesures,
-        "only these: envoi envoi_occupe rappel_64 rappel_1 memoire champs longueur en-vol fils");
+    application.add_option("--mesures", options.mesures,
+                           "only these: envoi envoi_occupe rappel_64 rappel_1 en-vol, each also with _charge "
+                           "(a process a processor spins "
+                           "beside it); memoire champs longueur fils");
     application.add_flag("--sans-courbes", options.sansCourbes,
                          "no measures against size, flight and threads");
     application.add_option("--jsonl", options.jsonl,

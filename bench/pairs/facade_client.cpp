@@ -1,15 +1,18 @@
 // The library, as an application uses it: its record class, its facade, its callbacks; traces at their
-// default level, or with the variant "traces" at 100, in a file.
+// default level, or with the variant "traces" at 100, in a file; with the variant "groupe" the requests leave
+// together until the application waits.
 #include "../mesure.h"
 #include "VolApplication.h"
 
 #include "OXcdvCliArret.h"
 #include "OXcdvCliCB.h"
 #include "OXcdvCliItf.h"
+#include "orix/EnvoisGroupes.h"
 #include "orix/Processus.h"
 #include "orix/Trace.h"
 
 #include <future>
+#include <optional>
 
 namespace {
 
@@ -37,6 +40,7 @@ class EnvoyeurFacade : public bench::Envoyeur
             "corbaloc:iiop:127.0.0.1:" + std::to_string(options.port) + "/Noyau"};
         if (options.variante == "traces")
             configuration[orix::cle::niveauTrace] = orix::NTO_NOTABLE;
+        _grouper = options.variante == "groupe";
         if (!options.dossier.empty())
             configuration[orix::cle::fichierTrace] = options.dossier + "/facade.log";
         int argc = 0;
@@ -56,7 +60,19 @@ class EnvoyeurFacade : public bench::Envoyeur
         orix::terminer();
     }
 
-    void envoyer(int, bool) override
+    void envoyer(int, bool dernier) override
+    {
+        thread_local std::optional<orix::EnvoisGroupes> groupe;
+        if (_grouper && !groupe)
+            groupe.emplace();
+        envoyerUn();
+        if (dernier)
+            groupe.reset();
+    }
+    void avantAttente() override { orix::EnvoisGroupes::envoyer(); }
+
+  private:
+    void envoyerUn()
     {
         if (_construire) {
             OXvol_completData vol;
@@ -66,8 +82,6 @@ class EnvoyeurFacade : public bench::Envoyeur
             envoyer(_pret);
         }
     }
-
-  private:
     static void envoyer(OXvol_completData& vol)
     {
         int idOp = 0;
@@ -75,6 +89,7 @@ class EnvoyeurFacade : public bench::Envoyeur
     }
 
     bool _construire;
+    bool _grouper = false;
     bench::Contenu _contenu;
     OXvol_completData _pret;
 };

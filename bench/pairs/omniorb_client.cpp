@@ -1,6 +1,6 @@
 // The ORB alone, with the settings of the library: no record class, no automaton, no traces, no executor.
-// What anything on top of it adds is measured against this; with the variant "brut", nothing gathers bursts
-// either.
+// What anything on top of it adds is measured against this; with the variant "groupe" the requests leave
+// together until it waits.
 #include "../mesure.h"
 #include "VolCorba.h"
 
@@ -42,7 +42,7 @@ class EnvoyeurOmniORB : public bench::Envoyeur
     {
         orix::orb::ParametresORB parametres;
         parametres.pointsAcces = {"127.0.0.1:0"};
-        parametres.grouperEnvois = options.variante != "brut";
+        _grouper = options.variante == "groupe";
         int argc = 0;
         _orb = orix::orb::creerORB(argc, nullptr, parametres);
         const CORBA::Object_var racine = _orb->resolve_initial_references("RootPOA");
@@ -70,13 +70,19 @@ class EnvoyeurOmniORB : public bench::Envoyeur
     }
     ~EnvoyeurOmniORB() override { orix::orb::detruireORB(_orb); }
 
-    void envoyer(int numero, bool) override
+    void envoyer(int numero, bool dernier) override
     {
+        thread_local bool groupe = false;
+        if (_grouper && !std::exchange(groupe, true))
+            orix::orb::ouvrirGroupe();
         if (_construire)
             envoyer(bench::structure(_contenu), numero);
         else
             envoyer(_prete, numero);
+        if (dernier && std::exchange(groupe, false))
+            orix::orb::fermerGroupe();
     }
+    void avantAttente() override { orix::orb::envoyerGroupe(); }
 
   private:
     void envoyer(const OXvol_completData_v3_0_0& vol, CORBA::Long numero)
@@ -89,6 +95,7 @@ class EnvoyeurOmniORB : public bench::Envoyeur
     }
 
     bool _construire;
+    bool _grouper = false;
     bench::Contenu _contenu;
     OXvol_completData_v3_0_0 _prete;
     PortableServer::Servant_var<Notifications> _notifications;

@@ -8,12 +8,14 @@
 #include "OXcdvCliArret.h"
 #include "OXcdvCliCB.h"
 #include "OXcdvCliItf.h"
+#include "orix/EnvoisGroupes.h"
 #include "orix/Processus.h"
 
 #include <nlohmann/json.hpp>
 
 #include <cstdio>
 #include <future>
+#include <optional>
 
 namespace {
 
@@ -141,15 +143,17 @@ json mesurerCreations(const Options& options, const bench::Usage& usage)
     Mesure mesure("creation", options.nombre, CREATIONS_VOULUES, usage);
     s_enVol = &enVol;
     s_mesure = &mesure;
+    std::optional<orix::EnvoisGroupes> groupe(std::in_place);
     for (int numero = 0; numero < options.nombre; ++numero) {
         char identifiant[LONGUEUR + 3];
         // Not in the order of the keys, as flights are not.
         std::snprintf(identifiant, sizeof identifiant, "V%08x", static_cast<unsigned>(numero) * 2654435761u);
         vol.ecrire_gidentifiant(OXdupliqueChaine(identifiant));
-        enVol.partir();
+        enVol.partir(&orix::EnvoisGroupes::envoyer);
         int idOp = 0;
         exigerOK(OXcdvCliItf::cree_vol_complet(&vol, idOp), "cree_vol_complet");
     }
+    groupe.reset();
     enVol.attendreTous();
     mesure.finir();
     exiger(s_refusees == 0, std::to_string(s_refusees) + " creations refused");

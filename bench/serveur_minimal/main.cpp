@@ -97,7 +97,6 @@ class Serveur
     {
         orix::orb::ParametresORB parametres;
         parametres.pointsAcces = {"127.0.0.1:" + std::to_string(options.port)};
-        parametres.grouperEnvois = options.variante != "brut";
         int argc = 0;
         _orb = orix::orb::creerORB(argc, nullptr, parametres);
         const CORBA::Object_var racine = _orb->resolve_initial_references("RootPOA");

@@ -9,6 +9,9 @@
 
 #include <omniORB4/internal/GIOP_C.h>
 #include <omniORB4/omniInterceptors.h>
+#include <omniORB4/tcpConnection.h>
+
+#include <sys/socket.h>
 
 #include <new>
 #include <utility>
@@ -43,17 +46,29 @@ void limiterAppels(CORBA::Object_ptr objet, std::chrono::milliseconds delai)
     omniORB::setClientCallTimeout(objet, static_cast<CORBA::ULong>(delai.count()));
 }
 
-int envoyerPatiemment(omni::giopConnection& connexion, void* octets, std::size_t taille,
-                      const omni_time_t& limite)
+ConnexionPatiente::ConnexionPatiente(omni::giopConnection& connexion)
+    : ConnexionEnveloppe(connexion), _prise([&connexion] {
+          const auto* const tcp = dynamic_cast<const omni::tcpConnection*>(&connexion);
+          return tcp != nullptr ? tcp->handle() : -1;
+      }())
 {
+    max_workers(connexion.max_workers());
+}
+
+int ConnexionPatiente::envoyer(void* octets, std::size_t taille, const omni_time_t& limite)
+{
+    // The ORB asks first whether the peer takes something, which it does as a rule.
+    if (_prise >= 0)
+        if (const ssize_t partis = ::send(_prise, octets, taille, MSG_DONTWAIT | MSG_NOSIGNAL); partis > 0)
+            return static_cast<int>(partis);
     if (t_continuer == nullptr)
-        return connexion.Send(octets, taille, limite);
+        return connexion().Send(octets, taille, limite);
     int envoyes = 0;
     do {
         unsigned long s = 0;
         unsigned long ns = 0;
         omni_thread::get_time(&s, &ns, 0, PAUSE);
-        envoyes = connexion.Send(octets, taille, {s, ns});
+        envoyes = connexion().Send(octets, taille, {s, ns});
     } while (envoyes == 0 && (*t_continuer)());
     return envoyes;
 }

@@ -4,7 +4,7 @@
 #include "AppelSortant.h"
 #include "CertificatsTLS.h"
 #include "ConnexionPatiente.h"
-#include "EnvoisGroupes.h"
+#include "Groupes.h"
 #include "Pair.h"
 #include "Reponses.h"
 
@@ -175,7 +175,7 @@ CORBA::ORB_ptr creerORB(int& argc, char** argv, const ParametresORB& parametres)
     omniORB::getInterceptors()->serverReceiveRequest.add(&noterAppelant);
     omniORB::getInterceptors()->clientReceiveReply.add(&noterAppele);
     if (parametres.grouperEnvois)
-        grouperEnvois();
+        permettreGroupes(parametres.delaiAppel);
     permettrePatience(); // last: of those that nobody wrapped
     ouvrirAppelsSortants();
     return orb._retn();
@@ -185,10 +185,6 @@ void relireTLS(const ParametresTLS& parametres) { lireCertificats(parametres); }
 
 void detruireORB(CORBA::ORB_ptr orb)
 {
-    struct Fin
-    {
-        ~Fin() { arreterEnvoisGroupes(); }
-    } const fin; // whatever destroy() throws
     fermerAppelsSortants();
     orb->destroy();
 }

@@ -5,6 +5,8 @@
 #include "Sortie.h"
 #include "Terminal.h"
 
+#include "orix/EnvoisGroupes.h"
+
 #include <unistd.h>
 
 #include <filesystem>
@@ -125,6 +127,7 @@ int importer(const Options& options, Interruption& interruption)
                                            : std::nullopt);
         };
         const Interruption::Garde garde(interruption, [&importation] { importation.interrompre(); });
+        const orix::EnvoisGroupes groupe;
         bilan = importation.executer(*lecteur);
         secondes = progression.secondes();
     }

@@ -3,6 +3,8 @@
 #include "Francais.h"
 #include "Statut.h"
 
+#include "orix/EnvoisGroupes.h"
+
 #include <poll.h>
 #include <unistd.h>
 
@@ -19,6 +21,7 @@ TamponFd::TamponFd(int descripteur, int reveil) : _descripteur(descripteur), _re
 TamponFd::int_type TamponFd::underflow()
 {
     ssize_t lus = 0;
+    orix::EnvoisGroupes::envoyer(); // what was made of what was read does not wait for more of it
     do {
         if (_reveil >= 0) {
             pollfd attendus[] = {{_descripteur, POLLIN, 0}, {_reveil, POLLIN, 0}};

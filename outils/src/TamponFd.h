@@ -24,7 +24,8 @@ class LectureInterrompue : public std::exception
     const char* what() const noexcept override { return "lecture interrompue"; }
 };
 
-/// A stream over a file descriptor, for one direction. The stream above is to be given exceptions(badbit),
+/// A stream over a file descriptor, for one direction. Before it reads, the requests that wait for each other
+/// leave (orix::EnvoisGroupes). The stream above is to be given exceptions(badbit),
 /// else it keeps these for itself: LectureInterrompue, LecteurParti for a broken pipe, Arret with a line for
 /// the user for everything else.
 class TamponFd : public std::streambuf, orix::INonCopiable

@@ -13,6 +13,7 @@
 #include <new>
 #include <string>
 #include <thread>
+#include <utility>
 
 namespace orix {
 
@@ -63,10 +64,10 @@ void ExecuteurCBImplementation::posterExecutable(int /*priorite*/, const std::st
         _agrandir(1);
     _file.push_back(std::move(appel));
     _arrive.store(true, std::memory_order_relaxed);
-    if (_endormi) {
-        _endormi = false;
+    const bool reveiller = std::exchange(_endormi, false);
+    verrou.unlock(); // or the thread would wake up only to wait for the lock
+    if (reveiller)
         _arrivee.notify_one();
-    }
 }
 
 void ExecuteurCBImplementation::leverAttente(bool levee)

@@ -213,6 +213,11 @@ class Etranger
         setsockopt(_prise, SOL_SOCKET, SO_LINGER, &sansAttendre, sizeof sansAttendre);
     }
 
+    bool rienNeVient() const ///< now
+    {
+        char octet = 0;
+        return recv(_prise, &octet, 1, MSG_PEEK | MSG_DONTWAIT) < 0 && errno == EAGAIN;
+    }
     /// The next message, its header included. Empty when the peer closed the connection, or said nothing for
     /// a long time.
     std::string recevoir()

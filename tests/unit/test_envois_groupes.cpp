@@ -1,7 +1,8 @@
-// The messages of a burst, up to the wire: what leaves, when, and what its senders are told.
+// Messages that wait for each other, up to the wire: what leaves, when, and what its senders are told.
 #include "EnvoiSansReponse.h"
 #include "Etranger.h"
 #include "LiaisonORB.h"
+#include "orix/EnvoisGroupes.h"
 
 namespace giop = essais::giop;
 
@@ -13,8 +14,12 @@ constexpr std::chrono::seconds PATIENCE(30);
 class Pair
 {
   public:
-    std::string url() const { return "corbaloc:iiop:127.0.0.1:" + std::to_string(_ecoute.port()) + "/Pair"; }
+    std::string url() const
+    {
+        return "corbaloc:iiop:1.2@127.0.0.1:" + std::to_string(_ecoute.port()) + "/Pair";
+    }
     void accepter() { _client.emplace(_ecoute); }
+    bool rienNeVient() const { return _client->rienNeVient(); }
     void fermer() ///< nobody is there any more
     {
         _client.reset();
@@ -89,27 +94,45 @@ class EnvoisGroupes : public testing::Test
 
 } // namespace
 
-/// The end comes right behind a burst, on a connection that the peer has not begun to read.
-TEST_F(EnvoisGroupes, CeQuiAttendPartAvantLaFin)
+/// Each thing that makes what waits leave; the connection's first message leaves alone.
+TEST_F(EnvoisGroupes, CeQuiAttendPartAvantCeQuiSuit)
 {
     constexpr int NOMBRE = 5000;
-    envoyer(0, NOMBRE);
-    detruire();
+    envoyer(0, 1);
     _pair.accepter();
+    {
+        const orix::EnvoisGroupes groupe;
+        envoyer(1, 3);
+        std::thread([this] { envoyer(4, 1); }).join();
+        EXPECT_EQ(_pair.lire(5), suite(5)) << "behind those that wait";
+        envoyer(0, 3);
+        orix::EnvoisGroupes::envoyer();
+        EXPECT_EQ(_pair.lire(3), suite(3)) << "when it is asked for";
+        {
+            const orix::EnvoisGroupes dedans;
+            envoyer(0, 3);
+        }
+        EXPECT_TRUE(_pair.rienNeVient()) << "the outermost counts";
+    }
+    EXPECT_EQ(_pair.lire(3), suite(3)) << "at its end";
+    const orix::EnvoisGroupes groupe;
+    envoyer(0, NOMBRE); // more than waits, and the end of the connection right behind
+    detruire();
     EXPECT_EQ(_pair.lire(NOMBRE + 1), suite(NOMBRE));
 }
 
-TEST_F(EnvoisGroupes, LaPerteDuPairEstDiteAuxSuivants)
+TEST_F(EnvoisGroupes, LaPerteDuPairEstDite)
 {
-    envoyer(0, 100);
+    envoyer(0, 1);
     _pair.accepter();
-    EXPECT_EQ(_pair.lire(100), suite(100));
+    EXPECT_EQ(_pair.lire(1), suite(1));
     _pair.fermer();
+    const orix::EnvoisGroupes groupe;
     const auto envoyerSansFin = [this] {
         for (int i = 0; i < 1000000; ++i)
             envoyer(i, 1);
     };
-    EXPECT_THROW(envoyerSansFin(), CORBA::SystemException);
+    EXPECT_THROW(envoyerSansFin(), CORBA::SystemException) << "to those that follow";
 }
 
 /// Bursts on two connections, one of whose peers takes nothing in: it holds the other's up nowhere.
@@ -118,6 +141,7 @@ TEST_F(EnvoisGroupes, UnPairQuiNeLitPasNeRetientPasLAutre)
     constexpr int NOMBRE = 200000;
     std::atomic<int> envoyes{0};
     auto envoi = std::async(std::launch::async, [&] {
+        const orix::EnvoisGroupes groupe;
         for (; envoyes < NOMBRE; ++envoyes)
             envoyer(envoyes, 1);
     });
@@ -125,12 +149,14 @@ TEST_F(EnvoisGroupes, UnPairQuiNeLitPasNeRetientPasLAutre)
     _autrePair.accepter();
     EXPECT_EQ(_autrePair.lire(1), suite(1));
     int avant = 0;
+    const orix::EnvoisGroupes groupe;
     for (int immobile = 0; immobile < 1000; ++immobile) { // bursts in a row while the other does not move
         if (const int maintenant = envoyes; maintenant != avant) {
             avant = maintenant;
             immobile = 0;
         }
         envoyer(_autreServeur, 0, 100);
+        orix::EnvoisGroupes::envoyer();
         ASSERT_EQ(_autrePair.lire(100), suite(100));
     }
     EXPECT_LT(avant, NOMBRE) << "it never had to wait";

@@ -88,7 +88,7 @@ inline constexpr Cle<Duree> delaiConnexion{2};
 inline constexpr Cle<Duree> delaiAppel{3};
 /// [orb] taille_message_max, in bytes: longer messages are refused
 inline constexpr Cle<int> tailleMessageMax{4};
-/// [orb] grouper_envois: the messages of a burst leave in one write, on TCP connections
+/// [orb] grouper_envois: requests may leave together where that is asked for (orix/EnvoisGroupes.h)
 inline constexpr Cle<bool> grouperEnvois{5};
 /// [routage] service = [URL, URL]: kernels of each service's servers, in order, at most two
 inline constexpr Cle<Configuration::Routage> routage{6};

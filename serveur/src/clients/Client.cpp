@@ -3,6 +3,7 @@
 #include "EnvoiPatient.h"
 #include "EnvoiSansReponse.h"
 #include "FilServeur.h"
+#include "LiaisonORB.h"
 
 #include "orix/OXstatut.h"
 
@@ -75,6 +76,13 @@ void Client::envoyer(const Requete& reponse)
     case Operation::liste:
         return envoyer(&Proxy::sendc_fin_liste_vol_complet, "fin_liste_vol_complet", resultat, idOp);
     }
+}
+
+void Client::pousser()
+{
+    const orix::orb::EnvoiPatient patience([this] { return !estAbandonnee(); });
+    if (!orix::orb::envoyerGroupe())
+        throw CORBA::COMM_FAILURE();
 }
 
 void Client::prendreConge()

@@ -57,6 +57,7 @@ class Client : public Ligne
 
   protected:
     void envoyer(const Requete& reponse) override;
+    void pousser() override;
     void prendreConge() override;
     void finir(bool echec) noexcept override;
 

@@ -1,5 +1,6 @@
 #include "Expediteurs.h"
 
+#include "orix/EnvoisGroupes.h"
 #include "orix/Trace.h"
 
 namespace serveur {
@@ -52,7 +53,10 @@ bool Expediteurs::_avancer(Fils::iterator celui)
     if (ligne == nullptr)
         return !_aiguillage.envois.estFermee() && !_partir(celui);
     _relever();
-    ligne->envoyer(_mesures);
+    {
+        const orix::EnvoisGroupes groupe; // the answers of one client, which follow each other
+        ligne->envoyer(_mesures);
+    }
     _aiguillage.suivre(ligne, ligne->envoyee());
     const std::lock_guard<std::mutex> verrou(_mutex);
     ++_libres;

@@ -165,6 +165,7 @@ void Ligne::envoyer(Mesures& mesures) noexcept
             releve.commencer(lot.premiere());
             envoyer(lot.premiere());
         }
+        pousser();
         releve.finir();
         if (!conge || _abandon)
             return;

@@ -79,6 +79,8 @@ class Ligne : public std::enable_shared_from_this<Ligne>, orix::INonCopiable
   protected:
     /// Sends one answer; waits as long as that takes. Throws what it likes.
     virtual void envoyer(const Requete& reponse) = 0;
+    /// Sends what of the answers still waits for others. Throws what it likes.
+    virtual void pousser() {}
     /// Nothing will follow.
     virtual void prendreConge() = 0;
     /// The sending ended, with the exception that is being handled, or without one. Throws nothing.

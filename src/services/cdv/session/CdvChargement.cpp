@@ -3,6 +3,7 @@
 #include "Instant.h"
 #include "MoteurSession.h"
 #include "OXcdvCliCode.h"
+#include "orix/EnvoisGroupes.h"
 
 #include <algorithm>
 #include <utility>
@@ -95,7 +96,13 @@ bool Chargement::_ajouter(Voies::Demande demande, Vol& vol, SurFin surFin)
 {
     const auto element = std::make_shared<Element>();
     Verrou verrou(_mutex);
-    _changement.wait(verrou, [this] { return _arret || _bilan.enCours < _fenetre; });
+    const auto place = [this] { return _arret || _bilan.enCours < _fenetre; };
+    if (!place()) {
+        verrou.unlock();
+        orix::EnvoisGroupes::envoyer(); // or what is waited for never comes
+        verrou.lock();
+        _changement.wait(verrou, place);
+    }
     if (_arret)
         return false;
     element->vol = std::move(vol);
@@ -108,6 +115,7 @@ bool Chargement::_ajouter(Voies::Demande demande, Vol& vol, SurFin surFin)
 
 Chargement::Bilan Chargement::attendreFin(std::optional<Duree> delai)
 {
+    orix::EnvoisGroupes::envoyer();
     Verrou verrou(_mutex);
     _changement.wait_until(verrou, apres(Maintenant::now(), delai.value_or(TRES_LONG)),
                            [this] { return _bilan.enCours == 0; });
@@ -145,11 +153,14 @@ void Chargement::_tenir()
         else
             _renoncer(_enReprise.front()->dernier);
         verrou.unlock();
-        for (const Partage& element : _enReprise)
-            if (active)
-                _demander(element, element->prochaine);
-            else
-                _finir(element, Fin::abandonne, element->dernier);
+        {
+            const orix::EnvoisGroupes groupe;
+            for (const Partage& element : _enReprise)
+                if (active)
+                    _demander(element, element->prochaine);
+                else
+                    _finir(element, Fin::abandonne, element->dernier);
+        }
         _enReprise.clear();
         verrou.lock();
     }

@@ -3,6 +3,7 @@
 #include "ClientService.h"
 #include "OXcdvCliItf.h"
 #include "OXvol_completData.h"
+#include "orix/EnvoisGroupes.h"
 #include "orix/Trace.h"
 
 #include <new>
@@ -299,6 +300,7 @@ void MoteurSession::reveiller()
 
 bool MoteurSession::attendreFin(Duree delai)
 {
+    orix::EnvoisGroupes::envoyer(); // or what is waited for never comes
     Verrou verrou(_mutex);
     _interdireDansRappel("Session::attendreFin()");
     const Instant fin = apres(_horloge->maintenant(), delai);
@@ -456,6 +458,7 @@ void MoteurSession::_notifier(Genre genre, int idOp, Notification notification)
 
 std::optional<Vol> MoteurSession::suivant(Flux::Tampon& tampon)
 {
+    orix::EnvoisGroupes::envoyer();
     Verrou verrou(_mutex);
     _interdireDansRappel("Flux::suivant()");
     tampon.arrivee.wait(verrou, [&] { return !tampon.vols.empty() || tampon.fin; });
