@@ -70,6 +70,18 @@ void ExecuteurCBImplementation::posterExecutable(int /*priorite*/, const std::st
         _arrivee.notify_one();
 }
 
+Statistiques ExecuteurCBImplementation::compter() noexcept
+{
+    Statistiques statistiques;
+    const std::lock_guard<std::mutex> verrou(_mutex);
+    if (!_ouvert)
+        return statistiques;
+    statistiques.callbacks = _marche->commences;
+    statistiques.callbacksEnAttente = _file.size() + _marche->restants;
+    statistiques.callbacksMax = _capacite;
+    return statistiques;
+}
+
 void ExecuteurCBImplementation::leverAttente(bool levee)
 {
     const std::lock_guard<std::mutex> verrou(_mutex);

@@ -2,6 +2,7 @@
 #define EXECUTEURCBIMPLEMENTATION_H
 
 #include "Fil.h"
+#include "orix/Statistiques.h"
 #include "orix/interne/ExecuteurCB.h"
 #include "orix/interne/IExecutable.h"
 #include "orix/interne/Perpetuel.h"
@@ -33,6 +34,8 @@ class ExecuteurCBImplementation final : public ExecuteurCB
     bool arreter(std::chrono::milliseconds delai);
     /// Refuses new calls, destroys those that wait. False when a call does not return within the delay.
     bool abandonner(std::chrono::milliseconds delai);
+    /// The figures of callbacks, of the run of the moment.
+    Statistiques compter() noexcept;
     /// Whether the calling thread is one of the executor's.
     static bool estIci() noexcept;
 

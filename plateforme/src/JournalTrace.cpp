@@ -24,6 +24,8 @@ namespace orix::journal {
 
 namespace {
 
+std::atomic<unsigned long long> s_perdues{0}; // lines, of whichever log
+
 /// A line, and what the thread that traced it knew.
 struct Ligne
 {
@@ -69,8 +71,10 @@ class Sortie
         const std::size_t octets = ligne.octets();
         _attente.push_back(std::move(ligne));
         _octets += octets;
-        for (; _attente.size() > _capacite || _octets > ATTENTE_MAX; ++_perdues)
+        for (; _attente.size() > _capacite || _octets > ATTENTE_MAX; ++_perdues) {
             _retirer();
+            ++s_perdues;
+        }
         _arrivee.notify_one();
     }
 
@@ -195,6 +199,8 @@ Courant& courant()
 }
 
 } // namespace
+
+unsigned long long perdues() noexcept { return s_perdues; }
 
 void ouvrir(const std::string& fichier, std::size_t capacite)
 {

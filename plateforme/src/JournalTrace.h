@@ -31,6 +31,9 @@ void ouvrir(const std::string& fichier, std::size_t capacite);
 /// Back to the standard error, without waiting lines, the file being complete.
 void fermer() noexcept;
 
+/// Lines that were lost since the process began.
+unsigned long long perdues() noexcept;
+
 /// Throws nothing of the log's: a full disk takes lines, not the process. The texts of the line are safe, and
 /// no longer than above.
 void ecrire(const LigneTrace& ligne);

@@ -165,6 +165,12 @@ Evenement Session::dernierEvenement() const
 
 int Session::numeroClient() const { return estActive() ? orix::lireOXcdvCliConnexion().numeroClient : 0; }
 
+Statistiques Session::statistiques() const
+{
+    const auto moteur = _lireMoteur();
+    return moteur ? moteur->statistiques() : Statistiques();
+}
+
 std::size_t Session::nombreEnCours() const
 {
     const auto ouvert = _lireMoteur();

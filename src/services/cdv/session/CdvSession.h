@@ -7,6 +7,7 @@
 /// A program that links libOXcdvSession does not define OXcdvCliCB: the library does. A program that wants
 /// the bare callbacks links libOXcdvCli, and libOXcdvVol where it wants cdv::Vol.
 
+#include "CdvStatistiques.h"
 #include "CdvVol.h"
 #include "orix/Configuration.h"
 #include "orix/Exportation.h"
@@ -141,6 +142,11 @@ struct Options
 
     /// Told of each change of state, in order. See Session for its thread.
     std::function<void(const Evenement&)> observateur;
+
+    /// Told of the session's figures each time that so much has passed, on the thread of the completions; one
+    /// that comes late takes the place of those that it has missed. 0: never.
+    Duree periodeStatistiques{0};
+    std::function<void(const Statistiques&)> surStatistiques; ///< see periodeStatistiques
 };
 
 /// The records of a listing, as they come, through a bounded buffer.
@@ -282,6 +288,8 @@ class ORIX_API Session : orix::INonCopiable
     /// client; 0 unless active.
     int numeroClient() const;
     std::size_t nombreEnCours() const; ///< requests made and not ended
+    /// The figures of this opening of the session, also after its end; all zero when it was never opened.
+    Statistiques statistiques() const;
     /// Waits until every request has ended and what is to be told of it has been; false when the time has
     /// passed. Throws std::logic_error inside a completion or an observer.
     bool attendreFin(Duree delai);

@@ -55,6 +55,7 @@ class Demande : public Livrable
     int _idOp = 0; ///< 0 until the call has returned it
     Duree _delai{0};
     Instant _echeance = JAMAIS;
+    Instant _debut;
     bool _retenue = false; ///< its next record waits for a place
     bool _finie = false;
 };

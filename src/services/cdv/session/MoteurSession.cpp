@@ -59,6 +59,7 @@ MoteurSession::MoteurSession(const Options& options, std::shared_ptr<Horloge> ho
       _service(options.service),
       _horloge(std::move(horloge)),
       _annonceReservee(std::make_shared<Annonce>(_options.observateur, Evenement{})),
+      _releve(std::make_shared<Releve>(*this)),
       _reconnexion(options, std::random_device{}())
 {}
 
@@ -97,7 +98,11 @@ void MoteurSession::_demarrer()
 void MoteurSession::_commencer()
 {
     const Verrou verrou(_mutex);
-    _suivre(_reconnexion.ouvrir(_horloge->maintenant()));
+    const Instant maintenant = _horloge->maintenant();
+    if (_options.surStatistiques && _options.periodeStatistiques > Duree(0))
+        _prochainReleve = apres(maintenant, _options.periodeStatistiques);
+    _suivre(_reconnexion.ouvrir(maintenant));
+    _reveilMinuterie.notify_all();
 }
 
 void MoteurSession::fermer()
@@ -337,6 +342,16 @@ std::size_t MoteurSession::nombreEnCours() const
     return _demandes.enCours();
 }
 
+Statistiques MoteurSession::statistiques() const
+{
+    Statistiques statistiques;
+    statistiques.processus = orix::statistiques();
+    const Verrou verrou(_mutex);
+    _demandes.compter(statistiques);
+    _reconnexion.compter(statistiques, _horloge->maintenant());
+    return statistiques;
+}
+
 // ---- Requests
 
 void MoteurSession::demander(const std::shared_ptr<Demande>& demande, Genre genre, const Vol& vol,
@@ -346,7 +361,8 @@ void MoteurSession::demander(const std::shared_ptr<Demande>& demande, Genre genr
     Verrou verrou(_mutex);
     if (_reconnexion.etat() != EtatSession::active) {
         Livraisons aucunFil;
-        _demandes.refuser(demande, genre, _reconnexion.refus(), _ferme ? aucunFil : _aLivrer);
+        TableDemandes::refuser(demande, genre, _reconnexion.refus(), _ferme ? aucunFil : _aLivrer);
+        _demandes.noterRefus(genre);
         _reveiller();
         verrou.unlock();
         if (!aucunFil.estVide())
@@ -374,7 +390,13 @@ void MoteurSession::_minuter()
 {
     Verrou verrou(_mutex);
     for (;;) {
-        _demandes.expirer(_horloge->maintenant());
+        const Instant maintenant = _horloge->maintenant();
+        _demandes.expirer(maintenant);
+        if (_prochainReleve <= maintenant && !_ferme) {
+            if (!_releve->enAttente.exchange(true)) // else the application is behind
+                _aLivrer.ajouter(_releve);
+            _prochainReleve = apres(maintenant, _options.periodeStatistiques);
+        }
         _reveiller();
         if (_resteALivrer() && _livreur == std::thread::id()) {
             _livrer(verrou);
@@ -382,7 +404,7 @@ void MoteurSession::_minuter()
         }
         if (_ferme && !_resteALivrer())
             return;
-        _reveilPrevu = _demandes.prochaineEcheance();
+        _reveilPrevu = std::min(_demandes.prochaineEcheance(), _ferme ? JAMAIS : _prochainReleve);
         _horloge->attendre(_reveilMinuterie, verrou, _reveilPrevu);
         _reveilPrevu = Instant::min();
     }

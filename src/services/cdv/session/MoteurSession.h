@@ -41,6 +41,7 @@ class MoteurSession : public std::enable_shared_from_this<MoteurSession>, orix::
     EtatSession etat() const;
     Evenement dernierEvenement() const;
     std::size_t nombreEnCours() const;
+    Statistiques statistiques() const;
 
     void demander(const std::shared_ptr<Demande>& demande, Genre genre, const Vol& vol,
                   const Session::Delai& delai);
@@ -76,6 +77,22 @@ class MoteurSession : public std::enable_shared_from_this<MoteurSession>, orix::
 
       private:
         const std::function<void(const Evenement&)>& _observateur;
+    };
+
+    /// The figures, for who wants them from time to time.
+    class Releve : public Livrable
+    {
+      public:
+        explicit Releve(const MoteurSession& moteur) : _moteur(moteur) {}
+        void livrer() override
+        {
+            enAttente = false;
+            _moteur._options.surStatistiques(_moteur.statistiques());
+        }
+        std::atomic<bool> enAttente{false};
+
+      private:
+        const MoteurSession& _moteur;
     };
 
     void _demarrer();
@@ -115,6 +132,8 @@ class MoteurSession : public std::enable_shared_from_this<MoteurSession>, orix::
     std::thread::id _livreur;
     bool _annonceDue = false; ///< memory lacked for an announcement: the state is to be told, by the next one
     const std::shared_ptr<Annonce> _annonceReservee;
+    const std::shared_ptr<Releve> _releve;
+    Instant _prochainReleve = JAMAIS;
 
     TableDemandes _demandes{_aLivrer};
     Reconnexion _reconnexion;

@@ -198,6 +198,8 @@ Reconnexion::Action Reconnexion::_devenirActive(Instant maintenant) noexcept
     _aVerifier = false;
     _essais = 0;
     _activeDepuis = maintenant;
+    if (_connexion > 0)
+        _absences += _derniereAbsence = maintenant - _perdueDepuis;
     _tourFini = true;
     ++_connexion;
     const Action action = _passer(EtatSession::active);
@@ -208,9 +210,24 @@ Reconnexion::Action Reconnexion::_devenirActive(Instant maintenant) noexcept
 
 Reconnexion::Action Reconnexion::_perdre(OXstatut statut, Instant maintenant) noexcept
 {
+    ++_pertes;
+    _perdueDepuis = maintenant;
     Action action = _reessayerPlusTard(statut, maintenant, true);
     action.perte = true;
     return action;
+}
+
+void Reconnexion::compter(Statistiques& statistiques, Instant maintenant) const noexcept
+{
+    using Millisecondes = std::chrono::milliseconds;
+    const bool absente = _connexion > 0 && _pertes == _connexion;
+    const std::chrono::nanoseconds absence =
+        absente ? maintenant - _perdueDepuis : std::chrono::nanoseconds(0);
+    statistiques.connexions = _connexion;
+    statistiques.pertes = _pertes;
+    statistiques.sansConnexion = std::chrono::duration_cast<Millisecondes>(_absences + absence);
+    statistiques.dernierePerte =
+        std::chrono::duration_cast<Millisecondes>(absente ? absence : _derniereAbsence);
 }
 
 Reconnexion::Action Reconnexion::_echouer(OXstatut statut, Instant maintenant) noexcept

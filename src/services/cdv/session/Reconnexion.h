@@ -1,6 +1,7 @@
 #ifndef CDV_RECONNEXION_H
 #define CDV_RECONNEXION_H
 
+#include "CdvStatistiques.h"
 #include "Instant.h"
 
 #include <random>
@@ -62,6 +63,7 @@ class Reconnexion
     bool premierTourFini() const noexcept { return _tourFini; } ///< both servers were tried, or one accepted
     bool reponseAttendue() const noexcept { return _reponseAttendue; } ///< an activeCB is to come
     bool peutEtreConnectee() const noexcept;                           ///< there is something to deactivate
+    void compter(Statistiques& statistiques, Instant maintenant) const noexcept; ///< its figures
     orix::OXstatut refus() const noexcept; ///< why a request made now does not leave, unless active
 
   private:
@@ -91,6 +93,10 @@ class Reconnexion
     Evenement _evenement;
     unsigned long long _connexion = 0;
     Instant _activeDepuis{};
+    std::uint64_t _pertes = 0;
+    Instant _perdueDepuis{};
+    std::chrono::nanoseconds _absences{0}; ///< without a connection, up to the last one
+    std::chrono::nanoseconds _derniereAbsence{0};
     Instant _prochainEssai = JAMAIS;
     Instant _finReponse = JAMAIS; ///< until when the answer is waited for, ours or the other session's
     Appel _appel = Appel::aucun;  ///< in progress

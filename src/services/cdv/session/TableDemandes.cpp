@@ -34,6 +34,7 @@ TableDemandes::Rang TableDemandes::commencer(const std::shared_ptr<Demande>& dem
     demande->_genre = genre;
     demande->_delai = delai;
     demande->_echeance = echeance;
+    demande->_debut = maintenant;
     return _dernierAppel = rang;
 }
 
@@ -80,8 +81,16 @@ void TableDemandes::_conclure(const std::shared_ptr<Demande>& demande, Resultat 
     _echeances.erase({demande->_echeance, demande->_rang});
     _attentes.erase({demande->_idOp, demande->_genre, demande->_rang});
     resultat.lecture = estLecture(demande->_genre);
+    _compter(demande->_genre, resultat.etat);
     if (demande->conclure(std::move(resultat)))
         _fins.ajouter(demande);
+}
+
+void TableDemandes::compter(Statistiques& statistiques) const noexcept
+{
+    for (std::size_t genre = 0; genre < _comptes.size(); ++genre)
+        statistiques.demandes[genre] = {_comptes[genre].fins, _comptes[genre].durees.lire()};
+    statistiques.enCours = enCours();
 }
 
 void TableDemandes::conclureToutes(Resultat::Etat etat, OXstatut statut) noexcept
@@ -193,6 +202,7 @@ void TableDemandes::_appliquer(const std::shared_ptr<Demande>& demande, Notifica
         return _conclure(demande, resultat(Resultat::Etat::perdu, orix::OXS_ALLOCATION_MEMOIRE_IMPOSSIBLE));
     Resultat fin = resultat(notification.code == 0 ? Resultat::Etat::fait : Resultat::Etat::refuse);
     fin.code = notification.code;
+    _compte(demande->_genre).durees.ajouter(maintenant - demande->_debut);
     fin.vol = std::move(notification.vol);
     _conclure(demande, std::move(fin));
 }

@@ -2,6 +2,7 @@
 #define CDV_TABLEDEMANDES_H
 
 #include "Demande.h"
+#include "HistogrammeDurees.h"
 
 #include <map>
 #include <tuple>
@@ -39,6 +40,10 @@ class TableDemandes : orix::INonCopiable
     /// Ends one that will not be begun.
     static void refuser(const std::shared_ptr<Demande>& demande, Genre genre, orix::OXstatut statut,
                         Livraisons& fins) noexcept;
+    void noterRefus(Genre genre) noexcept
+    {
+        _compter(genre, Resultat::Etat::nonEnvoye);
+    } ///< one was ended so
 
     enum class Accueil
     {
@@ -59,6 +64,7 @@ class TableDemandes : orix::INonCopiable
     void abandonner(const std::shared_ptr<Demande>& demande) noexcept;
 
     std::size_t enCours() const noexcept { return _echeances.size(); } ///< requests not ended
+    void compter(Statistiques& statistiques) const noexcept;           ///< its figures
     std::size_t appels() const noexcept { return _appels.size(); }     ///< calls that have not returned
     std::size_t depots() const noexcept { return _nombreDepots; }      ///< notifications put aside
 
@@ -85,6 +91,17 @@ class TableDemandes : orix::INonCopiable
     void _replanifier(Demande& demande, Instant echeance) noexcept;
     void _conclure(const std::shared_ptr<Demande>& demande, Resultat resultat) noexcept;
 
+    struct Compte
+    {
+        decltype(Statistiques::Demandes::fins) fins{};
+        HistogrammeDurees durees;
+    };
+    Compte& _compte(Genre genre) noexcept { return _comptes[static_cast<std::size_t>(genre)]; }
+    void _compter(Genre genre, Resultat::Etat fin) noexcept
+    {
+        ++_compte(genre).fins[static_cast<std::size_t>(fin)];
+    }
+
     Livraisons& _fins;
     const std::size_t _maxDepots;
     Rang _dernierAppel = 0;
@@ -93,6 +110,7 @@ class TableDemandes : orix::INonCopiable
     std::map<std::pair<Instant, Rang>, std::shared_ptr<Demande>> _echeances; ///< of each request not ended
     std::map<std::pair<Genre, int>, Depot> _depots;
     std::size_t _nombreDepots = 0;
+    std::array<Compte, std::tuple_size_v<decltype(Statistiques::demandes)>> _comptes;
 };
 
 } // namespace cdv
