@@ -1,5 +1,6 @@
 #include "Commandes.h"
 #include "Connexion.h"
+#include "Ecoulement.h"
 #include "Expliquer.h"
 #include "Progression.h"
 #include "Sortie.h"
@@ -8,7 +9,6 @@
 #include <unistd.h>
 
 #include <iostream>
-#include <limits>
 
 namespace outils {
 
@@ -35,48 +35,43 @@ void verifierTableur(const Options& options, Format format)
         throw Arret(USAGE, "--tableur : il faut --format csv");
 }
 
-/// A listing that is written as it comes.
-struct Ecoulement
+Ecoulement::Reglages reglagesEcoulement(const Options& options)
 {
-    std::uint64_t recus = 0; ///< passed-over ones included
-    std::uint64_t ecrits = 0;
-    std::optional<Issue> echec; ///< why it is incomplete
-};
-
-Ecoulement ecouler(Connexion& connexion, Interruption& interruption, const cdv::Vol& exemple,
-                   Ecrivain& ecrivain, std::uint64_t passes, std::uint64_t limite,
-                   const std::function<void(std::uint64_t)>& surVol)
-{
-    Ecoulement ecoulement;
-    cdv::Flux flux = connexion.session().parcourir(exemple);
-    const Interruption::Garde garde(interruption, [&flux] { flux.abandonner(); });
-    while (std::optional<cdv::Vol> vol = flux.suivant()) {
-        if (ecoulement.recus++ < passes)
-            continue;
-        ecrivain.ecrire(*vol);
-        ++ecoulement.ecrits;
-        surVol(ecoulement.ecrits);
-        if (ecoulement.ecrits == limite)
-            return ecoulement;
-    }
-    if (!flux.resultat())
-        ecoulement.echec = Issue(flux.resultat());
-    return ecoulement;
+    Ecoulement::Reglages reglages;
+    reglages.passes = options.importation.depuis - 1;
+    reglages.limite = options.limite.value_or(reglages.limite);
+    reglages.patience = options.importation.envois.patience;
+    return reglages;
 }
+
+/// A listing of a command that goes on by itself past a loss, unless it is told not to.
+Ecoulement::Bilan ecouler(Connexion& connexion, Interruption& interruption, const Options& options,
+                          const cdv::Vol& exemple,
+                          const std::function<void(cdv::Vol&, std::uint64_t)>& surVol)
+{
+    const Ecoulement::Bilan bilan =
+        Ecoulement(connexion.session(), interruption, reglagesEcoulement(options)).executer(exemple, surVol);
+    if (bilan.pertes != 0)
+        std::cerr << message(compte(bilan.pertes, "connexion perdue") + " en route : liste redemandée")
+                  << '\n';
+    return bilan;
+}
+
+bool reprend(const Options& options) { return options.importation.envois.patience.count() != 0; }
 
 int lister(const Options& options, Interruption& interruption)
 {
     const Format format = options.format.value_or(Format::tableau);
     verifierTableur(options, format);
     const cdv::Vol exemple = composerVol(options, "");
-    Connexion connexion(options, interruption);
+    Connexion connexion(options, interruption, reprend(options));
     FluxFd flux(STDOUT_FILENO);
     Presentation presentation = presenter(options, STDOUT_FILENO);
     presentation.colonnes = largeurTerminal(STDOUT_FILENO);
     const auto ecrivain = creerEcrivain(format, flux, presentation);
-    const Ecoulement ecoulement =
-        ecouler(connexion, interruption, exemple, *ecrivain, 0,
-                options.limite.value_or(std::numeric_limits<std::size_t>::max()), [](std::uint64_t) {});
+    const Ecoulement::Bilan ecoulement =
+        ecouler(connexion, interruption, options, exemple,
+                [&](const cdv::Vol& vol, std::uint64_t) { ecrivain->ecrire(vol); });
     ecrivain->finir();
     flux.flush();
     if (ecoulement.echec)
@@ -97,21 +92,23 @@ int exporter(const Options& options, Interruption& interruption)
     verifierTableur(options, format);
     const cdv::Vol exemple = composerVol(options, "");
     const std::uint64_t passes = options.importation.depuis - 1;
-    Connexion connexion(options, interruption);
+    Connexion connexion(options, interruption, reprend(options));
     // Opened last: without a server nothing is touched.
     FichierSortie fichier(options.fichier, passes != 0);
     FluxFd flux(fichier.descripteur());
     Presentation presentation = presenter(options, fichier.descripteur());
     presentation.entete = passes == 0;
     const auto ecrivain = creerEcrivain(format, flux, presentation);
-    Ecoulement ecoulement;
+    Ecoulement::Bilan ecoulement;
     double secondes = 0;
     {
         Progression progression(std::cerr,
                                 estTerminal(STDERR_FILENO) ? largeurTerminal(STDERR_FILENO) : std::nullopt);
-        ecoulement = ecouler(connexion, interruption, exemple, *ecrivain, passes,
-                             std::numeric_limits<std::uint64_t>::max(),
-                             [&](std::uint64_t vols) { progression.avancer(vols, std::nullopt); });
+        ecoulement = ecouler(connexion, interruption, options, exemple,
+                             [&](const cdv::Vol& vol, std::uint64_t ecrits) {
+                                 ecrivain->ecrire(vol);
+                                 progression.avancer(ecrits, std::nullopt);
+                             });
         ecrivain->finir();
         flux.flush();
         secondes = progression.secondes();

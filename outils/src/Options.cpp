@@ -90,6 +90,8 @@ Exemples :
 constexpr const char* EXPLICATION_EXPORT =
     R"(Le format est celui de --format, sinon celui du nom (.json, .jsonl), sinon CSV. Le fichier n'est
 remplacé qu'une fois complet : d'ici là, les vols sont dans FICHIER.partiel.
+Quand un serveur est perdu, la liste est redemandée à l'autre, ou au même s'il revient ; chaque vol
+est écrit une fois.
 
 Exemples :
   cdv exporter vols.csv
@@ -245,6 +247,7 @@ class Analyseur
         lister.add_option("--limite", _limite, "s'arrête après tant de vols")
             ->type_name("N")
             ->check(entier(1, UN_MILLIARD));
+        _patience(lister);
         _tableur(lister);
     }
 
@@ -265,17 +268,14 @@ class Analyseur
             .add_option("--en-cours", importation.envois.fenetre, "demandes sans réponse à la fois (1000)")
             ->type_name("N")
             ->check(entier(1, 10000));
-        importer
-            .add_option("--patience", _patience,
-                        "quand les serveurs sont perdus, en attend un si longtemps, en s (60) ; 0 : s'arrête")
-            ->type_name("S")
-            ->check(entier(0, UNE_HEURE / 1000));
+        _patience(importer);
         importer.add_flag("--stop", importation.arretAuRejet, "s'arrête à la première ligne rejetée");
 
         CLI::App& exporter = _commande("exporter", "écrit les vols dans un fichier", EXPLICATION_EXPORT);
         _fichier(exporter, "CSV, ou JSON par lignes ; « - » : la sortie standard");
         _champs(exporter, "champs que les vols doivent avoir");
         _depuis(exporter, "reprend au N-ième vol, à la suite de FICHIER.partiel");
+        _patience(exporter);
         _tableur(exporter);
     }
 
@@ -330,6 +330,14 @@ class Analyseur
             ->check(entier(1, UN_MILLIARD));
     }
 
+    void _patience(CLI::App& app)
+    {
+        app.add_option("--patience", _secondes,
+                       "quand les serveurs sont perdus, en attend un si longtemps, en s (60) ; 0 : s'arrête")
+            ->type_name("S")
+            ->check(entier(0, UNE_HEURE / 1000));
+    }
+
     void _tableur(CLI::App& app)
     {
         app.add_flag("--tableur", _options.tableur,
@@ -346,8 +354,8 @@ class Analyseur
             _options.trace = NIVEAUX.at(_trace);
         if (_delai)
             _options.delai = cdv::Duree(*_delai);
-        if (_patience)
-            _options.importation.envois.patience = std::chrono::seconds(*_patience);
+        if (_secondes)
+            _options.importation.envois.patience = std::chrono::seconds(*_secondes);
         if (_periode)
             _options.periode = cdv::Duree(*_periode);
         _options.limite = _limite;
@@ -407,7 +415,7 @@ class Analyseur
     std::string _existants;
     std::string _trace;
     std::optional<long long> _delai;
-    std::optional<long long> _patience;
+    std::optional<long long> _secondes; // of patience
     std::optional<long long> _periode;
     std::optional<std::size_t> _limite;
     std::optional<std::size_t> _mesures;

@@ -31,7 +31,7 @@ struct Options
     std::string json; ///< file of a record to start from; "-": the standard input; empty: none
 
     std::string fichier;                ///< importer, exporter; "-": the standard input or output
-    Importation::Reglages importation;  ///< importer; depuis: exporter too
+    Importation::Reglages importation;  ///< importer; depuis: exporter too, patience: lister too
     std::string rejets;                 ///< importer; empty: none
     bool tableur = false;               ///< exporter, lister: formulas are marked as texts
     std::optional<std::size_t> limite;  ///< lister

@@ -225,18 +225,30 @@ attendre bash -c '[ "$(grep -c "active  cdv-serveur" sortie)" -eq 2 ]'
 kill -INT -- "-$pid"
 finit 0 "alors que la connexion est revenue"
 
-# An export that is cut off says so, and where it goes on: no record is missing, none comes twice.
+# A listing that is cut off goes on by itself, or says where to go on: no record is missing, none comes twice.
 seq -f 'E%05g' 20000 | sed 1iidentifiant >lot.csv
 essai 0 importer lot.csv --url "$url"
 printf '[executeur]\ncapacite = 10\n[routage]\ncdv = ["%s"]\n' "$url" >cdv.toml # little is under way
 essai 0 exporter complet.csv 'identifiant=E*' --url "$url"
-"$commande" exporter tube 'identifiant=E*' --config cdv.toml 2>erreurs &
-pid=$!
-exec 9<tube
-read -r ligne <&9
-arreter KILL
-{ echo "$ligne"; cat <&9; } >suite.csv
-exec 9<&-
+# couper PATIENCE ARGUMENT...: what the command writes into the pipe, its server killed after the first line, is in suite.csv.
+couper() {
+    "$commande" "${@:2}" 'identifiant=E*' --format csv --patience "$1" --config cdv.toml >tube 2>erreurs &
+    pid=$!
+    exec 9<tube
+    read -r ligne <&9
+    arreter KILL
+    [ "$1" -eq 0 ] || demarrer "$port"
+    { echo "$ligne"; cat <&9; } >suite.csv
+    exec 9<&-
+}
+for arguments in lister "exporter -"; do
+    # shellcheck disable=SC2086 # several of them
+    couper 60 $arguments
+    finit 0 "alors que le serveur est revenu"
+    contient erreurs "1 connexion perdue en route"
+    cmp -s complet.csv suite.csv || echec "ce qui a été repris n'est pas la liste"
+done
+couper 0 exporter -
 finit 4 "après une exportation coupée"
 contient erreurs "exportation incomplète" "--depuis $(wc -l <suite.csv)"
 demarrer "$port"
