@@ -4,6 +4,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <fcntl.h>
+
 #include <iostream>
 
 namespace serveur {
@@ -131,6 +133,11 @@ void decrireOptions(CLI::App& application, Options& options)
                     "(aucune)")
         ->type_name("[HOTE:]PORT");
     application
+        .add_option("--pret-fd", options.pretFd,
+                    "une fois prêt, écrit l'URL du noyau, en une ligne, dans ce descripteur, et le ferme")
+        ->type_name("N")
+        ->check(CLI::Range(3, 1 << 20));
+    application
         .add_option(
             "--configuration", options.configuration,
             "fichier TOML de l'intergiciel (TLS, délais, trace) ; --port, --hote, --machine et --trace "
@@ -163,6 +170,8 @@ std::optional<int> lireOptions(int argc, char** argv, Options& options)
         return refuser("option obligatoire absente : --base");
     if (options.demande.genre == DemandeBase::SAUVEGARDER && options.demande.destination.empty())
         return refuser("argument obligatoire absent : DESTINATION");
+    if (options.pretFd && fcntl(*options.pretFd, F_GETFD) == -1)
+        return refuser("--pret-fd : le descripteur " + std::to_string(*options.pretFd) + " n'est pas ouvert");
     options.pointAccesDonne = application.count("--port") + application.count("--hote") > 0;
     return std::nullopt;
 }

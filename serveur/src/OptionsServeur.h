@@ -24,7 +24,8 @@ struct Options
     std::string machine;
     std::string configuration;
     std::optional<std::string> http;
-    DemandeBase demande; ///< instead of serving
+    std::optional<int> pretFd; ///< a descriptor that is open
+    DemandeBase demande;       ///< instead of serving
     std::optional<int> trace;
     long long periodePing = 1000;
     long long delaiPing = 1000;

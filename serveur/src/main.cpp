@@ -43,6 +43,16 @@ void relire(const Options& options, Serveur& serveur)
     }
 }
 
+/// Tells whoever started the server where its kernel is.
+void annoncerPret(int descripteur, const std::string& noyau)
+{
+    const std::string ligne = noyau + '\n';
+    const ssize_t ecrits = write(descripteur, ligne.data(), ligne.size()); // a pipe takes so little whole
+    if (close(descripteur) != 0 || ecrits != static_cast<ssize_t>(ligne.size()))
+        throw std::runtime_error("--pret-fd : écriture impossible dans le descripteur " +
+                                 std::to_string(descripteur));
+}
+
 /// Serves until a signal of the set comes; the exit status. Throws std::exception with a line for the user,
 /// or CORBA::Exception.
 int servir(const Options& options, const sigset_t& signaux)
@@ -98,9 +108,11 @@ int servir(const Options& options, const sigset_t& signaux)
     std::optional<ServeurHttp> http; // ends before what it shows
     if (options.http)
         http.emplace(*options.http, [&](std::string_view chemin) { return afficher(*serveur, chemin); });
-    std::cout << "cdv-serveur: prêt, noyau corbaloc:" << serveur->pointAcces() << "/Noyau, base "
-              << magasin->nom() << (http ? ", mesures http://" + http->adresse() + "/metrics" : "")
-              << std::endl;
+    const std::string noyau = "corbaloc:" + serveur->pointAcces() + "/Noyau";
+    std::cout << "cdv-serveur: prêt, noyau " << noyau << ", base " << magasin->nom()
+              << (http ? ", mesures http://" + http->adresse() + "/metrics" : "") << std::endl;
+    if (options.pretFd)
+        annoncerPret(*options.pretFd, noyau);
     const Superviseur superviseur;
     superviseur.pret();
     const auto vivant = [&](std::chrono::nanoseconds delai) { return serveur->avance(delai); };

@@ -61,10 +61,10 @@ attendre() { # until the command given succeeds: an event of another process
 }
 demarrer() { # on a free port, or the given one
     rm -f serveur.log # of the one before
-    "$serveur" --base vols.db --port "${1:-0}" >serveur.log 2>&1 &
+    [ -p pret ] || mkfifo pret
+    "$serveur" --base vols.db --port "${1:-0}" --pret-fd 7 7>pret >serveur.log 2>&1 &
     pid_serveur=$!
-    attendre grep -q corbaloc serveur.log
-    url=$(grep -o 'corbaloc:[^, ]*' serveur.log)
+    url=$(timeout 60 cat pret) # to its end: the server closes it
     port=$(grep -oE ':[0-9]+/' <<<"$url" | tr -d ':/')
 }
 arreter() { # with the signal given
