@@ -18,6 +18,8 @@ set(objets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT bibliotheques N
            FILE_SET HEADERS DESTINATION ${entetes} COMPONENT developpement
            INCLUDES DESTINATION ${entetes})
 install(TARGETS OXcdvCli OXcdvVol OXcdvSession EXPORT OXcdvCliTargets ${objets})
+install(TARGETS OXcdvEssais EXPORT OXcdvCliTargets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT developpement
+        FILE_SET HEADERS DESTINATION ${entetes} COMPONENT developpement INCLUDES DESTINATION ${entetes})
 install(TARGETS cdv-serveur RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT serveur)
 install(FILES ${PROJECT_SOURCE_DIR}/docs/cdv-serveur.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT serveur)
 # The command, its manual and its completion.
@@ -42,7 +44,7 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/OXcdvCliConfigVersion.cma
 # The files find their own prefix: the tree may be moved, or installed into a package.
 file(RELATIVE_PATH CHEMIN_PREFIXE /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" CHEMIN_PREFIXE "${CHEMIN_PREFIXE}")
-foreach(nom IN ITEMS oxcdvcli oxcdvvol oxcdvsession)
+foreach(nom IN ITEMS oxcdvcli oxcdvvol oxcdvsession oxcdvessais)
   configure_file(cmake/${nom}.pc.in ${PROJECT_BINARY_DIR}/${nom}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${nom}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT developpement)
 endforeach()
@@ -52,7 +54,7 @@ install(FILES ${PROJECT_BINARY_DIR}/OXcdvCliConfig.cmake ${PROJECT_BINARY_DIR}/O
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/plateforme/idl/ ${PROJECT_SOURCE_DIR}/src/services/cdv/groupe1/src/
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/oxcdv/idl COMPONENT developpement
         FILES_MATCHING PATTERN *.idl)
-install(FILES ${PROJECT_SOURCE_DIR}/exemples/CMakeLists.txt ${PROJECT_SOURCE_DIR}/exemples/parkings.cpp
+install(FILES ${PROJECT_SOURCE_DIR}/exemples/CMakeLists.txt ${PROJECT_SOURCE_DIR}/exemples/essai_parkings.cpp ${PROJECT_SOURCE_DIR}/exemples/parkings.cpp
               ${PROJECT_SOURCE_DIR}/exemples/session_cdv.cpp ${PROJECT_SOURCE_DIR}/exemples/vols.csv
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/liboxcdvcli-dev/examples COMPONENT developpement)
 set(documents ${PROJECT_SOURCE_DIR}/docs)

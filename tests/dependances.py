@@ -21,6 +21,7 @@ COUCHES = {
     "src/noyau": {"src/noyau/systeme"} | MIDDLEWARE,
     SERVICE: {"src/noyau/systeme", "src/noyau", STUBS} | MIDDLEWARE,
     "src/services/cdv/session": {INSTALLES},
+    "src/services/cdv/essais": {INSTALLES},
     "outils": {INSTALLES},
     "exemples": {INSTALLES},
     "serveur": {STUBS, INSTALLES} | MIDDLEWARE,

@@ -146,7 +146,7 @@ for document in "${documents[@]}"; do
     fi
     # Other documents show pieces of a function: compiled with the installed headers of the README, not run.
     if [ "$document" != README.md ] && blocs "$sources/$document" cpp | grep -q .; then
-        { printf '#include "CdvChargement.h"\n#include "orix/EnvoisGroupes.h"\n#include <iostream>\nvoid extrait(const cdv::Vol& vol, const cdv::Vol& exemple, std::vector<cdv::Vol>& vols) {\n'
+        { printf '#include "CdvChargement.h"\n#include "CdvEssais.h"\n#include "orix/EnvoisGroupes.h"\n#include <iostream>\nvoid extrait(const cdv::Vol& vol, const cdv::Vol& exemple, std::vector<cdv::Vol>& vols) {\n'
             blocs "$sources/$document" cpp
             printf '}\n'; } >extrait.cpp
         sans_faute "the code of $document does not compile" "${CXX:-c++}" -std=c++17 -fsyntax-only -Wall -Wextra -Werror \

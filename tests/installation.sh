@@ -35,7 +35,7 @@ grep -qF '@(#) 3.0.0.0 $LastChangedRevision: 808 $ ' < <(strings "$bibliotheque"
 
 # Public: the facade, the record, the state and the end of the adapter. Everything else stays inside.
 autres=$(nm -DC --defined-only "$bibliotheque" | cut -d' ' -f3- |
-    grep -vE '^(OXcdvCliItf::|OXvol_completData::|operator<<\(std::ostream&, OXvol_completData const&\)|operator<<\(std::basic_ostream.*OXvol_completData const&\)|orix::detruireOXcdvCliItfAdaptateur\(\)|orix::lireOXcdvCliConnexion\(\)|orix::lireRappelsOXcdvCliCB\(\))' |
+    grep -vE '^(OXcdvCliItf::|OXvol_completData::|operator<<\(std::ostream&, OXvol_completData const&\)|operator<<\(std::basic_ostream.*OXvol_completData const&\)|orix::detruireOXcdvCliItfAdaptateur\(\)|orix::lireOXcdvCliConnexion\(\)|orix::lireRappelsOXcdvCliCB\(\)|orix::(doubler|lireDoublure)OXcdvCliItf\(|orix::OXcdvCliDoublure::)' |
     grep -vE '^(typeinfo|vtable|guard variable|([a-z]+ )?std::|__asan|__odr_asan|__ubsan)' || true)
 [ -z "$autres" ] || echec "symbols that should be hidden: $(head -n 10 <<<"$autres")"
 
@@ -43,7 +43,7 @@ export PKG_CONFIG_PATH=$(dirname "$(find "$dossier/prefixe" -name oxcdvcli.pc)")
 pkgconfig() { pkg-config --define-variable=prefix="$dossier/prefixe" "$@"; }
 compiler() { # SOURCE PROGRAM PKG-CONFIG [BEFORE THE LIBRARIES...]
     # shellcheck disable=SC2046 # several options
-    c++ -std=c++17 "${options[@]}" $(pkgconfig --cflags "$3") "$1" -o "$dossier/$2" "${@:4}" $(pkgconfig --libs "$3") "${apres[@]}"
+    c++ -std=c++17 "${options[@]}" $(pkgconfig --cflags $3) "$1" -o "$dossier/$2" "${@:4}" $(pkgconfig --libs $3) "${apres[@]}"
 }
 apres=() # the libraries
 # A program that reads a record, and no more, needs no other library of ours. (The library's own callbacks are the
@@ -63,6 +63,7 @@ c++ -std=c++17 "${options[@]}" $(pkgconfig --cflags oxcdvcli) "$dossier/lecture.
     echec "a program that reads a record needs more than libOXcdvCli"
 compiler "$sources/exemples/session_cdv.cpp" session_cdv oxcdvcli
 compiler "$sources/exemples/parkings.cpp" parkings oxcdvsession
+compiler "$sources/exemples/essai_parkings.cpp" essai_parkings "oxcdvessais oxcdvsession"
 echo '#include "CdvVol.h"
 int main() { return cdv::Vol{{"parking", "B12"}}.lire_ou("parking", "") != "B12"; }' >"$dossier/valeur.cpp"
 compiler "$dossier/valeur.cpp" valeur oxcdvsession -Wl,--as-needed # nothing of the session itself is named
@@ -92,6 +93,7 @@ sortie=$("$dossier/parkings" "$dossier/session.toml" AFR B01 2>&1) || echec "par
 grep -qx "$vols of $vols flights of AFR have their stand." <<<"$sortie" || echec "parkings says: $sortie"
 places=$("$dossier/prefixe/bin/cdv" --url "$url" --format csv lister exploitant_1=AFR parking=B01 | grep -c ,AFR,) || true
 [ "$places" -eq "$vols" ] || echec "$places of $vols flights are at the stand"
+timeout 60 "$dossier/essai_parkings" || echec "the test of an application fails (status $?)"
 "$dossier/valeur" || echec "a program with records alone fails"
 timeout 60 "$dossier/rappels_entendus" "$dossier/session.toml" || echec "callbacks in a library of their own hear nothing (status $?)"
 sortie=$("$dossier/rappels_caches" "$dossier/session.toml") && grep -q "librappels.so defines callbacks" <<<"$sortie" ||

@@ -51,17 +51,14 @@ class Monde
   public:
     explicit Monde(Depart depart)
     {
-        facade.accepte = false;
+        facade.repondreActivations(false);
+        facade.regler([](auto&) { return Facade::Sort::enAttente(); });
         facade.surPoint = [this] { point(); };
-        facade.fil.executer = [this](const auto& appel) {
-            point();
-            {
-                const int allocation = _panne;
-                const PanneMemoire panne(allocation);
-                appel();
-                _survenue = _survenue || (allocation != 0 && panne.survenue());
-            }
-            point();
+        facade.executer = [this](const auto& appel) {
+            const int allocation = _panne;
+            const PanneMemoire panne(allocation);
+            appel();
+            _survenue = _survenue || (allocation != 0 && panne.survenue());
         };
         options.delaiReprise = 1ms;
         options.delaiRepriseMax = 2ms;
@@ -69,7 +66,7 @@ class Monde
         if (depart == Depart::fermee)
             return;
         ouvrir();
-        attendre([&] { return facade.estEnCours(); });
+        attendre([&] { return facade.estDemandee(); });
         if (depart == Depart::demandee)
             return;
         facade.accepter();
@@ -115,7 +112,7 @@ class Monde
     /// At the point of that number from now on, on another thread. ferme: it closes the session.
     void viser(int point, std::function<void()> intrus, bool ferme)
     {
-        facade.fil.vider();
+        facade.attendreCalme();
         const std::lock_guard<std::mutex> verrou(_mutexPoint);
         _intrus = std::move(intrus);
         _ferme = ferme;
@@ -129,7 +126,7 @@ class Monde
     /// True when the point was reached; the other one is over then.
     bool intervenu()
     {
-        facade.fil.vider();
+        facade.attendreCalme();
         {
             const std::lock_guard<std::mutex> verrou(_mutexPoint);
             _reste = 0;
@@ -142,7 +139,7 @@ class Monde
     /// In each callback from now on that allocation fails; 0: none. Returns whether one did.
     bool manquer(int allocation)
     {
-        facade.fil.vider();
+        facade.attendreCalme();
         _panne = allocation;
         return _survenue;
     }
@@ -151,19 +148,19 @@ class Monde
     void calmer(const std::string& contexte)
     {
         SCOPED_TRACE(contexte);
-        facade.accepte = true;
+        facade.repondreActivations(true);
         facade.accepter();
         ouvrir();
         // By itself: no request helps to find out.
-        EXPECT_TRUE(attendre([&] { return session.estActive() && facade.estActif(); })) << "stuck";
-        facade.repondreTout();
+        EXPECT_TRUE(attendre([&] { return session.estActive() && facade.estActive(); })) << "stuck";
+        facade.relacher();
         demander();
-        facade.repondreTout();
+        facade.relacher();
         EXPECT_TRUE(attendre([&] { return session.nombreEnCours() == 0 && toutesFinies(); })) << "unanswered";
         EXPECT_EQ(derniereFin(), Resultat::Etat::fait);
         fermer();
-        facade.fil.vider();
-        EXPECT_FALSE(facade.estActif() || facade.estEnCours());
+        facade.attendreCalme();
+        EXPECT_FALSE(facade.estActive() || facade.estDemandee());
         const std::lock_guard<std::mutex> verrou(_mutex);
         EXPECT_THAT(_fins, testing::Each(testing::SizeIs(1)));
         EXPECT_EQ(_etats.back(), EtatSession::fermee);
@@ -255,9 +252,9 @@ struct Operation
     std::function<bool(Monde&)> consequence = [](Monde&) { return true; };
 };
 
-bool estDemandee(Monde& m) { return m.facade.estEnCours(); }
+bool estDemandee(Monde& m) { return m.facade.estDemandee(); }
 bool estActive(Monde& m) { return m.session.estActive(); }
-bool estRedemandee(Monde& m) { return m.facade.activations() > 1 && m.facade.estEnCours(); }
+bool estRedemandee(Monde& m) { return m.facade.activations() > 1 && m.facade.estDemandee(); }
 
 const Operation OPERATIONS[] = {
     {"open", Depart::fermee, [](Monde& m) { m.ouvrir(); }, estDemandee},
@@ -317,7 +314,7 @@ TEST(EntrelacsSession, OuvrirEtFermerEnsemble)
 TEST(EntrelacsSession, ChaqueAllocationManque)
 {
     const Operation AUTRES[] = {
-        {"answer", Depart::active, serveur([](Monde& m) { m.facade.repondreTout(); })},
+        {"answer", Depart::active, serveur([](Monde& m) { m.facade.relacher(); })},
         {"record", Depart::active, serveur([](Monde& m) { m.recevoir(); })},
     };
     std::vector<Operation> operations(std::begin(OPERATIONS), std::end(OPERATIONS));
@@ -376,7 +373,7 @@ TEST(EntrelacsSession, LesFilsDeLaSessionSePassentDeMemoire)
     monde.delai = 1ms;
     monde.ouvrir();
     for (int n = 0; n < 3; ++n) {
-        EXPECT_TRUE(attendre([&] { return monde.facade.estEnCours(); }));
+        EXPECT_TRUE(attendre([&] { return monde.facade.estDemandee(); }));
         monde.facade.accepter();
         EXPECT_TRUE(attendre([&] { return monde.session.estActive(); }));
         monde.demander();

@@ -9,6 +9,8 @@ namespace {
 using namespace std::chrono_literals;
 using namespace cdv;
 using essais::Facade;
+using Requete = Facade::Requete;
+using Sort = Facade::Sort;
 using Etat = cdv::Resultat::Etat;
 using ::testing::HasSubstr;
 
@@ -45,12 +47,6 @@ class SessionFactice : public ::testing::Test
         };
     }
 
-    /// So many records of the listing that was asked for last.
-    void envoyer(int nombre)
-    {
-        for (const std::string& n : numeros(nombre))
-            facade.envoyer(facade.derniere().idOp, n);
-    }
     Facade facade;
     essais::FileAttente<std::string> journal;
     Options options; ///< observed by the journal
@@ -61,29 +57,27 @@ class SessionFactice : public ::testing::Test
 TEST_F(SessionFactice, ChaqueRequeteASaReponse)
 {
     Session session{Options{}};
-    using Requete = std::future<Resultat> (Session::*)(const Vol&, Session::Delai);
-    const std::tuple<Requete, const char*, bool> CAS[] = {{&Session::creer, "cree", true},
-                                                          {&Session::modifier, "modifie", true},
-                                                          {&Session::supprimer, "supprime", false},
-                                                          {&Session::consulter, "consulte", true}};
-    for (const auto& [requete, operation, avecVol] : CAS) {
-        for (const int code : {0, 2}) {
-            std::future<Resultat> future = (session.*requete)(unVol("A"), {});
-            EXPECT_EQ(facade.derniere().operation, operation);
+    using Demander = std::future<Resultat> (Session::*)(const Vol&, Session::Delai);
+    const std::tuple<Demander, Requete, bool> CAS[] = {{&Session::creer, Requete::cree, true},
+                                                       {&Session::modifier, Requete::modifie, true},
+                                                       {&Session::consulter, Requete::consulte, true},
+                                                       {&Session::supprimer, Requete::supprime, false}};
+    for (const auto& [demander, requete, avecVol] : CAS) {
+        for (const int code : {2, 0}) {
+            facade.prochaine(Sort::refusee(code));
+            const Resultat resultat = (session.*demander)(unVol("A"), {}).get();
+            EXPECT_EQ(facade.derniere().requete, requete);
             EXPECT_EQ(facade.derniere().identifiant, "A");
-            facade.repondre(facade.derniere(), code);
-            const Resultat resultat = future.get();
             EXPECT_EQ(resultat.etat, code == 0 ? Etat::fait : Etat::refuse);
             EXPECT_EQ(resultat.texte(),
                       code == 0 ? "done" : "refused by the server: no such record (code 2)");
             EXPECT_EQ(resultat.vol ? resultat.vol->lire("identifiant") : std::nullopt,
-                      avecVol ? std::optional<std::string_view>("V") : std::nullopt);
+                      avecVol ? std::optional<std::string_view>("A") : std::nullopt);
         }
     }
-    auto liste = session.lister({{"identifiant", "*"}});
-    envoyer(3);
-    facade.repondre(facade.derniere());
-    EXPECT_EQ(identifiants(liste.get().vols), numeros(3));
+    for (const std::string& n : numeros(3))
+        facade.poser(unVol(n));
+    EXPECT_EQ(identifiants(session.lister({{"identifiant", "*"}}).get().vols), numeros(3));
 }
 
 TEST_F(SessionFactice, ParIdentifiantEtParFonctionQuiNeSeCopiePas)
@@ -97,19 +91,21 @@ TEST_F(SessionFactice, ParIdentifiantEtParFonctionQuiNeSeCopiePas)
     };
     session.creer(unVol("A"), fin("cree"));
     session.modifier(unVol("A"), fin("modifie"));
-    session.supprimer("A", fin("supprime"));
     session.consulter(unVol("A"), fin("consulte"), 1h);
+    session.supprimer("A", fin("supprime"));
     session.lister(unVol("A"), fin("liste"));
-    facade.repondreTout();
-    for (const char* operation : {"cree", "modifie", "supprime", "consulte", "liste"})
+    for (const char* operation : {"cree", "modifie", "consulte", "supprime", "liste"})
         EXPECT_EQ(fins.prendre(""), std::string(operation) + " done");
 
+    const auto derniere = [this] {
+        return std::pair(facade.derniere().requete, facade.derniere().identifiant);
+    };
     const auto supprime = session.supprimer("B");
-    EXPECT_EQ(facade.derniere().operation + facade.derniere().identifiant, "supprimeB");
+    EXPECT_EQ(derniere(), std::pair(Requete::supprime, std::string("B")));
     session.consulter("C", [](const Resultat&) {});
-    EXPECT_EQ(facade.derniere().operation + facade.derniere().identifiant, "consulteC");
+    EXPECT_EQ(derniere(), std::pair(Requete::consulte, std::string("C")));
     const auto consulte = session.consulter("D");
-    EXPECT_EQ(facade.derniere().operation + facade.derniere().identifiant, "consulteD");
+    EXPECT_EQ(derniere(), std::pair(Requete::consulte, std::string("D")));
 }
 
 TEST_F(SessionFactice, LaNotificationDepasseLAppel)
@@ -117,24 +113,19 @@ TEST_F(SessionFactice, LaNotificationDepasseLAppel)
     Session session{Options{}};
     constexpr int NOMBRE = 2 * static_cast<int>(cdv::TableDemandes::MAX_DEPOTS);
     essais::Signal borne;
-    facade.surRequete = [&](const Facade::Requete& requete) {
+    facade.regler([&](const Facade::Demande& demande) {
         for (int n = 1; n <= NOMBRE; ++n) {
-            facade.envoyer(requete.idOp, std::to_string(n));
+            facade.envoyer(demande.numero, std::to_string(n));
             if (n == static_cast<int>(cdv::TableDemandes::MAX_DEPOTS))
-                facade.fil.poster([&] { borne.donner(); });
+                facade.poster([&] { borne.donner(); });
         }
-        facade.repondre(requete);
         borne.attendre(); // the callback thread goes no further while this call lasts
-        return orix::OXS_OK;
-    };
+        return Sort();
+    });
     EXPECT_EQ(identifiants(session.lister(unVol()).get().vols), numeros(NOMBRE));
 
     // A completion does not run inside the call, nor under the lock of who calls.
-    facade.surRequete = [&](const Facade::Requete& requete) {
-        facade.repondre(requete);
-        facade.fil.vider();
-        return orix::OXS_OK;
-    };
+    facade.regler([](auto&) { return Sort::devancee(); });
     std::mutex mutex;
     essais::Signal faite;
     {
@@ -153,11 +144,13 @@ TEST_F(SessionFactice, Perte)
 {
     options.reprise = false;
     Session session{options};
+    facade.poser(unVol("1"));
+    facade.prochaine(Sort::enAttente());
+    facade.prochaine(Sort::enAttente());
+    facade.prochaine(Sort::coupee(1));
     auto creation = session.creer(unVol());
     auto consultation = session.consulter("A");
-    cdv::Flux flux = session.parcourir(unVol());
-    facade.envoyer(facade.derniere().idOp, "1");
-    facade.perdre(orix::OXS_ECHEC_PING);
+    cdv::Flux flux = session.parcourir(unVol("*"));
     EXPECT_THAT(creation.get().texte(), HasSubstr("(OXS_ECHEC_PING): it may or may not"));
     // A reading does nothing.
     EXPECT_EQ(consultation.get().texte(), "connection lost before the answer (OXS_ECHEC_PING)");
@@ -170,13 +163,14 @@ TEST_F(SessionFactice, Perte)
     // Its notice does not come: the request that finds out ends the others. Nothing is sent again.
     session.activer();
     EXPECT_TRUE(session.attendreActive(1h));
+    facade.prochaine(Sort::enAttente());
     auto enAttente = session.creer(unVol());
     facade.desactive();
     EXPECT_EQ(session.creer(unVol()).get().texte(), "not sent (OXS_SERVICE_NON_ACTIVE)");
     EXPECT_EQ(enAttente.get().etat, Etat::perdu);
-    EXPECT_EQ(facade.derniere().idOp, 4);
+    EXPECT_EQ(facade.derniere().numero, 4);
     session.fermer();
-    for (const char* etat : {"activating 0", "active 0cdv1", "lost 21 loss", "activating 0", "active 0cdv1",
+    for (const char* etat : {"activating 0", "active 0cdv1", "lost 21 loss", "activating 0", "active 0cdv2",
                              "lost 23 loss", "closed 0"})
         EXPECT_EQ(journal.prendre("none"), etat);
 }
@@ -193,7 +187,6 @@ TEST_F(SessionFactice, LaFinAttendLaCompletionEnCours)
         sortie.attendre();
         finie = true;
     });
-    facade.repondre(facade.derniere());
     entree.attendre();
     const auto fermeture = std::async(std::launch::async, [&] {
         session.reset();
@@ -208,18 +201,22 @@ TEST_F(SessionFactice, LaSessionFinitDansUnRappel)
     for (const bool detruire : {false, true}) {
         auto session = std::make_unique<Session>(Options{});
         essais::Signal derniere;
+        facade.regler([](auto&) {
+            Sort sort = Sort::enAttente();
+            sort.faite = false;
+            return sort;
+        });
         session->creer(unVol(), [&](Resultat resultat) {
             EXPECT_EQ(resultat.etat, Etat::fait);
             detruire ? session.reset() : session->fermer();
         });
-        const Facade::Requete requete = facade.derniere();
         session->creer(unVol(), [&](Resultat resultat) {
             EXPECT_EQ(resultat.texte(), "closed before the answer: it may or may not have been done");
             derniere.donner();
         });
-        facade.repondre(requete);
+        facade.relacher();
         derniere.attendre();
-        facade.fil.vider();
+        facade.attendreCalme();
     }
     // In an observer, on the session's own thread.
     auto session = std::make_unique<Session>();
@@ -234,7 +231,7 @@ TEST_F(SessionFactice, LaSessionFinitDansUnRappel)
     session->ouvrir(options);
     ouverte.donner();
     ferme.attendre();
-    facade.fil.vider();
+    facade.attendreCalme();
     EXPECT_TRUE(Session{Options{}}.estActive()); // the place is free
 }
 
@@ -244,10 +241,9 @@ TEST_F(SessionFactice, LesCompletionsPeuventToutAppeler)
 {
     essais::CapteurTraces traces;
     Session session{Options{}};
-    facade.surRequete = [this](const Facade::Requete& requete) {
-        facade.repondre(requete);
-        return orix::OXS_OK;
-    };
+    Sort sansSuite; // answered as if it was done
+    sansSuite.faite = false;
+    facade.regler([=](auto&) { return sansSuite; });
     essais::Signal centieme;
     std::function<void(int)> suivante = [&](int n) {
         session.creer(unVol(), [&, n](Resultat) {
@@ -271,34 +267,34 @@ TEST_F(SessionFactice, LesCompletionsPeuventToutAppeler)
 TEST_F(SessionFactice, FluxBorneOuAbandonne)
 {
     Session session{Options{}};
-    cdv::Flux flux = session.parcourir(unVol(), 4);
-    EXPECT_THROW(flux.resultat(), std::logic_error);
-    std::atomic<int> livres{0};
+    std::atomic<int> faits{0};
     essais::Signal plein;
-    for (const std::string& n : numeros(100)) {
-        facade.envoyer(facade.derniere().idOp, n);
-        facade.fil.poster([&] {
-            if (++livres == 4)
-                plein.donner();
-        });
-    }
-    facade.repondre(facade.derniere());
+    facade.generer(100, [&](std::size_t n) {
+        if (++faits == 5)
+            plein.donner();
+        return unVol(std::to_string(n + 1));
+    });
+    facade.regler([](auto&) { return Sort::enAttente(); });
+    cdv::Flux flux = session.parcourir(unVol("*"), 4);
+    facade.relacher(); // now: the call has returned
+    EXPECT_THROW(flux.resultat(), std::logic_error);
     plein.attendre();
     std::vector<std::string> lus;
     while (std::optional<Vol> vol = flux.suivant()) {
         lus.emplace_back(*vol->lire("identifiant"));
         // Never further ahead than the bound, and the record that waits for its place.
-        EXPECT_LE(livres, static_cast<int>(lus.size()) + 4);
+        EXPECT_LE(faits, static_cast<int>(lus.size()) + 5);
     }
     EXPECT_EQ(lus, numeros(100));
     EXPECT_EQ(flux.resultat().etat, Etat::fait);
 
     for (const bool fermer : {false, true}) { // either releases the callback thread
+        facade.generer(10, [](std::size_t) { return unVol(); });
         flux = session.parcourir(unVol(), 1);
-        envoyer(10);
+        facade.relacher();
         EXPECT_TRUE(flux.suivant());
         fermer ? session.fermer() : flux.abandonner();
-        facade.fil.vider();
+        facade.attendreCalme();
         while (flux.suivant())
             EXPECT_TRUE(fermer);
         EXPECT_EQ(flux.resultat().etat, Etat::ferme);
@@ -326,7 +322,7 @@ TEST_F(SessionFactice, Refus)
         EXPECT_STREQ(refus().what(), "a cdv session is already open in this process");
         EXPECT_THROW(premiere.ouvrir(), cdv::Erreur);
     }
-    facade.surActive = [] { return orix::OXS_CONNEXION_IMPOSSIBLE; };
+    facade.partir();
     EXPECT_EQ(refus().statut(), orix::OXS_CONNEXION_IMPOSSIBLE);
     EXPECT_THAT(refus().what(), HasSubstr("no server of the service \"cdv\" accepts a session"));
     EXPECT_EQ(facade.activations(), 5); // each time both servers

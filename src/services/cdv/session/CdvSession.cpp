@@ -124,7 +124,7 @@ std::shared_ptr<MoteurSession> Session::_lireMoteur() const { return std::atomic
 void Session::ouvrir(const Options& options)
 {
     exigerRappels();
-    MoteurSession::ouvrir(*this, options, std::make_shared<Horloge>());
+    MoteurSession::ouvrir(*this, options, Horloge::courante());
 }
 
 bool Session::attendreActive(Duree delai)

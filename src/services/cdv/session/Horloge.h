@@ -4,6 +4,7 @@
 #include "Instant.h"
 
 #include <condition_variable>
+#include <memory>
 #include <mutex>
 
 namespace cdv {
@@ -12,6 +13,8 @@ namespace cdv {
 class Horloge
 {
   public:
+    /// That of the machine, or of what stands in for the client of the process.
+    static std::shared_ptr<Horloge> courante();
     virtual ~Horloge();
     virtual Instant maintenant() const;
     /// Waits for a notification, until that instant at most.

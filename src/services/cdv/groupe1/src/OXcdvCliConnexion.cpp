@@ -1,5 +1,6 @@
 #include "OXcdvCliConnexion.h"
 
+#include "OXcdvCliDoublure.h"
 #include "OXcdvCliItfAdaptateur.h"
 
 namespace orix {
@@ -23,6 +24,8 @@ OXcdvCliConnexion::Etat traduire(OXcdvCliItfAdaptateur::EtatAdaptateur etat) noe
 
 OXcdvCliConnexion lireOXcdvCliConnexion() noexcept
 {
+    if (OXcdvCliDoublure* const doublure = lireDoublureOXcdvCliItf())
+        return doublure->lireConnexion();
     OXcdvCliConnexion connexion;
     OXcdvCliItfAdaptateur* const adaptateur = Singleton<OXcdvCliItfAdaptateur>::lireExistante();
     if (adaptateur == nullptr)

@@ -1,6 +1,7 @@
 #include "OXcdvCliItf.h"
 
 #include "LiaisonORB.h"
+#include "OXcdvCliDoublure.h"
 #include "OXcdvCliItfAdaptateur.h"
 
 #include <new>
@@ -30,10 +31,11 @@ void tracerSansLever(Tracer tracer) noexcept
     }
 }
 
-/// What every function does: the entry trace, the call of the adapter, and nothing gets out. repli makes the
-/// result from the status of a failure.
-template <class Appel, class Repli>
-auto executer(const Fonction& fonction, Appel appel, Repli repli) noexcept -> decltype(repli(OXS_NOK))
+/// What every function does: the entry trace, the call of the adapter or of what stands in for it, and
+/// nothing gets out. repli makes the result from the status of a failure.
+template <class Appel, class AppelDoublure, class Repli>
+auto executer(const Fonction& fonction, Appel appel, AppelDoublure appelDoublure, Repli repli) noexcept
+    -> decltype(repli(OXS_NOK))
 {
     const auto imprevue = [&] {
         tracerSansLever([&] { TRACER(NTO_NOTABLE, fonction.nom, "Exception non prévue."); });
@@ -44,6 +46,8 @@ auto executer(const Fonction& fonction, Appel appel, Repli repli) noexcept -> de
             TRACER(NTO_PROGRES, fonction.signature, "Entrée/Sortie, nomService = " << fonction.nomService);
         else
             TRACER(NTO_PROGRES, fonction.signature, "Entrée/Sortie.");
+        if (OXcdvCliDoublure* const doublure = lireDoublureOXcdvCliItf())
+            return appelDoublure(*doublure);
         return appel(*oxcdvCliItfAdaptateur());
     } catch (const Echec& e) {
         tracerSansLever([&] {
@@ -66,14 +70,24 @@ auto executer(const Fonction& fonction, Appel appel, Repli repli) noexcept -> de
 
 OXstatut statutTelQuel(OXstatut statut) { return statut; }
 
-using Requete = OXstatut (OXcdvCliItfAdaptateur::*)(OXvol_completData*, int&);
+using Requete = OXcdvCliDoublure::Requete;
 
-OXstatut demander(const char* signature, const char* nom, Requete requete, OXvol_completData* vol,
-                  int& idOp) noexcept
+/// A request of the facade: its signature and its name, as the traces show them.
+struct Demande
+{
+    Requete requete;
+    OXstatut (OXcdvCliItfAdaptateur::*fonction)(OXvol_completData*, int&);
+    const char* signature;
+    const char* nom;
+};
+
+OXstatut demander(const Demande& demande, OXvol_completData* vol, int& idOp) noexcept
 {
     return executer(
-        {signature, nom, /*attrapeCORBA*/ true},
-        [&](OXcdvCliItfAdaptateur& adaptateur) { return (adaptateur.*requete)(vol, idOp); }, statutTelQuel);
+        {demande.signature, demande.nom, /*attrapeCORBA*/ true},
+        [&](OXcdvCliItfAdaptateur& adaptateur) { return (adaptateur.*demande.fonction)(vol, idOp); },
+        [&](OXcdvCliDoublure& doublure) { return doublure.demander(demande.requete, vol, idOp); },
+        statutTelQuel);
 }
 
 } // namespace
@@ -85,14 +99,15 @@ OXstatut OXcdvCliItf::active(char* nomService) noexcept
         // std::string refuses a null name with an exception.
         // NOLINTNEXTLINE(clang-analyzer-cplusplus.StringChecker)
         [&](OXcdvCliItfAdaptateur& adaptateur) { return adaptateur.active(std::string(nomService)); },
-        statutTelQuel);
+        [&](OXcdvCliDoublure& doublure) { return doublure.active(nomService); }, statutTelQuel);
 }
 
 OXstatut OXcdvCliItf::desactive() noexcept
 {
     return executer(
         {__PRETTY_FUNCTION__, "desactive"},
-        [](OXcdvCliItfAdaptateur& adaptateur) { return adaptateur.desactive(); }, statutTelQuel);
+        [](OXcdvCliItfAdaptateur& adaptateur) { return adaptateur.desactive(); },
+        [](OXcdvCliDoublure& doublure) { return doublure.desactive(); }, statutTelQuel);
 }
 
 OXversion OXcdvCliItf::lireVersion() noexcept
@@ -100,6 +115,7 @@ OXversion OXcdvCliItf::lireVersion() noexcept
     return executer(
         {__PRETTY_FUNCTION__, "lireVersion"},
         [](OXcdvCliItfAdaptateur& adaptateur) { return adaptateur.lireVersion(); },
+        [](OXcdvCliDoublure& doublure) { return doublure.lireVersion(); },
         [](OXstatut) { return VERSION_NULLE; });
 }
 
@@ -108,35 +124,41 @@ std::vector<OXversion> OXcdvCliItf::lireVersionsConnues() noexcept
     return executer(
         {__PRETTY_FUNCTION__, "lireVersionsConnues"},
         [](OXcdvCliItfAdaptateur& adaptateur) { return adaptateur.lireVersionsConnues(); },
+        [](OXcdvCliDoublure& doublure) { return doublure.lireVersionsConnues(); },
         [](OXstatut) { return std::vector<OXversion>(); });
 }
 
 OXstatut OXcdvCliItf::cree_vol_complet(OXvol_completData* vol, int& idOp) noexcept
 {
-    return demander(__PRETTY_FUNCTION__, "cree_vol_complet", &OXcdvCliItfAdaptateur::cree_vol_complet, vol,
-                    idOp);
+    return demander(
+        {Requete::cree, &OXcdvCliItfAdaptateur::cree_vol_complet, __PRETTY_FUNCTION__, "cree_vol_complet"},
+        vol, idOp);
 }
 
 OXstatut OXcdvCliItf::modifie_vol_complet(OXvol_completData* vol, int& idOp) noexcept
 {
-    return demander(__PRETTY_FUNCTION__, "modifie_vol_complet", &OXcdvCliItfAdaptateur::modifie_vol_complet,
+    return demander({Requete::modifie, &OXcdvCliItfAdaptateur::modifie_vol_complet, __PRETTY_FUNCTION__,
+                     "modifie_vol_complet"},
                     vol, idOp);
 }
 
 OXstatut OXcdvCliItf::supprime_vol_complet(OXvol_completData* vol, int& idOp) noexcept
 {
-    return demander(__PRETTY_FUNCTION__, "supprime_vol_complet", &OXcdvCliItfAdaptateur::supprime_vol_complet,
+    return demander({Requete::supprime, &OXcdvCliItfAdaptateur::supprime_vol_complet, __PRETTY_FUNCTION__,
+                     "supprime_vol_complet"},
                     vol, idOp);
 }
 
 OXstatut OXcdvCliItf::consulte_vol_complet(OXvol_completData* vol, int& idOp) noexcept
 {
-    return demander(__PRETTY_FUNCTION__, "consulte_vol_complet", &OXcdvCliItfAdaptateur::consulte_vol_complet,
+    return demander({Requete::consulte, &OXcdvCliItfAdaptateur::consulte_vol_complet, __PRETTY_FUNCTION__,
+                     "consulte_vol_complet"},
                     vol, idOp);
 }
 
 OXstatut OXcdvCliItf::liste_vol_complet(OXvol_completData* vol, int& idOp) noexcept
 {
-    return demander(__PRETTY_FUNCTION__, "liste_vol_complet", &OXcdvCliItfAdaptateur::liste_vol_complet, vol,
-                    idOp);
+    return demander(
+        {Requete::liste, &OXcdvCliItfAdaptateur::liste_vol_complet, __PRETTY_FUNCTION__, "liste_vol_complet"},
+        vol, idOp);
 }
