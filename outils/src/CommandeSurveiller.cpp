@@ -22,7 +22,7 @@ namespace {
 
 /// The answer to a measure; empty: none.
 using Ping = std::optional<double>;
-using Nouvelle = std::variant<cdv::Evenement, Ping>;
+using Nouvelle = std::variant<cdv::Evenement, Ping, cdv::Statistiques>;
 
 /// From the threads that know, to the one that writes.
 class Nouvelles
@@ -154,6 +154,25 @@ class Journal
         _ecrireLigne(texte, _surPlace);
     }
 
+    /// In JSON all of them; to a person those that move.
+    void noter(const cdv::Statistiques& statistiques)
+    {
+        const auto objet = nlohmann::ordered_json::parse(statistiques.versJson());
+        if (_json)
+            return _ecrire(ecrireJson({{"heure", maintenant()}, {"statistiques", objet}}));
+        const cdv::Statistiques::Demandes& mesures =
+            statistiques.demandes[static_cast<std::size_t>(cdv::GenreDemande::consultation)];
+        const auto ms = [](cdv::Statistiques::Microsecondes duree) {
+            return texteMs(static_cast<double>(duree.count()) / 1000);
+        };
+        _ecrireLigne("chiffres  " + compte(mesures.durees.nombre, "réponse") + ", p50 " +
+                         ms(mesures.durees.p50) + ", p99 " + ms(mesures.durees.p99) + ", max " +
+                         ms(mesures.durees.max) + "; " + compte(statistiques.connexions, "connexion") + ", " +
+                         compte(statistiques.pertes, "perte") + ", " +
+                         std::to_string(statistiques.sansConnexion.count()) + " ms sans connexion",
+                     false);
+    }
+
     void finir()
     {
         if (_json)
@@ -210,6 +229,13 @@ int surveiller(const Options& options, Interruption& interruption)
     reglages.reprise = true;
     reglages.observateur = [&nouvelles](const cdv::Evenement& evenement) { nouvelles.deposer(evenement); };
 
+    if (options.statistiques) {
+        reglages.periodeStatistiques = options.periode;
+        reglages.surStatistiques = [&nouvelles](const cdv::Statistiques& statistiques) {
+            nouvelles.deposer(statistiques);
+        };
+    }
+
     const auto processus = avecErreursClaires([&] { return cdv::Processus(configuration); });
     cdv::Session session;
     const Interruption::Garde garde(interruption, [&nouvelles] { nouvelles.finir(); });
@@ -243,6 +269,10 @@ int surveiller(const Options& options, Interruption& interruption)
             enCours = false;
             ++mesures;
             journal.noter(*ping);
+            continue;
+        }
+        if (const auto* const statistiques = std::get_if<cdv::Statistiques>(&*nouvelle)) {
+            journal.noter(*statistiques);
             continue;
         }
         const cdv::Evenement& evenement = std::get<cdv::Evenement>(*nouvelle);

@@ -287,6 +287,8 @@ class Analyseur
         surveiller.add_option("--periode", _periode, "entre deux mesures, en ms (1000)")
             ->type_name("MS")
             ->check(entier(1, UNE_HEURE));
+        surveiller.add_flag("--statistiques", _options.statistiques,
+                            "montre aussi les chiffres de la session, à chaque période");
         surveiller.add_option("--nombre", _mesures, "s'arrête après tant de mesures")
             ->type_name("N")
             ->check(entier(1, UN_MILLIARD));

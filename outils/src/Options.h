@@ -37,6 +37,7 @@ struct Options
     std::optional<std::size_t> limite;  ///< lister
     cdv::Duree periode{1000};           ///< surveiller
     std::optional<std::size_t> mesures; ///< surveiller: ends after so many
+    bool statistiques = false;          ///< surveiller: the figures too
     bool tous = false;                  ///< etat: one server that is not active is a failure
 };
 
