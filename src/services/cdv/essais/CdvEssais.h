@@ -90,7 +90,7 @@ class ServiceMemoire : public orix::OXcdvCliDoublure, orix::INonCopiable
     std::optional<Vol> lire(std::string_view identifiant) const;
     std::size_t nombre() const; ///< without those of generer()
     /// Behind its records a listing gives so many others that are made as it goes: fabrique(0), fabrique(1),
-    /// ..., those that are like the example. On the callback thread.
+    /// ..., those that are like the example. On the callback thread, without any lock.
     void generer(std::size_t nombre, std::function<Vol(std::size_t)> fabrique);
     /// @}
 

@@ -27,6 +27,8 @@ void remplacer(Vol& vol, const Vol& changement)
         vol.ajouterChangement(rubrique);
 }
 
+} // namespace
+
 bool ressemble(const Vol& vol, const Vol& exemple)
 {
     for (const std::string_view nom : Vol::champs()) {
@@ -42,8 +44,6 @@ bool ressemble(const Vol& vol, const Vol& exemple)
     return true;
 }
 
-} // namespace
-
 void MagasinMemoire::poser(Vol vol)
 {
     std::string clef = identifiant(vol);
@@ -56,12 +56,6 @@ std::optional<Vol> MagasinMemoire::lire(std::string_view identifiant) const
 {
     const auto trouve = _vols.find(identifiant);
     return trouve == _vols.end() ? std::nullopt : std::optional<Vol>(trouve->second.copier());
-}
-
-void MagasinMemoire::generer(std::size_t nombre, std::function<Vol(std::size_t)> fabrique)
-{
-    _nombre = nombre;
-    _fabrique = std::move(fabrique);
 }
 
 std::pair<int, Vol> MagasinMemoire::executer(Requete requete, const Vol& vol)
@@ -86,17 +80,12 @@ std::pair<int, Vol> MagasinMemoire::executer(Requete requete, const Vol& vol)
     return {code::FAIT, _vols.find(clef)->second.copier()};
 }
 
-std::optional<Vol> MagasinMemoire::suivant(const Vol& exemple, Curseur& curseur) const
+std::optional<Vol> MagasinMemoire::suivant(const Vol& exemple, std::string& dernier) const
 {
-    for (auto place = _vols.upper_bound(curseur.dernier); place != _vols.end(); ++place) {
-        curseur.dernier = place->first;
+    for (auto place = _vols.upper_bound(dernier); place != _vols.end(); ++place) {
+        dernier = place->first;
         if (ressemble(place->second, exemple))
             return place->second.copier();
-    }
-    while (curseur.generes < _nombre) {
-        Vol vol = _fabrique(curseur.generes++);
-        if (ressemble(vol, exemple))
-            return vol;
     }
     return std::nullopt;
 }

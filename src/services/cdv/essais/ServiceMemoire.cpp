@@ -129,6 +129,8 @@ struct ServiceMemoire::Interieur
     bool aussitot = true;
     int activations = 0;
     MagasinMemoire magasin;
+    std::size_t generes = 0;
+    std::function<Vol(std::size_t)> fabrique;
     std::function<Sort(const Demande&)> regle;
     std::deque<Sort> prochaines;
     std::vector<Demande> demandes;
@@ -167,7 +169,8 @@ std::size_t ServiceMemoire::nombre() const
 void ServiceMemoire::generer(std::size_t nombre, std::function<Vol(std::size_t)> fabrique)
 {
     const Garde garde(_i->mutex);
-    _i->magasin.generer(nombre, std::move(fabrique));
+    _i->generes = nombre;
+    _i->fabrique = std::move(fabrique);
 }
 
 // ---- Requests
@@ -294,15 +297,23 @@ void ServiceMemoire::_repondre(const std::shared_ptr<Reponse>& reponse)
 /// The records; false when the connection ended before them.
 bool ServiceMemoire::_lister(Reponse& reponse)
 {
-    MagasinMemoire::Curseur curseur;
+    std::string dernier;
+    std::size_t prochain = 0;
     for (std::size_t reste = reponse.code == code::FAIT ? reponse.sort.vols : 0; reste > 0; --reste) {
         std::optional<Vol> vol;
+        std::function<Vol(std::size_t)> fabrique;
+        std::size_t generes = 0;
         {
             const Garde garde(_i->mutex);
             if (reponse.connexion != _i->connexion || _i->etat != Interieur::Etat::actif)
                 return false;
-            vol = _i->magasin.suivant(reponse.vol, curseur);
+            vol = _i->magasin.suivant(reponse.vol, dernier);
+            fabrique = _i->fabrique;
+            generes = _i->generes;
         }
+        while (!vol && prochain < generes) // the test's own function may do as it likes: without the lock
+            if (Vol genere = fabrique(prochain++); ressemble(genere, reponse.vol))
+                vol = std::move(genere);
         if (!vol)
             break;
         rappeler([&] { OXcdvCliCB::liste_vol_completCB(&vol->brut(), reponse.demande.numero); });
