@@ -35,7 +35,7 @@ grep -qF '@(#) 3.0.0.0 $LastChangedRevision: 808 $ ' < <(strings "$bibliotheque"
 
 # Public: the facade, the record, the state and the end of the adapter. Everything else stays inside.
 autres=$(nm -DC --defined-only "$bibliotheque" | cut -d' ' -f3- |
-    grep -vE '^(OXcdvCliItf::|OXvol_completData::|operator<<\(std::ostream&, OXvol_completData const&\)|operator<<\(std::basic_ostream.*OXvol_completData const&\)|orix::detruireOXcdvCliItfAdaptateur\(\)|orix::lireOXcdvCliConnexion\(\)|orix::lireRappelsOXcdvCliCB\(\)|orix::(doubler|lireDoublure)OXcdvCliItf\(|orix::OXcdvCliDoublure::)' |
+    grep -vE '^(OXcdvCliItf::|OXvol_completData::|operator<<\(std::ostream&, OXvol_completData const&\)|operator<<\(std::basic_ostream.*OXvol_completData const&\)|orix::detruireOXcdvCliItfAdaptateur\(\)|orix::lireOXcdvCliConnexion\(\)|orix::lireRappelsOXcdvCliCB\(\)|orix::(doubler|lireDoublure)OXcdvCliItf\(|orix::OXcdvCli(Doublure|Temps)::)' |
     grep -vE '^(typeinfo|vtable|guard variable|([a-z]+ )?std::|__asan|__odr_asan|__ubsan)' || true)
 [ -z "$autres" ] || echec "symbols that should be hidden: $(head -n 10 <<<"$autres")"
 

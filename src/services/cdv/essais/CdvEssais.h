@@ -138,9 +138,7 @@ class ServiceMemoire : public orix::OXcdvCliDoublure, orix::INonCopiable
     orix::OXstatut demander(Requete requete, OXvol_completData* vol, int& idOp) override;
     orix::OXcdvCliConnexion lireConnexion() noexcept override;
     void detruire() override;
-    Instant maintenant() const noexcept override;
-    void attendre(std::condition_variable& condition, std::unique_lock<std::mutex>& verrou,
-                  Instant fin) override;
+    std::shared_ptr<orix::OXcdvCliTemps> temps() override;
     /// @endcond
 
   protected:

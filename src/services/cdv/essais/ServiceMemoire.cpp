@@ -107,8 +107,8 @@ struct ServiceMemoire::Interieur
     };
 
     explicit Interieur(Temps lequel)
-        : temps(lequel == Temps::virtuel ? std::make_unique<TempsVirtuel>()
-                                         : std::make_unique<TempsEssais>()),
+        : temps(lequel == Temps::virtuel ? std::make_shared<TempsVirtuel>()
+                                         : std::make_shared<TempsEssais>()),
           fil(*temps)
     {}
     /// Moves on if it is in that state. Under the lock.
@@ -135,7 +135,7 @@ struct ServiceMemoire::Interieur
     std::deque<Sort> prochaines;
     std::vector<Demande> demandes;
     std::vector<std::shared_ptr<Reponse>> retenues;
-    const std::unique_ptr<TempsEssais> temps;
+    const std::shared_ptr<TempsEssais> temps;
     FilRappels fil; // last: what it runs uses all of it
 };
 
@@ -460,13 +460,7 @@ void ServiceMemoire::avancer(Duree duree) { _i->temps->avancer(duree); }
 
 void ServiceMemoire::attendreCalme() { _i->fil.attendreCalme(); }
 
-ServiceMemoire::Instant ServiceMemoire::maintenant() const noexcept { return _i->temps->maintenant(); }
-
-void ServiceMemoire::attendre(std::condition_variable& condition, std::unique_lock<std::mutex>& verrou,
-                              Instant fin)
-{
-    _i->temps->attendre(condition, verrou, fin);
-}
+std::shared_ptr<orix::OXcdvCliTemps> ServiceMemoire::temps() { return _i->temps; }
 
 void ServiceMemoire::rappeler(const std::function<void()>& appel) { appel(); }
 

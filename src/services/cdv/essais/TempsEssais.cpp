@@ -7,8 +7,6 @@ namespace cdv {
 
 using Verrou = std::unique_lock<std::mutex>;
 
-TempsEssais::~TempsEssais() = default;
-
 TempsEssais::Instant TempsEssais::maintenant() const noexcept { return std::chrono::steady_clock::now(); }
 
 void TempsEssais::attendre(std::condition_variable& condition, Verrou& verrou, Instant fin)

@@ -1,6 +1,8 @@
 #ifndef CDV_TEMPSESSAIS_H
 #define CDV_TEMPSESSAIS_H
 
+#include "OXcdvCliDoublure.h"
+
 #include <chrono>
 #include <condition_variable>
 #include <list>
@@ -9,15 +11,12 @@
 namespace cdv {
 
 /// The time of a service in memory, and of those who use it: the machine's.
-class TempsEssais
+class TempsEssais : public orix::OXcdvCliTemps
 {
   public:
-    using Instant = std::chrono::steady_clock::time_point;
-
-    virtual ~TempsEssais();
-    virtual Instant maintenant() const noexcept;
-    virtual void attendre(std::condition_variable& condition, std::unique_lock<std::mutex>& verrou,
-                          Instant fin);
+    Instant maintenant() const noexcept override;
+    void attendre(std::condition_variable& condition, std::unique_lock<std::mutex>& verrou,
+                  Instant fin) override;
     virtual void avancer(std::chrono::milliseconds duree); ///< throws std::logic_error
 };
 

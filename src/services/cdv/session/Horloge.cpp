@@ -2,6 +2,8 @@
 
 #include "OXcdvCliDoublure.h"
 
+#include <utility>
+
 namespace cdv {
 
 namespace {
@@ -9,16 +11,16 @@ namespace {
 class HorlogeDoublure : public Horloge
 {
   public:
-    explicit HorlogeDoublure(orix::OXcdvCliDoublure& doublure) : _doublure(doublure) {}
-    Instant maintenant() const override { return _doublure.maintenant(); }
+    explicit HorlogeDoublure(std::shared_ptr<orix::OXcdvCliTemps> temps) : _temps(std::move(temps)) {}
+    Instant maintenant() const override { return _temps->maintenant(); }
     void attendre(std::condition_variable& condition, std::unique_lock<std::mutex>& verrou,
                   Instant fin) override
     {
-        _doublure.attendre(condition, verrou, fin);
+        _temps->attendre(condition, verrou, fin);
     }
 
   private:
-    orix::OXcdvCliDoublure& _doublure;
+    const std::shared_ptr<orix::OXcdvCliTemps> _temps;
 };
 
 } // namespace
@@ -26,7 +28,8 @@ class HorlogeDoublure : public Horloge
 std::shared_ptr<Horloge> Horloge::courante()
 {
     if (orix::OXcdvCliDoublure* const doublure = orix::lireDoublureOXcdvCliItf())
-        return std::make_shared<HorlogeDoublure>(*doublure);
+        if (std::shared_ptr<orix::OXcdvCliTemps> temps = doublure->temps())
+            return std::make_shared<HorlogeDoublure>(std::move(temps));
     return std::make_shared<Horloge>();
 }
 

@@ -8,6 +8,7 @@ namespace {
 std::atomic<OXcdvCliDoublure*> courante{nullptr};
 } // namespace
 
+OXcdvCliTemps::~OXcdvCliTemps() = default;
 OXcdvCliDoublure::~OXcdvCliDoublure() = default;
 
 void doublerOXcdvCliItf(OXcdvCliDoublure* doublure) noexcept { courante = doublure; }

@@ -8,12 +8,27 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <memory>
 #include <mutex>
 #include <vector>
 
 class OXvol_completData;
 
 namespace orix {
+
+/// A time for sessions to live in. It may be used for a while after the last session was closed: that keeps
+/// it.
+class ORIX_API OXcdvCliTemps
+{
+  public:
+    using Instant = std::chrono::steady_clock::time_point;
+
+    virtual ~OXcdvCliTemps();
+    virtual Instant maintenant() const noexcept = 0;
+    /// Waits for a notification, until that instant at most.
+    virtual void attendre(std::condition_variable& condition, std::unique_lock<std::mutex>& verrou,
+                          Instant fin) = 0;
+};
 
 /// What answers the functions of OXcdvCliItf in the client's place, for the tests of an application:
 /// cdv::ServiceMemoire (CdvEssais.h) is one. It calls OXcdvCliCB on a thread of its own. Each function does
@@ -22,7 +37,6 @@ namespace orix {
 class ORIX_API OXcdvCliDoublure
 {
   public:
-    using Instant = std::chrono::steady_clock::time_point; ///< of the time that sessions live in
     /// The five requests.
     enum class Requete
     {
@@ -46,13 +60,8 @@ class ORIX_API OXcdvCliDoublure
     virtual void detruire() = 0; ///< of detruireOXcdvCliItfAdaptateur()
     /// @}
 
-    /// @name The time that sessions live in
-    /// @{
-    virtual Instant maintenant() const noexcept = 0;
-    /// Waits for a notification, until that instant at most.
-    virtual void attendre(std::condition_variable& condition, std::unique_lock<std::mutex>& verrou,
-                          Instant fin) = 0;
-    /// @}
+    /// The time that sessions live in; null: the machine's.
+    virtual std::shared_ptr<OXcdvCliTemps> temps() = 0;
 };
 
 /// From now on that one answers; null: the client itself does again. It stays the caller's, and outlives what
