@@ -3,7 +3,6 @@
 
 #include "FluxORB.h"
 #include "OXvol_completDataC.h"
-#include "Recu.h"
 #include "VueVolComplet.h"
 
 #include <algorithm>
@@ -53,9 +52,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* octets, std::size_t ta
     OXvol_completData_v3_0_0 filaire;
     if (!lire(filaire, aligne.data(), taille))
         return 0;
-    // As a notification that came from another process: its texts are taken over.
-    const orix::orb::Service service(true);
-    const std::unique_ptr<const OXvol_completData> recu(recevoirVolComplet(filaire));
+    const auto recu = std::make_unique<const OXvol_completData>(filaire);
     const std::string texte = afficher(*recu);
     exiger(afficher(OXvol_completData(*recu)) == texte);
 

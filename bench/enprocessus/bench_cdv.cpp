@@ -6,7 +6,6 @@
 #include "Allocations.h"
 
 #include "OXcdvCliCBfoncteur.h"
-#include "Recu.h"
 #include "VueVolComplet.h"
 #include "orix/OXcci_rub_chgtData.h"
 #include "orix/OXcode_statData.h"
@@ -125,15 +124,11 @@ void vuePourEnvoi(State& state)
 }
 BENCHMARK(vuePourEnvoi)->Apply(variantes);
 
-/// What a notification keeps: the record, with the texts taken over.
 void depuisLeFil(State& state)
 {
     const OXvol_completData_v3_0_0 source = bench::structure(contenu(state));
-    const orix::orb::Service service(true);
-    using Notification = std::pair<OXvol_completData_v3_0_0, Vol>;
     mesurerParLots(
-        state, [&] { return std::make_unique<Notification>(source, nullptr); },
-        [](auto& notification) { notification->second.reset(recevoirVolComplet(notification->first)); });
+        state, [] { return Vol(); }, [&](Vol& vol) { vol = std::make_unique<OXvol_completData>(source); });
 }
 BENCHMARK(depuisLeFil)->Apply(variantes);
 
@@ -148,8 +143,9 @@ BENCHMARK(copie)->Apply(variantes);
 void destruction(State& state)
 {
     const bench::Contenu source = contenu(state);
+    const Vol modele = vol(source);
     mesurerParLots(
-        state, [&] { return vol(source); }, [](Vol& vol) { vol.reset(); });
+        state, [&] { return std::make_unique<OXvol_completData>(*modele); }, [](Vol& vol) { vol.reset(); });
 }
 BENCHMARK(destruction)->Apply(variantes);
 

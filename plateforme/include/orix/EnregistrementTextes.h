@@ -3,7 +3,6 @@
 
 #include "orix/Exportation.h"
 #include "orix/OXstatut.h"
-#include "orix/OXversion.h"
 
 #include <iosfwd>
 
@@ -22,8 +21,10 @@
 /// Content: m_NOM, each null while it is not set; to be changed through the writers, which keep the
 /// ownership right. Nothing is set at first.
 ///
-/// Ownership: the record owns its texts, which come from array new (OXdupliqueChaine() makes them). It may be
-/// copied (deeply), but neither assigned nor compared.
+/// Ownership: the record owns its texts. Those that it is given come from array new (OXdupliqueChaine() makes
+/// them); those of a copy, or of a record that travelled, stand together in one block of its own: a text may
+/// be read, but neither released nor taken out of its member. It may be copied (deeply), but neither assigned
+/// nor compared.
 ///
 /// lire_NOM(): the field, which stays the record's and dies with it or at the next ecrire_NOM(); null and
 /// OXS_CHAMP_NON_INITIALISE when it is not set.
@@ -60,11 +61,15 @@
     void definirVersionValide_v3_0_0();                                                                      \
     friend ORIX_API std::ostream& operator<<(std::ostream& flux, const CLASSE& objet);                       \
                                                                                                              \
+  protected:                                                                                                 \
+    void relacher(char* texte) const noexcept; /* releases a text of its own, unless it is in the block */   \
+                                                                                                             \
   private:                                                                                                   \
     CLASSE& operator=(const CLASSE&);                                                                        \
     bool operator==(const CLASSE&) const;                                                                    \
     bool operator!=(const CLASSE&) const;                                                                    \
                                                                                                              \
-    orix::OXversion _versionValide { 3, 0, 0, 0 }
+    char* _bloc = nullptr;                                                                                   \
+    const char* _finBloc = nullptr
 
 #endif

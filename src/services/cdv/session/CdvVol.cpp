@@ -41,9 +41,24 @@ constexpr Descripteur DESCRIPTEURS[] = {
 
 const Descripteur& decrire(Champ champ) { return DESCRIPTEURS[static_cast<std::size_t>(champ)]; }
 
-/// Reaches the two lists of any record: they are protected, and only a derived class may name them.
-struct Listes : Record
+// What is protected in any record: only a derived class may name it.
+
+/// Puts the value, which the record takes over, in the place of another.
+template <class Enregistrement>
+struct Acces : Enregistrement
 {
+    template <class T>
+    static void remplacer(const Enregistrement& celui, T*& membre, T* valeur) noexcept
+    {
+        void (Enregistrement::*const relacher)(T*) const noexcept = &Acces::relacher;
+        (celui.*relacher)(std::exchange(membre, valeur));
+    }
+};
+
+struct Listes : Acces<Record>
+{
+    static void permuter(Record& a, Record& b) noexcept { (a.*(&Listes::echanger))(b); }
+
     static auto& points(Record& vol) { return vol.*(&Listes::m_tpoint); }
     static auto& nombrePoints(Record& vol) { return vol.*(&Listes::m_npoint); }
     static auto& changements(Record& vol) { return vol.*(&Listes::m_trub_chgt); }
@@ -87,12 +102,7 @@ Vol::~Vol() = default;
 Vol Vol::prendre(OXvol_completData& source)
 {
     Vol vol;
-    Record& cible = vol.brut();
-    pourChaqueChamp([](const char*, auto& pris, auto& laisse) { std::swap(pris, laisse); }, cible, source);
-    std::swap(Listes::points(cible), Listes::points(source));
-    std::swap(Listes::nombrePoints(cible), Listes::nombrePoints(source));
-    std::swap(Listes::changements(cible), Listes::changements(source));
-    std::swap(Listes::nombreChangements(cible), Listes::nombreChangements(source));
+    Listes::permuter(vol.brut(), source);
     return vol;
 }
 
@@ -129,16 +139,16 @@ void poser(Record& vol, Champ champ, std::unique_ptr<char[]> valeur)
 {
     const Descripteur& descripteur = decrire(champ);
     if (descripteur.texte != nullptr)
-        return remplacer(vol.*descripteur.texte, std::move(valeur));
+        return Listes::remplacer(vol, vol.*descripteur.texte, valeur.release());
     OXcode_statData*& code = vol.*descripteur.code;
     if (code == nullptr) {
         if (!valeur)
             return;
         code = new OXcode_statData;
     }
-    remplacer(code->*descripteur.partie, std::move(valeur));
+    Acces<OXcode_statData>::remplacer(*code, code->*descripteur.partie, valeur.release());
     if (code->m_gcode == nullptr && code->m_glibelle == nullptr && code->m_gheure_chgt == nullptr)
-        delete std::exchange(code, nullptr);
+        Listes::remplacer<OXcode_statData>(vol, code, nullptr);
 }
 
 Vol& Vol::ecrire(Champ champ, std::string_view valeur)
@@ -256,7 +266,7 @@ Vol& Vol::viderPoints() noexcept
 {
     if (_vol)
         for (int& nombre = Listes::nombrePoints(*_vol); nombre > 0;)
-            delete[] std::exchange(Listes::points(*_vol)[--nombre], nullptr);
+            Listes::remplacer<char>(*_vol, Listes::points(*_vol)[--nombre], nullptr);
     return *this;
 }
 
@@ -298,7 +308,7 @@ Vol& Vol::viderChangements() noexcept
 {
     if (_vol)
         for (int& nombre = Listes::nombreChangements(*_vol); nombre > 0;)
-            delete std::exchange(Listes::changements(*_vol)[--nombre], nullptr);
+            Listes::remplacer<OXcci_rub_chgtData>(*_vol, Listes::changements(*_vol)[--nombre], nullptr);
     return *this;
 }
 

@@ -105,8 +105,8 @@ void lireChangement(Vol& vol, const Json& valeur)
         if (partie == std::end(PARTIES_CHANGEMENT))
             throw ErreurVol(Motif::partieInconnue, {nom});
         if (!texte.is_null())
-            remplacer(*textes[partie - std::begin(PARTIES_CHANGEMENT)],
-                      allouerDepuisUtf8(exigerTexte(texte)));
+            *textes[partie - std::begin(PARTIES_CHANGEMENT)] =
+                allouerDepuisUtf8(exigerTexte(texte)).release(); // the reading has refused a second one
     }
     ajouter(vol.brut(), std::move(entree));
 }

@@ -19,12 +19,6 @@ std::unique_ptr<char[]> allouer(std::string_view texte);
 /// The same from UTF-8, decoded straight into the buffer that the record keeps.
 std::unique_ptr<char[]> allouerDepuisUtf8(const std::string& utf8);
 
-inline void remplacer(char*& membre, std::unique_ptr<char[]> valeur)
-{
-    delete[] membre;
-    membre = valeur.release();
-}
-
 /// Null: the field is not set any more.
 void poser(OXvol_completData& vol, Champ champ, std::unique_ptr<char[]> valeur);
 /// Throw ErreurVol when the list is full.

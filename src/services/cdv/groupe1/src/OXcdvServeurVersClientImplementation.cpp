@@ -49,7 +49,8 @@ void Implementation::cree_vol_complet(CORBA::Long nResuVarda, const OXvol_comple
                                       CORBA::Long nIdOp)
 {
     poster(__PRETTY_FUNCTION__, "cree_vol_complet", [&] {
-        return orix::creerOXcdvCliCB_cree_vol_complet(nResuVarda, recevoirVolComplet(p_vol_complet), nIdOp);
+        return orix::creerOXcdvCliCB_cree_vol_complet(nResuVarda, new OXvol_completData(p_vol_complet),
+                                                      nIdOp);
     });
 }
 
@@ -57,7 +58,7 @@ void Implementation::modifie_vol_complet(CORBA::Long nResuVarda,
                                          const OXvol_completData_v3_0_0& p_vol_complet, CORBA::Long nIdOp)
 {
     poster(__PRETTY_FUNCTION__, "modifie_vol_complet", [&] {
-        return orix::creerOXcdvCliCB_modifie_vol_complet(nResuVarda, recevoirVolComplet(p_vol_complet),
+        return orix::creerOXcdvCliCB_modifie_vol_complet(nResuVarda, new OXvol_completData(p_vol_complet),
                                                          nIdOp);
     });
 }
@@ -72,15 +73,16 @@ void Implementation::consulte_vol_complet(CORBA::Long nResuVarda,
                                           const OXvol_completData_v3_0_0& p_vol_complet, CORBA::Long nIdOp)
 {
     poster(__PRETTY_FUNCTION__, "consulte_vol_complet", [&] {
-        return orix::creerOXcdvCliCB_consulte_vol_complet(nResuVarda, recevoirVolComplet(p_vol_complet),
+        return orix::creerOXcdvCliCB_consulte_vol_complet(nResuVarda, new OXvol_completData(p_vol_complet),
                                                           nIdOp);
     });
 }
 
 void Implementation::liste_vol_complet(const OXvol_completData_v3_0_0& p_vol_complet, CORBA::Long nIdOp)
 {
-    poster(__PRETTY_FUNCTION__, "liste_vol_complet",
-           [&] { return orix::creerOXcdvCliCB_liste_vol_complet(recevoirVolComplet(p_vol_complet), nIdOp); });
+    poster(__PRETTY_FUNCTION__, "liste_vol_complet", [&] {
+        return orix::creerOXcdvCliCB_liste_vol_complet(new OXvol_completData(p_vol_complet), nIdOp);
+    });
 }
 
 void Implementation::fin_liste_vol_complet(CORBA::Long nResuVarda, CORBA::Long nIdOp)

@@ -1,5 +1,7 @@
 #include "OXvol_completData.h"
 
+#include "BlocVol.h"
+
 #include "orix/OXcci_rub_chgtData.h"
 #include "orix/OXchaine.h"
 #include "orix/OXcode_statData.h"
@@ -9,6 +11,7 @@
 #include <iostream>
 #include <new>
 #include <string>
+#include <utility>
 
 // A trace never stops what it tells of: an accessor throws nothing, and a writer has taken the value.
 #define TRACER(niveau, fonction, texte)                                                                      \
@@ -24,21 +27,6 @@ namespace {
 using orix::OXstatut;
 
 // One overload for each kind of field.
-
-char* dupliquer(const char* texte) { return OXdupliqueChaine(texte); }
-
-template <class T>
-T* dupliquer(const T* objet)
-{
-    return objet != nullptr ? new T(*objet) : nullptr;
-}
-
-void liberer(const char* texte) noexcept { delete[] texte; }
-template <class T>
-void liberer(const T* objet) noexcept
-{
-    delete objet;
-}
 
 /// A field as the traces show it: a text itself, an object's address.
 const char* valeurTracee(const char* texte) noexcept { return texte != nullptr ? texte : ""; }
@@ -70,13 +58,13 @@ const T* lire(const T* champ, OXstatut& statut, const char* nom, const char* sig
     return champ;
 }
 
-template <class T>
-void ecrire(T*& champ, T* valeur, OXstatut& statut, const char* signature)
+template <class T, class Relacher>
+void ecrire(T*& champ, T* valeur, OXstatut& statut, const char* signature, Relacher relacher)
 {
     TRACER(NTO_PROGRES, signature, "Entrée.");
     TRACER(NTO_PROGRES, signature, "Valeur = " << valeurTracee(valeur));
     if (champ != valeur) // its own value, given back to it, must survive
-        liberer(champ);
+        relacher(champ);
     champ = valeur;
     statut = orix::OXS_OK;
     TRACER(NTO_PROGRES, signature, "Sortie.");
@@ -222,22 +210,55 @@ OXvol_completData::OXvol_completData(const OXvol_completData& source) : OXvol_co
 {
     DETAIL(CONSTRUCTEUR("const OXvol_completData&"), "Entrée.");
     _versionValide = source._versionValide;
-    pourChaqueChamp([](const char*, auto& copie, const auto* champ) { copie = dupliquer(champ); }, *this,
+    BlocVol bloc;
+    pourChaqueChamp([&](const char*, auto& copie, const auto* champ) { bloc.prevoir(copie, champ); }, *this,
+                    source);
+    for (int i = 0; i < source.m_nrub_chgt; ++i)
+        bloc.prevoir(m_trub_chgt[i], source.m_trub_chgt[i]);
+    for (int i = 0; i < source.m_npoint; ++i)
+        bloc.prevoir(m_tpoint[i], source.m_tpoint[i]);
+    bloc.loger(_bloc, _finBloc);
+    pourChaqueChamp([&](const char*, auto& copie, const auto* champ) { bloc.prendre(copie, champ); }, *this,
                     source);
     for (; m_nrub_chgt < source.m_nrub_chgt; ++m_nrub_chgt)
-        m_trub_chgt[m_nrub_chgt] = dupliquer(source.lire_rub_chgt(m_nrub_chgt));
+        bloc.prendre(m_trub_chgt[m_nrub_chgt], source.lire_rub_chgt(m_nrub_chgt));
     for (; m_npoint < source.m_npoint; ++m_npoint)
-        m_tpoint[m_npoint] = dupliquer(source.lire_point(m_npoint));
+        bloc.prendre(m_tpoint[m_npoint], source.lire_point(m_npoint));
     DETAIL(CONSTRUCTEUR("const OXvol_completData&"), "Sortie.");
 }
 
 OXvol_completData::~OXvol_completData()
 {
     DETAIL("OXvol_completData::~OXvol_completData()", "Entree.");
-    pourChaqueChamp([](const char*, const auto* champ) { liberer(champ); }, *this);
-    std::for_each_n(m_trub_chgt, m_nrub_chgt, [](OXcci_rub_chgtData* entree) { liberer(entree); });
-    std::for_each_n(m_tpoint, m_npoint, [](char* point) { liberer(point); });
+    const auto finir = [debut = _bloc, fin = _finBloc](auto* valeur) {
+        orix::relacherDe(valeur, debut, fin);
+    };
+    pourChaqueChamp([&finir](const char*, auto* champ) { finir(champ); }, *this);
+    std::for_each_n(m_trub_chgt, m_nrub_chgt, finir);
+    std::for_each_n(m_tpoint, m_npoint, finir);
+    delete[] _bloc;
     DETAIL("OXvol_completData::~OXvol_completData()", "Sortie.");
+}
+
+#define RELACHER(TYPE)                                                                                       \
+    void OXvol_completData::relacher(TYPE* valeur) const noexcept                                            \
+    {                                                                                                        \
+        orix::relacherDe(valeur, _bloc, _finBloc);                                                           \
+    }
+RELACHER(char)
+RELACHER(OXcode_statData)
+RELACHER(OXcci_rub_chgtData)
+#undef RELACHER
+
+void OXvol_completData::echanger(OXvol_completData& autre) noexcept
+{
+    pourChaqueChamp([](const char*, auto& a, auto& b) { std::swap(a, b); }, *this, autre);
+    std::swap(m_trub_chgt, autre.m_trub_chgt);
+    std::swap(m_nrub_chgt, autre.m_nrub_chgt);
+    std::swap(m_tpoint, autre.m_tpoint);
+    std::swap(m_npoint, autre.m_npoint);
+    std::swap(_bloc, autre._bloc);
+    std::swap(_finBloc, autre._finBloc);
 }
 
 // The operations of each field and of each list differ by their names and types alone.
@@ -255,7 +276,8 @@ OXvol_completData::~OXvol_completData()
     }                                                                                                        \
     void OXvol_completData::ecrire_##nom(TYPE* valeur, OXstatut& statut)                                     \
     {                                                                                                        \
-        ecrire(m_##nom, valeur, statut, METHODE("void", "ecrire_" #nom "(" #TYPE "*, orix::OXstatut&)"));    \
+        ecrire(m_##nom, valeur, statut, METHODE("void", "ecrire_" #nom "(" #TYPE "*, orix::OXstatut&)"),     \
+               [this](TYPE* ancien) { relacher(ancien); });                                                  \
     }                                                                                                        \
     void OXvol_completData::ecrire_##nom(TYPE* valeur)                                                       \
     {                                                                                                        \

@@ -22,9 +22,11 @@ struct OXvol_completData_v3_0_0;
 /// fields and a list of at most 10 route points. Numbers, dates and times are texts too; no content is ever
 /// parsed or checked. gnb_rub_chgt is a text like the others: it does not follow the list of changed fields.
 ///
-/// Ownership: the record owns all that it points to. Texts come from array new (OXdupliqueChaine() makes
-/// them), status codes and changed fields from new. What the readers return stays the record's. A record may
-/// be copied (deeply), but neither assigned nor compared.
+/// Ownership: the record owns all that it points to. The texts that it is given come from array new
+/// (OXdupliqueChaine() makes them), status codes and changed fields from new. What a copy is made with, and a
+/// record that was received, stands together in one block of its own: it may be read, written over and
+/// cleared like anything else, but neither released nor taken out of its member. What the readers return
+/// stays the record's. A record may be copied (deeply), but neither assigned nor compared.
 ///
 /// Thread: a record belongs to one thread at a time; distinct records are independent.
 ///
@@ -153,9 +155,18 @@ class ORIX_API OXvol_completData
     char* m_tpoint[MAX_POINT] = {}; ///< null from m_npoint on
     int m_npoint = 0;
 
+    /// @name For a class that changes members itself
+    /// Releases what a member of this record held, unless that stands in its block: there a text stays and an
+    /// object ends in place. Null is nothing.
+    /// @{
+    void relacher(char* texte) const noexcept;
+    void relacher(OXcode_statData* code) const noexcept;
+    void relacher(OXcci_rub_chgtData* entree) const noexcept;
+    /// @}
+    void echanger(OXvol_completData& autre) noexcept; ///< exchanges all fields and lists
+
   private:
     friend class VueVolComplet;
-    friend OXvol_completData* recevoirVolComplet(const OXvol_completData_v3_0_0& recu);
 
     /// Empty and untraced. The constructors that may throw start from it: from then on the destructor
     /// releases what they have gathered.
@@ -163,9 +174,6 @@ class ORIX_API OXvol_completData
     {
     };
     explicit OXvol_completData(Vide) noexcept {}
-    /// Takes the texts over: the source is left fit for destruction only.
-    ORIX_INTERNE OXvol_completData(OXvol_completData_v3_0_0&& source, Vide);
-
     OXvol_completData& operator=(const OXvol_completData&);
     bool operator==(const OXvol_completData&) const;
     bool operator!=(const OXvol_completData&) const;
@@ -173,6 +181,8 @@ class ORIX_API OXvol_completData
     static constexpr orix::OXversion _version1{3, 0, 0, 0};
     static constexpr orix::OXversion _version2 = orix::VERSION_NULLE;
     orix::OXversion _versionValide = _version1;
+    char* _bloc = nullptr; // of texts, status codes and changed fields that are not released alone
+    const char* _finBloc = nullptr;
 };
 
 ORIX_API std::ostream& operator<<(std::ostream& flux, const OXvol_completData& vol);

@@ -3,6 +3,7 @@
 
 #include "OXvol_completDataC.h"
 
+#include "BlocVol.h"
 #include "OXvol_completData.h"
 #include "orix/INonCopiable.h"
 
@@ -49,12 +50,6 @@ class VueVolComplet : orix::INonCopiable
     const OXvol_completData_v3_0_0& lire() const { return _objet; }
 
   private:
-#define TEXTE(nom)
-#define CODE_STAT(nom) +1
-    static constexpr int NOMBRE_CODES = OXVOL_COMPLET_CHAMPS(TEXTE, CODE_STAT);
-#undef TEXTE
-#undef CODE_STAT
-
     VueVolComplet() = default;
 
     void _emprunter(const char* texte, CORBA::String_member& fil) noexcept;
@@ -66,9 +61,5 @@ class VueVolComplet : orix::INonCopiable
     ObjetsFil<OXcci_rub_chgtData_v3_0_0, OXvol_completData::MAX_RUB_CHGT> _changements;
     char* _points[OXvol_completData::MAX_POINT];
 };
-
-/// The record of a notification; the caller's. Takes over what the ORB has made for the notification alone,
-/// copies what a caller in this process keeps. Throws std::bad_alloc.
-OXvol_completData* recevoirVolComplet(const OXvol_completData_v3_0_0& recu);
 
 #endif
