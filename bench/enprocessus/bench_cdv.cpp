@@ -6,6 +6,7 @@
 #include "Allocations.h"
 
 #include "OXcdvCliCBfoncteur.h"
+#include "VolRecu.h"
 #include "VueVolComplet.h"
 #include "orix/OXcci_rub_chgtData.h"
 #include "orix/OXcode_statData.h"
@@ -202,11 +203,11 @@ Textes textes(const OXvol_completData& vol)
     return textes;
 }
 
-/// Memory of a record at rest, as the allocator counts it: all of it, beyond the bytes of its texts, beyond
-/// their blocks; the time is not the point.
+/// Memory of a record at rest, a copy as those that are received, as the allocator counts it: all of it,
+/// beyond the bytes of its texts, beyond their blocks; the time is not the point.
 void memoireAuRepos(State& state)
 {
-    const bench::Contenu source = contenu(state);
+    const Vol modele = vol(contenu(state));
     std::vector<Vol> vols;
     vols.reserve(LOT);
     double octets = 0;
@@ -216,7 +217,7 @@ void memoireAuRepos(State& state)
         const auto avant = mallinfo2();
         state.ResumeTiming();
         for (int i = 0; i < LOT; ++i)
-            vols.push_back(vol(source));
+            vols.push_back(std::make_unique<OXvol_completData>(*modele));
         state.PauseTiming();
         const auto apres = mallinfo2();
         octets = static_cast<double>(apres.uordblks + apres.hblkhd - avant.uordblks - avant.hblkhd) / LOT;
@@ -320,6 +321,21 @@ void deballage(State& state)
     });
 }
 BENCHMARK(deballage)->Apply(variantes);
+
+/// What a notification is read by: made and released, as deballage.
+void reception(State& state)
+{
+    cdrMemoryStream flux;
+    bench::structure(contenu(state)) >>= flux;
+    mesurer(state, [&] {
+        flux.rewindInputPtr();
+        orix::orb::LecteurRequete lecteur(flux);
+        VolRecu recu;
+        recu.lire(lecteur);
+        benchmark::DoNotOptimize(Vol(recu.faire()));
+    });
+}
+BENCHMARK(reception)->Apply(variantes);
 
 // ---- Deferred calls
 

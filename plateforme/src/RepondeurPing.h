@@ -1,7 +1,7 @@
 #ifndef REPONDEURPING_H
 #define REPONDEURPING_H
 
-#include "Recu.h"
+#include "ServantGarde.h"
 
 #include "orix_baseS.h"
 

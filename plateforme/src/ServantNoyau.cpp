@@ -52,7 +52,7 @@ class AppelActivation final : public omniCallDescriptor
 _CORBA_Boolean ServantNoyau::_servir(omniCallHandle& appel)
 {
     if (std::strcmp(appel.operation_name(), OPERATION) != 0)
-        return ServantPreneur::_servir(appel);
+        return ServantGarde::_servir(appel);
     AppelActivation description(*this);
     appel.upcall(this, description);
     return true;

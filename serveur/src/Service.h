@@ -3,7 +3,7 @@
 
 #include "Clients.h"
 #include "Droits.h"
-#include "Recu.h"
+#include "ServantGarde.h"
 
 #include "OXcdvClientVersServeurS.h"
 
@@ -11,7 +11,7 @@ namespace serveur {
 
 /// The cdv service as clients call it: checks who asks, and whether he may; puts what is asked into the
 /// client's line. The work is the Executeurs'.
-class Service : public orix::orb::ServantPreneur<POA_orix_corba::OXcdv_v3_0_0_ClientVersServeur>,
+class Service : public orix::orb::ServantGarde<POA_orix_corba::OXcdv_v3_0_0_ClientVersServeur>,
                 public PortableServer::RefCountServantBase
 {
   public:

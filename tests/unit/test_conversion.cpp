@@ -1,6 +1,7 @@
 // The record on the wire and in the logs: both must stay what servers and readers know.
 
 #include "CapteurTraces.h"
+#include "LecturesVol.h"
 #include "LiaisonORB.h"
 #include "OXvol_completDataC.h"
 #include "PanneMemoire.h"
@@ -150,6 +151,42 @@ TEST_F(Fil, LesEntreesNullesDUnTableauNArretentRien)
     EXPECT_STREQ(fil.m_trub_chgt[1].m_grubrique, "piste");
     EXPECT_STREQ(retour.lire_point(1), "");
     EXPECT_FALSE(dump(vol).empty());
+}
+
+// Whatever the octets are: where they stand or by the ORB, it is the same record, or the same refusal.
+TEST_F(Fil, LesDeuxLecturesDisentLaMemeChose)
+{
+    OXvol_completData partiel;
+    partiel.ecrire_gpiste(OXdupliqueChaine(""));
+    partiel.ajouter_point(const_cast<char*>("__PtrNULL__"));
+    const auto plein = volComplet();
+    int lus = 0;
+    int refuses = 0;
+    const auto comparer = [&](const std::string& octets) {
+        const essais::OctetsVol vol(octets.data(), octets.size());
+        const essais::Lecture lecture = vol.lireSurPlace();
+        EXPECT_EQ(lecture, vol.lireParLORB());
+        ++(lecture.texte.empty() ? refuses : lus);
+    };
+    for (OXvol_completData* const vol : {plein.get(), &partiel}) {
+        cdrMemoryStream flux(0, /*clearMemory*/ true);
+        vol->construireObjetSpecifique_v3_0_0() >>= flux;
+        const std::string octets(static_cast<const char*>(flux.bufPtr()), flux.bufSize());
+        comparer(octets + "more");
+        EXPECT_EQ(essais::OctetsVol(octets.data(), octets.size()).lireSurPlace().texte, dump(*vol));
+        for (std::size_t place = 0; place < octets.size() && !HasFailure(); ++place) {
+            comparer(octets.substr(0, place));
+            std::string autre = octets;
+            for (const int octet : {0, 1, 11, 0xFF}) { // of a length, of a text, between them
+                autre[place] = static_cast<char>(octet);
+                comparer(autre);
+            }
+        }
+        const essais::OctetsVol aLire(octets.data(), octets.size());
+        EXPECT_GE(essais::chaquePanne([&] { aLire.faireSurPlace(); }), 2);
+    }
+    EXPECT_GT(lus, 100);
+    EXPECT_GT(refuses, 1000);
 }
 
 TEST_F(Fil, UneVueSEnvoieCommeLObjetPuisRendTout)

@@ -1,7 +1,7 @@
 #include "Pings.h"
 
 #include "LiaisonORB.h"
-#include "Recu.h"
+#include "ServantGarde.h"
 
 #include "orix/Trace.h"
 

@@ -133,7 +133,7 @@ TEST(Vol, ListesBornees)
 
 TEST(Vol, PrendreNeCopieAucunTexte)
 {
-    Vol origine = volComplet();
+    Vol origine = volComplet().copier();
     const Vol attendu = origine.copier();
     OXvol_completData& record = origine.brut();
     const char* const texte = record.m_gparking;
@@ -159,6 +159,7 @@ TEST(Vol, EgaliteEtDeplacement)
     }
     EXPECT_NE(vol.copier().ajouterPoint("x"), vol);
     EXPECT_NE(vol.copier().viderChangements(), vol);
+    EXPECT_NE(vol.copier().viderPoints(), vol);
 
     Vol a = vol.copier();
     const Vol b = std::move(a);

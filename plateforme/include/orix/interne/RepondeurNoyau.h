@@ -1,7 +1,7 @@
 #ifndef ORIX_REPONDEURNOYAU_H
 #define ORIX_REPONDEURNOYAU_H
 
-#include "Recu.h"
+#include "ServantGarde.h"
 #include "orix/Exportation.h"
 
 #include "orix_baseS.h"

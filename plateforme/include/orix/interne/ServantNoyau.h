@@ -1,7 +1,7 @@
 #ifndef ORIX_SERVANTNOYAU_H
 #define ORIX_SERVANTNOYAU_H
 
-#include "Recu.h"
+#include "ServantGarde.h"
 #include "orix/Exportation.h"
 
 #include "orix_baseS.h"
@@ -10,7 +10,7 @@ namespace orix {
 
 /// Base of the servant of a server's kernel. Anybody may call it: what an activation brings is read here, and
 /// nothing of it stays when it is wrong.
-class ORIX_API ServantNoyau : public orb::ServantPreneur<POA_orix_corba::Noyau>
+class ORIX_API ServantNoyau : public orb::ServantGarde<POA_orix_corba::Noyau>
 {
   protected:
     _CORBA_Boolean _servir(omniCallHandle& appel) override;

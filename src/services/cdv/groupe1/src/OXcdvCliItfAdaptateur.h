@@ -40,11 +40,10 @@ namespace orix {
 /// ended and another one begun. Requests, notifications and pings are no events: they read atomics.
 ///
 /// An end takes no memory: what it needs is made by active(), or that one is refused.
-class OXcdvCliItfAdaptateur
-    : public virtual orb::ServantAttendu,
-      public IAdaptateurClient,
-      public Singleton<OXcdvCliItfAdaptateur>,
-      public orb::ServantPreneur<POA_orix_corba__Client, &Interlocuteurs::exigerServeur>
+class OXcdvCliItfAdaptateur : public virtual orb::ServantAttendu,
+                              public IAdaptateurClient,
+                              public Singleton<OXcdvCliItfAdaptateur>,
+                              public orb::ServantGarde<POA_orix_corba__Client, &Interlocuteurs::exigerServeur>
 {
   public:
     enum EtatAdaptateur : int

@@ -13,6 +13,7 @@
 
 class OXcci_rub_chgtData;
 class OXcode_statData;
+class VolRecu;
 struct OXvol_completData_v3_0_0;
 
 /// One complete flight record of the cdv service: what an application fills in for a request, and reads in a
@@ -166,6 +167,7 @@ class ORIX_API OXvol_completData
     void echanger(OXvol_completData& autre) noexcept; ///< exchanges all fields and lists
 
   private:
+    friend class VolRecu;
     friend class VueVolComplet;
 
     /// Empty and untraced. The constructors that may throw start from it: from then on the destructor
@@ -174,6 +176,7 @@ class ORIX_API OXvol_completData
     {
     };
     explicit OXvol_completData(Vide) noexcept {}
+    ORIX_INTERNE explicit OXvol_completData(VolRecu& recu);
     OXvol_completData& operator=(const OXvol_completData&);
     bool operator==(const OXvol_completData&) const;
     bool operator!=(const OXvol_completData&) const;

@@ -1,7 +1,7 @@
 // The record and its form on the wire, both ways.
 #include "OXvol_completData.h"
 
-#include "BlocVol.h"
+#include "VolRecu.h"
 #include "VueVolComplet.h"
 #include "orix/Trace.h"
 
@@ -47,6 +47,18 @@ OXvol_completData::OXvol_completData(const OXvol_completData_v3_0_0& source) : O
         bloc.prendre(m_trub_chgt[i], &source.m_trub_chgt[i]);
     for (CORBA::ULong i = 0; i < nombrePoint; ++i, ++m_npoint)
         bloc.prendre(m_tpoint[i], source.m_tpoint[i].in());
+    DETAIL(DEPUIS_FIL, "Sortie constructeur de conversion v3.0.0");
+}
+
+OXvol_completData::OXvol_completData(VolRecu& recu) : OXvol_completData(Vide{})
+{
+    DETAIL(DEPUIS_FIL, "Entrée constructeur de conversion v3.0.0");
+    recu._ceder(_bloc, _finBloc);
+    pourChaqueChamp([&recu](const char*, auto& champ) { recu._poser(champ); }, *this);
+    for (; m_nrub_chgt < recu._nombreChangements; ++m_nrub_chgt)
+        recu._poser(m_trub_chgt[m_nrub_chgt]);
+    for (; m_npoint < recu._nombrePoints; ++m_npoint)
+        recu._poser(m_tpoint[m_npoint]);
     DETAIL(DEPUIS_FIL, "Sortie constructeur de conversion v3.0.0");
 }
 

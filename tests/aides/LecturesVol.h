@@ -1,0 +1,131 @@
+#ifndef LECTURESVOL_H
+#define LECTURESVOL_H
+
+// The two ways in which a record that travelled is read: by the ORB's own code, and where it stands.
+#include "VolRecu.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <ostream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace essais {
+
+/// What came of a reading.
+struct Lecture
+{
+    std::string texte;    ///< the record as people read it; empty: it was refused
+    CORBA::ULong fin = 0; ///< where the reading ended
+
+    bool operator==(const Lecture& autre) const { return texte == autre.texte && fin == autre.fin; }
+    friend std::ostream& operator<<(std::ostream& flux, const Lecture& lecture)
+    {
+        return flux << "up to " << lecture.fin << "\n" << lecture.texte;
+    }
+};
+
+inline std::string afficher(const OXvol_completData& vol)
+{
+    std::ostringstream texte;
+    texte << vol;
+    return texte.str();
+}
+
+/// The octets of a record on the wire. In memory of their size, and aligned, as those of a message are.
+class OctetsVol
+{
+  public:
+    OctetsVol(const void* octets, std::size_t taille) : _octets((taille + 7) / 8), _taille(taille)
+    {
+        std::memcpy(_octets.data(), octets, taille);
+    }
+
+    Lecture lireSurPlace() const { return _lire(&OctetsVol::_faire); }
+    std::unique_ptr<OXvol_completData> faireSurPlace() const
+    {
+        cdrMemoryStream flux = _flux();
+        return _faire(flux);
+    }
+
+    /// As the ORB reads it. The ORB lets a text have a NUL inside, and cuts it there: such a record is
+    /// refused.
+    Lecture lireParLORB() const
+    {
+        bool entier = true;
+        const Lecture lecture = _lire([&](cdrStream& flux) {
+            OXvol_completData_v3_0_0 fil;
+            fil <<= flux;
+            entier = _sontEntiers(fil);
+            return std::make_unique<OXvol_completData>(fil);
+        });
+        return entier ? lecture : Lecture();
+    }
+
+  private:
+    using Vol = std::unique_ptr<OXvol_completData>;
+
+    static Vol _faire(cdrStream& flux)
+    {
+        orix::orb::LecteurRequete lecteur(flux);
+        VolRecu recu;
+        recu.lire(lecteur);
+        return Vol(recu.faire());
+    }
+
+    cdrMemoryStream _flux() const { return {const_cast<std::uint64_t*>(_octets.data()), _taille}; }
+
+    template <class Lire>
+    Lecture _lire(Lire lire) const
+    {
+        cdrMemoryStream flux = _flux();
+        const CORBA::ULong debut = flux.currentInputPtr();
+        Lecture lecture;
+        try {
+            lecture.texte = afficher(*lire(flux));
+            lecture.fin = flux.currentInputPtr() - debut;
+        } catch (const CORBA::MARSHAL&) {
+            return {};
+        }
+        return lecture;
+    }
+
+    /// Whether each text has the length that was announced.
+    bool _sontEntiers(const OXvol_completData_v3_0_0& fil) const
+    {
+        cdrMemoryStream flux = _flux();
+        bool entiers = true;
+        const auto texte = [&](const char* lu) {
+            const CORBA::ULong taille = flux.unmarshalULong();
+            entiers = entiers && taille == std::strlen(lu) + 1;
+            flux.skipInput(taille);
+        };
+        const auto voisin = [&](const auto& lu) {
+            const auto& [a, b, c] = lu;
+            texte(a), texte(b), texte(c);
+        };
+        const auto liste = [&](const auto& lue, auto element) {
+            flux.unmarshalULong();
+            for (CORBA::ULong i = 0; i < lue.length(); ++i)
+                element(lue[i]);
+        };
+#define TEXTE(nom) texte(fil.m_##nom);
+#define CODE_STAT(nom) liste(fil.m_##nom, voisin);
+        OXVOL_COMPLET_CHAMPS(TEXTE, CODE_STAT)
+#undef TEXTE
+#undef CODE_STAT
+        liste(fil.m_trub_chgt, voisin);
+        liste(fil.m_tpoint, texte);
+        return entiers;
+    }
+
+    std::vector<std::uint64_t> _octets;
+    std::size_t _taille;
+};
+
+} // namespace essais
+
+#endif
