@@ -82,14 +82,13 @@ def tracer(script, taille, fichier):
 def tableau_processus(fichier):
     """What Google Benchmark measured, as a table."""
     lignes = ["### Inside one process", "", "| Operation | time, ns | allocations |", "| --- | --- | --- |"]
-    memoire = ["", "| Memory of an idle record | bytes | beyond its texts | beyond the blocks of its texts |",
-               "| --- | --- | --- | --- |"]
+    memoire = ["", "| Memory of an idle record | bytes | beyond its texts |", "| --- | --- | --- |"]
     for mesure in json.loads(fichier.read_text())["benchmarks"]:
         if mesure.get("run_type") == "aggregate" and mesure["aggregate_name"] != "median":
             continue
         nom = mesure["run_name"].replace("/real_time", "").replace("/iterations:20", "")
         if "octets" in mesure:
-            figures = (f"{mesure[grandeur]:.0f}" for grandeur in ("octets", "hors_textes", "hors_blocs"))
+            figures = (f"{mesure[grandeur]:.0f}" for grandeur in ("octets", "hors_textes"))
             memoire.append(f"| {nom} | {' | '.join(figures)} |")
         else:
             lignes.append(f"| {nom} | {mesure['real_time']:.1f} | {mesure['allocs']:.0f} |")

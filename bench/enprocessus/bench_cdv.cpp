@@ -163,19 +163,15 @@ void vidage(State& state)
 }
 BENCHMARK(vidage)->Apply(variantes);
 
-/// What the texts of a record take: their bytes, each with its end, and their own blocks as the allocator
-/// counts them, header included: owning each by array new costs no less.
+/// What the texts of a record take: their bytes, each with its end.
 struct Textes
 {
     std::size_t octets = 0;
-    std::size_t blocs = 0;
 
     void compter(const char* texte)
     {
-        if (texte == nullptr)
-            return;
-        octets += std::strlen(texte) + 1;
-        blocs += malloc_usable_size(const_cast<char*>(texte)) + sizeof(std::size_t);
+        if (texte != nullptr)
+            octets += std::strlen(texte) + 1;
     }
     void compter(const OXcode_statData* code)
     {
@@ -226,7 +222,6 @@ void memoireAuRepos(State& state)
     const Textes siens = textes(*vols.back());
     state.counters["octets"] = octets;
     state.counters["hors_textes"] = octets - static_cast<double>(siens.octets);
-    state.counters["hors_blocs"] = octets - static_cast<double>(siens.blocs);
     state.counters["sizeof"] = sizeof(OXvol_completData);
 }
 BENCHMARK(memoireAuRepos)->Apply(variantes)->Iterations(20);
