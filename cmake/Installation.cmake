@@ -59,8 +59,8 @@ install(FILES ${PROJECT_SOURCE_DIR}/exemples/CMakeLists.txt ${PROJECT_SOURCE_DIR
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/liboxcdvcli-dev/examples COMPONENT developpement)
 set(documents ${PROJECT_SOURCE_DIR}/docs)
 set(mesures ${documents}/performance.md ${documents}/performance-comparaison.svg ${documents}/performance-courbes.svg)
-install(FILES ${documents}/reference.md ${documents}/guide.md ${documents}/configuration.md ${documents}/protocole.md
-              ${documents}/securite.md ${documents}/architecture.md ${mesures}
+install(FILES ${documents}/reference.md ${documents}/guide.md ${documents}/champs.md ${documents}/configuration.md
+              ${documents}/protocole.md ${documents}/securite.md ${documents}/architecture.md ${mesures}
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/liboxcdvcli-dev COMPONENT developpement)
 install(DIRECTORY ${documents}/decisions DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/liboxcdvcli-dev
         COMPONENT developpement)

@@ -1,6 +1,7 @@
 #include "Commandes.h"
 
 #include "Connexion.h"
+#include "Dictionnaire.h"
 #include "Expliquer.h"
 #include "FormatTableau.h"
 #include "Sortie.h"
@@ -12,6 +13,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <iostream>
 #include <iterator>
 #include <map>
@@ -113,11 +115,27 @@ int versions(const Options& options, Interruption&)
     return FAIT;
 }
 
-int listerChamps()
+int listerChamps(const Options& options)
 {
-    FluxFd flux(STDOUT_FILENO);
+    const Format format = formatSimple(options);
+    const std::size_t colonnes = largeurTerminal(STDOUT_FILENO).value_or(std::string::npos);
+    std::size_t marge = 0;
     for (const std::string_view nom : cdv::Vol::champs())
-        flux << nom << '\n';
+        marge = std::max(marge, largeur(nom) + 2);
+    FluxFd flux(STDOUT_FILENO);
+    for (const DescriptionChamp& champ : dictionnaire()) {
+        const std::string nom(cdv::Vol::nom(champ.champ));
+        if (format == Format::json)
+            flux << nlohmann::ordered_json{{"nom", nom},
+                                           {"contenu", champ.contenu[FRANCAIS]},
+                                           {"forme", champ.forme[FRANCAIS]},
+                                           {"longueur", champ.longueur},
+                                           {"exemple", champ.exemple}}
+                        .dump()
+                 << '\n';
+        else
+            flux << replier(ajuster(nom, marge) + resumer(champ), colonnes, marge) << '\n';
+    }
     flux.flush();
     return FAIT;
 }
@@ -136,7 +154,7 @@ Format formatSimple(const Options& options)
 {
     const Format format = options.format.value_or(Format::tableau);
     if (format != Format::tableau && format != Format::json)
-        throw Arret(USAGE, options.commande + " : --format tableau ou json");
+        throw Arret(USAGE, (options.champs ? "--champs" : options.commande) + " : --format tableau ou json");
     return format;
 }
 
@@ -146,7 +164,7 @@ int executer(const Options& options, Interruption& interruption)
         {"creer", demander},  {"modifier", demander}, {"supprimer", demander}, {"consulter", demander},
         {"lister", exporter}, {"exporter", exporter}, {"importer", importer},  {"surveiller", surveiller},
         {"etat", etat},       {"versions", versions}};
-    return options.champs ? listerChamps() : COMMANDES.at(options.commande)(options, interruption);
+    return options.champs ? listerChamps(options) : COMMANDES.at(options.commande)(options, interruption);
 }
 
 } // namespace outils

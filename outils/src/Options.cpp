@@ -22,7 +22,7 @@ constexpr const char* PRESENTATION =
 
 constexpr const char* COMPLEMENT = R"(Champs :
   champ=valeur   nom du champ avec ou sans « m_g » : parking=B12, m_gparking=B12 ; les codes
-                 de statut : code_stat_depart.code=OUV. « cdv --champs » donne tous les noms.
+                 de statut : code_stat_depart.code=OUV. « cdv --champs » les donne tous.
   champ=         la chaîne vide, qui est une valeur comme une autre
   un mot seul    l'identifiant : « cdv consulter X » vaut « cdv consulter identifiant=X »
 
@@ -210,7 +210,7 @@ class Analyseur
                         "niveau des traces, sur la sortie d'erreur : 0, 100, 300, 700 ou 900 (0)")
             ->type_name("NIVEAU")
             ->check(choix(NIVEAUX));
-        _application.add_flag("--champs", _options.champs, "donne les noms des champs, et finit");
+        _application.add_flag("--champs", _options.champs, "dit ce que contient chaque champ, et finit");
         _application.set_version_flag("--version", "cdv " CDV_VERSION, "donne la version, et finit");
     }
 

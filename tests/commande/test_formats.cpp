@@ -1,3 +1,4 @@
+#include "Dictionnaire.h"
 #include "FormatCsv.h"
 #include "FormatTableau.h"
 #include "Francais.h"
@@ -7,6 +8,8 @@
 #include "Statut.h"
 #include "Terminal.h"
 #include "Transcription.h"
+
+#include <regex>
 
 using namespace outils;
 
@@ -230,4 +233,34 @@ TEST(Tableau, CeQuiVientApresLEchantillonTientAussi)
     const auto rendues = decouper(ecrire(Format::tableau, vols, {40}));
     ASSERT_EQ(vols.size() + 1, rendues.size());
     EXPECT_EQ("AFR…", rendues.back());
+}
+
+/// The table of the fields, against the fields there are, the flights given as examples, and the pages that
+/// repeat it.
+TEST(Dictionnaire, DitChaqueChampEtLesPagesAussi)
+{
+    const auto vols = lire(essais::lireFichier(OXCDV_SOURCES "/exemples/vols.csv"));
+    ASSERT_EQ(200u, vols.size());
+    std::vector<std::string_view> noms;
+    std::string page, manuel;
+    for (const DescriptionChamp& d : dictionnaire()) {
+        const std::string nom(noms.emplace_back(cdv::Vol::nom(d.champ)));
+        const auto verifier = [&](std::string_view valeur) {
+            const bool libre = d.longueur.empty() || valeur.empty();
+            EXPECT_TRUE(libre || (valeur.size() >= std::size_t(d.longueur.front() - '0') &&
+                                  valeur.size() <= std::size_t(d.longueur.back() - '0')))
+                << nom << " : " << valeur;
+        };
+        verifier(d.exemple);
+        for (const Entree& vol : vols)
+            verifier(vol.vol->lire_ou(d.champ, ""));
+        page += "| `" + nom + "` | ";
+        for (const std::string_view texte : {d.contenu[ANGLAIS], d.forme[ANGLAIS], d.longueur})
+            page += std::string(texte) + " | ";
+        page += (d.exemple.empty() ? "" : "`" + std::string(d.exemple) + "`") + " |\n";
+        manuel += ".TP\n.B " + nom + "\n" + std::regex_replace(resumer(d), std::regex("-"), "\\-") + "\n";
+    }
+    EXPECT_EQ(cdv::Vol::champs(), noms);
+    EXPECT_THAT(essais::lireFichier(OXCDV_SOURCES "/docs/champs.md"), testing::HasSubstr(page));
+    EXPECT_THAT(essais::lireFichier(OXCDV_SOURCES "/docs/cdv.1"), testing::HasSubstr(manuel));
 }

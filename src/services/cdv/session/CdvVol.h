@@ -23,7 +23,8 @@ namespace cdv {
 #define CDV_CODE_STAT(nom) nom##_gcode, nom##_glibelle, nom##_gheure_chgt,
 /// @endcond
 /// The texts of a flight record, in wire order: its 55 text fields, under the record's own names, and the
-/// three parts of each of its two status codes (pcode_stat_depart_gcode...).
+/// three parts of each of its two status codes (pcode_stat_depart_gcode...). What each holds: champs.md, or
+/// "cdv --champs".
 enum class Champ : int
 {
     OXVOL_COMPLET_CHAMPS(CDV_TEXTE, CDV_CODE_STAT)
