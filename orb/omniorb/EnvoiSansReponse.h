@@ -42,6 +42,16 @@ class AppelSansReponse final : public omniCallDescriptor
 
 } // namespace interne
 
+/// Sends a call for which no response is expected. The arguments write themselves as those of the IDL would:
+/// value >>= stream. Throws as envoyer().
+template <class Reference, class... Arguments>
+void envoyerSansReponse(Reference* reference, const char* operation, const Arguments&... arguments)
+{
+    const AppelSortant enCours;
+    interne::AppelSansReponse<Arguments...> appel(operation, arguments...);
+    reference->_PR_getobj()->_invoke(appel);
+}
+
 /// Does what reference->sendc_OPERATION(handler, arguments...) does.
 ///
 /// A nil handler means that no response is wanted. This ORB would hand such a call to worker threads, which
@@ -51,13 +61,10 @@ template <class Reference, class Handler, class... Parametres, class... Argument
 void envoyer(Reference* reference, void (Reference::*sendc)(Handler, Parametres...), const char* operation,
              Handler handler, const Arguments&... arguments)
 {
+    if (CORBA::is_nil(handler))
+        return envoyerSansReponse(reference, operation, arguments...);
     const AppelSortant enCours;
-    if (!CORBA::is_nil(handler)) {
-        (reference->*sendc)(handler, arguments...);
-        return;
-    }
-    interne::AppelSansReponse<Arguments...> appel(operation, arguments...);
-    reference->_PR_getobj()->_invoke(appel);
+    (reference->*sendc)(handler, arguments...);
 }
 
 } // namespace orix::orb

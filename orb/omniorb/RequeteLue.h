@@ -15,6 +15,18 @@
 /// an object of each. What another ORB lacks of this, its servants do without: the skeleton serves them.
 namespace orix::orb {
 
+/// Whether the texts of the message are in the character set of this process: as they are in memory.
+inline bool sontNatifs(cdrStream& flux)
+{
+    struct Acces : cdrStream // only a derived class may name it
+    {
+        static auto* natif(cdrStream& celui) { return celui.*(&Acces::pd_ncs_c); }
+    };
+    const auto* const transmis = flux.TCS_C();
+    return transmis != nullptr && transmis->id() == omni::omniCodeSet::ID_8859_1 &&
+           Acces::natif(flux)->id() == transmis->id();
+}
+
 /// The arguments of a request, one after the other, as its IDL has them. Everything throws CORBA::MARSHAL for
 /// what is wrong, as the ORB's own reading does.
 class LecteurRequete
@@ -26,7 +38,7 @@ class LecteurRequete
     /// and its texts are in the character set of this process. Otherwise parLORB() reads.
     bool estSurPlace() const
     {
-        return Acces::estNatif(_flux) &&
+        return sontNatifs(_flux) &&
                !_flux.checkInputOverrun(1, static_cast<CORBA::ULong>(Acces::octets(_flux) + 1));
     }
 
@@ -60,19 +72,12 @@ class LecteurRequete
     }
 
   private:
-    struct Acces : cdrStream // only a derived class may name these
+    struct Acces : cdrStream // only a derived class may name it
     {
         static std::size_t octets(cdrStream& flux)
         {
             return static_cast<std::size_t>(static_cast<char*>(flux.*(&Acces::pd_inb_end)) -
                                             static_cast<char*>(flux.inPtr()));
-        }
-        static bool estNatif(cdrStream& flux)
-        {
-            const auto* const transmis = flux.TCS_C();
-            const auto* const natif = flux.*(&Acces::pd_ncs_c);
-            return transmis != nullptr && natif->id() == omni::omniCodeSet::ID_8859_1 &&
-                   transmis->id() == natif->id();
         }
     };
     [[noreturn, gnu::cold]] static void _refuser(CORBA::ULong mineur)
@@ -81,6 +86,27 @@ class LecteurRequete
     }
 
     cdrStream& _flux;
+};
+
+/// Writes texts out of memory into a message.
+class EcrivainTextes
+{
+  public:
+    explicit EcrivainTextes(cdrStream& flux) : _flux(flux), _natifs(sontNatifs(flux)) {}
+
+    void texte(std::string_view texte) ///< followed by a NUL in memory, without one inside
+    {
+        if (!_natifs)
+            return _flux.marshalString(texte.data());
+        _flux.marshalULong(static_cast<CORBA::ULong>(texte.size() + 1));
+        _flux.put_small_octet_array(reinterpret_cast<const CORBA::Octet*>(texte.data()),
+                                    static_cast<int>(texte.size() + 1));
+    }
+    void nombre(std::size_t nombre) { _flux.marshalULong(static_cast<CORBA::ULong>(nombre)); }
+
+  private:
+    cdrStream& _flux;
+    const bool _natifs;
 };
 
 /// Serves a request without results: arguments.lire(LecteurRequete&) reads, then servir() runs, which may

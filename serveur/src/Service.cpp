@@ -1,20 +1,23 @@
 #include "Service.h"
 
 #include "LiaisonORB.h"
+#include "RequeteLue.h"
 
 #include "orix/Trace.h"
 
+#include <cstring>
 #include <new>
+#include <utility>
 
 namespace serveur {
 
 namespace {
 
 /// Null when memory lacks: the request is answered all the same, in its turn.
-FichePartagee copier(const Vol& vol)
+FichePartagee copier(const TextesVol& textes)
 {
     try {
-        return std::make_shared<Fiche>(vol);
+        return std::make_shared<Fiche>(textes);
     } catch (const std::bad_alloc&) {
         ORIX_TRACE_SANS_ECHEC(orix::NTO_NOTABLE, "Service", "copier",
                               "Mémoire insuffisante pour une demande");
@@ -28,7 +31,57 @@ Droit droitPour(Operation operation)
                                                                              : Droit::ecriture;
 }
 
+/// The arguments of a request.
+struct Recue
+{
+    FichePartagee vol;
+    CORBA::Long idOp = 0;
+    CORBA::Long numeroClient = 0;
+
+    void lire(orix::orb::LecteurRequete& lecteur)
+    {
+        const auto lireNumeros = [&] {
+            idOp = lecteur.entier();
+            numeroClient = lecteur.entier();
+        };
+        if (lecteur.estSurPlace()) {
+            const TextesVol textes(lecteur);
+            lireNumeros();
+            vol = copier(textes);
+        } else {
+            Vol lu;
+            lecteur.parLORB(lu);
+            lireNumeros();
+            vol = copier(TextesVol(lu));
+        }
+    }
+};
+
+constexpr std::pair<const char*, Operation> OPERATIONS[] = {{"cree_vol_complet", Operation::cree},
+                                                            {"modifie_vol_complet", Operation::modifie},
+                                                            {"supprime_vol_complet", Operation::supprime},
+                                                            {"consulte_vol_complet", Operation::consulte},
+                                                            {"liste_vol_complet", Operation::liste}};
+
 } // namespace
+
+_CORBA_Boolean Service::_servir(omniCallHandle& appel)
+{
+    for (const auto& [nom, operation] : OPERATIONS) {
+        if (std::strcmp(appel.operation_name(), nom) != 0)
+            continue;
+        Recue recue;
+        const char* const exceptions[] = {orix_corba::ClientDeconnecte::_PD_repoId};
+        orix::orb::servirLue(
+            *this, appel, recue,
+            [this, operation = operation, &recue] {
+                _recevoir(operation, std::move(recue.vol), recue.idOp, recue.numeroClient);
+            },
+            exceptions, 1);
+        return true;
+    }
+    return ServantGarde::_servir(appel);
+}
 
 std::shared_ptr<Client> Service::_trouver(int numero) const
 {
@@ -54,14 +107,13 @@ std::shared_ptr<Client> Service::_reconnaitre(int numero)
     return client;
 }
 
-void Service::_recevoir(Operation operation, const Vol& vol, int idOp, int numeroClient)
+void Service::_recevoir(Operation operation, FichePartagee vol, int idOp, int numeroClient)
 {
     const std::shared_ptr<Client> client = _reconnaitre(numeroClient);
-    FichePartagee copie = copier(vol);
-    const bool copiee = copie != nullptr;
+    const bool copiee = vol != nullptr;
     if (!copiee)
-        copie = _inconnue;
-    auto requete = client->creer(operation, std::move(copie), idOp);
+        vol = _inconnue;
+    auto requete = client->creer(operation, std::move(vol), idOp);
     if (requete == nullptr) { // the client is to know that a request is without answer
         _clients.abandonner(numeroClient, Depart::memoire);
         throw orix_corba::ClientDeconnecte();
@@ -83,23 +135,23 @@ void Service::_recevoir(Operation operation, const Vol& vol, int idOp, int numer
 
 void Service::cree_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient)
 {
-    _recevoir(Operation::cree, vol, nIdOp, nIdClient);
+    _recevoir(Operation::cree, copier(TextesVol(vol)), nIdOp, nIdClient);
 }
 void Service::modifie_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient)
 {
-    _recevoir(Operation::modifie, vol, nIdOp, nIdClient);
+    _recevoir(Operation::modifie, copier(TextesVol(vol)), nIdOp, nIdClient);
 }
 void Service::supprime_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient)
 {
-    _recevoir(Operation::supprime, vol, nIdOp, nIdClient);
+    _recevoir(Operation::supprime, copier(TextesVol(vol)), nIdOp, nIdClient);
 }
 void Service::consulte_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient)
 {
-    _recevoir(Operation::consulte, vol, nIdOp, nIdClient);
+    _recevoir(Operation::consulte, copier(TextesVol(vol)), nIdOp, nIdClient);
 }
 void Service::liste_vol_complet(const Vol& vol, CORBA::Long nIdOp, CORBA::Long nIdClient)
 {
-    _recevoir(Operation::liste, vol, nIdOp, nIdClient);
+    _recevoir(Operation::liste, copier(TextesVol(vol)), nIdOp, nIdClient);
 }
 
 void Service::desactiveCB(CORBA::Long numeroClient)

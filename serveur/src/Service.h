@@ -32,12 +32,17 @@ class Service : public orix::orb::ServantGarde<POA_orix_corba::OXcdv_v3_0_0_Clie
     void testerConnexionClient(const char* nomService, const char* nomServeur, const char* nomMachine,
                                CORBA::Long numeroClient) override; ///< meaningless on a server: refused
 
+  protected:
+    /// Reads the records itself.
+    _CORBA_Boolean _servir(omniCallHandle& appel) override;
+
   private:
     /// Null for a number that is nobody's, or not the caller's.
     std::shared_ptr<Client> _trouver(int numero) const;
     /// The same, but throws ClientDeconnecte; a sign of life.
     std::shared_ptr<Client> _reconnaitre(int numero);
-    void _recevoir(Operation operation, const Vol& vol, int idOp, int numeroClient);
+    /// The record is null when memory lacked for it.
+    void _recevoir(Operation operation, FichePartagee vol, int idOp, int numeroClient);
 
     Clients& _clients;
     Aiguillage& _aiguillage;

@@ -2,6 +2,7 @@
 #define MAGASINESSAI_H
 
 #include "ColonnesVol.h"
+#include "LiaisonORB.h"
 #include "OXvol_completData.h"
 #include "OuvertureMagasin.h"
 
@@ -70,10 +71,16 @@ inline std::string contenu(const Vol& vol)
 
 inline std::string contenu(const Fiche& fiche)
 {
-    VolPrete prete;
-    const Fiche avant(volPlein("avant"));
-    prete.preter(avant); // a loan leaves nothing behind for the next
-    return contenu(prete.preter(fiche));
+    static const CORBA::ORB_var orb = [] { // texts travel in its character set
+        int argc = 0;
+        return orix::orb::creerORB(argc, nullptr, {});
+    }();
+    cdrMemoryStream flux;
+    fiche >>= flux;
+    Vol vol;
+    vol <<= flux;
+    EXPECT_FALSE(flux.checkInputOverrun(1, 1));
+    return contenu(vol);
 }
 
 struct Issue

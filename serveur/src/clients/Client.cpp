@@ -12,7 +12,6 @@
 namespace serveur {
 
 namespace {
-using Proxy = std::remove_pointer_t<orix_corba::OXcdv_v3_0_0_ServeurVersClient_ptr>;
 constexpr std::chrono::milliseconds DELAI_CONGE{2000};
 } // namespace
 
@@ -50,31 +49,26 @@ Client::Client(Identite identite, orix_corba::OXcdv_v3_0_0_ServeurVersClient_ptr
 
 void Client::envoyer(const Requete& reponse)
 {
-    static const auto sansReponse = orix_corba::AMI_OXcdv_v3_0_0_ServeurVersClientHandler::_nil();
     const CORBA::Long resultat = reponse.resultat;
     const CORBA::Long idOp = reponse.idOp;
     // Its reader may be slow: the pings tell whether it is there.
     const orix::orb::EnvoiPatient patience([this] { return !estAbandonnee(); });
-    const auto envoyer = [&](auto sendc, const char* operation, const auto&... arguments) {
-        orix::orb::envoyer(_notifications.in(), sendc, operation, sansReponse, arguments...);
+    const auto envoyer = [this](const char* operation, const auto&... arguments) {
+        orix::orb::envoyerSansReponse(_notifications.in(), operation, arguments...);
     };
     if (reponse.genre == Requete::Genre::element)
-        return envoyer(&Proxy::sendc_liste_vol_complet, "liste_vol_complet", _prete.preter(*reponse.vol),
-                       idOp);
+        return envoyer("liste_vol_complet", *reponse.vol, idOp);
     switch (reponse.operation) {
     case Operation::cree:
-        return envoyer(&Proxy::sendc_cree_vol_complet, "cree_vol_complet", resultat,
-                       _prete.preter(*reponse.vol), idOp);
+        return envoyer("cree_vol_complet", resultat, *reponse.vol, idOp);
     case Operation::modifie:
-        return envoyer(&Proxy::sendc_modifie_vol_complet, "modifie_vol_complet", resultat,
-                       _prete.preter(*reponse.vol), idOp);
+        return envoyer("modifie_vol_complet", resultat, *reponse.vol, idOp);
     case Operation::supprime:
-        return envoyer(&Proxy::sendc_supprime_vol_complet, "supprime_vol_complet", resultat, idOp);
+        return envoyer("supprime_vol_complet", resultat, idOp);
     case Operation::consulte:
-        return envoyer(&Proxy::sendc_consulte_vol_complet, "consulte_vol_complet", resultat,
-                       _prete.preter(*reponse.vol), idOp);
+        return envoyer("consulte_vol_complet", resultat, *reponse.vol, idOp);
     case Operation::liste:
-        return envoyer(&Proxy::sendc_fin_liste_vol_complet, "fin_liste_vol_complet", resultat, idOp);
+        return envoyer("fin_liste_vol_complet", resultat, idOp);
     }
 }
 

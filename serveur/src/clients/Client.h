@@ -70,7 +70,6 @@ class Client : public Ligne
     const SurFin _surFin;
     std::atomic<unsigned long> _activite{0};
     std::atomic<bool> _confirme{false};
-    VolPrete _prete; // of who sends
 };
 
 } // namespace serveur

@@ -25,14 +25,6 @@ void Colonne::poser(Vol& vol, char* texte) const
     }
 }
 
-void Colonne::reprendre(Vol& vol) const noexcept
-{
-    if (champ != nullptr)
-        (vol.*champ)._retn();
-    else if ((vol.*code).length() != 0)
-        ((vol.*code)[0].*partie)._retn();
-}
-
 const std::vector<Colonne>& colonnesVol()
 {
     using Vol = Colonne::Vol;

@@ -28,8 +28,6 @@ struct Colonne
     const char* lire(const Vol& vol) const;
     /// Puts that text into the record, which takes it over, as an ORB's string.
     void poser(Vol& vol, char* texte) const;
-    /// Makes the record forget the text without releasing it.
-    void reprendre(Vol& vol) const noexcept;
 };
 
 /// Every text of a record, in the order of the fields; the first is the identifier.

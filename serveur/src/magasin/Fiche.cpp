@@ -1,51 +1,116 @@
 #include "Fiche.h"
 
 #include "ColonnesVol.h"
+#include "RequeteLue.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace serveur {
 
 namespace {
 
-constexpr std::size_t PARTIES_CHANGEMENT = 3;
+constexpr int PARTIES_CODE = 3;
 
-/// Gives surTexte(rank, text) the texts of a list's column, parts for each element, as many as the sequence
-/// takes. Sized once: a sequence that grew would copy what it was lent.
-template <class Sequence, class SurTexte>
-void etaler(std::string_view octets, std::size_t parties, Sequence& sequence, SurTexte surTexte)
+std::string_view vue(const char* texte) { return texte != nullptr ? texte : std::string_view(); }
+
+using Ecrivain = orix::orb::EcrivainTextes;
+
+std::string_view ouMarqueur(std::string_view texte) { return texte.data() != nullptr ? texte : TEXTE_NUL; }
+
+/// A status code: absent when none of its parts is a text.
+void ecrireCode(Ecrivain& ecrivain, const std::string_view (&parties)[PARTIES_CODE])
 {
-    const auto textes = static_cast<std::size_t>(std::count(octets.begin(), octets.end(), '\0'));
-    const std::size_t nombre = std::min<std::size_t>(textes / parties, sequence.maximum());
-    sequence.length(static_cast<CORBA::ULong>(nombre));
+    const bool present = std::any_of(std::begin(parties), std::end(parties),
+                                     [](std::string_view partie) { return partie.data() != nullptr; });
+    ecrivain.nombre(present ? 1 : 0);
+    for (const std::string_view partie : parties)
+        if (present)
+            ecrivain.texte(ouMarqueur(partie));
+}
+
+/// The texts of a list's column, that many for each element.
+void ecrireListe(Ecrivain& ecrivain, std::string_view octets, int parties, int maximum)
+{
+    const auto textes = static_cast<int>(std::count(octets.begin(), octets.end(), '\0'));
+    const int nombre = std::min(textes / parties, maximum);
+    ecrivain.nombre(static_cast<std::size_t>(nombre));
     const char* texte = octets.data();
-    for (std::size_t rang = 0; rang < nombre * parties; ++rang, texte += std::strlen(texte) + 1)
-        surTexte(rang, const_cast<char*>(texte));
+    for (int rang = 0; rang < nombre * parties; ++rang) {
+        const std::string_view celui(texte);
+        ecrivain.texte(celui);
+        texte += celui.size() + 1;
+    }
 }
 
 } // namespace
 
-Fiche::Fiche(const Vol& vol) : Fiche()
+std::size_t TextesVol::Liste::octets() const
 {
-    for (const Colonne& colonne : colonnesVol()) {
-        const char* texte = colonne.lire(vol);
-        ajouter(texte != nullptr ? std::string_view(texte) : std::string_view());
+    std::size_t octets = 0;
+    for (int i = 0; i < nombre; ++i)
+        octets += textes[i].size() + 1;
+    return octets;
+}
+
+TextesVol::TextesVol(const Vol& vol)
+{
+    std::string_view* place = _colonnes;
+    for (const Colonne& colonne : colonnesVol())
+        *place++ = vue(colonne.lire(vol));
+    for (CORBA::ULong i = 0; i < vol.m_trub_chgt.length(); ++i)
+        for (const auto& partie :
+             {vol.m_trub_chgt[i].m_grubrique.in(), vol.m_trub_chgt[i].m_gancienne_valeur.in(),
+              vol.m_trub_chgt[i].m_gnouvelle_valeur.in()})
+            _changements.ajouter(partie);
+    for (CORBA::ULong i = 0; i < vol.m_tpoint.length(); ++i)
+        _points.ajouter(vol.m_tpoint[i].in());
+}
+
+TextesVol::TextesVol(orix::orb::LecteurRequete& lecteur)
+{
+    const auto lire = [&lecteur] {
+        std::string_view texte = lecteur.texte();
+        texte.remove_suffix(1);
+        return texte;
+    };
+    std::string_view* place = _colonnes;
+    const std::vector<Colonne>& colonnes = colonnesVol();
+    for (auto colonne = colonnes.begin(); colonne != colonnes.end();) {
+        if (colonne->champ != nullptr) {
+            const std::string_view texte = lire();
+            *place++ = texte != TEXTE_NUL ? texte : std::string_view();
+            ++colonne;
+            continue;
+        }
+        const bool present = lecteur.nombre(1) != 0;
+        for (int partie = 0; partie < PARTIES_CODE; ++partie)
+            *place++ = present ? lire() : std::string_view();
+        colonne += PARTIES_CODE;
     }
-    const auto ecrire = [this](const char* texte) { _octets.append(texte, std::strlen(texte) + 1); };
-    _ajouterListe(vol.m_trub_chgt, [&](const auto& changement) {
-        ecrire(changement.m_grubrique);
-        ecrire(changement.m_gancienne_valeur);
-        ecrire(changement.m_gnouvelle_valeur);
-    });
-    _ajouterListe(vol.m_tpoint, ecrire);
+    for (int reste = lecteur.nombre(CHANGEMENTS_MAX) * PARTIES_CHANGEMENT; reste > 0; --reste)
+        _changements.ajouter(lire());
+    for (int reste = lecteur.nombre(POINTS_MAX); reste > 0; --reste)
+        _points.ajouter(lire());
+}
+
+Fiche::Fiche(const TextesVol& textes)
+{
+    std::size_t octets =
+        (NOMBRE_COLONNES + 2) * (sizeof(Taille) + 1) + textes._changements.octets() + textes._points.octets();
+    for (const std::string_view texte : textes._colonnes)
+        octets += texte.size();
+    _octets.reserve(octets);
+    for (const std::string_view texte : textes._colonnes)
+        ajouter(texte);
+    _ajouterListe(textes._changements);
+    _ajouterListe(textes._points);
 }
 
 FichePartagee Fiche::vide()
 {
-    constexpr std::size_t LISTES = 2;
+    constexpr int LISTES = 2;
     const auto fiche = std::make_shared<Fiche>();
-    for (std::size_t colonne = 0; colonne < colonnesVol().size() + LISTES; ++colonne)
+    for (int colonne = 0; colonne < NOMBRE_COLONNES + LISTES; ++colonne)
         fiche->ajouter({});
     return fiche;
 }
@@ -58,18 +123,14 @@ void Fiche::ajouter(std::string_view octets)
         _octets.append(octets).push_back('\0');
 }
 
-template <class Sequence, class Ecriture>
-void Fiche::_ajouterListe(const Sequence& sequence, Ecriture ecrire)
+void Fiche::_ajouterListe(const TextesVol::Liste& liste)
 {
-    if (sequence.length() == 0)
+    if (liste.nombre == 0)
         return ajouter({});
-    ajouter("");
-    const std::size_t debut = _octets.size() - 1;
-    _octets.pop_back();
-    for (CORBA::ULong i = 0; i < sequence.length(); ++i)
-        ecrire(sequence[i]);
-    const auto taille = static_cast<Taille>(_octets.size() - debut);
-    std::memcpy(_octets.data() + debut - sizeof taille, &taille, sizeof taille);
+    const auto taille = static_cast<Taille>(liste.octets());
+    _octets.append(reinterpret_cast<const char*>(&taille), sizeof taille);
+    for (int i = 0; i < liste.nombre; ++i)
+        _octets.append(liste.textes[i]).push_back('\0');
     _octets.push_back('\0');
 }
 
@@ -80,69 +141,29 @@ const char* Fiche::identifiant() const
     return octets.empty() ? nullptr : octets.data();
 }
 
-namespace {
-
-/// Makes the status code present: what its row lacks of it is not set.
-void preterCodeVide(SeqOXcode_statData_v3_0_0& code)
+void operator>>=(const Fiche& fiche, cdrStream& flux)
 {
-    if (code.length() != 0)
-        return;
-    code.length(1);
-    for (const auto partie : {&OXcode_statData_v3_0_0::m_gcode, &OXcode_statData_v3_0_0::m_glibelle,
-                              &OXcode_statData_v3_0_0::m_gheure_chgt})
-        code[0].*partie = const_cast<char*>(TEXTE_NUL);
-}
-
-} // namespace
-
-const Vol& VolPrete::preter(const Fiche& fiche)
-{
-    _reprendre();
+    Ecrivain ecrivain(flux);
     const std::vector<Colonne>& colonnes = colonnesVol();
     auto colonne = colonnes.begin();
+    std::string_view parties[PARTIES_CODE];
+    int nombreParties = 0;
     bool changements = true; // the list that comes next, after the texts
     fiche.parcourir([&](std::string_view octets) {
-        if (colonne != colonnes.end()) {
-            if (octets.data() != nullptr) {
-                if (colonne->code != nullptr)
-                    preterCodeVide(_vol.*(colonne->code));
-                colonne->reprendre(_vol);
-                colonne->poser(_vol, const_cast<char*>(octets.data()));
-            } else if (colonne->champ != nullptr)
-                colonne->poser(_vol, const_cast<char*>(TEXTE_NUL));
-            ++colonne;
-        } else if (std::exchange(changements, false)) {
-            etaler(octets, PARTIES_CHANGEMENT, _vol.m_trub_chgt, [&](std::size_t rang, char* texte) {
-                auto& changement = _vol.m_trub_chgt[static_cast<CORBA::ULong>(rang / PARTIES_CHANGEMENT)];
-                (rang % PARTIES_CHANGEMENT == 0   ? changement.m_grubrique
-                 : rang % PARTIES_CHANGEMENT == 1 ? changement.m_gancienne_valeur
-                                                  : changement.m_gnouvelle_valeur) = texte;
-            });
+        if (colonne == colonnes.end()) {
+            ecrireListe(ecrivain, octets, changements ? PARTIES_CHANGEMENT : 1,
+                        changements ? CHANGEMENTS_MAX : POINTS_MAX);
+            changements = false;
+        } else if ((colonne++)->champ != nullptr) {
+            ecrivain.texte(ouMarqueur(octets));
         } else {
-            etaler(octets, 1, _vol.m_tpoint, [&](std::size_t rang, char* texte) {
-                _vol.m_tpoint[static_cast<CORBA::ULong>(rang)] = texte;
-            });
+            parties[nombreParties++] = octets;
+            if (nombreParties == PARTIES_CODE) {
+                ecrireCode(ecrivain, parties);
+                nombreParties = 0;
+            }
         }
     });
-    return _vol;
-}
-
-void VolPrete::_reprendre() noexcept
-{
-    for (const Colonne& colonne : colonnesVol())
-        colonne.reprendre(_vol);
-    _vol.m_pcode_stat_depart.length(0);
-    _vol.m_pcode_stat_arrivee.length(0);
-    for (CORBA::ULong i = 0; i < _vol.m_trub_chgt.length(); ++i) {
-        _vol.m_trub_chgt[i].m_grubrique._retn();
-        _vol.m_trub_chgt[i].m_gancienne_valeur._retn();
-        _vol.m_trub_chgt[i].m_gnouvelle_valeur._retn();
-    }
-    _vol.m_trub_chgt.length(0);
-    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): a sequence keeps its buffer
-    for (CORBA::ULong i = 0; i < _vol.m_tpoint.length(); ++i)
-        _vol.m_tpoint[i]._retn();
-    _vol.m_tpoint.length(0);
 }
 
 } // namespace serveur

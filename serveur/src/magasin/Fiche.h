@@ -2,8 +2,7 @@
 #define FICHE_H
 
 #include "OXvol_completDataC.h"
-
-#include "orix/INonCopiable.h"
+#include "OXvol_completDataChamps.h"
 
 #include <cstdint>
 #include <cstring>
@@ -11,9 +10,49 @@
 #include <string>
 #include <string_view>
 
+namespace orix::orb {
+class LecteurRequete;
+}
+
 namespace serveur {
 
 using Vol = OXvol_completData_v3_0_0; ///< a record as it travels
+
+#define UNE(nom) +1
+#define TROIS(nom) +3
+/// The columns of a record's texts, its lists excepted.
+constexpr int NOMBRE_COLONNES = OXVOL_COMPLET_CHAMPS(UNE, TROIS);
+#undef UNE
+#undef TROIS
+constexpr int CHANGEMENTS_MAX = 6;
+constexpr int POINTS_MAX = 10;
+constexpr int PARTIES_CHANGEMENT = 3;
+
+/// The texts of a record where they stand, in the order of the columns. Allocates nothing.
+class TextesVol
+{
+  public:
+    explicit TextesVol(const Vol& vol); ///< which outlives this object
+    /// In the message, which ends with the reading. Throws CORBA::MARSHAL.
+    explicit TextesVol(orix::orb::LecteurRequete& lecteur);
+
+  private:
+    friend class Fiche;
+
+    struct Liste
+    {
+        std::string_view textes[CHANGEMENTS_MAX * PARTIES_CHANGEMENT]; // of either list
+        int nombre = 0;
+
+        void ajouter(std::string_view texte) { textes[nombre++] = texte; }
+        std::size_t octets() const; ///< each with its NUL
+    };
+    static_assert(POINTS_MAX <= CHANGEMENTS_MAX * PARTIES_CHANGEMENT);
+
+    std::string_view _colonnes[NOMBRE_COLONNES]; // null data: not set
+    Liste _changements;
+    Liste _points;
+};
 
 /// A record between the wire and the store: the content of its columns in one block of memory, where the form
 /// of the wire has one for each text.
@@ -24,7 +63,8 @@ class Fiche
 {
   public:
     Fiche() { _octets.reserve(RESERVE); }
-    explicit Fiche(const Vol& vol);
+    explicit Fiche(const Vol& vol) : Fiche(TextesVol(vol)) {}
+    explicit Fiche(const TextesVol& textes);
     static std::shared_ptr<const Fiche> vide(); ///< nothing is set
 
     /// Adds the next column; null data: not set.
@@ -60,29 +100,15 @@ class Fiche
         position += taille + 1;
         return octets;
     }
-    template <class Sequence, class Ecriture>
-    void _ajouterListe(const Sequence& sequence, Ecriture ecrire);
+    void _ajouterListe(const TextesVol::Liste& liste);
 
     std::string _octets;
 };
 
 using FichePartagee = std::shared_ptr<const Fiche>; ///< between the store, the queues and the senders
 
-/// Lends a record of the wire the texts of a Fiche, instead of copies.
-class VolPrete : orix::INonCopiable
-{
-  public:
-    VolPrete() = default;
-    ~VolPrete() { _reprendre(); }
-
-    /// The result may be read as long as the Fiche lives, until the next loan.
-    const Vol& preter(const Fiche& fiche);
-
-  private:
-    void _reprendre() noexcept;
-
-    Vol _vol; // its sequences keep their buffers from one loan to the next
-};
+/// The record as it travels.
+void operator>>=(const Fiche& fiche, cdrStream& flux);
 
 } // namespace serveur
 
