@@ -11,7 +11,7 @@ echo "Building..."
 scripts/construire.sh couverture
 find "$construction" -name '*.gcda' -delete
 # Not the tests that look at what a stranger gets: those build and ship without counters.
-ctest --preset couverture --parallel 2 -E '^(installation|paquets|abi|documentation|fuzz_.*)$' >"$construction/tests.txt" ||
+ctest --preset couverture --parallel $((3 * $(nproc))) -E '^(installation|paquets|abi|documentation|fuzz_.*)$' >"$construction/tests.txt" ||
     { tail -n 40 "$construction/tests.txt" >&2; exit 1; }
 gcovr --root . --object-directory "$construction" --filter src/ --filter plateforme/ --filter orb/ --filter serveur/ \
     --filter outils/ --exclude-throw-branches --html-details "$construction/lignes.html" --print-summary --fail-under-line 94

@@ -7,11 +7,10 @@
 # test or measure (the suite runs inside some of them, and their options must exist), and what needs a machine of its own
 # (apt-get, systemctl: packages and units must be ours; tests/paquets.sh installs the packages).
 #
-# Usage: tests/documentation.sh BUILD_FOLDER SOURCE_FOLDER [COMPILER_OPTION...]
+# Usage: tests/documentation.sh BUILD_FOLDER SOURCE_FOLDER
 set -euo pipefail
 construction=$(cd "$1" && pwd) sources=$(cd "$2" && pwd)
 moi=$(cd "$(dirname "$0")" && pwd)/${0##*/}
-options=("${@:3}")
 
 echec() {
     echo "documentation: $*" >&2
@@ -137,7 +136,7 @@ for document in "${documents[@]}"; do
             printf 'add_executable(mon_application main.cpp)\n'
             blocs "$sources/README.md" cmake; } >application/CMakeLists.txt
         sans_faute "the example of the README does not configure" cmake -S application -B application/build \
-            -DCMAKE_PREFIX_PATH="$ici/installe" -DCMAKE_CXX_FLAGS="-Wall -Wextra ${options[*]}"
+            -DCMAKE_PREFIX_PATH="$ici/installe" -DCMAKE_CXX_FLAGS="-Wall -Wextra"
         sans_faute "the example of the README does not build" cmake --build application/build
         ! grep -i 'warning:' "$dossier/journal" || echec "the example of the README has warnings"
         application/build/mon_application >sortie 2>erreur || { cat sortie erreur >&2; echec "the example ended with status $?"; }
