@@ -1,6 +1,6 @@
 // The ORB alone, with the settings of the library: no record class, no automaton, no traces, no executor.
-// What anything on top of it adds is measured against this; with the variant "groupe" the requests leave
-// together until it waits.
+// What anything on top of it adds is measured against this; with the variant "orb-groupe" the
+// requests leave together until it waits.
 #include "../mesure.h"
 #include "VolCorba.h"
 
@@ -42,7 +42,7 @@ class EnvoyeurOmniORB : public bench::Envoyeur
     {
         orix::orb::ParametresORB parametres;
         parametres.pointsAcces = {"127.0.0.1:0"};
-        _grouper = options.variante == "groupe";
+        _grouper = options.variante == "orb-groupe";
         int argc = 0;
         _orb = orix::orb::creerORB(argc, nullptr, parametres);
         const CORBA::Object_var racine = _orb->resolve_initial_references("RootPOA");

@@ -1,19 +1,25 @@
 // The least that a client of the cdv service can talk to: a kernel front that accepts everybody, and a
-// service that drops each record or sends it back. Serves the facade and the bare ORB alike.
+// service that drops each record or sends it back. It reads and writes records as cdv-serveur does; with a
+// variant that begins with "orb", the ORB's way, for the clients that do.
 #include "../mesure.h"
 
 #include "EnvoiSansReponse.h"
+#include "Fiche.h"
 #include "LiaisonORB.h"
 #include "OXcdvClientVersServeurS.h"
 #include "OXcdvServeurVersClientS.h"
+#include "RequeteLue.h"
+#include "ServantGarde.h"
 
+#include <cstring>
+#include <optional>
 #include <stdexcept>
 
 namespace {
 
 using Client = orix_corba::OXcdv_v3_0_0_ServeurVersClient;
 
-class Service : public POA_orix_corba::OXcdv_v3_0_0_ClientVersServeur
+class Service : public orix::orb::ServantGarde<POA_orix_corba::OXcdv_v3_0_0_ClientVersServeur>
 {
   public:
     Service(const bench::Options& options, bench::Reception& reception)
@@ -47,12 +53,48 @@ class Service : public POA_orix_corba::OXcdv_v3_0_0_ClientVersServeur
     void desactiveCB(CORBA::Long) override {}
     void deconnexionCB(CORBA::Long) override {}
 
+  protected:
+    /// A creation, the one request of the measures, is read without the ORB's objects.
+    _CORBA_Boolean _servir(omniCallHandle& appel) override
+    {
+        if (_options.variante.rfind("orb", 0) == 0 || std::strcmp(appel.operation_name(), CREATION) != 0)
+            return ServantGarde::_servir(appel);
+        Creation recue;
+        orix::orb::servirLue(*this, appel, recue, [&] {
+            _reception.recevoir();
+            if (_options.rappel)
+                orix::orb::envoyerSansReponse(_client.in(), CREATION, FAIT, *recue.vol, recue.idOp);
+        });
+        return true;
+    }
+
   private:
+    static constexpr char CREATION[] = "cree_vol_complet";
+    static constexpr CORBA::Long FAIT = 0;
+
+    struct Creation
+    {
+        std::optional<serveur::Fiche> vol;
+        CORBA::Long idOp = 0;
+
+        void lire(orix::orb::LecteurRequete& lecteur)
+        {
+            if (lecteur.estSurPlace()) {
+                vol.emplace(serveur::TextesVol(lecteur));
+            } else {
+                serveur::Vol lu;
+                lecteur.parLORB(lu);
+                vol.emplace(lu);
+            }
+            idOp = lecteur.entier();
+            lecteur.entier();
+        }
+    };
+
     template <class Notification>
     void traiter(Notification notification, const char* nom, const OXvol_completData_v3_0_0& vol,
                  CORBA::Long nIdOp)
     {
-        constexpr CORBA::Long FAIT = 0;
         _reception.recevoir();
         if (_options.rappel)
             orix::orb::envoyer(_client.in(), notification, nom,
