@@ -41,7 +41,7 @@ class OctetsVol
   public:
     OctetsVol(const void* octets, std::size_t taille) : _octets((taille + 7) / 8), _taille(taille)
     {
-        std::memcpy(_octets.data(), octets, taille);
+        std::copy_n(static_cast<const char*>(octets), taille, reinterpret_cast<char*>(_octets.data()));
     }
 
     Lecture lireSurPlace() const { return _lire(&OctetsVol::_faire); }
