@@ -1,13 +1,16 @@
 #include "Commandes.h"
 #include "Connexion.h"
+#include "Criteres.h"
 #include "Ecoulement.h"
 #include "Expliquer.h"
 #include "Progression.h"
 #include "Sortie.h"
+#include "Suggestion.h"
 #include "Terminal.h"
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <iostream>
 
 namespace outils {
@@ -46,15 +49,30 @@ Ecoulement::Reglages reglagesEcoulement(const Options& options)
 
 /// A listing of a command that goes on by itself past a loss, unless it is told not to.
 Ecoulement::Bilan ecouler(Connexion& connexion, Interruption& interruption, const Options& options,
-                          const cdv::Vol& exemple,
+                          const Criteres& criteres,
                           const std::function<void(cdv::Vol&, std::uint64_t)>& surVol)
 {
+    Ecoulement::Reglages reglages = reglagesEcoulement(options);
+    reglages.retient = [&criteres](const cdv::Vol& vol) { return criteres.retient(vol); };
     const Ecoulement::Bilan bilan =
-        Ecoulement(connexion.session(), interruption, reglagesEcoulement(options)).executer(exemple, surVol);
+        Ecoulement(connexion.session(), interruption, reglages).executer(criteres.exemple(), surVol);
     if (bilan.pertes != 0)
         std::cerr << message(compte(bilan.pertes, "connexion perdue") + " en route : liste redemandée")
                   << '\n';
     return bilan;
+}
+
+Presentation presenterChamps(const Options& options, int descripteur)
+{
+    Presentation presentation = presenter(options, descripteur);
+    for (const std::string& nom : options.affiches) {
+        const cdv::Champ champ = champConnu(nom);
+        auto& champs = presentation.champs;
+        if (std::find(champs.begin(), champs.end(), champ) != champs.end())
+            throw Arret(USAGE, "champ donné deux fois : " + nom);
+        champs.push_back(champ);
+    }
+    return presentation;
 }
 
 bool reprend(const Options& options) { return options.importation.envois.patience.count() != 0; }
@@ -63,21 +81,25 @@ int lister(const Options& options, Interruption& interruption)
 {
     const Format format = options.format.value_or(Format::tableau);
     verifierTableur(options, format);
-    const cdv::Vol exemple = composerVol(options, "");
+    const Criteres criteres(options.mots);
+    Presentation presentation = presenterChamps(options, STDOUT_FILENO);
     Connexion connexion(options, interruption, reprend(options));
     FluxFd flux(STDOUT_FILENO);
-    Presentation presentation = presenter(options, STDOUT_FILENO);
     presentation.colonnes = largeurTerminal(STDOUT_FILENO);
     const auto ecrivain = creerEcrivain(format, flux, presentation);
     const Ecoulement::Bilan ecoulement =
-        ecouler(connexion, interruption, options, exemple,
-                [&](const cdv::Vol& vol, std::uint64_t) { ecrivain->ecrire(vol); });
+        ecouler(connexion, interruption, options, criteres, [&](const cdv::Vol& vol, std::uint64_t) {
+            if (!options.nombre)
+                ecrivain->ecrire(vol);
+        });
     ecrivain->finir();
+    if (options.nombre && !ecoulement.echec)
+        flux << ecoulement.ecrits << '\n';
     flux.flush();
     if (ecoulement.echec)
         throw Arret(ecoulement.echec->statut, "liste incomplète, " + compte(ecoulement.ecrits, "vol") +
                                                   " : " + ecoulement.echec->texte);
-    if (estTerminal(STDOUT_FILENO))
+    if (estTerminal(STDOUT_FILENO) && !options.nombre)
         std::cerr << compte(ecoulement.ecrits, "vol") << std::endl;
     return FAIT;
 }
@@ -90,13 +112,13 @@ int exporter(const Options& options, Interruption& interruption)
         return lister(options, interruption);
     const Format format = formatFichier(options);
     verifierTableur(options, format);
-    const cdv::Vol exemple = composerVol(options, "");
+    const Criteres criteres(options.mots);
     const std::uint64_t passes = options.importation.depuis - 1;
     Connexion connexion(options, interruption, reprend(options));
     // Opened last: without a server nothing is touched.
     FichierSortie fichier(options.fichier, passes != 0);
     FluxFd flux(fichier.descripteur());
-    Presentation presentation = presenter(options, fichier.descripteur());
+    Presentation presentation = presenterChamps(options, fichier.descripteur());
     presentation.entete = passes == 0;
     const auto ecrivain = creerEcrivain(format, flux, presentation);
     Ecoulement::Bilan ecoulement;
@@ -104,7 +126,7 @@ int exporter(const Options& options, Interruption& interruption)
     {
         Progression progression(std::cerr,
                                 estTerminal(STDERR_FILENO) ? largeurTerminal(STDERR_FILENO) : std::nullopt);
-        ecoulement = ecouler(connexion, interruption, options, exemple,
+        ecoulement = ecouler(connexion, interruption, options, criteres,
                              [&](const cdv::Vol& vol, std::uint64_t ecrits) {
                                  ecrivain->ecrire(vol);
                                  progression.avancer(ecrits, std::nullopt);

@@ -31,31 +31,6 @@ void ajouterChangement(cdv::Vol& vol, const std::string& texte)
     vol.ajouterChangement({parties[0], parties[1], parties[2]});
 }
 
-cdv::Champ champConnu(const std::string& nom)
-{
-    if (const auto champ = cdv::Vol::chercher(nom))
-        return *champ;
-    throw Arret(USAGE, "champ inconnu « " + nom + " »" + conseilChamp(nom));
-}
-
-/// Of an example, the value as the service takes it: its last character may be a "*", which stands for any
-/// end, others stand for themselves. "\*" is the star itself.
-std::string motif(const std::string& valeur)
-{
-    std::string motif;
-    for (std::size_t i = 0; i < valeur.size(); ++i) {
-        const bool litterale = valeur.compare(i, 2, "\\*") == 0;
-        i += litterale ? 1 : 0;
-        if (const bool finale = i + 1 == valeur.size(); valeur[i] == '*' && litterale == finale)
-            throw Arret(USAGE, "« " + valeur +
-                                   " » : une étoile finale est un motif, une autre ne l'est pas ; " +
-                                   (finale ? "le service ne sait pas chercher une étoile à la fin"
-                                           : "pour chercher l'étoile elle-même : \\*"));
-        motif += valeur[i];
-    }
-    return motif;
-}
-
 /// Does it; what the library refuses is told with what it is about.
 template <class Action>
 void dire(const std::string& sujet, Action action)
@@ -72,7 +47,6 @@ void dire(const std::string& sujet, Action action)
 cdv::Vol composerVol(const Options& options, const std::string& json)
 {
     const bool identifiantSeul = options.commande == "consulter" || options.commande == "supprimer";
-    const bool exemple = options.commande == "lister" || options.commande == "exporter";
     cdv::Vol vol;
     if (!json.empty())
         dire(options.json, [&] { vol = cdv::Vol::depuisJson(json); });
@@ -88,8 +62,7 @@ cdv::Vol composerVol(const Options& options, const std::string& json)
             throw Arret(USAGE, "champ donné deux fois : " + std::string(cdv::Vol::nom(champ)));
         donnes[indice] = true;
         const std::string valeur = nomme ? mot.substr(egal + 1) : mot;
-        dire(std::string(cdv::Vol::nom(champ)),
-             [&] { vol.ecrire(champ, cdv::depuisUtf8(exemple ? motif(valeur) : valeur)); });
+        dire(std::string(cdv::Vol::nom(champ)), [&] { vol.ecrire(champ, cdv::depuisUtf8(valeur)); });
     }
     if (!options.points.empty())
         vol.viderPoints();

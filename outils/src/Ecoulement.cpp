@@ -11,7 +11,8 @@ Ecoulement::Bilan Ecoulement::executer(const cdv::Vol& exemple,
     for (;;) {
         cdv::Flux flux = _session.parcourir(exemple);
         while (std::optional<cdv::Vol> vol = flux.suivant()) {
-            if (!_estNouveau(*vol) || ++_bilan.recus <= _reglages.passes)
+            if (!_estNouveau(*vol) || (_reglages.retient && !_reglages.retient(*vol)) ||
+                ++_bilan.recus <= _reglages.passes)
                 continue;
             surVol(*vol, ++_bilan.ecrits);
             if (_bilan.ecrits == _reglages.limite)

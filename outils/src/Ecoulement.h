@@ -27,6 +27,8 @@ class Ecoulement
         std::uint64_t passes = 0; ///< so many records come first that are not handed on
         std::uint64_t limite = std::numeric_limits<std::uint64_t>::max();
         cdv::Duree patience{0}; ///< gives up when lost connections have brought no record for so long
+        std::function<bool(const cdv::Vol&)> retient =
+            {}; ///< others count for nothing; empty: all are handed on
     };
     struct Bilan
     {

@@ -12,6 +12,27 @@ namespace outils {
 
 namespace {
 
+/// Of the formats that show records as they are: the fields that are wanted of them.
+class EcrivainChoix : public Ecrivain
+{
+  public:
+    EcrivainChoix(std::unique_ptr<Ecrivain> suite, const std::vector<cdv::Champ>& champs)
+        : _suite(std::move(suite)), _champs(champs)
+    {}
+    void ecrire(const cdv::Vol& vol) override
+    {
+        cdv::Vol choix;
+        for (const cdv::Champ champ : _champs)
+            if (const auto valeur = vol.lire(champ))
+                choix.ecrire(champ, *valeur);
+        _suite->ecrire(choix);
+    }
+
+  private:
+    const std::unique_ptr<Ecrivain> _suite;
+    const std::vector<cdv::Champ> _champs;
+};
+
 /// One object a line.
 class EcrivainJson : public Ecrivain
 {
@@ -59,17 +80,16 @@ class EcrivainDump : public Ecrivain
 
 std::unique_ptr<Ecrivain> creerEcrivain(Format format, std::ostream& flux, const Presentation& presentation)
 {
-    switch (format) {
-    case Format::json:
-        return std::make_unique<EcrivainJson>(flux);
-    case Format::csv:
+    if (format == Format::csv)
         return std::make_unique<EcrivainCsv>(flux, presentation);
-    case Format::dump:
-        return std::make_unique<EcrivainDump>(flux);
-    case Format::tableau:
-        break;
-    }
-    return std::make_unique<EcrivainTableau>(flux, presentation.colonnes);
+    if (format == Format::tableau)
+        return std::make_unique<EcrivainTableau>(flux, presentation.colonnes, presentation.champs);
+    std::unique_ptr<Ecrivain> ecrivain = std::make_unique<EcrivainJson>(flux);
+    if (format == Format::dump)
+        ecrivain = std::make_unique<EcrivainDump>(flux);
+    if (presentation.champs.empty())
+        return ecrivain;
+    return std::make_unique<EcrivainChoix>(std::move(ecrivain), presentation.champs);
 }
 
 } // namespace outils

@@ -7,6 +7,7 @@
 #include <iosfwd>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace outils {
 
@@ -38,6 +39,8 @@ struct Presentation
     bool lisible = false;
     /// CSV is for a spreadsheet: what it would take for a formula is marked as a text by "'".
     bool tableur = false;
+    /// These fields only; a table and CSV have them in this order. Empty: what the format shows by itself.
+    std::vector<cdv::Champ> champs = {};
 };
 
 std::unique_ptr<Ecrivain> creerEcrivain(Format format, std::ostream& flux,

@@ -11,6 +11,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <numeric>
 #include <ostream>
 
 namespace outils {
@@ -35,9 +36,18 @@ constexpr std::size_t NOM_MAX = 128;
                            conseilChamp(nom));
 }
 
+std::string_view nomColonne(int colonne)
+{
+    return colonne == POINTS        ? NOM_POINTS
+           : colonne == CHANGEMENTS ? NOM_CHANGEMENTS
+                                    : cdv::Vol::nom(static_cast<cdv::Champ>(colonne));
+}
+
 /// The JSON text of a list of the record, as its own JSON has it; empty when the list is.
 std::string texteListe(const cdv::Vol& vol, std::string_view nom)
 {
+    if ((nom == NOM_POINTS ? vol.nombrePoints() : vol.nombreChangements()) == 0)
+        return {};
     cdv::Vol seule;
     if (nom == NOM_POINTS) {
         for (const std::string_view point : vol.points())
@@ -46,8 +56,6 @@ std::string texteListe(const cdv::Vol& vol, std::string_view nom)
         for (const cdv::Changement& changement : vol.changements())
             seule.ajouterChangement(changement);
     }
-    if (seule.estVide())
-        return {};
     return orix::jsonSur(json::parse(seule.versJson()).at(std::string(nom)).dump());
 }
 
@@ -88,27 +96,32 @@ std::string celluleCsv(std::string_view utf8)
 EcrivainCsv::EcrivainCsv(std::ostream& flux, const Presentation& presentation)
     : _flux(flux), _presentation(presentation)
 {
+    for (const cdv::Champ champ : presentation.champs)
+        _colonnes.push_back(static_cast<int>(champ));
+    if (_colonnes.empty()) {
+        _colonnes.resize(cdv::Vol::champs().size());
+        std::iota(_colonnes.begin(), _colonnes.end(), 0);
+        _colonnes.insert(_colonnes.end(), {POINTS, CHANGEMENTS});
+    }
     if (!presentation.entete)
         return;
-    for (const std::string_view nom : cdv::Vol::champs())
-        _flux << nom << ',';
-    _flux << NOM_POINTS << ',' << NOM_CHANGEMENTS << '\n';
+    for (const int& colonne : _colonnes)
+        _flux << (&colonne == &_colonnes.front() ? "" : ",") << nomColonne(colonne);
+    _flux << '\n';
 }
 
 void EcrivainCsv::ecrire(const cdv::Vol& vol)
 {
     _ligne.clear();
-    const int nombre = static_cast<int>(cdv::Vol::champs().size());
-    for (int champ = 0; champ < nombre; ++champ) {
-        if (const auto valeur = vol.lire(static_cast<cdv::Champ>(champ)))
+    for (const int& colonne : _colonnes) {
+        _ligne += &colonne == &_colonnes.front() ? "" : ",";
+        if (colonne == POINTS || colonne == CHANGEMENTS) {
+            if (const std::string texte = texteListe(vol, nomColonne(colonne)); !texte.empty())
+                _ligne += celluleCsv(texte);
+        } else if (const auto valeur = vol.lire(static_cast<cdv::Champ>(colonne))) {
             _ligne += _cellule(*valeur);
-        _ligne += ',';
+        }
     }
-    if (vol.nombrePoints() != 0)
-        _ligne += celluleCsv(texteListe(vol, NOM_POINTS));
-    _ligne += ',';
-    if (vol.nombreChangements() != 0)
-        _ligne += celluleCsv(texteListe(vol, NOM_CHANGEMENTS));
     _flux << _ligne << '\n';
 }
 

@@ -22,7 +22,8 @@ class EcrivainCsv : public Ecrivain
 
     std::ostream& _flux;
     const Presentation _presentation;
-    std::string _ligne; // kept for its memory
+    std::vector<int> _colonnes; ///< a cdv::Champ, or one of the lists
+    std::string _ligne;         // kept for its memory
 };
 
 /// Reads what EcrivainCsv writes, and less: any columns in any order, under any spelling of their names.

@@ -61,14 +61,7 @@ std::string libelle(const Vol& vol)
                : premier(vol, {Champ::pcode_stat_depart_glibelle, Champ::pcode_stat_arrivee_glibelle});
 }
 
-struct Colonne
-{
-    const char* titre;
-    std::string (*valeur)(const Vol&);
-    int renoncement; ///< 0: always shown; else the columns with the lowest number go first
-};
-
-const Colonne COLONNES[] = {
+const EcrivainTableau::Colonne COLONNES[] = {
     {"Vol",
      [](const Vol& v) {
          return premier(v, {Champ::gindicatif, Champ::gidentifiant});
@@ -100,21 +93,6 @@ std::size_t encombrement(const std::vector<std::size_t>& largeurs)
     return total - std::min(total, SEPARATION);
 }
 
-/// Makes the columns fit: some are left out, then the widest ones are narrowed.
-void contenir(std::vector<std::size_t>& largeurs, std::size_t colonnes)
-{
-    for (int rang = 1; rang <= RENONCEMENT_MAX && encombrement(largeurs) > colonnes; ++rang)
-        for (std::size_t i = 0; i < largeurs.size(); ++i)
-            if (COLONNES[i].renoncement == rang)
-                largeurs[i] = 0;
-    while (encombrement(largeurs) > colonnes) {
-        const auto large = std::max_element(largeurs.begin(), largeurs.end());
-        if (*large <= 1)
-            return;
-        --*large;
-    }
-}
-
 /// Cuts a text into pieces of at most that many columns.
 std::vector<std::string> plier(std::string_view utf8, std::size_t colonnes)
 {
@@ -136,14 +114,20 @@ std::vector<std::string> plier(std::string_view utf8, std::size_t colonnes)
 
 } // namespace
 
-EcrivainTableau::EcrivainTableau(std::ostream& flux, std::optional<std::size_t> colonnes)
-    : _flux(flux), _colonnes(colonnes)
-{}
+EcrivainTableau::EcrivainTableau(std::ostream& flux, std::optional<std::size_t> colonnes,
+                                 const std::vector<Champ>& champs)
+    : _flux(flux),
+      _largeur(colonnes),
+      _colonnes(champs.empty() ? std::begin(COLONNES) : std::end(COLONNES), std::end(COLONNES))
+{
+    for (const Champ champ : champs)
+        _colonnes.push_back({Vol::nom(champ), [champ](const Vol& vol) { return texte(vol, champ); }, 0});
+}
 
 void EcrivainTableau::ecrire(const Vol& vol)
 {
     Rangee rangee;
-    for (const Colonne& colonne : COLONNES)
+    for (const Colonne& colonne : _colonnes)
         rangee.push_back(colonne.valeur(vol));
     if (!_largeurs.empty())
         return _ecrireRangee(rangee);
@@ -162,22 +146,37 @@ void EcrivainTableau::finir()
 void EcrivainTableau::_commencer()
 {
     Rangee titres;
-    for (const Colonne& colonne : COLONNES)
+    for (const Colonne& colonne : _colonnes)
         titres.emplace_back(colonne.titre);
     for (std::size_t i = 0; i < titres.size(); ++i) {
         std::size_t contenu = 0;
         for (const Rangee& rangee : _attente)
             contenu = std::max(contenu, largeur(rangee[i]));
         // An optional column without any content tells nothing.
-        const bool montree = contenu != 0 || COLONNES[i].renoncement == 0;
+        const bool montree = contenu != 0 || _colonnes[i].renoncement == 0;
         _largeurs.push_back(montree ? std::max(contenu, largeur(titres[i])) : 0);
     }
-    if (_colonnes)
-        contenir(_largeurs, *_colonnes);
+    if (_largeur)
+        _contenir(*_largeur);
     _ecrireRangee(titres);
     for (const Rangee& rangee : _attente)
         _ecrireRangee(rangee);
     _attente.clear();
+}
+
+/// Makes the columns fit: some are left out, then the widest ones are narrowed.
+void EcrivainTableau::_contenir(std::size_t largeur)
+{
+    for (int rang = 1; rang <= RENONCEMENT_MAX && encombrement(_largeurs) > largeur; ++rang)
+        for (std::size_t i = 0; i < _largeurs.size(); ++i)
+            if (_colonnes[i].renoncement == rang)
+                _largeurs[i] = 0;
+    while (encombrement(_largeurs) > largeur) {
+        const auto large = std::max_element(_largeurs.begin(), _largeurs.end());
+        if (*large <= 1)
+            return;
+        --*large;
+    }
 }
 
 void EcrivainTableau::_ecrireRangee(const Rangee& rangee)

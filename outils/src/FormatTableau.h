@@ -3,19 +3,29 @@
 
 #include "Ecrivain.h"
 
+#include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace outils {
 
-/// One flight a line: callsign, from, to, planned and actual time, stand, status, identifier.
+/// One flight a line: the fields given, else callsign, from, to, planned and actual time, stand, status,
+/// identifier.
 ///
 /// The first records decide the widths; later texts that are longer are cut. What does not fit in the
 /// terminal goes in this order: identifier, date, status label; the rest is cut from the widest column on.
 class EcrivainTableau : public Ecrivain
 {
   public:
-    EcrivainTableau(std::ostream& flux, std::optional<std::size_t> colonnes);
+    EcrivainTableau(std::ostream& flux, std::optional<std::size_t> colonnes,
+                    const std::vector<cdv::Champ>& champs = {});
+    struct Colonne
+    {
+        std::string_view titre;
+        std::function<std::string(const cdv::Vol&)> valeur;
+        int renoncement; ///< 0: always shown; else the columns with the lowest number go first
+    };
     void ecrire(const cdv::Vol& vol) override;
     void finir() override;
 
@@ -26,10 +36,12 @@ class EcrivainTableau : public Ecrivain
     using Rangee = std::vector<std::string>;
 
     void _commencer();
+    void _contenir(std::size_t largeur);
     void _ecrireRangee(const Rangee& rangee);
 
     std::ostream& _flux;
-    const std::optional<std::size_t> _colonnes;
+    const std::optional<std::size_t> _largeur;
+    std::vector<Colonne> _colonnes;
     std::vector<Rangee> _attente;       ///< until the widths are known
     std::vector<std::size_t> _largeurs; ///< empty until then; 0: a column that is not shown
 };

@@ -63,9 +63,13 @@ Le service n'a pas de demande qui rende un champ à nouveau absent : une modific
 pas le faire. Pour cela : cdv supprimer, puis cdv creer --json avec --effacer.)";
 
 constexpr const char* EXPLICATION_EXEMPLE =
-    R"(Seuls les vols dont chaque champ donné est égal à la valeur sont rendus ; une valeur qui finit
-par « * » donne un début : indicatif=AFR*. Une étoile ailleurs qu'à la fin n'est pas un motif : elle
-est refusée, et « \* » est l'étoile elle-même.)";
+    R"(Seuls les vols qui répondent à tous les critères sont rendus :
+  champ=valeur        égal ; « * » est n'importe quelle suite : indicatif=AFR*, parking=*2
+  champ!=valeur       autre, ou absent
+  champ>n champ<=n    un nombre, une date ou une heure : 'heure_prev_mvt>=0800' ; un champ qui
+                      n'en contient pas n'est pas rendu
+« \* » est l'étoile elle-même. Le service cherche les valeurs entières et les débuts ; le reste est
+regardé ici, dans ce qu'il rend.)";
 
 constexpr const char* EXPLICATION_ETAT =
     R"(Statut de sortie : 0 chaque serveur est actif, 5 un sur deux (service dégradé), 3 aucun ; avec
@@ -244,11 +248,8 @@ class Analyseur
     {
         CLI::App& lister = _commande("lister", "montre les vols, un par ligne", EXPLICATION_EXEMPLE);
         _champs(lister, "champs que les vols doivent avoir");
-        lister.add_option("--limite", _limite, "s'arrête après tant de vols")
-            ->type_name("N")
-            ->check(entier(1, UN_MILLIARD));
-        _patience(lister);
-        _tableur(lister);
+        lister.add_flag("--nombre", _options.nombre, "ne donne que leur nombre");
+        _sortie(lister);
     }
 
     void _decrireFichiers()
@@ -275,8 +276,7 @@ class Analyseur
         _fichier(exporter, "CSV, ou JSON par lignes ; « - » : la sortie standard");
         _champs(exporter, "champs que les vols doivent avoir");
         _depuis(exporter, "reprend au N-ième vol, à la suite de FICHIER.partiel");
-        _patience(exporter);
-        _tableur(exporter);
+        _sortie(exporter);
     }
 
     void _decrireServeurs()
@@ -340,8 +340,19 @@ class Analyseur
             ->check(entier(0, UNE_HEURE / 1000));
     }
 
-    void _tableur(CLI::App& app)
+    /// What lister and exporter have in common.
+    void _sortie(CLI::App& app)
     {
+        app.add_option("--limite", _limite, "s'arrête après tant de vols")
+            ->type_name("N")
+            ->check(entier(1, UN_MILLIARD));
+        app.add_option("--champs-affiches", _options.affiches,
+                       "ces champs seulement, séparés par des virgules")
+            ->type_name("CHAMPS")
+            ->delimiter(',')
+            ->type_size(1)
+            ->allow_extra_args(false);
+        _patience(app);
         app.add_flag("--tableur", _options.tableur,
                      "CSV pour un tableur : « ' » devant ce qu'il prendrait pour une formule");
     }

@@ -34,7 +34,9 @@ struct Options
     Importation::Reglages importation;  ///< importer; depuis: exporter too, patience: lister too
     std::string rejets;                 ///< importer; empty: none
     bool tableur = false;               ///< exporter, lister: formulas are marked as texts
-    std::optional<std::size_t> limite;  ///< lister
+    std::vector<std::string> affiches;  ///< exporter, lister: the fields to show; none: all
+    std::optional<std::size_t> limite;  ///< exporter, lister
+    bool nombre = false;                ///< lister: only how many
     cdv::Duree periode{1000};           ///< surveiller
     std::optional<std::size_t> mesures; ///< surveiller: ends after so many
     bool statistiques = false;          ///< surveiller: the figures too

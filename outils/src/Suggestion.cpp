@@ -1,6 +1,6 @@
 #include "Suggestion.h"
 
-#include "CdvVol.h"
+#include "Statut.h"
 
 #include <algorithm>
 #include <numeric>
@@ -54,6 +54,13 @@ std::string conseilChamp(std::string_view nom)
         }
     const std::string proche = suggestion(nom, cdv::Vol::champs());
     return proche.empty() ? " (voir cdv --champs)" : proche;
+}
+
+cdv::Champ champConnu(const std::string& nom)
+{
+    if (const auto champ = cdv::Vol::chercher(nom))
+        return *champ;
+    throw Arret(USAGE, "champ inconnu « " + nom + " »" + conseilChamp(nom));
 }
 
 } // namespace outils

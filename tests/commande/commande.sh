@@ -163,6 +163,8 @@ contient sortie "identifiant,"
 "$commande" lister --url "$url" >/dev/full 2>erreurs
 [ $? -eq 2 ] || echec "un disque plein n'a pas été dit"
 contient erreurs "écriture impossible"
+echo 20 >vingt
+printf 'identifiant,indicatif\nX1,AFR1\n' >choisis
 jouer "lister"
 COLUMNS=40 essai 0 lister --url "$url"
 [ "$(wc -L <sortie)" -le 40 ] || echec "une ligne dépasse 40 colonnes"

@@ -1,3 +1,4 @@
+#include "Criteres.h"
 #include "Dictionnaire.h"
 #include "FormatCsv.h"
 #include "FormatTableau.h"
@@ -91,8 +92,16 @@ std::string presenter(const std::string& format, std::size_t colonnes, const std
     std::vector<cdv::Vol> vols;
     for (const std::string& ligne : decouper(lignes))
         vols.push_back(cdv::Vol::depuisJson(ligne));
+    Presentation presentation{colonnes};
+    if (format == "chosen") { // in every format
+        presentation.champs = {cdv::Champ::gparking, cdv::Champ::gidentifiant};
+        std::string rendu;
+        for (const Format f : {Format::tableau, Format::csv, Format::json})
+            rendu += ecrire(f, vols, presentation);
+        return rendu;
+    }
     if (format == "tableau")
-        return ecrire(Format::tableau, vols, {colonnes});
+        return ecrire(Format::tableau, vols, presentation);
     std::ostringstream flux;
     ecrireFiche(flux, vols.at(0), colonnes);
     return flux.str();
@@ -115,6 +124,17 @@ std::string composer(const std::string& ligne)
     return composerVol(options, json).versJson();
 }
 
+/// Which of the records (their JSON, between spaces) the criteria take, and what the service is asked for.
+std::string choisir(const std::string& criteres, const std::string& vols)
+{
+    const Criteres choix(decouper(criteres, ' '));
+    std::string rendu = choix.exemple().versJson() + " :";
+    for (const std::string& json : decouper(vols, ' '))
+        if (const cdv::Vol vol = cdv::Vol::depuisJson(json); choix.retient(vol))
+            rendu += " " + std::string(vol.lire_ou("identifiant", ""));
+    return rendu;
+}
+
 } // namespace
 
 TEST(Formats, Transcription)
@@ -130,6 +150,8 @@ TEST(Formats, Transcription)
                 lignes, [](auto& ligne) { return cdv::Vol::depuisJson(essais::octetsDe(ligne)).versJson(); });
         if (sorte == "compose")
             return parLigne(lignes, composer);
+        if (sorte == "select")
+            return parLigne(lignes, [&](auto& ligne) { return choisir(ligne, titre.substr(7)); });
         if (sorte == "fold")
             return parLigne(lignes, [&](auto& ligne) { return replier(ligne, nombre, 2); });
         if (sorte == "progress") // of an import half done after 20 s
