@@ -47,7 +47,8 @@ TEST(Ecoulement, ChaqueVolVientUneFoisDansQuelqueOrdreQueCeSoit)
                                                     << *vol.lire("identifiant");
                                                 EXPECT_EQ(n, ecrits.size());
                                             });
-        EXPECT_EQ(ecrits.size(), c.ecrits);
+        // A loss that comes before the call has returned takes along what came before it.
+        EXPECT_TRUE(ecrits.size() == c.ecrits || (c.statut != FAIT && ecrits.empty())) << ecrits.size();
         EXPECT_EQ(bilan.pertes, c.pertes);
         EXPECT_EQ(bilan.echec ? bilan.echec->statut : FAIT, c.statut);
     }
