@@ -22,7 +22,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) { return essais::creerORB(); 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* octets, std::size_t taille)
 {
     const essais::OctetsVol envoyes(octets, taille);
-    const essais::Lecture lecture = envoyes.lireSurPlace();
+    const essais::VolLu lecture = envoyes.lireSurPlace();
     exiger(lecture == envoyes.lireParLORB());
     if (lecture.texte.empty())
         return 0;

@@ -16,13 +16,13 @@
 namespace essais {
 
 /// What came of a reading.
-struct Lecture
+struct VolLu
 {
     std::string texte;    ///< the record as people read it; empty: it was refused
     CORBA::ULong fin = 0; ///< where the reading ended
 
-    bool operator==(const Lecture& autre) const { return texte == autre.texte && fin == autre.fin; }
-    friend std::ostream& operator<<(std::ostream& flux, const Lecture& lecture)
+    bool operator==(const VolLu& autre) const { return texte == autre.texte && fin == autre.fin; }
+    friend std::ostream& operator<<(std::ostream& flux, const VolLu& lecture)
     {
         return flux << "up to " << lecture.fin << "\n" << lecture.texte;
     }
@@ -44,7 +44,10 @@ class OctetsVol
         std::copy_n(static_cast<const char*>(octets), taille, reinterpret_cast<char*>(_octets.data()));
     }
 
-    Lecture lireSurPlace() const { return _lire(&OctetsVol::_faire); }
+    VolLu lireSurPlace() const
+    {
+        return lire([](cdrStream& flux) { return afficher(*_faire(flux)); });
+    }
     std::unique_ptr<OXvol_completData> faireSurPlace() const
     {
         cdrMemoryStream flux = _flux();
@@ -53,16 +56,32 @@ class OctetsVol
 
     /// As the ORB reads it. The ORB lets a text have a NUL inside, and cuts it there: such a record is
     /// refused.
-    Lecture lireParLORB() const
+    VolLu lireParLORB() const
     {
         bool entier = true;
-        const Lecture lecture = _lire([&](cdrStream& flux) {
+        const VolLu lecture = lire([&](cdrStream& flux) {
             OXvol_completData_v3_0_0 fil;
             fil <<= flux;
             entier = _sontEntiers(fil);
-            return std::make_unique<OXvol_completData>(fil);
+            return afficher(OXvol_completData(fil));
         });
-        return entier ? lecture : Lecture();
+        return entier ? lecture : VolLu();
+    }
+
+    /// faire: reads the record, and gives its text; throws CORBA::MARSHAL.
+    template <class Faire>
+    VolLu lire(Faire faire) const
+    {
+        cdrMemoryStream flux = _flux();
+        const CORBA::ULong debut = flux.currentInputPtr();
+        VolLu lecture;
+        try {
+            lecture.texte = faire(flux);
+            lecture.fin = flux.currentInputPtr() - debut;
+        } catch (const CORBA::MARSHAL&) {
+            return {};
+        }
+        return lecture;
     }
 
   private:
@@ -77,21 +96,6 @@ class OctetsVol
     }
 
     cdrMemoryStream _flux() const { return {const_cast<std::uint64_t*>(_octets.data()), _taille}; }
-
-    template <class Lire>
-    Lecture _lire(Lire lire) const
-    {
-        cdrMemoryStream flux = _flux();
-        const CORBA::ULong debut = flux.currentInputPtr();
-        Lecture lecture;
-        try {
-            lecture.texte = afficher(*lire(flux));
-            lecture.fin = flux.currentInputPtr() - debut;
-        } catch (const CORBA::MARSHAL&) {
-            return {};
-        }
-        return lecture;
-    }
 
     /// Whether each text has the length that was announced.
     bool _sontEntiers(const OXvol_completData_v3_0_0& fil) const
@@ -125,6 +129,21 @@ class OctetsVol
     std::vector<std::uint64_t> _octets;
     std::size_t _taille;
 };
+
+/// Gives comparer() the octets of a record, with more behind them, cut off and wrong at each place.
+template <class Comparer>
+void chaqueAlteration(const std::string& octets, Comparer comparer)
+{
+    comparer(octets + "more");
+    for (std::size_t place = 0; place < octets.size(); ++place) {
+        comparer(octets.substr(0, place));
+        std::string autre = octets;
+        for (const int octet : {0, 1, 11, 0xFF}) { // of a length, of a text, between them
+            autre[place] = static_cast<char>(octet);
+            comparer(autre);
+        }
+    }
+}
 
 } // namespace essais
 
