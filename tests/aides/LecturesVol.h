@@ -130,6 +130,19 @@ class OctetsVol
     std::size_t _taille;
 };
 
+/// The octets of a record whose lists are empty, with so many changed fields and points instead.
+inline std::string avecListes(const std::string& octets, unsigned char changements, unsigned char points)
+{
+    const std::string texte("\2\0\0\0x\0\0\0", 8);
+    std::string autre = octets.substr(0, octets.size() - 8);
+    for (const auto [nombre, textes] : {std::pair{changements, 3 * changements}, {points, int(points)}}) {
+        autre += std::string{static_cast<char>(nombre), '\0', '\0', '\0'};
+        for (int i = 0; i < textes; ++i)
+            autre += texte;
+    }
+    return autre;
+}
+
 /// Gives comparer() the octets of a record, with more behind them, cut off and wrong at each place.
 template <class Comparer>
 void chaqueAlteration(const std::string& octets, Comparer comparer)

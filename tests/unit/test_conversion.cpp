@@ -179,6 +179,14 @@ TEST_F(Fil, LesDeuxLecturesDisentLaMemeChose)
         const essais::OctetsVol aLire(octets.data(), octets.size());
         EXPECT_GE(essais::chaquePanne([&] { aLire.faireSurPlace(); }), 2);
     }
+    cdrMemoryStream flux(0, /*clearMemory*/ true);
+    OXvol_completData().construireObjetSpecifique_v3_0_0() >>= flux;
+    const std::string vide(static_cast<const char*>(flux.bufPtr()), flux.bufSize());
+    comparer(essais::avecListes(vide, 6, 10)); // as many as there may be
+    const int refusesAvant = refuses;
+    comparer(essais::avecListes(vide, 7, 10));
+    comparer(essais::avecListes(vide, 6, 11));
+    EXPECT_EQ(refuses, refusesAvant + 2);
     EXPECT_GT(lus, 100);
     EXPECT_GT(refuses, 1000);
 }

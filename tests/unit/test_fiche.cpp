@@ -24,11 +24,18 @@ TEST(Fiche, LesDeuxLecturesDisentLaMemeChose)
     };
     Vol court = volNul("A");
     court.m_gpiste = "";
+    std::string octets;
     for (const Vol& vol : {volPlein("B"), court}) {
         cdrMemoryStream flux(0, /*clearMemory*/ true);
         vol >>= flux;
-        chaqueAlteration({static_cast<const char*>(flux.bufPtr()), flux.bufSize()}, comparer);
+        octets.assign(static_cast<const char*>(flux.bufPtr()), flux.bufSize());
+        chaqueAlteration(octets, comparer);
     }
+    comparer(avecListes(octets, 6, 10)); // as many as there may be
+    const int refuseesAvant = refusees;
+    comparer(avecListes(octets, 7, 10));
+    comparer(avecListes(octets, 6, 11));
+    EXPECT_EQ(refusees, refuseesAvant + 2);
     EXPECT_GT(lues, 100);
     EXPECT_GT(refusees, 1000);
 }
