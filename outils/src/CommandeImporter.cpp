@@ -63,11 +63,14 @@ class Rejets
     std::ofstream _flux;
 };
 
-void resumer(const Bilan& bilan, Existants existants, double secondes)
+void resumer(const Bilan& bilan, const Importation::Reglages& reglages, double secondes)
 {
+    const Verbe verbe = reglages.verbe;
     const cdv::Chargement::Bilan& envois = bilan.envois;
-    std::string ligne = compte(envois.crees, "vol créé");
-    if (envois.modifies != 0)
+    std::string ligne = verbe == Verbe::creer      ? compte(envois.crees, "vol créé")
+                        : verbe == Verbe::modifier ? compte(envois.modifies, "vol modifié")
+                                                   : compte(envois.supprimes, "vol supprimé");
+    if (verbe == Verbe::creer && envois.modifies != 0)
         ligne += ", " + compte(envois.modifies, "modifié");
     if (envois.ignores != 0)
         ligne += ", " + nombre(envois.ignores) + " déjà là";
@@ -85,7 +88,7 @@ void resumer(const Bilan& bilan, Existants existants, double secondes)
         std::cerr << message("cdv : " + bilan.perte->texte) << '\n';
     else if (bilan.interrompu && bilan.reprise != 0)
         std::cerr << "cdv : interrompu\n";
-    if (const std::string suite = optionsReprise(bilan, existants); !suite.empty())
+    if (const std::string suite = optionsReprise(bilan, reglages.envois.existants, verbe); !suite.empty())
         std::cerr << "Pour reprendre : " << suite << '\n';
 }
 
@@ -131,7 +134,7 @@ int importer(const Options& options, Interruption& interruption)
         bilan = importation.executer(*lecteur);
         secondes = progression.secondes();
     }
-    resumer(bilan, options.importation.envois.existants, secondes);
+    resumer(bilan, options.importation, secondes);
     rejets.verifier();
     if (bilan.perte)
         return bilan.perte->statut;

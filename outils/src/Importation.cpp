@@ -18,11 +18,13 @@ std::size_t lignes(const std::string& texte)
 
 } // namespace
 
-std::string optionsReprise(const Bilan& bilan, Existants existants)
+std::string optionsReprise(const Bilan& bilan, Existants existants, Verbe verbe)
 {
     if (bilan.reprise == 0)
         return {};
     const std::string depuis = "--depuis " + std::to_string(bilan.reprise);
+    if (verbe != Verbe::creer)
+        return depuis + (verbe == Verbe::modifier ? " --demande modifier" : " --demande supprimer");
     if (existants == Existants::modifier)
         return depuis + " --existants modifier";
     // Requests overtake one another: lines after the one to begin again with may be at the server.
@@ -86,9 +88,19 @@ bool Importation::_soumettre(Entree& entree)
 {
     const auto gardee = std::make_shared<Entree>(std::move(entree));
     cdv::Vol vol = std::move(*gardee->vol);
-    return _envois.creer(std::move(vol),
-                         [this, gardee](const cdv::Vol&, cdv::Chargement::Fin fin,
-                                        const cdv::Resultat& resultat) { _finir(*gardee, fin, resultat); });
+    cdv::Chargement::SurFin fin = [this, gardee](const cdv::Vol&, cdv::Chargement::Fin issue,
+                                                 const cdv::Resultat& resultat) {
+        _finir(*gardee, issue, resultat);
+    };
+    switch (_reglages.verbe) {
+    case Verbe::modifier:
+        return _envois.modifier(std::move(vol), std::move(fin));
+    case Verbe::supprimer:
+        return _envois.supprimer(std::move(vol), std::move(fin));
+    case Verbe::creer:
+        break;
+    }
+    return _envois.creer(std::move(vol), std::move(fin));
 }
 
 void Importation::_finir(const Entree& entree, cdv::Chargement::Fin fin, const cdv::Resultat& resultat)

@@ -17,6 +17,14 @@ namespace outils {
 
 using Existants = cdv::Chargement::Existants;
 
+/// What is asked of the server for each record.
+enum class Verbe
+{
+    creer,
+    modifier,
+    supprimer
+};
+
 /// How an import went.
 struct Bilan
 {
@@ -33,18 +41,19 @@ struct Bilan
 /// The options that go on with an import that ended early, so that the same records end up at the server as
 /// if it had not: what may have been done already is done again, or passed over, as it was done. Empty when
 /// nothing is left.
-std::string optionsReprise(const Bilan& bilan, Existants existants);
+std::string optionsReprise(const Bilan& bilan, Existants existants, Verbe verbe = Verbe::creer);
 
-/// Creates the records of a reader at the server. A record that is refused is told, and the import goes on;
-/// so it does past the loss of a server (see cdv::Chargement). Whatever ends it, it returns once every
-/// request has ended.
+/// Creates, changes or deletes the records of a reader at the server. A record that is refused is told, and
+/// the import goes on; so it does past the loss of a server (see cdv::Chargement). Whatever ends it, it
+/// returns once every request has ended.
 class Importation
 {
   public:
     struct Reglages
     {
         cdv::Chargement::Reglages envois; ///< what of them is told is the import's
-        std::size_t depuis = 1;           ///< lines before this one are passed over
+        Verbe verbe = Verbe::creer;
+        std::size_t depuis = 1; ///< lines before this one are passed over
         bool arretAuRejet = false;
     };
 

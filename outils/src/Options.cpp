@@ -1,5 +1,6 @@
 #include "Options.h"
 
+#include "Aide.h"
 #include "Statut.h"
 #include "Suggestion.h"
 #include "Terminal.h"
@@ -16,91 +17,6 @@
 namespace outils {
 
 namespace {
-
-constexpr const char* PRESENTATION =
-    "Commande du service cdv : crée, lit, modifie et surveille des vols complets.";
-
-constexpr const char* COMPLEMENT = R"(Champs :
-  champ=valeur   nom du champ avec ou sans « m_g » : parking=B12, m_gparking=B12 ; les codes
-                 de statut : code_stat_depart.code=OUV. « cdv --champs » les donne tous.
-  champ=         la chaîne vide, qui est une valeur comme une autre
-  un mot seul    l'identifiant : « cdv consulter X » vaut « cdv consulter identifiant=X »
-
-Statuts de sortie :
-  0    fait
-  1    le serveur a refusé, ou des lignes ont été rejetées
-  2    mauvais usage : ligne de commande, configuration, fichier
-  3    pas de connexion
-  4    connexion ou réponse perdue pendant le travail
-  5    etat : un serveur sur deux est actif
-  130  interrompu (Ctrl-C)
-
-Exemples :
-  cdv etat
-  cdv creer 20261121DAFR012-000 indicatif=AFR012 aerod_dep=LFBO aerod_dest=LFPG --point AGEN
-  cdv modifier 20261121DAFR012-000 parking=B12
-  cdv lister 'indicatif=AFR*'
-  cdv exporter vols.csv
-  cdv importer vols.csv --rejets rejets.csv --url serveur1:2809 --url serveur2:2809
-
-Sans --config ni --url, la commande lit le fichier que nomme la variable CDV_CONFIG, sinon
-s'adresse au serveur local, 127.0.0.1:2809. Chaque commande a son aide : cdv importer --help.)";
-
-constexpr const char* EXPLICATION_EFFACER = R"(Valeur vide et champ absent :
-  parking=            envoie la chaîne vide ; le champ vaut alors « »
-  --effacer parking   retire le champ de ce qui est envoyé : il n'est pas renseigné
-Un vol créé n'a pas les champs retirés.)";
-
-constexpr const char* EXPLICATION_MODIFIER =
-    R"(Le serveur remplace les champs envoyés, et les listes qui ne sont pas vides ; il laisse tout
-le reste comme il est.
-
-Valeur vide et champ absent :
-  parking=            donne au champ la chaîne vide
-  --effacer parking   retire le champ de ce qui est envoyé (il venait de --json) : le serveur
-                      le laisse comme il est
-Le service n'a pas de demande qui rende un champ à nouveau absent : une modification ne peut
-pas le faire. Pour cela : cdv supprimer, puis cdv creer --json avec --effacer.)";
-
-constexpr const char* EXPLICATION_EXEMPLE =
-    R"(Seuls les vols qui répondent à tous les critères sont rendus :
-  champ=valeur        égal ; « * » est n'importe quelle suite : indicatif=AFR*, parking=*2
-  champ!=valeur       autre, ou absent
-  champ>n champ<=n    un nombre, une date ou une heure : 'heure_prev_mvt>=0800' ; un champ qui
-                      n'en contient pas n'est pas rendu
-« \* » est l'étoile elle-même. Le service cherche les valeurs entières et les débuts ; le reste est
-regardé ici, dans ce qu'il rend.)";
-
-constexpr const char* EXPLICATION_ETAT =
-    R"(Statut de sortie : 0 chaque serveur est actif, 5 un sur deux (service dégradé), 3 aucun ; avec
---tous, 3 dès qu'un serveur n'est pas actif.)";
-
-constexpr const char* EXPLICATION_IMPORT =
-    R"(CSV : UTF-8, RFC 4180, avec un en-tête ; colonnes au choix parmi les champs, « points » et
-« changements » (en JSON). Une cellule vide est un champ absent, "" est la chaîne vide.
-JSON : un objet par ligne, comme « cdv lister --format json » les écrit.
-Une ligne fautive est dite avec son numéro et la raison, et l'importation continue. De même quand un
-serveur est perdu : ce qui est resté sans réponse est redemandé à l'autre, ou au même s'il revient ;
-une création dont nul ne sait si elle est faite est relue et comparée. Les lignes
-rejetées vont telles quelles dans le fichier de rejets, qui peut être corrigé et importé.
-Ctrl-C attend les réponses en cours, puis dit avec quelles options reprendre ; un second Ctrl-C
-abandonne.
-
-Exemples :
-  cdv importer vols.csv --rejets rejets.csv
-  cdv importer vols.csv --depuis 1042 --existants ignorer
-  zcat vols.json.gz | cdv importer -)";
-
-constexpr const char* EXPLICATION_EXPORT =
-    R"(Le format est celui de --format, sinon celui du nom (.json, .jsonl), sinon CSV. Le fichier n'est
-remplacé qu'une fois complet : d'ici là, les vols sont dans FICHIER.partiel.
-Quand un serveur est perdu, la liste est redemandée à l'autre, ou au même s'il revient ; chaque vol
-est écrit une fois.
-
-Exemples :
-  cdv exporter vols.csv
-  cdv exporter - 'indicatif=AFR*' --format json | gzip > afr.json.gz
-  cdv exporter vols.csv --depuis 120001      (après une interruption))";
 
 template <class T>
 CLI::Validator choix(const std::map<std::string, T>& valeurs)
@@ -137,6 +53,9 @@ const std::map<std::string, int> NIVEAUX{{"0", orix::NTO_AUCUN},
 const std::map<std::string, Existants> EXISTANTS{
     {"rejeter", Existants::refuser}, {"modifier", Existants::modifier}, {"ignorer", Existants::ignorer}};
 
+const std::map<std::string, Verbe> VERBES{
+    {"creer", Verbe::creer}, {"modifier", Verbe::modifier}, {"supprimer", Verbe::supprimer}};
+
 constexpr long long UNE_HEURE = 3600000;
 constexpr long long UN_MILLIARD = 1000000000;
 
@@ -144,9 +63,9 @@ constexpr long long UN_MILLIARD = 1000000000;
 class Analyseur
 {
   public:
-    explicit Analyseur(Options& options) : _options(options), _application(PRESENTATION, "cdv")
+    explicit Analyseur(Options& options) : _options(options), _application(aide::PRESENTATION, "cdv")
     {
-        _application.footer(COMPLEMENT);
+        _application.footer(aide::COMPLEMENT);
         _application.fallthrough();
         _francais(_application);
         _application.require_subcommand(0, 1);
@@ -176,7 +95,7 @@ class Analyseur
         _convertir();
         const auto choisies = _application.get_subcommands();
         if (!choisies.empty())
-            _options.commande = choisies.front()->get_name();
+            _choisir(choisies.front()->get_name());
         else if (!_options.champs)
             return _refuser("il faut une commande");
         if (_options.urls.size() > 2)
@@ -220,8 +139,9 @@ class Analyseur
 
     void _decrireVol()
     {
-        CLI::App& creer = _commande("creer", "crée un vol", EXPLICATION_EFFACER);
-        CLI::App& modifier = _commande("modifier", "modifie un vol", EXPLICATION_MODIFIER);
+        CLI::App& creer = _commande("creer", "crée un vol", aide::EXPLICATION_EFFACER);
+        CLI::App& modifier =
+            _commande("modifier", "modifie un vol, ou plusieurs", aide::EXPLICATION_MODIFIER);
         for (CLI::App* const ecriture : {&creer, &modifier}) {
             _champs(*ecriture, "identifiant et champs");
             ecriture->add_option("--point", _options.points, "point de route ; 10 au plus")
@@ -240,13 +160,14 @@ class Analyseur
                              "part du vol que décrit ce fichier JSON ; « - » : l'entrée standard")
                 ->type_name("FICHIER");
         }
-        _champs(_commande("supprimer", "supprime un vol", ""), "identifiant");
+        _champs(_commande("supprimer", "supprime un vol, ou plusieurs", aide::EXPLICATION_PLUSIEURS),
+                "identifiant ; « - » : ceux de l'entrée standard");
         _champs(_commande("consulter", "montre un vol en entier", ""), "identifiant");
     }
 
     void _decrireListe()
     {
-        CLI::App& lister = _commande("lister", "montre les vols, un par ligne", EXPLICATION_EXEMPLE);
+        CLI::App& lister = _commande("lister", "montre les vols, un par ligne", aide::EXPLICATION_EXEMPLE);
         _champs(lister, "champs que les vols doivent avoir");
         lister.add_flag("--nombre", _options.nombre, "ne donne que leur nombre");
         _sortie(lister);
@@ -254,7 +175,7 @@ class Analyseur
 
     void _decrireFichiers()
     {
-        CLI::App& importer = _commande("importer", "crée les vols d'un fichier", EXPLICATION_IMPORT);
+        CLI::App& importer = _commande("importer", "crée les vols d'un fichier", aide::EXPLICATION_IMPORT);
         _fichier(importer, "CSV, ou JSON par lignes ; « - » : l'entrée standard");
         Importation::Reglages& importation = _options.importation;
         _depuis(importer, "commence à cette ligne du fichier");
@@ -266,13 +187,19 @@ class Analyseur
             ->type_name("QUOI")
             ->check(choix(EXISTANTS));
         importer
+            .add_option("--demande", _demande,
+                        "que demander pour chaque vol : creer, modifier ou supprimer (creer)")
+            ->type_name("QUOI")
+            ->check(choix(VERBES));
+        importer
             .add_option("--en-cours", importation.envois.fenetre, "demandes sans réponse à la fois (1000)")
             ->type_name("N")
             ->check(entier(1, 10000));
         _patience(importer);
         importer.add_flag("--stop", importation.arretAuRejet, "s'arrête à la première ligne rejetée");
 
-        CLI::App& exporter = _commande("exporter", "écrit les vols dans un fichier", EXPLICATION_EXPORT);
+        CLI::App& exporter =
+            _commande("exporter", "écrit les vols dans un fichier", aide::EXPLICATION_EXPORT);
         _fichier(exporter, "CSV, ou JSON par lignes ; « - » : la sortie standard");
         _champs(exporter, "champs que les vols doivent avoir");
         _depuis(exporter, "reprend au N-ième vol, à la suite de FICHIER.partiel");
@@ -292,7 +219,7 @@ class Analyseur
         surveiller.add_option("--nombre", _mesures, "s'arrête après tant de mesures")
             ->type_name("N")
             ->check(entier(1, UN_MILLIARD));
-        _commande("etat", "montre chaque serveur : noyau, version, temps de réponse", EXPLICATION_ETAT)
+        _commande("etat", "montre chaque serveur : noyau, version, temps de réponse", aide::EXPLICATION_ETAT)
             .add_flag("--tous", _options.tous, "échoue dès qu'un serveur n'est pas actif");
         _commande("versions", "donne les versions de la commande et de l'interface", "");
     }
@@ -357,12 +284,28 @@ class Analyseur
                      "CSV pour un tableur : « ' » devant ce qu'il prendrait pour une formule");
     }
 
+    /// "modifier -" and the like are an import.
+    void _choisir(const std::string& commande)
+    {
+        _options.commande = commande;
+        const auto verbe = VERBES.find(commande);
+        const bool seul = _options.mots == std::vector<std::string>{"-"} && _options.json.empty() &&
+                          _options.effaces.empty() && _options.points.empty() && _options.changements.empty();
+        if (!seul || verbe == VERBES.end())
+            return;
+        _options.commande = "importer";
+        _options.fichier = "-";
+        _options.importation.verbe = verbe->second;
+    }
+
     void _convertir()
     {
         if (!_format.empty())
             _options.format = FORMATS.at(_format);
         if (!_existants.empty())
             _options.importation.envois.existants = EXISTANTS.at(_existants);
+        if (!_demande.empty())
+            _options.importation.verbe = VERBES.at(_demande);
         if (!_trace.empty())
             _options.trace = NIVEAUX.at(_trace);
         if (_delai)
@@ -426,6 +369,7 @@ class Analyseur
     CLI::App _application;
     std::string _format;
     std::string _existants;
+    std::string _demande;
     std::string _trace;
     std::optional<long long> _delai;
     std::optional<long long> _secondes; // of patience

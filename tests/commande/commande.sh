@@ -166,6 +166,8 @@ contient erreurs "écriture impossible"
 echo 20 >vingt
 printf 'identifiant,indicatif\nX1,AFR1\n' >choisis
 jouer "lister"
+printf 'identifiant,piste\nX1,33\nX9,33\n' >pistes.csv
+jouer "en nombre"
 COLUMNS=40 essai 0 lister --url "$url"
 [ "$(wc -L <sortie)" -le 40 ] || echec "une ligne dépasse 40 colonnes"
 terminal 40 lister --limite 3 --url "$url"

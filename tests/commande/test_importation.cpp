@@ -114,4 +114,7 @@ TEST_F(Import, CeQuiEstConseilleReprendSansRienDefaire)
         EXPECT_EQ(conseil, optionsReprise(executer(), existants));
     }
     EXPECT_EQ("", optionsReprise({}, Existants::modifier)) << "nothing is left";
+    Bilan coupe;
+    coupe.reprise = 4;
+    EXPECT_EQ("--depuis 4 --demande supprimer", optionsReprise(coupe, Existants::refuser, Verbe::supprimer));
 }
