@@ -74,8 +74,9 @@ constexpr const char* EXPLICATION_ETAT =
 --tous, 3 dès qu'un serveur n'est pas actif.)";
 
 constexpr const char* EXPLICATION_IMPORT =
-    R"(CSV : UTF-8, RFC 4180, avec un en-tête ; colonnes au choix parmi les champs, « points » et
-« changements » (en JSON). Une cellule vide est un champ absent, "" est la chaîne vide.
+    R"(CSV : UTF-8, RFC 4180 ; des virgules, points-virgules ou tabulations, comme en a l'en-tête ; colonnes
+au choix parmi les champs, « points » et « changements » (en JSON). Une cellule vide est un champ
+absent, "" est la chaîne vide.
 JSON : un objet par ligne, comme « cdv lister --format json » les écrit.
 Une ligne fautive est dite avec son numéro et la raison, et l'importation continue. De même quand un
 serveur est perdu : ce qui est resté sans réponse est redemandé à l'autre, ou au même s'il revient ;

@@ -198,6 +198,10 @@ LecteurCsv::Lecture LecteurCsv::_lire(Entree& entree, std::vector<Cellule>& cell
     } while (ligne == "\n" || ligne == "\r\n");
     entree.ligne = _lignes.numero();
     entree.texte = ligne;
+    if (_colonnes.empty()) { // the header, whose names hold none of them
+        const std::size_t separateur = ligne.find_first_of(",;\t");
+        _separateur = separateur == std::string::npos ? ',' : ligne[separateur];
+    }
     cellules.clear();
     std::vector<std::string> suites;
     Decoupage decoupage = _decouper(ligne, cellules, false);
@@ -222,7 +226,7 @@ LecteurCsv::Lecture LecteurCsv::_lire(Entree& entree, std::vector<Cellule>& cell
 
 /// Adds the cells of a line. suite: the line begins inside of the last cell's quotes.
 LecteurCsv::Decoupage LecteurCsv::_decouper(const std::string& ligne, std::vector<Cellule>& cellules,
-                                            bool suite)
+                                            bool suite) const
 {
     std::size_t fin = ligne.size();
     if (fin != 0 && ligne[fin - 1] == '\n')
@@ -246,12 +250,13 @@ LecteurCsv::Decoupage LecteurCsv::_decouper(const std::string& ligne, std::vecto
             suite = false;
         } else {
             const std::size_t debut = i;
-            i = std::min(ligne.find_first_of(",\"", i), fin);
+            while (i < fin && ligne[i] != _separateur && ligne[i] != '"')
+                ++i;
             cellule.texte.assign(ligne, debut, i - debut);
         }
         if (i >= fin)
             return Decoupage::complet;
-        if (ligne[i] != ',')
+        if (ligne[i] != _separateur)
             return Decoupage::faux;
     }
 }

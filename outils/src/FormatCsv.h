@@ -27,8 +27,9 @@ class EcrivainCsv : public Ecrivain
 };
 
 /// Reads what EcrivainCsv writes, and less: any columns in any order, under any spelling of their names.
-/// A cell may span lines. After a cell whose quotes make no sense, reading goes on at the line after the
-/// record's first: a stray quote spoils one line, not the file.
+/// Cells are separated as those of the header are, by commas, semicolons or tabulations. A cell may span
+/// lines. After a cell whose quotes make no sense, reading goes on at the line after the record's first: a
+/// stray quote spoils one line, not the file.
 class LecteurCsv : public Lecteur
 {
   public:
@@ -55,11 +56,12 @@ class LecteurCsv : public Lecteur
         faux
     };
     Lecture _lire(Entree& entree, std::vector<Cellule>& cellules);
-    static Decoupage _decouper(const std::string& ligne, std::vector<Cellule>& cellules, bool suite);
+    Decoupage _decouper(const std::string& ligne, std::vector<Cellule>& cellules, bool suite) const;
     cdv::Vol _construire(const std::vector<Cellule>& cellules) const;
 
     Lignes _lignes;
     std::string _entete;
+    char _separateur = ',';
     std::vector<int> _colonnes; ///< a cdv::Champ, or one of the lists
     std::vector<Cellule> _cellules;
 };
