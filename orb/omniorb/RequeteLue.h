@@ -110,7 +110,8 @@ class EcrivainTextes
 };
 
 /// Serves a request without results: arguments.lire(LecteurRequete&) reads, then servir() runs, which may
-/// throw one of the exceptions of the operation, given by their repository ids.
+/// throw one of the exceptions of the operation, given by their repository ids. These are looked at after
+/// the servant has been left: they outlive the request.
 template <class Arguments, class Servir>
 class AppelLu final : public omniCallDescriptor
 {

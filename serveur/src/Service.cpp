@@ -71,13 +71,13 @@ _CORBA_Boolean Service::_servir(omniCallHandle& appel)
         if (std::strcmp(appel.operation_name(), nom) != 0)
             continue;
         Recue recue;
-        const char* const exceptions[] = {orix_corba::ClientDeconnecte::_PD_repoId};
+        static const char* const EXCEPTIONS[] = {orix_corba::ClientDeconnecte::_PD_repoId};
         orix::orb::servirLue(
             *this, appel, recue,
             [this, operation = operation, &recue] {
                 _recevoir(operation, std::move(recue.vol), recue.idOp, recue.numeroClient);
             },
-            exceptions, 1);
+            EXCEPTIONS, 1);
         return true;
     }
     return ServantGarde::_servir(appel);
