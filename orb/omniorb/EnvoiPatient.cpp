@@ -27,7 +27,8 @@ CORBA::Boolean envelopper(omni::omniInterceptors::clientOpenConnection_T::info_T
 {
     omni::giopConnection*& connexion = info.giop_c.strand().connection;
     try {
-        if (!info.giop_c.strand().isBiDir() && dynamic_cast<ConnexionEnveloppe*>(connexion) == nullptr)
+        if (!info.giop_c.strand().isBiDir() && connexion != nullptr &&
+            dynamic_cast<ConnexionEnveloppe*>(connexion) == nullptr)
             connexion = new ConnexionPatiente(*connexion);
     } catch (const std::bad_alloc&) {
         // Its senders have the time-out of calls.

@@ -194,6 +194,7 @@ CORBA::Object_ptr lireReference(cdrStream& flux, Relecture relecture)
     if (profils->length() == 0)
         refuser();
     auto* const ior = new omniIOR(type._retn(), profils._retn());
+    // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDeleteLeaks): becomes the reference's
     omniObjRef* const objet = omni::createObjRef(CORBA::Object::_PD_repoId, ior, /*locked*/ 0);
     return objet != nullptr ? static_cast<CORBA::Object_ptr>(objet->_ptrToObjRef(CORBA::Object::_PD_repoId))
                             : CORBA::Object::_nil();

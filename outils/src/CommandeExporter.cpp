@@ -54,7 +54,7 @@ Ecoulement::Bilan ecouler(Connexion& connexion, Interruption& interruption, cons
 {
     Ecoulement::Reglages reglages = reglagesEcoulement(options);
     reglages.retient = [&criteres](const cdv::Vol& vol) { return criteres.retient(vol); };
-    const Ecoulement::Bilan bilan =
+    Ecoulement::Bilan bilan =
         Ecoulement(connexion.session(), interruption, reglages).executer(criteres.exemple(), surVol);
     if (bilan.pertes != 0)
         std::cerr << message(compte(bilan.pertes, "connexion perdue") + " en route : liste redemandée")
