@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Everything that can be checked, on a bare Debian 12, as root or with sudo: layout, the suite as it is shipped, code checks,
 # the suites under both sanitizers. All of it runs, whatever fails. The last line adds it up: a step that is no suite, or
-# a suite that cannot be run, counts as one. .ci/run runs it: every landing has to pass.
+# a suite that cannot be run, counts as one. .ci/run is the part of it that every landing has to pass.
 set -uo pipefail
 cd "$(dirname "$0")/.."
 
