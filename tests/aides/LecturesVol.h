@@ -135,7 +135,7 @@ inline std::string avecListes(const std::string& octets, unsigned char changemen
 {
     const std::string texte("\2\0\0\0x\0\0\0", 8);
     std::string autre = octets.substr(0, octets.size() - 8);
-    for (const auto [nombre, textes] : {std::pair{changements, 3 * changements}, {points, int(points)}}) {
+    for (const auto& [nombre, textes] : {std::pair{changements, 3 * changements}, {points, int(points)}}) {
         autre += std::string{static_cast<char>(nombre), '\0', '\0', '\0'};
         for (int i = 0; i < textes; ++i)
             autre += texte;
