@@ -14,9 +14,10 @@ namespace orix {
 ///
 /// They leave when some 32 kilobytes wait for one server, at envoyer(), before anything else that goes to
 /// that server, and at the end of the outermost object. So does whoever waits for an answer call envoyer()
-/// first, or there will be none; the waits of cdv::Session, cdv::Flux and cdv::Chargement do. What a process
-/// has not sent when it is killed is lost, as is what its system has not sent; a call has returned OXS_OK all
-/// the same. A server that does not take what waits is lost, as with any request.
+/// first, or there will be none; cdv::Session::attendreFin(), cdv::Flux and cdv::Chargement do, a std::future
+/// does not. What a process has not sent when it is killed is lost, as is what its system has not sent; a
+/// call has returned OXS_OK all the same. A server that does not take what waits is lost, as with any
+/// request.
 ///
 /// Thread: of the thread that made it, which destroys it. Errors: none; without memory nothing waits. With
 /// TLS, or [orb] grouper_envois = false, nothing waits either.

@@ -3,6 +3,7 @@
 #include "EtatProcessus.h"
 #include "OXcdvCliConnexion.h"
 #include "SessionReelle.h"
+#include "orix/EnvoisGroupes.h"
 
 namespace {
 
@@ -91,6 +92,20 @@ TEST_F(SessionDeuxServeurs, LaConnexionEstConnue)
     EXPECT_NE(verifier(Etat::active, 2), premier) << "the number of the dead server's connection";
     session.fermer();
     verifier(Etat::inactive, 2);
+}
+
+/// Requests of a group leave before their thread waits for their ends.
+TEST_F(SessionDeuxServeurs, QuiAttendEnvoieDAbordSonGroupe)
+{
+    Session session(options());
+    const orix::EnvoisGroupes groupe;
+    std::atomic<int> faites{0};
+    for (const char* identifiant : {"A", "B"})
+        session.creer(unVol(identifiant),
+                      [&faites](const Resultat& resultat) { faites += resultat ? 1 : 0; });
+    EXPECT_TRUE(session.attendreFin(30s));
+    EXPECT_EQ(faites, 2);
+    EXPECT_EQ(toutLister(session).size(), 2u);
 }
 
 /// Creations without end, and what became of them.
